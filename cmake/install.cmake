@@ -1,0 +1,18 @@
+include(CMakePackageConfigHelpers)
+
+install(TARGETS pixmill EXPORT pixmillTargets
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(PIXMILL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/pixmill)
+install(EXPORT pixmillTargets NAMESPACE pixmill:: DESTINATION ${PIXMILL_CMAKE_DIR})
+configure_package_config_file(cmake/pixmillConfig.cmake.in ${PROJECT_BINARY_DIR}/pixmillConfig.cmake
+  INSTALL_DESTINATION ${PIXMILL_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/pixmillConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/pixmillConfig.cmake ${PROJECT_BINARY_DIR}/pixmillConfigVersion.cmake
+  DESTINATION ${PIXMILL_CMAKE_DIR})
+
+configure_file(cmake/pixmill.pc.in ${PROJECT_BINARY_DIR}/pixmill.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/pixmill.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

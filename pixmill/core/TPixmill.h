@@ -1,0 +1,18 @@
+#pragma once
+
+#include <pixmill/core/Export.h>
+
+#include <string>
+
+/// The library's trace service: timed lines for a sink that the host installs.
+class PIXMILL_API TPixmill {
+public:
+    /// The host's trace sink, null at first. Written once by the host, before use.
+    static void (*m_tDebug_p)(const char*);
+
+    /// Composes "SSSSS.mmm - line - where : message - ", the time being processor seconds since the program's start.
+    static std::string traceMsg(const char* where, int line, const char* message);
+
+    /// Gives a composed line to the sink; composes nothing when there is none. The text lives for the call.
+    static void toQDebug(char* where, int line, const char* message);
+};

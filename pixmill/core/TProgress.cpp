@@ -1,0 +1,99 @@
+#include <pixmill/core/TProgress.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace {
+
+const char* const kRangeCheck = "vector::_M_range_check";
+
+// Counts and totals are the host's to write, so every read is checked; the text is the same with every standard
+// library.
+template <class Vector>
+auto& checked(Vector& v, size_t i)
+{
+    if (i >= v.size())
+        throw std::out_of_range(kRangeCheck);
+    return v[i];
+}
+
+template <class Vector>
+auto& innermost(Vector& v)
+{
+    return checked(v, v.size() - 1);
+}
+
+} // namespace
+
+TProgress::TProgress(bool (*callback)(int, void*), void* userData) : m_callback_p(callback), m_userData_p(userData)
+{
+    reset();
+}
+
+void TProgress::reset()
+{
+    m_weights.clear();
+    m_totals.clear();
+    m_counts.clear();
+    start(1.0f);
+}
+
+void TProgress::start(float weight)
+{
+    m_weights.push_back(weight);
+    m_totals.push_back(100);
+    m_counts.push_back(0);
+}
+
+bool TProgress::prog(int count, int total)
+{
+    innermost(m_counts) = count;
+    innermost(m_totals) = total;
+    return progress();
+}
+
+bool TProgress::prog()
+{
+    ++innermost(m_counts);
+    return progress();
+}
+
+bool TProgress::end()
+{
+    if (m_totals.empty())
+        return true;
+    const float weight = m_weights.empty() ? 0.0f : m_weights.back();
+    for (auto* stack : {&m_totals, &m_counts})
+        if (!stack->empty())
+            stack->pop_back();
+    if (!m_weights.empty())
+        m_weights.pop_back();
+    if (m_totals.empty())
+        return true; // the root stage has no parent to report through
+
+    const int parentTotal = m_totals.back();
+    return prog(int(float(innermost(m_counts)) + float(parentTotal) * weight), parentTotal);
+}
+
+bool TProgress::done()
+{
+    reset();
+    m_counts.back() = m_totals.back();
+    return progress();
+}
+
+bool TProgress::progress()
+{
+    const int count = innermost(m_counts);
+    if (count > innermost(m_totals))
+        m_totals.back() = int((count + 1) * 1.2); // keeps a stage that was announced too short moving
+
+    float share = 1.0f, sum = 0.0f;
+    for (size_t i = 0; i < m_weights.size(); ++i) {
+        share *= m_weights[i];
+        sum += float(checked(m_counts, i)) * share / float(checked(m_totals, i));
+    }
+    if (!m_callback_p || !m_userData_p)
+        return true;
+    return m_callback_p(int(std::min(sum * 1000.0f, 1000.0f)), m_userData_p);
+}

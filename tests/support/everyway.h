@@ -1,0 +1,43 @@
+#pragma once
+
+#include <pixmill/core/detail/rows.h>
+
+#include <gtest/gtest.h>
+#include <omp.h>
+
+/// Runs operations in every way that must not change a bit.
+namespace pixmill::test {
+
+/// Restores the process's team size and row policy.
+class PolicyGuard {
+public:
+    PolicyGuard() : m_policy(detail::rowPolicy()), m_team(omp_get_max_threads()) {}
+    ~PolicyGuard()
+    {
+        detail::rowPolicy() = m_policy;
+        omp_set_num_threads(m_team);
+    }
+    PolicyGuard(const PolicyGuard&) = delete;
+    PolicyGuard& operator=(const PolicyGuard&) = delete;
+
+private:
+    detail::RowPolicy m_policy;
+    int m_team;
+};
+
+/// Calls `check()` for teams of 1, 2, 3 and 8 threads, small planes included, at each row level the processor has.
+template <class Check>
+void everyWay(const Check& check)
+{
+    PolicyGuard guard;
+    const int top = detail::rowPolicy().level;
+    for (int level = 0; level <= top; ++level)
+        for (const int team : {1, 2, 3, 8}) {
+            SCOPED_TRACE(testing::Message() << "row level " << level << ", " << team << " threads");
+            detail::rowPolicy() = {level, 1};
+            omp_set_num_threads(team);
+            check();
+        }
+}
+
+} // namespace pixmill::test
