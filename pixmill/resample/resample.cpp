@@ -2,6 +2,7 @@
 
 #include <pixmill/core/TPixmill.h>
 #include <pixmill/core/detail/message.h>
+#include <pixmill/primitives/memory.h>
 #include <pixmill/primitives/resize.h>
 #include <pixmill/resample/border.h>
 
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <climits>
 #include <memory>
-#include <new>
 
 namespace {
 
@@ -34,7 +34,7 @@ void resizeWhole(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int inte
     const IppiRect from = {0, 0, in.cols, in.rows}, to = {0, 0, out.cols, out.rows};
     int size = 0;
     ippiResizeGetBufSize(from, to, 1, interpolation, &size);
-    const std::unique_ptr<unsigned char[]> buffer(new (std::nothrow) unsigned char[size + recipe.moreBuffer]);
+    const std::unique_ptr<unsigned char, void (*)(void*)> buffer(ippsMalloc_8u(size + recipe.moreBuffer), ippsFree);
     if (!buffer)
         throw recipe.noBuffer;
 
