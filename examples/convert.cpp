@@ -56,7 +56,7 @@ void printLoss(const cv::Mat& photo, int photoChannels, const cv::Mat& back, int
     colour.print("colour", topOfScale);
 }
 
-}  // namespace
+} // namespace
 
 int runConvert(const Options& options)
 {
@@ -71,7 +71,7 @@ int runConvert(const Options& options)
 
     const cv::Mat packed8 = as8Bit(photo), packed16 = as16Bit(photo);
     TPImage picture(photo.cols, photo.rows), deep(photo.cols, photo.rows);
-    picture.m_Y = 0;  // touches the pages, so that the times below are the conversion's
+    picture.m_Y = 0; // touches the pages, so that the times below are the conversion's
     deep.m_Y = 0;
     timed("8-bit packed pixels to Y/Dr/Db", pixels,
           [&] { picture.convertFrom(packed8.ptr(), packed8.cols, packed8.rows, int(packed8.step)); });
@@ -91,8 +91,8 @@ int runConvert(const Options& options)
     const cv::Rect view(photo.cols / 4, photo.rows / 4, photo.cols / 2, photo.rows / 2);
     cv::Mat reduced;
     timed("a view of the middle quarter, reduced by 4", double(view.area()), [&] {
-        reduced = TPImage::MatRoi(picture.m_Y, view.x, view.y, view.width / scale, view.height / scale, scale, false,
-                                  true);
+        reduced =
+            TPImage::MatRoi(picture.m_Y, view.x, view.y, view.width / scale, view.height / scale, scale, false, true);
     });
 
     printLoss<unsigned char>(packed8, 4, display, 4, 255);

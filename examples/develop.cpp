@@ -98,7 +98,7 @@ cv::Rect viewOf(const Options& options, cv::Size picture)
 struct Control {
     std::string name;
     float* value;
-    bool* dirty;  ///< What a host sets when it has written the value.
+    bool* dirty; ///< What a host sets when it has written the value.
 };
 
 std::vector<Control> controlsOf(TQuillet3& engine)
@@ -168,7 +168,7 @@ void controlStrip(TQuillet3& engine, const Options& options, const cv::Rect& vie
     save(options.out, "controls.jpg", sheet);
 }
 
-}  // namespace
+} // namespace
 
 int runDevelop(const Options& options)
 {

@@ -62,7 +62,7 @@ void addControls(CLI::App& app, Options& options)
         }
 }
 
-}  // namespace
+} // namespace
 
 int main(int argc, char** argv)
 {
@@ -107,7 +107,7 @@ int main(int argc, char** argv)
             if (result)
                 return result;
         }
-    } catch (const char* text) {  // how the library reports
+    } catch (const char* text) { // how the library reports
         std::fprintf(stderr, "%s\n", text);
         return 1;
     } catch (const std::exception& e) {

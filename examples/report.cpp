@@ -13,7 +13,7 @@ void onInterrupt(int)
     interrupted = 1;
 }
 
-}  // namespace
+} // namespace
 
 void heading(const std::string& text)
 {
