@@ -77,14 +77,17 @@ Position positionOf(const Axis& axis, int destination, int interpolation)
     return p;
 }
 
+/// A half that lies a little low, as the weights of thirds and sixths are rounded, is still a half and goes up.
+constexpr double kHalf = 0.5 + 1e-9;
+
 inline void store(double v, unsigned char& out)
 {
-    out = static_cast<unsigned char>(limit(v, 0.0, 255.0) + 0.5);
+    out = static_cast<unsigned char>(limit(v, 0.0, 255.0) + kHalf);
 }
 
 inline void store(double v, unsigned short& out)
 {
-    out = static_cast<unsigned short>(limit(v, 0.0, 65535.0) + 0.5);
+    out = static_cast<unsigned short>(limit(v, 0.0, 65535.0) + kHalf);
 }
 
 inline void store(double v, float& out)
