@@ -2,10 +2,21 @@
 
 /// Everything that libpixmill offers to a host.
 
+#include <pixmill/adjust/TLightAdjLUTq3.h>
 #include <pixmill/core/Export.h>
+#include <pixmill/core/TImage.h>
+#include <pixmill/core/TMat.h>
 #include <pixmill/core/TPixmill.h>
 #include <pixmill/core/TProgress.h>
 #include <pixmill/engine/TQuillet3.h>
+#include <pixmill/curves/TLut1D.h>
+#include <pixmill/curves/TLut2D.h>
+#include <pixmill/curves/TLut3D.h>
+#include <pixmill/curves/TLutImage.h>
+#include <pixmill/curves/TLutThreshold.h>
+#include <pixmill/curves/TLutY16U.h>
+#include <pixmill/curves/TLutYDrDb.h>
+#include <pixmill/curves/TSpline.h>
 #include <pixmill/planar/TPImage.h>
 #include <pixmill/primitives/arithmetic.h>
 #include <pixmill/primitives/convert.h>
