@@ -17,6 +17,7 @@
 #include <pixmill/curves/TLutY16U.h>
 #include <pixmill/curves/TLutYDrDb.h>
 #include <pixmill/curves/TSpline.h>
+#include <pixmill/filters/DomainTransform.h>
 #include <pixmill/planar/TPImage.h>
 #include <pixmill/primitives/arithmetic.h>
 #include <pixmill/primitives/convert.h>
