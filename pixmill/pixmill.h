@@ -28,6 +28,7 @@
 #include <pixmill/primitives/resize.h>
 #include <pixmill/primitives/types.h>
 #include <pixmill/primitives/vector.h>
+#include <pixmill/resample/BlockProcessor.h>
 #include <pixmill/resample/blend.h>
 #include <pixmill/resample/border.h>
 #include <pixmill/resample/resample.h>
