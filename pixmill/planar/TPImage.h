@@ -12,7 +12,7 @@ public:
     cv::Mat m_Dr;   ///< CV_16UC1, half size: red difference, 32768 is no colour.
     cv::Mat m_Db;   ///< CV_16UC1, half size: blue difference, 32768 is no colour.
     cv::Mat m_mask; ///< CV_8UC1, half size.
-    int m_uid;      ///< Version id of this object's pixels.
+    int m_uid = 0;  ///< Version id of this object's pixels.
 
     static int m_count;                       ///< Number of live objects, and the source of ids.
     static unsigned char* m_lutFullToEdge_p;  ///< 65,536 entries, the host's.
