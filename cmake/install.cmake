@@ -12,6 +12,7 @@ configure_package_config_file(cmake/pixmillConfig.cmake.in ${PROJECT_BINARY_DIR}
   INSTALL_DESTINATION ${PIXMILL_CMAKE_DIR})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/pixmillConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/pixmillConfig.cmake ${PROJECT_BINARY_DIR}/pixmillConfigVersion.cmake
+  cmake/FindMUMPSSeq.cmake
   DESTINATION ${PIXMILL_CMAKE_DIR})
 
 # The prefix is found from the .pc file's own place, so that the installed tree can be moved.
