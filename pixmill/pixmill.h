@@ -8,7 +8,6 @@
 #include <pixmill/core/TMat.h>
 #include <pixmill/core/TPixmill.h>
 #include <pixmill/core/TProgress.h>
-#include <pixmill/engine/TQuillet3.h>
 #include <pixmill/curves/TLut1D.h>
 #include <pixmill/curves/TLut2D.h>
 #include <pixmill/curves/TLut3D.h>
@@ -17,7 +16,14 @@
 #include <pixmill/curves/TLutY16U.h>
 #include <pixmill/curves/TLutYDrDb.h>
 #include <pixmill/curves/TSpline.h>
+#include <pixmill/engine/TQuillet3.h>
+#include <pixmill/filters/BilateralFilter.h>
 #include <pixmill/filters/DomainTransform.h>
+#include <pixmill/multiscale/ConvPyr.h>
+#include <pixmill/multiscale/TWLSFilter.h>
+#include <pixmill/multiscale/gaussianiir.h>
+#include <pixmill/multiscale/pardisoSolver.h>
+#include <pixmill/multiscale/tFilterBox.h>
 #include <pixmill/planar/TPImage.h>
 #include <pixmill/primitives/arithmetic.h>
 #include <pixmill/primitives/convert.h>

@@ -136,10 +136,12 @@ TEST(TQuillet3Setup, ReportsThreeTimesAndStopsWhereItIsRefused)
         EXPECT_EQ(engine.m_levelDirty[1], finished);
         cv::Mat enlarged(before.size(), CV_16UC1);
         upSize2X(picture.Dr, enlarged, 4);
-        if (!finished)
+        if (!finished) {
             EXPECT_TRUE(samePixels<ushort>(enlarged, engine.m_fullDr)) << "not yet smoothed";
-        if (refuseAt == 200)
+        }
+        if (refuseAt == 200) {
             EXPECT_TRUE(samePixels<ushort>(before, engine.m_fullDb));
+        }
     }
     Host host;
     TProgress progress(Host::callback, &host);

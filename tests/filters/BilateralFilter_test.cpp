@@ -223,8 +223,9 @@ TEST(BilateralFilter, ACancelStopsAtEveryReportAndLeavesThePictureUntilItIsRead)
         cv::Mat out = in.clone();
         EXPECT_EQ(filter.proc(cv::Mat(), out, 8, 3072, &progress), refuse == 5);
         EXPECT_EQ(host.reports, std::min(refuse + 1, 5));
-        if (refuse < 4)
+        if (refuse < 4) {
             EXPECT_TRUE(samePixels<ushort>(in, out)) << refuse;
+        }
     }
 }
 

@@ -160,7 +160,7 @@ TEST(GaussianIir1d, IntegersGoThroughFloatsAndBackRounded)
 
 TEST(GaussianIir3d, MatchesTheReferenceBitForBit)
 {
-    for (const cv::Vec3i s : {cv::Vec3i(1, 1, 1), cv::Vec3i(5, 1, 3), cv::Vec3i(70, 35, 6), cv::Vec3i(3, 9, 40)}) {
+    for (const cv::Vec3i& s : {cv::Vec3i(1, 1, 1), cv::Vec3i(5, 1, 3), cv::Vec3i(70, 35, 6), cv::Vec3i(3, 9, 40)}) {
         const int w = s[0], h = s[1], d = s[2];
         const cv::Mat in = randomPlane({w * h * d, 1}, CV_32FC1, 0, 1);
         std::vector<float> expected(in.ptr<float>(), in.ptr<float>() + w * h * d);
