@@ -102,8 +102,58 @@ public:
     /// @throws const char*  "ERROR -  TImage::swapC4RBCannel() - wrong type", for other than packed types
     void swapC4RBCannel();
 
+    // Between packed pixels and YCM: full-size 16-bit luma Y (0.299 R + 0.587 G + 0.114 B), two half-size 8-bit
+    // differences C (of red and blue from luma, in steps of 512, centred on 128), and a half-size 8-bit mask M out of
+    // alpha. Pictures are of the types named, and outputs no part of inputs. A wrapper as an output keeps its size,
+    // which must cover the result.
+
+    /// 8-bit packed pixels to 16-bit: the full range to the full range, times 257. Sizes `out`.
+    static void rgba8uTo16u(const TImage& in, TImage& out);
+
+    /// 16-bit packed pixels to 8-bit: the full range to the full range, nearest. Sizes `out`.
+    static void rgba16uTo8u(const TImage& in, TImage& out);
+
+    /// 16-bit packed pixels to YCM; sizes the outputs. For each whole 2 x 2 block, with sums over its pixels:
+    /// C = (sumR - sumY) / 2048 + 128, truncated toward zero and clamped, likewise blue; M = sumA >> 10.
+    ///
+    /// Where a side is odd, its last column or row is no whole block: those pixels of Y, C and M are not written.
+    static void rgba16uToYCM(const TImage& in, TImage& Y, TImage& C, TImage& M);
+
+    /// The same for 8-bit packed pixels, times 257.
+    static void rgba8uToYCM(const TImage& in, TImage& Y, TImage& C, TImage& M);
+
+    /// YCM to 16-bit packed pixels. C and M are enlarged cubically on pixel squares, as 8-bit planes. Then
+    /// R = (C0 - 128) * 512 + Y, B alike, and G = (Y - 0.299 R - 0.114 B) * 1.7035775 of the unclamped R and B, rounded
+    /// to nearest even and clamped; A = 255.997 M.
+    ///
+    /// @param out  Of the size of `Y`.
+    /// @throws const char*  "TImage::YCMToRgba16u - imY.size()!=out.size() || TImage::dec2Size(imY.size()) !=
+    ///     imC.size() || imC.size() != mask.size()" (one line); `out` is then untouched.
+    static void YCMToRgba16u(const TImage& Y, const TImage& C, const TImage& M, TImage& out);
+
+    /// The same to 8-bit packed pixels, the 16-bit ones divided by 257 and rounded.
+    static void YCMToRgba8u(const TImage& Y, const TImage& C, const TImage& M, TImage& out);
+
+    /// A host's 8-bit pixels in the order B, G, R, A, `stride` bytes from row to row, to YCM.
+    static void bgra8uToTImage(const unsigned char* src, int width, int height, int stride, TImage& Y, TImage& C,
+                               TImage& M);
+
+    /// YCM to a host's 8-bit pixels in the order B, G, R, A. Throws as `YCMToRgba16u`.
+    static void timageToBgra8u(const TImage& Y, const TImage& C, const TImage& M, unsigned char* dst, int stride);
+
+    /// Carries chroma along with a changed luma, at half size: colours, as shares of full scale, are multiplied by the
+    /// ratio of the lumas' means over 2 x 2 blocks, (new + 255 guard) / (old + 255 guard).
+    ///
+    /// @param outC   Of the size of `C`, both half the size of the lumas. May be `C`.
+    /// @param guard  Above 0, keeps the ratio finite in the dark.
+    static void updateCfromYChange(const TImage& oldY, const TImage& C, const TImage& newY, TImage& outC, float guard);
+
     /// Luma at half size, 8-bit: (p00 + p01 + p10 + p11) >> 10 of each whole 2 x 2 block.
     ///
     /// @return `CV_8UC1` of `dec2Size`; where a side is odd, its last column or row is no whole block and stays 0.
     cv::Mat halfY8U() const;
 };
+
+/// Entry points that do nothing.
+PIXMILL_API void YCMtoRGB(cv::Mat&, cv::Mat&, cv::Mat&);
+PIXMILL_API void RGBtoYCM(cv::Mat&, cv::Mat&, cv::Mat&);

@@ -4,10 +4,9 @@
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/curves/detail/ydrdb_tables.h>
 #include <pixmill/primitives/memory.h>
-#include <pixmill/primitives/resize.h>
 
 #include <algorithm>
-#include <vector>
+#include <array>
 
 using namespace pixmill::detail;
 
@@ -21,46 +20,58 @@ int tableCount(const TLutYDrDb& lut)
     return lut.m_log2NC < 0 ? 0 : 1 << lut.m_log2NC;
 }
 
-/// The chroma table of one band of luma, out of a mapping's samples.
-class ChromaSampler {
-public:
-    ChromaSampler() : m_gridDr(kGrid * kGrid), m_gridDb(kGrid * kGrid), m_fullDr(kFull * kFull), m_fullDb(kFull * kFull)
-    {
-        int bytes = 0;
-        ippiResizeGetBufSize(kGridRect, kFullRect, 1, IPPI_INTER_LINEAR, &bytes);
-        m_buffer.resize(bytes);
-    }
-
-    void fill(TLutYDrDb& lut, ushort luma, ushort* table)
-    {
-        forEachIndex(kGrid, kGrid * kGrid * kMappingPixels, [&](int r) {
-            for (int c = 0; c < kGrid; ++c) {
-                ushort y = luma;
-                uchar dr = uchar(r << 1), db = uchar(c << 1);
-                lut.mapYDrDb(y, dr, db);
-                m_gridDr[r * kGrid + c] = dr;
-                m_gridDb[r * kGrid + c] = db;
-            }
-        });
-        stretch(m_gridDr, m_fullDr);
-        stretch(m_gridDb, m_fullDb);
-        forEachSpan(kFull * kFull, kFull * kFull, [&](int i, int end) {
-            for (; i < end; ++i)
-                table[i] = ushort((m_fullDr[i] << 8) | m_fullDb[i]);
-        });
-    }
-
-private:
-    static constexpr IppiRect kGridRect{0, 0, kGrid, kGrid}, kFullRect{0, 0, kFull, kFull};
-
-    void stretch(const std::vector<uchar>& grid, std::vector<uchar>& full)
-    {
-        ippiResizeSqrPixel_8u_C1R(grid.data(), {kGrid, kGrid}, kGrid, kGridRect, full.data(), kFull, kFullRect, 2.0,
-                                  2.0, 0.0, 0.0, IPPI_INTER_LINEAR, m_buffer.data());
-    }
-
-    std::vector<uchar> m_gridDr, m_gridDb, m_fullDr, m_fullDb, m_buffer;
+/// A mapping's chroma at every second dr (rows) and db (columns), for one luma.
+struct ChromaSamples {
+    std::array<uchar, kGrid * kGrid> dr, db;
 };
+
+void sampleChroma(TLutYDrDb& lut, ushort luma, ChromaSamples& samples)
+{
+    forEachIndex(kGrid, kGrid * kGrid * kMappingPixels, [&](int r) {
+        for (int c = 0; c < kGrid; ++c) {
+            ushort y = luma;
+            uchar dr = uchar(r << 1), db = uchar(c << 1);
+            lut.mapYDrDb(y, dr, db);
+            samples.dr[r * kGrid + c] = dr;
+            samples.db[r * kGrid + c] = db;
+        }
+    });
+}
+
+/// Doubles a row: entry X lies at sample X / 2 - 1 / 4, so entries are a quarter from a sample, and the ends repeat
+/// theirs. `sums` holds four times the samples; halves go up.
+inline void doubleRow(const ushort* sums, ushort* out)
+{
+    out[0] = ushort((4 * sums[0] + 8) >> 4);
+    for (int i = 0; i < kGrid - 1; ++i) {
+        out[2 * i + 1] = ushort((3 * sums[i] + sums[i + 1] + 8) >> 4);
+        out[2 * i + 2] = ushort((sums[i] + 3 * sums[i + 1] + 8) >> 4);
+    }
+    out[kFull - 1] = ushort((4 * sums[kGrid - 1] + 8) >> 4);
+}
+
+/// Row Y of a doubled grid.
+inline void stretchRow(const uchar* grid, int Y, ushort* out)
+{
+    const int nearest = Y / 2, other = limit(Y % 2 ? nearest + 1 : nearest - 1, 0, kGrid - 1);
+    const uchar *near = grid + nearest * kGrid, *far = grid + other * kGrid;
+    ushort sums[kGrid];
+    for (int x = 0; x < kGrid; ++x)
+        sums[x] = ushort(3 * near[x] + far[x]);
+    doubleRow(sums, out);
+}
+
+/// Stretches the samples to a whole table.
+void stretchChroma(const ChromaSamples& samples, ushort* table)
+{
+    forEachIndex(kFull, kFull * kFull, [&](int Y) {
+        ushort dr[kFull], db[kFull];
+        stretchRow(samples.dr.data(), Y, dr);
+        stretchRow(samples.db.data(), Y, db);
+        for (int x = 0; x < kFull; ++x)
+            table[Y * kFull + x] = ushort((dr[x] << 8) | db[x]);
+    });
+}
 
 /// The chroma pair of a pixel whose luma is the lower edge of band j: the weights there are whole numbers outside 0..1.
 ushort edgeOfBand(const ushort* const* tables, int j, int count, int pair)
@@ -121,15 +132,13 @@ void TLutYDrDb::computeLUT()
         return;
     CV_Assert(std::all_of(m_lutC_p, m_lutC_p + count, [](const ushort* table) { return table; }));
 
-    ChromaSampler sampler;
-    if (count == 1) {
-        sampler.fill(*this, 32767, m_lutC_p[0]);
-        return;
-    }
     const float inv = 1.0f / float(count);
-    const int a = toPixel16(65535 * inv), b = toPixel16(32767 * inv);
-    for (int j = 0; j < count; ++j)
-        sampler.fill(*this, ushort(j * a + b), m_lutC_p[j]);
+    const int width = toPixel16(65535 * inv), middle = toPixel16(32767 * inv); // of a band; one band has luma 32767
+    ChromaSamples samples;
+    for (int j = 0; j < count; ++j) {
+        sampleChroma(*this, ushort(j * width + middle), samples);
+        stretchChroma(samples, m_lutC_p[j]);
+    }
 }
 
 bool TLutYDrDb::proc(const cv::Mat& inY16U, const cv::Mat& inDr8U, const cv::Mat& inDb8U, cv::Mat& outY, cv::Mat& outDr,

@@ -3,9 +3,8 @@
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/primitives/lookup.h>
 #include <pixmill/primitives/memory.h>
-#include <pixmill/primitives/resize.h>
 
-#include <vector>
+#include <algorithm>
 
 namespace pixmill::detail {
 
@@ -17,12 +16,20 @@ unsigned short* allocateTable()
 
 void stretchLuma(const std::array<unsigned short, kLumaSamples>& samples, unsigned short* table)
 {
-    const IppiRect from{0, 0, kLumaSamples, 1}, to{0, 0, kTableEntries, 1};
-    int bytes = 0;
-    ippiResizeGetBufSize(from, to, 1, IPPI_INTER_LINEAR, &bytes);
-    std::vector<unsigned char> buffer(bytes);
-    ippiResizeSqrPixel_16u_C1R(samples.data(), {kLumaSamples, 1}, kLumaSamples * 2, from, table, kTableEntries * 2, to,
-                               16.0, 1.0, 0.0, 0.0, IPPI_INTER_LINEAR, buffer.data());
+    // Entry X lies at sample X / 16 - 15 / 32: half a gap in front of the first sample repeats it, then come sixteen
+    // entries to a gap, at its odd 32nds.
+    constexpr int half = kTableEntries / kLumaSamples / 2;
+    std::fill_n(table, half, samples.front());
+    std::fill_n(table + kTableEntries - half, half, samples.back());
+    const auto gaps = [&](int first, int end) {
+        for (int i = first; i < end; ++i) {
+            const int a = samples[i], rise = samples[i + 1] - a;
+            unsigned short* out = table + half + i * 2 * half;
+            for (int k = 0; k < 2 * half; ++k)
+                out[k] = static_cast<unsigned short>((a * 32 + rise * (2 * k + 1) + 16) >> 5); // halves go up
+        }
+    };
+    runSpan(gaps, 0, kLumaSamples - 1);
 }
 
 void checkLumaInOut(const cv::Mat& inOutY16U)
