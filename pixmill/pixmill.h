@@ -2,6 +2,7 @@
 
 /// Everything that libpixmill offers to a host.
 
+#include <pixmill/adjust/TColorAdjQ3.h>
 #include <pixmill/adjust/TLightAdjLUTq3.h>
 #include <pixmill/core/Export.h>
 #include <pixmill/core/TImage.h>
