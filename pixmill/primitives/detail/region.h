@@ -1,0 +1,75 @@
+#pragma once
+
+#include <pixmill/core/detail/rows.h>
+#include <pixmill/primitives/types.h>
+
+#include <cstddef>
+#include <initializer_list>
+#include <type_traits>
+
+/// What every primitive on a region begins with: its arguments' first fault, its rows, and the element-wise loops.
+namespace pixmill::detail {
+
+// A destination that is exactly the source carries nothing from one sample to the next.
+#if defined(__clang__)
+#define PIXMILL_SAME_SAMPLE_ALIASING _Pragma("clang loop vectorize(assume_safety)")
+#else
+#define PIXMILL_SAME_SAMPLE_ALIASING _Pragma("GCC ivdep")
+#endif
+
+/// The first fault in the family's order: null pointers, then the region, then the steps.
+inline IppStatus checkRegion(std::initializer_list<const void*> pointers, IppiSize roi,
+                             std::initializer_list<int> steps)
+{
+    for (const void* p : pointers)
+        if (!p)
+            return ippStsNullPtrErr;
+    if (roi.width <= 0 || roi.height <= 0)
+        return ippStsSizeErr;
+    for (const int step : steps)
+        if (step <= 0)
+            return ippStsStepErr;
+    return ippStsNoErr;
+}
+
+/// The row `y` of an image whose step is in bytes; `y` may be negative.
+template <class T>
+inline T* rowAt(T* p, int step, int y)
+{
+    using Byte = std::conditional_t<std::is_const_v<T>, const unsigned char, unsigned char>;
+    return reinterpret_cast<T*>(reinterpret_cast<Byte*>(p) + std::ptrdiff_t(step) * y);
+}
+
+inline cv::Size sizeOf(IppiSize roi)
+{
+    return {roi.width, roi.height};
+}
+
+/// dst = f(src) for every sample; `dst` may be `src`.
+template <class S, class D, class F>
+void mapRegion(const S* src, int srcStep, D* dst, int dstStep, IppiSize roi, const F& f)
+{
+    forEachRow(sizeOf(roi), [&](int y) {
+        const S* s = rowAt(src, srcStep, y);
+        D* d = rowAt(dst, dstStep, y);
+        PIXMILL_SAME_SAMPLE_ALIASING
+        for (int x = 0; x < roi.width; ++x)
+            d[x] = f(s[x]);
+    });
+}
+
+/// dst = f(a, b) for every sample; `dst` may be `a` or `b`.
+template <class A, class B, class D, class F>
+void zipRegion(const A* a, int aStep, const B* b, int bStep, D* dst, int dstStep, IppiSize roi, const F& f)
+{
+    forEachRow(sizeOf(roi), [&](int y) {
+        const A* p = rowAt(a, aStep, y);
+        const B* q = rowAt(b, bStep, y);
+        D* d = rowAt(dst, dstStep, y);
+        PIXMILL_SAME_SAMPLE_ALIASING
+        for (int x = 0; x < roi.width; ++x)
+            d[x] = f(p[x], q[x]);
+    });
+}
+
+} // namespace pixmill::detail
