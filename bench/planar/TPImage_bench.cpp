@@ -38,8 +38,8 @@ struct Planes {
     std::array<ushort*, 3> rgb;
 
     Planes(cv::Size size, double high)
-        : r(scene(size, CV_16UC1, high, 1)), g(scene(size, CV_16UC1, high, 2)), b(scene(size, CV_16UC1, high, 3)),
-          rgb{r.ptr<ushort>(), g.ptr<ushort>(), b.ptr<ushort>()}
+        : r(scene(size, CV_16UC1, high, 1)), g(scene(size, CV_16UC1, high, 2)),
+          b(scene(size, CV_16UC1, high, 3)), rgb{r.ptr<ushort>(), g.ptr<ushort>(), b.ptr<ushort>()}
     {
     }
     cv::Mat merged() const

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <pixmill/planar/detail/ydrdb.h>
+#include <pixmill/primitives/detail/region.h>
 
 #include <opencv2/core/mat.hpp>
 
 #include <cstdint>
-#include <cstring>
 
 /// Rows of full-size pixels through the forms of ydrdb.h.
 namespace pixmill::detail {
@@ -19,8 +19,8 @@ inline bool covers(const cv::Mat& plane, cv::Size size, int type)
     return size.empty() || (plane.type() == type && plane.cols >= size.width && plane.rows >= size.height);
 }
 
-/// How many columns of a halved plane of `n` columns are picked from the even ones. An odd plane's last half-size column
-/// repeats the one before it instead, where there is one.
+/// How many columns of a halved plane of `n` columns are picked from the even ones. An odd plane's last half-size
+/// column repeats the one before it instead, where there is one.
 inline int pickedColumns(int n)
 {
     return n == 1 ? 1 : n / 2;
@@ -60,22 +60,15 @@ struct To8U {
 
 /// One row of planes of one size, pixel by pixel; outputs may be inputs.
 template <class To>
-inline void colourRow(const ushort* y, const ushort* dr, const ushort* db, typename To::Pixel* r,
-                      typename To::Pixel* g, typename To::Pixel* b, int n)
+inline void colourRow(const ushort* y, const ushort* dr, const ushort* db, typename To::Pixel* r, typename To::Pixel* g,
+                      typename To::Pixel* b, int n)
 {
-    constexpr int kChunk = 512; // through a buffer, so that shared rows do not keep the loop from the lanes
-    typename To::Pixel red[kChunk], green[kChunk], blue[kChunk];
-    for (int first = 0; first < n; first += kChunk) {
-        const int count = n - first < kChunk ? n - first : kChunk;
-        for (int x = 0; x < count; ++x) {
-            const auto colours = To::of(y[first + x], dr[first + x], db[first + x]);
-            red[x] = colours.r;
-            green[x] = colours.g;
-            blue[x] = colours.b;
-        }
-        std::memcpy(r + first, red, count * sizeof *r);
-        std::memcpy(g + first, green, count * sizeof *g);
-        std::memcpy(b + first, blue, count * sizeof *b);
+    PIXMILL_SAME_SAMPLE_ALIASING
+    for (int x = 0; x < n; ++x) {
+        const auto colours = To::of(y[x], dr[x], db[x]);
+        r[x] = colours.r;
+        g[x] = colours.g;
+        b[x] = colours.b;
     }
 }
 
