@@ -116,9 +116,9 @@ inline Four weights(float fraction)
 
 /// One row's way through the tables, in buffers of its length.
 struct RowPlan {
-    int* node;                              ///< The lower corner.
+    int* node; ///< The lower corner.
     float *fractionY, *fractionDr, *fractionDb;
-    float *dr, *db;                         ///< Results, unrounded.
+    float *dr, *db; ///< Results, unrounded.
 };
 
 inline ushort grown(ushort d, float ratio)
@@ -132,7 +132,7 @@ inline void planRow(const ushort* __restrict oldY, const ushort* __restrict newY
     const float width = 1 / float(1 << shift);
     const int within = (1 << shift) - 1;
     int* __restrict node = plan.node;
-    float *__restrict fY = plan.fractionY, *__restrict fDr = plan.fractionDr, *__restrict fDb = plan.fractionDb;
+    float* __restrict fY = plan.fractionY, * __restrict fDr = plan.fractionDr, * __restrict fDb = plan.fractionDb;
     for (int x = 0; x < n; ++x) {
         const float y = newY[x], quotient = (y + 655.3f) / (float(oldY[x]) + 655.3f);
         const float ratio = quotient > 1 ? quotient : 1.0f; // chroma never shrinks when luma was lowered
@@ -149,7 +149,8 @@ inline void interpolateRow(const NodePair* table, const RowPlan& plan, int n)
 {
     for (int x = 0; x < n; ++x) {
         const NodePair* p = table + plan.node[x];
-        const Four wDb = weights(plan.fractionDb[x]), wDr = weights(plan.fractionDr[x]), wY = weights(plan.fractionY[x]);
+        const Four wDb = weights(plan.fractionDb[x]), wDr = weights(plan.fractionDr[x]),
+                   wY = weights(plan.fractionY[x]);
         const Four below = fold(load(p[0]) * wDb, load(p[kNodes]) * wDb);
         const Four above = fold(load(p[kNodes * kNodes]) * wDb, load(p[kNodes * kNodes + kNodes]) * wDb);
         const Four byY = fold(below * wDr, above * wDr) * wY;
@@ -244,8 +245,7 @@ int TColorAdjQ3::proc(const cv::Mat& oldY, const cv::Mat& newY, const cv::Mat& i
     TeamScratch<float> lines(std::size_t(width) * 5);
     forEachRow(outDr.size(), [&](int y) {
         float* line = lines.mine();
-        const RowPlan plan{nodes.mine(),     line,             line + width,
-                           line + 2 * width, line + 3 * width, line + 4 * width};
+        const RowPlan plan{nodes.mine(), line, line + width, line + 2 * width, line + 3 * width, line + 4 * width};
         ushort *dr = outDr.ptr<ushort>(y), *db = outDb.ptr<ushort>(y);
         planRow(oldY.ptr<ushort>(y), newY.ptr<ushort>(y), dr, db, m_shift, plan, width);
         interpolateRow(table.data(), plan, width);

@@ -11,21 +11,21 @@
 /// moves values a little: that is meant. One thread at a time per object; not copyable.
 class PIXMILL_API TColorAdjQ3 {
 public:
-    float m_warmth = 0;           ///< Cool below 0, warm above.
-    float m_tint = 0;             ///< Green below 0, magenta above.
-    float m_saturation = 0;       ///< -1 takes all colour out.
-    float m_chromaFloor = 0;      ///< Above 0 lifts weak colours, below 0 removes them.
-    unsigned char m_dirty = 0;    ///< Non-zero: the tables are built again.
-    unsigned char* m_curves_p;    ///< 33 rows of 256: the chroma magnitude curve of each luma node; owned.
-    int m_shift = 11;             ///< log2 of a table cell's width; at least 11.
-    float m_gridStep = 2047.96875f; ///< Code value of one node.
-    float m_floorSlope = 4.0f;    ///< Growth of the floor length with the luma node.
-    float m_warmUp;               ///< Scale of `m_warmth` above 0.
-    float m_warmDown;             ///< Scale of `m_warmth` at or below 0.
-    float m_tintUp;               ///< Scale of `m_tint` above 0.
-    float m_tintDown;             ///< Scale of `m_tint` at or below 0.
-    float m_satUp;                ///< Top of the saturation factor.
-    float m_floorScale;           ///< Scale of `m_chromaFloor`.
+    float m_warmth = 0;                  ///< Cool below 0, warm above.
+    float m_tint = 0;                    ///< Green below 0, magenta above.
+    float m_saturation = 0;              ///< -1 takes all colour out.
+    float m_chromaFloor = 0;             ///< Above 0 lifts weak colours, below 0 removes them.
+    unsigned char m_dirty = 0;           ///< Non-zero: the tables are built again.
+    unsigned char* m_curves_p;           ///< 33 rows of 256: the chroma magnitude curve of each luma node; owned.
+    int m_shift = 11;                    ///< log2 of a table cell's width; at least 11.
+    float m_gridStep = 2047.96875f;      ///< Code value of one node.
+    float m_floorSlope = 4.0f;           ///< Growth of the floor length with the luma node.
+    float m_warmUp;                      ///< Scale of `m_warmth` above 0.
+    float m_warmDown;                    ///< Scale of `m_warmth` at or below 0.
+    float m_tintUp;                      ///< Scale of `m_tint` above 0.
+    float m_tintDown;                    ///< Scale of `m_tint` at or below 0.
+    float m_satUp;                       ///< Top of the saturation factor.
+    float m_floorScale;                  ///< Scale of `m_chromaFloor`.
     unsigned short m_gridDr[33][33][33]; ///< New Dr by [Y node][Dr node][Db node].
     unsigned short m_gridDb[33][33][33]; ///< New Db alike.
 

@@ -17,8 +17,9 @@ struct Controls {
     float warmth, tint, saturation, floor;
 };
 
-const Controls kControls[] = {{0, 0, 0, 0},           {0.8f, 0, 0, 0},        {-0.7f, 0.6f, 0.5f, 0.1f},
-                              {0.3f, -0.9f, 1, -0.4f}, {0, 0.2f, -0.5f, 0.6f}, {0.1f, 0.1f, -1, 0.2f}};
+const Controls kControls[] = {
+    {0, 0, 0, 0},           {0.8f, 0, 0, 0},       {-0.7f, 0.6f, 0.5f, 0.1f}, {0.3f, -0.9f, 1, -0.4f},
+    {0, 0.2f, -0.5f, 0.6f}, {0.1f, 0.1f, -1, 0.2f}};
 
 std::unique_ptr<TColorAdjQ3> object(const Controls& c)
 {
@@ -113,7 +114,7 @@ void mapReference(const TColorAdjQ3& t, const cv::Mat& oldY, const cv::Mat& newY
             const long iY = Y >> 11, iDr = dr >> 11, iDb = db >> 11;
             const float w = 1.0f / 2048, fY = float(Y - (iY << 11)) * w, fDr = float(dr - (iDr << 11)) * w;
             const float fDb = float(db - (iDb << 11)) * w;
-            const auto read = [&](const unsigned short (*grid)[33][33]) {
+            const auto read = [&](const unsigned short(*grid)[33][33]) {
                 float byY[2];
                 for (int p = 0; p < 2; ++p) {
                     float byDr[2];
@@ -165,8 +166,8 @@ TEST(TColorAdjQ3, MapsEveryPixelAsTheReference)
     everyWay([] {
         for (const cv::Size size : oddSizes()) {
             const auto t = object(kControls[2]);
-            const cv::Mat oldY = randomPlane(size, CV_16UC1, 0, 65536, 1), newY = randomPlane(size, CV_16UC1, 0, 65536, 2);
-            const cv::Mat Dr = randomPlane(size, CV_16UC1, 0, 65536, 3), Db = randomPlane(size, CV_16UC1, 0, 65536, 4);
+            cv::Mat oldY = randomPlane(size, CV_16UC1, 0, 65536, 1), newY = randomPlane(size, CV_16UC1, 0, 65536, 2);
+            cv::Mat Dr = randomPlane(size, CV_16UC1, 0, 65536, 3), Db = randomPlane(size, CV_16UC1, 0, 65536, 4);
             newY.at<ushort>(0, 0) = Dr.at<ushort>(0, 0) = Db.at<ushort>(0, 0) = 65535;
             cv::Mat outDr, outDb, wantDr, wantDb;
             testing::internal::CaptureStdout();
@@ -187,7 +188,8 @@ TEST(TColorAdjQ3, NoSaturationLeavesNoColourAndTheTimeIsAlwaysTold)
     for (int call = 0; call < 2; ++call) {
         testing::internal::CaptureStdout();
         t->proc(Y, Y, D, D, outDr, outDb);
-        EXPECT_NE(testing::internal::GetCapturedStdout().find("time to compute LUT for color adj: "), std::string::npos);
+        EXPECT_NE(testing::internal::GetCapturedStdout().find("time to compute LUT for color adj: "),
+                  std::string::npos);
     }
     EXPECT_EQ(cv::countNonZero(outDr != 32768), 0);
     EXPECT_EQ(cv::countNonZero(outDb != 32768), 0);
