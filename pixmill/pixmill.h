@@ -21,6 +21,7 @@
 #include <pixmill/filters/BilateralFilter.h>
 #include <pixmill/filters/DomainTransform.h>
 #include <pixmill/multiscale/ConvPyr.h>
+#include <pixmill/multiscale/LocalLaplacian.h>
 #include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/gaussianiir.h>
 #include <pixmill/multiscale/pardisoSolver.h>

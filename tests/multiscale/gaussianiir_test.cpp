@@ -70,8 +70,8 @@ cv::Mat blurReference(const cv::Mat& in, float sigma, int steps)
 
 TEST(GaussianIir2d, MatchesTheReferenceBitForBit)
 {
-    for (const cv::Size size : {cv::Size(1, 1), cv::Size(1, 9), cv::Size(33, 1), cv::Size(2, 2), cv::Size(70, 67),
-                                cv::Size(203, 157)})
+    for (const cv::Size size :
+         {cv::Size(1, 1), cv::Size(1, 9), cv::Size(33, 1), cv::Size(2, 2), cv::Size(70, 67), cv::Size(203, 157)})
         for (const float sigma : {0.4f, 3.0f, 50.0f})
             for (const int steps : {1, 2, 4}) {
                 SCOPED_TRACE(testing::Message() << size << " sigma " << sigma << " steps " << steps);
@@ -128,7 +128,7 @@ TEST(GaussianIir1d, FloatsMatchTheReferenceAndKeepAConstant)
     std::vector<float> flat(300, 0.75f);
     gaussianiir1d(flat.data(), 300, 20.0f, 2);
     for (const float v : flat)
-        ASSERT_NEAR(v, 0.75f, 2e-5f);  // rounding of 1200 single-precision steps
+        ASSERT_NEAR(v, 0.75f, 2e-5f); // rounding of 1200 single-precision steps
 }
 
 TEST(GaussianIir1d, IntegersGoThroughFloatsAndBackRounded)
@@ -171,9 +171,12 @@ TEST(GaussianIir3d, MatchesTheReferenceBitForBit)
                 for (int step = 0; step < 2; ++step)
                     k.line(&expected[first(i)], stride, n);
         };
-        sweep(h * d, [&](int i) { return i * w; }, 1, w);
-        sweep(w * d, [&](int i) { return i / w * w * h + i % w; }, w, h);
-        sweep(w * h, [&](int i) { return i; }, w * h, d);
+        sweep(
+            h * d, [&](int i) { return i * w; }, 1, w);
+        sweep(
+            w * d, [&](int i) { return i / w * w * h + i % w; }, w, h);
+        sweep(
+            w * h, [&](int i) { return i; }, w * h, d);
         for (float& v : expected)
             v *= k.post;
         everyWay([&] {
