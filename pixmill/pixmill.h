@@ -5,6 +5,7 @@
 #include <pixmill/core/Export.h>
 #include <pixmill/core/TPixmill.h>
 #include <pixmill/core/TProgress.h>
+#include <pixmill/filters/TGuidedFilter.h>
 #include <pixmill/planar/TPImage.h>
 #include <pixmill/primitives/arithmetic.h>
 #include <pixmill/primitives/convert.h>
@@ -17,4 +18,5 @@
 #include <pixmill/primitives/vector.h>
 #include <pixmill/resample/blend.h>
 #include <pixmill/resample/border.h>
+#include <pixmill/resample/guidedUpsize.h>
 #include <pixmill/resample/resample.h>
