@@ -26,6 +26,7 @@
 #include <pixmill/multiscale/gaussianiir.h>
 #include <pixmill/multiscale/pardisoSolver.h>
 #include <pixmill/multiscale/tFilterBox.h>
+#include <pixmill/filters/TGuidedFilter.h>
 #include <pixmill/planar/TPImage.h>
 #include <pixmill/primitives/arithmetic.h>
 #include <pixmill/primitives/convert.h>
@@ -39,4 +40,5 @@
 #include <pixmill/resample/BlockProcessor.h>
 #include <pixmill/resample/blend.h>
 #include <pixmill/resample/border.h>
+#include <pixmill/resample/guidedUpsize.h>
 #include <pixmill/resample/resample.h>
