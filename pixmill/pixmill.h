@@ -5,6 +5,9 @@
 #include <pixmill/core/Export.h>
 #include <pixmill/core/TPixmill.h>
 #include <pixmill/core/TProgress.h>
+#include <pixmill/multiscale/ConvPyr.h>
+#include <pixmill/multiscale/TWLSFilter.h>
+#include <pixmill/multiscale/pardisoSolver.h>
 #include <pixmill/planar/TPImage.h>
 #include <pixmill/primitives/arithmetic.h>
 #include <pixmill/primitives/convert.h>

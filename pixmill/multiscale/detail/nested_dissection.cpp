@@ -5,9 +5,8 @@
 namespace pixmill::detail {
 namespace {
 
-/// Rectangles of at most this many cells a side are not cut any further: dense blocks of that size factorise faster
-/// than the many small ones a deeper cut would give. 4 would take a sixth less memory and a fifth more time.
-constexpr int kLeafSide = 8;
+/// Rectangles of at most this many cells a side are not cut any further.
+constexpr int kLeafSide = 4;
 
 class Dissection {
 public:

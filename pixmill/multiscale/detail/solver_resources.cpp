@@ -2,6 +2,7 @@
 #include <pixmill/multiscale/detail/sparse_solver.h>
 
 #include <dlfcn.h>
+#include <immintrin.h>
 #include <omp.h>
 #include <stdlib.h>
 #include <sys/mman.h>
@@ -77,8 +78,8 @@ bool denseKernelsReady()
 
 OneDenseThread::OneDenseThread()
 {
-    const auto* get = symbol<int()>("openblas_get_num_threads");
-    const auto* set = symbol<void(int)>("openblas_set_num_threads");
+    auto* const get = symbol<int()>("openblas_get_num_threads");
+    auto* const set = symbol<void(int)>("openblas_set_num_threads");
     if (!get || !set)
         return;
     m_team = omp_get_max_threads(); // a BLAS on OpenMP changes the host's team along with its own
@@ -92,6 +93,16 @@ OneDenseThread::~OneDenseThread()
         return;
     symbol<void(int)>("openblas_set_num_threads")(m_denseThreads);
     omp_set_num_threads(m_team);
+}
+
+FlushSubnormals::FlushSubnormals() : m_modes(_mm_getcsr())
+{
+    _mm_setcsr(m_modes | _MM_FLUSH_ZERO_ON | _MM_DENORMALS_ZERO_ON);
+}
+
+FlushSubnormals::~FlushSubnormals()
+{
+    _mm_setcsr(m_modes);
 }
 
 TemporaryFolder::~TemporaryFolder()

@@ -157,7 +157,10 @@ SolveOutcome SparseSolver<T>::State::run(int job)
     else if (!m_started)
         return SolveOutcome::failure;
     m_mumps.job = job;
-    Mumps<T>::call(m_mumps);
+    {
+        const FlushSubnormals flush;
+        Mumps<T>::call(m_mumps);
+    }
     const int code = m_mumps.infog[0];
     if (job == -2 || (job == -1 && code < 0))
         m_started = false;
@@ -199,6 +202,8 @@ SolveOutcome SparseSolver<T>::State::analyse(const UpperRows<T>& m, MatrixKind k
     control(12, 1);                       // no compressed ordering
     control(28, 1);                       // sequential analysis
     control(58, 2);                       // symbolic factorisation by column counts, in half the time
+    if (!position.empty())
+        m_mumps.keep[0] = 12; // least unknowns a front for fronts to be merged: many small leaves cost time
     m_mumps.n = m.n;
     m_mumps.nnz = std::int64_t(m_rows.size());
     m_mumps.irn = m_rows.data();
