@@ -27,6 +27,9 @@
 #include <pixmill/multiscale/pardisoSolver.h>
 #include <pixmill/multiscale/tFilterBox.h>
 #include <pixmill/filters/TGuidedFilter.h>
+#include <pixmill/multiscale/ConvPyr.h>
+#include <pixmill/multiscale/TWLSFilter.h>
+#include <pixmill/multiscale/pardisoSolver.h>
 #include <pixmill/planar/TPImage.h>
 #include <pixmill/primitives/arithmetic.h>
 #include <pixmill/primitives/convert.h>

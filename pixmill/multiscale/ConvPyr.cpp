@@ -16,7 +16,8 @@ void filter(const cv::Mat& in, cv::Mat& out, const cv::Mat& kernel)
     cv::sepFilter2D(in, out, CV_32F, kernel, kernel, cv::Point(-1, -1), 0, kZeroOutside);
 }
 
-int stepsDownToOnePixel(cv::Size size)
+/// floor(log2) of the longer side. Sizes are halved upward, so the coarsest level may have two pixels left.
+int stepsDown(cv::Size size)
 {
     int steps = 0;
     for (int n = std::max(size.width, size.height) >> 1; n != 0; n >>= 1)
@@ -32,7 +33,7 @@ ConvPyr::ConvPyr(const cv::Mat& h1, const cv::Mat& h2, const cv::Mat& g) : m_h1(
 
 bool ConvPyr::proc(const cv::Mat& in, cv::Mat& out)
 {
-    const int depth = stepsDownToOnePixel(in.size());
+    const int depth = stepsDown(in.size());
     std::vector<cv::Mat> analysis(depth + 1), synthesis(depth + 1);
     analysis[0] = in;
     for (int i = 1; i <= depth; ++i)

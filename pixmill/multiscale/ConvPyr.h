@@ -25,7 +25,7 @@ public:
     /// Shares the kernels' pixels, which must stay valid.
     ConvPyr(const cv::Mat& h1, const cv::Mat& h2, const cv::Mat& g);
 
-    /// Down to a level whose longer side is one pixel, and back up.
+    /// floor(log2(longer side)) steps down, to a level of one pixel or two along that side, and back up.
     ///
     /// @param in   H x W, one channel.
     /// @param out  CV_32FC1, H x W; created unless it fits. May be `in`.
