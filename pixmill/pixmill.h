@@ -5,6 +5,7 @@
 #include <pixmill/core/Export.h>
 #include <pixmill/core/TPixmill.h>
 #include <pixmill/core/TProgress.h>
+#include <pixmill/mask/TDrawMask.h>
 #include <pixmill/planar/TPImage.h>
 #include <pixmill/primitives/arithmetic.h>
 #include <pixmill/primitives/convert.h>
