@@ -30,6 +30,7 @@
 #include <pixmill/multiscale/ConvPyr.h>
 #include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/pardisoSolver.h>
+#include <pixmill/mask/TDrawMask.h>
 #include <pixmill/planar/TPImage.h>
 #include <pixmill/primitives/arithmetic.h>
 #include <pixmill/primitives/convert.h>
