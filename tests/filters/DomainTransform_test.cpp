@@ -47,7 +47,8 @@ void plainSteps(const std::vector<cv::Mat>& guide, float sigmaS, float sigmaR, b
 
 void plainPass(cv::Mat& img, const cv::Mat& D, float sigma)
 {
-    const double k = -std::sqrt(2.0) / sigma;
+    volatile float rounded = sigma; // g++ 12 may drop the rounding of paired double -> float -> double
+    const double k = -std::sqrt(2.0) / rounded;
     cv::Mat V;
     cv::exp(D * k, V);
     const int C = img.channels();
@@ -75,7 +76,7 @@ cv::Mat turn(const cv::Mat& m)
 cv::Mat plainFilter(const cv::Mat& in, const cv::Mat& across, const cv::Mat& down, float sigmaS)
 {
     cv::Mat out = in.clone();
-    float sigma = sigmaS;
+    volatile float sigma = sigmaS;
     for (const double power : {4.0, 2.0, 1.0}) {
         sigma = float(power * (std::sqrt(3.0) / std::sqrt(63.0)) * sigma);
         plainPass(out, across, sigma);
@@ -209,7 +210,7 @@ TEST(DomainTransform, OnePassMatchesThePlainOneBitForBit)
 {
     everyWay([] {
         for (const cv::Size size : sizes())
-            for (int c = 1; c <= 4; ++c) {
+            for (int c = 1; c <= 5; ++c) {
                 SCOPED_TRACE(testing::Message() << size << " channels " << c);
                 cv::Mat D = randomPlane(size, CV_32FC1, 1.0, 6.0, 3);
                 cv::Mat expected = randomPlane(size, CV_32FC(c), -100, 65536), img = paddedCopy(expected);
@@ -224,7 +225,7 @@ TEST(DomainTransform, RecursiveFilterMatchesThePlainOneBitForBit)
 {
     everyWay([] {
         for (const cv::Size size : sizes())
-            for (int c = 1; c <= 4; ++c) {
+            for (int c = 1; c <= 5; ++c) {
                 SCOPED_TRACE(testing::Message() << size << " channels " << c);
                 const cv::Mat in =
                     c % 2 ? randomPlane(size, CV_32FC(c), 0, 65536) : scenePlane(size, CV_32FC(c), 0, 255);
