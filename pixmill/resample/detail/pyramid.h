@@ -93,9 +93,12 @@ inline void pyrDownRowOfOne(const T* const rows[5], int n, T* out, int outCols,
     }
     if (n % 2 != 0)
         even[n / 2] = Sum(weighted(a[n - 1], b[n - 1], c[n - 1], d[n - 1], e[n - 1]));
-    const auto column = [=](int i) -> Sum& { return (i % 2 == 0 ? even : odd)[i >> 1]; };
+    const auto column = [=](int i) {
+        Sum* const half = i % 2 == 0 ? even : odd;
+        return half + (i >> 1);
+    };
     for (const int i : {-2, -1, n, n + 1, n + 2})
-        column(i) = column(mirrored(i, n));
+        *column(i) = *column(mirrored(i, n));
 
     PIXMILL_SAME_SAMPLE_ALIASING
     for (int x = 0; x < outCols; ++x) {
