@@ -1,7 +1,7 @@
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/planar/TPImage.h>
-#include <pixmill/planar/detail/ydrdb.h>
+#include <pixmill/planar/detail/colour_rows.h>
 
 #include <cstddef>
 
@@ -64,12 +64,11 @@ inline void lumaRow(const typename Source::Row& row, ushort* y, int n)
         y[x] = Source::luma(row.at(x));
 }
 
-/// The half-size differences of a row of n pixels. Halving picks the even pixels; an odd row's last difference repeats
-/// the one before it, where there is one.
+/// The half-size differences of a row of n pixels.
 template <class Source>
 inline void differenceRow(const typename Source::Row& row, const ushort* y, ushort* dr, ushort* db, int n)
 {
-    const int picked = n == 1 ? 1 : n / 2;
+    const int picked = pickedColumns(n);
     for (int x = 0; x < picked; ++x) {
         const Rgb p = row.at(2 * x);
         dr[x] = Source::difference(p.r, y[2 * x]);
@@ -122,12 +121,6 @@ void convertPlanar(unsigned short** rgb, int width, int height, int stride, TPIm
     convert(source, width, height, to);
 }
 
-/// Whether `plane` can be read or written at every pixel of `size`.
-bool covers(const cv::Mat& plane, cv::Size size, int type)
-{
-    return size.empty() || (plane.type() == type && plane.cols >= size.width && plane.rows >= size.height);
-}
-
 } // namespace
 
 void TPImage::convertFrom(const unsigned char* src, int width, int height, int stride)
@@ -175,23 +168,5 @@ void TPImage::PRGB15U2Y(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv
     ensure(Y, size, CV_16UC1);
     forEachRow(size, [&](int y) {
         lumaRow<Planar15U>({R.ptr<ushort>(y), G.ptr<ushort>(y), B.ptr<ushort>(y)}, Y.ptr<ushort>(y), size.width);
-    });
-}
-
-void TPImage::YDRDB2RGB(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B)
-{
-    const cv::Size size = Y.size();
-    for (const cv::Mat* plane : {&Y, &Dr, &Db, static_cast<const cv::Mat*>(&R), static_cast<const cv::Mat*>(&G),
-                                 static_cast<const cv::Mat*>(&B)})
-        CV_Assert(covers(*plane, size, CV_16UC1));
-    forEachRow(size, [&](int row) {
-        const ushort *y = Y.ptr<ushort>(row), *dr = Dr.ptr<ushort>(row), *db = Db.ptr<ushort>(row);
-        ushort *r = R.ptr<ushort>(row), *g = G.ptr<ushort>(row), *b = B.ptr<ushort>(row);
-        for (int x = 0; x < size.width; ++x) {
-            const ushort red = colour16(y[x], dr[x]), blue = colour16(y[x], db[x]);
-            g[x] = green16(y[x], red, blue);
-            r[x] = red;
-            b[x] = blue;
-        }
     });
 }
