@@ -105,11 +105,11 @@ private:
     /// The toning tables of a level, kept while its controls stay: rebuilding them costs more than using them.
     struct Tables {
         float controls[6] = {};
-        cv::Mat pairs; ///< CV_32SC1, 2 x 65536: shadows | midtones << 16, then midtones | highlights << 16.
+        cv::Mat pairs; ///< CV_32SC1, 2 x 65536: midtones | shadows << 16, then midtones | highlights << 16.
     };
 
     void renderLuma();
-    void renderLevel(int level, const cv::Mat& extra);
+    void renderLevel(int level, const cv::Mat& extra, bool last);
     const cv::Mat& tablesOf(int level);
 
     Tables m_tables[3];

@@ -46,20 +46,25 @@ void pairUp(const ushort* low, const ushort* high, int* pairs)
         pairs[v] = int(std::uint32_t(low[v]) | std::uint32_t(high[v]) << 16);
 }
 
-/// Tones one level in place: two table look-ups and a mix a pixel, in pieces that stay in the nearest cache.
-void tone(const cv::Mat& Y, const cv::Mat& pairs, cv::Mat& plane)
+/// Tones one level: two table look-ups in one read and a mix a pixel, in pieces that stay in the nearest cache. `in`
+/// may be `out`. `after(y)` runs while the toned row is still near.
+template <class After>
+void tone(const cv::Mat& Y, const cv::Mat& pairs, const cv::Mat& in, cv::Mat& out, const After& after)
 {
     const auto* table = reinterpret_cast<const std::uint32_t*>(pairs.data);
-    forEachRow(plane.size(), [&](int y) {
+    forEachRow(out.size(), [&](int y) {
         constexpr int kPiece = 1024;
-        std::uint32_t picked[kPiece];
-        const ushort* luma = Y.ptr<ushort>(y);
-        ushort* row = plane.ptr<ushort>(y);
-        for (int x = 0; x < plane.cols; x += kPiece) {
-            const int n = std::min(kPiece, plane.cols - x);
-            pickRow(luma + x, row + x, table, picked, n);
-            mixPickedRow(luma + x, picked, row + x, n);
+        std::uint32_t index[kPiece], picked[kPiece];
+        ushort midtone[kPiece], beside[kPiece];
+        for (int x = 0; x < out.cols; x += kPiece) {
+            const int n = std::min(kPiece, out.cols - x);
+            const ushort* luma = Y.ptr<ushort>(y) + x;
+            indexRow(luma, in.ptr<ushort>(y) + x, index, n);
+            pickRow(table, index, picked, n);
+            weightsRow(luma, midtone, beside, n);
+            mixPickedRow(picked, midtone, beside, out.ptr<ushort>(y) + x, n);
         }
+        after(y);
     });
 }
 
@@ -76,19 +81,13 @@ bool TQuillet3::proc(cv::Rect roi, int scale, cv::Mat extra)
         renderLuma();
     if (isExtraFor(extra, m_roiDetail[0]))
         m_levelDirty[0] = true;
+    int last = -1; // the level whose rows go straight on into the sum
     for (int level = 0; level < 3; ++level)
         if (m_dirty || m_lightDirty || m_levelDirty[level])
-            renderLevel(level, level == 0 ? extra : cv::Mat());
-    if (m_dirty || m_lightDirty || m_levelDirty[0] || m_levelDirty[1] || m_levelDirty[2]) {
-        const cv::Size size = m_roiY.size();
-        for (const cv::Mat& plane : m_roiDetail)
-            CV_Assert(plane.size() == size);
-        ensure(m_result, size, CV_16UC1);
-        forEachRow(size, [&](int y) {
-            addEdgesRow(m_roiY.ptr<ushort>(y), m_roiDetail[0].ptr<ushort>(y), m_roiDetail[1].ptr<ushort>(y),
-                        m_roiDetail[2].ptr<ushort>(y), m_result.ptr<ushort>(y), size.width);
-        });
-    }
+            last = level;
+    for (int level = 0; level <= last; ++level)
+        if (m_dirty || m_lightDirty || m_levelDirty[level])
+            renderLevel(level, level == 0 ? extra : cv::Mat(), level == last);
     m_dirty = m_lightDirty = false;
     std::fill_n(m_levelDirty, 3, false);
     return true;
@@ -113,15 +112,37 @@ void TQuillet3::renderLuma()
     light.proc(m_roiY);
 }
 
-void TQuillet3::renderLevel(int level, const cv::Mat& extra)
+void TQuillet3::renderLevel(int level, const cv::Mat& extra, bool last)
 {
-    const bool smooth = m_scale > m_smoothScale;
     cv::Mat& plane = m_roiDetail[level];
-    cropInto(m_detail[level], m_roi, m_scale, smooth, plane, m_scratch[0]);
-    if (isExtraFor(extra, plane))
-        cv::addWeighted(plane, 1.0, extra, 1.0, -32768.0, plane, -1);
-    if (bNeedSHMix(level))
-        tone(m_roiY, tablesOf(level), plane);
+    const cv::Mat* source = &plane;
+    const bool smooth = m_scale > m_smoothScale, toned = bNeedSHMix(level);
+    cv::Mat view;
+    if (m_scale == 1 && toned && !smooth && extra.empty()) { // a crop alone, which toning can read where it stands
+        view = m_detail[level](m_roi & cv::Rect({0, 0}, m_detail[level].size()));
+        source = &view;
+        ensure(plane, view.size(), CV_16UC1);
+    } else {
+        cropInto(m_detail[level], m_roi, m_scale, smooth, plane, m_scratch[0]);
+        if (isExtraFor(extra, plane))
+            cv::addWeighted(plane, 1.0, extra, 1.0, -32768.0, plane, -1);
+    }
+    CV_Assert(plane.size() == m_roiY.size());
+
+    if (last) {
+        for (const cv::Mat& other : m_roiDetail)
+            CV_Assert(other.size() == plane.size());
+        ensure(m_result, plane.size(), CV_16UC1);
+    }
+    const auto sum = [&](int y) {
+        if (last)
+            addEdgesRow(m_roiY.ptr<ushort>(y), m_roiDetail[0].ptr<ushort>(y), m_roiDetail[1].ptr<ushort>(y),
+                        m_roiDetail[2].ptr<ushort>(y), m_result.ptr<ushort>(y), plane.cols);
+    };
+    if (toned)
+        tone(m_roiY, tablesOf(level), *source, plane, sum);
+    else if (last)
+        forEachRow(plane.size(), sum);
 }
 
 const cv::Mat& TQuillet3::tablesOf(int level)
@@ -145,7 +166,7 @@ const cv::Mat& TQuillet3::tablesOf(int level)
 
     tables.pairs.create(2, kEntries, CV_32SC1);
     std::copy(controls, controls + 6, tables.controls);
-    pairUp(entriesOf(*shadows), entriesOf(*midtones), tables.pairs.ptr<int>(0));
+    pairUp(entriesOf(*midtones), entriesOf(*shadows), tables.pairs.ptr<int>(0));
     pairUp(entriesOf(*midtones), entriesOf(*base), tables.pairs.ptr<int>(1));
     return tables.pairs;
 }

@@ -7,35 +7,54 @@
 /// Shadows, midtones and highlights: the row kernels of the detail engine.
 namespace pixmill::detail {
 
-/// The ramp that all three weights are built from: 3i, one more from 78 on, so that it ends at 256 for i = 85.
-constexpr int zoneRamp(int i)
+/// The ramp that all three weights are built from: 3k, one more from 78 on, so that it ends at 256 for k = 85.
+constexpr int zoneRamp(int k)
 {
-    return 3 * i + (i > 77);
+    return 3 * k + ((k + 50) >> 7);
 }
 
-/// Weights by the high byte of luma. At most two of the three are above 0.
+/// Weights by the high byte of luma. Shadows end where the midtones are full, at 85, and highlights begin where they
+/// still are, at 170, so that at most two of the three are above 0; they sum to 255 or 256.
 constexpr int shadowWeight(int i)
 {
-    return i <= 85 ? zoneRamp(85 - i) : 0;
+    return zoneRamp(i < 85 ? 85 - i : 0);
 }
 
 constexpr int midtoneWeight(int i)
 {
-    return i <= 85 ? zoneRamp(i) : i < 170 ? 256 : zoneRamp(255 - i);
+    return zoneRamp(i <= 85 ? i : i < 170 ? 85 : 255 - i);
 }
 
 constexpr int highlightWeight(int i)
 {
-    return i < 170 ? 0 : zoneRamp(i - 170);
+    return zoneRamp(i > 170 ? i - 170 : 0);
 }
 
-/// Luma from here on mixes midtones with highlights; below, shadows with midtones.
+/// Luma from here on mixes midtones with highlights; below, with shadows.
 constexpr int kHighlightsFrom = 170 << 8;
 
-/// A weighted sum of centred samples back to a sample: divided by 256 toward zero, centred, clamped.
-inline ushort mixedSample(int sum)
+/// The midtones' weight and that of the zone beside them, for a row; in 16-bit lanes.
+inline void weightsRow(const ushort* __restrict Y, ushort* __restrict midtone, ushort* __restrict beside, int n)
 {
-    return clamp16(sum / 256 + 32768);
+    for (int x = 0; x < n; ++x) {
+        const ushort i = Y[x] >> 8, back = 255 - i;
+        const ushort inward = i < back ? i : back, k = inward < 85 ? inward : 85;
+        midtone[x] = ushort(ushort(3 * k) + ushort(ushort(k + 50) >> 7));
+        const ushort outward = i < 85 ? ushort(85 - i) : i > 170 ? ushort(i - 170) : ushort(0);
+        beside[x] = ushort(ushort(3 * outward) + ushort(ushort(outward + 50) >> 7));
+    }
+}
+
+/// A weighted sum of centred samples back to a sample: divided by 256 toward zero and centred. Weights of 256 in all
+/// keep it in range; up to 2^23 the sum and its 256th are exact in single precision, where products cost least.
+inline ushort mixedSample(float sum)
+{
+    return ushort(int(sum * 0.00390625f) + 32768);
+}
+
+inline float centred(int sample)
+{
+    return float(sample - 32768);
 }
 
 inline void mixRow(const ushort* __restrict Y, const ushort* __restrict shadows, const ushort* __restrict midtones,
@@ -43,33 +62,45 @@ inline void mixRow(const ushort* __restrict Y, const ushort* __restrict shadows,
 {
     for (int x = 0; x < n; ++x) {
         const int i = Y[x] >> 8;
-        const int sum = (shadows[x] - 32768) * shadowWeight(i) + (midtones[x] - 32768) * midtoneWeight(i) +
-                        (inOut[x] - 32768) * highlightWeight(i);
-        inOut[x] = mixedSample(sum);
+        const int dark = 85 - i > 0 ? 85 - i : 0, light = i - 170 > 0 ? i - 170 : 0;
+        const int inward = i < 255 - i ? i : 255 - i, k = inward < 85 ? inward : 85;
+        inOut[x] = mixedSample(centred(shadows[x]) * float(zoneRamp(dark)) + centred(midtones[x]) * float(zoneRamp(k)) +
+                               centred(inOut[x]) * float(zoneRamp(light)));
     }
 }
 
-/// Looks the plane's samples up in the table pair that their luma's zone mixes. Kept out of line, so that it stays the
-/// plain loop at every processor level: a vector of table look-ups is slower.
-__attribute__((noinline)) inline void pickRow(const ushort* Y, const ushort* plane, const std::uint32_t* pairs,
-                                              std::uint32_t* picked, int n)
+/// Where each sample is found in the two tables of pairs: the first for shadows and midtones, the second, behind it,
+/// for midtones and highlights.
+inline void indexRow(const ushort* __restrict Y, const ushort* __restrict plane, std::uint32_t* __restrict index, int n)
 {
     for (int x = 0; x < n; ++x)
-        picked[x] = pairs[(Y[x] >= kHighlightsFrom ? 65536 : 0) + plane[x]];
+        index[x] = plane[x] + (Y[x] >= kHighlightsFrom ? 65536u : 0u);
 }
 
-/// Mixes what `pickRow` found: the third zone's weight is 0.
-inline void mixPickedRow(const ushort* __restrict Y, const std::uint32_t* __restrict picked, ushort* __restrict out,
-                         int n)
+/// Table entries of a row of indices. Kept out of line, so that it stays the plain loop at every processor level: a
+/// vector of table look-ups is slower. Eight are under way before the first is stored.
+__attribute__((noinline)) inline void pickRow(const std::uint32_t* pairs, const std::uint32_t* index,
+                                              std::uint32_t* picked, int n)
 {
-    for (int x = 0; x < n; ++x) {
-        const int i = Y[x] >> 8;
-        const bool high = i >= 170;
-        const int low = int(picked[x] & 0xffff) - 32768, upper = int(picked[x] >> 16) - 32768;
-        const int lowWeight = high ? midtoneWeight(i) : shadowWeight(i);
-        const int upperWeight = high ? highlightWeight(i) : midtoneWeight(i);
-        out[x] = mixedSample(low * lowWeight + upper * upperWeight);
+    int x = 0;
+    for (; x + 8 <= n; x += 8) {
+        std::uint32_t v[8];
+        for (int k = 0; k < 8; ++k)
+            v[k] = pairs[index[x + k]];
+        for (int k = 0; k < 8; ++k)
+            picked[x + k] = v[k];
     }
+    for (; x < n; ++x)
+        picked[x] = pairs[index[x]];
+}
+
+/// Mixes the pairs that were found: midtones in the low half, the zone beside them in the high half.
+inline void mixPickedRow(const std::uint32_t* __restrict picked, const ushort* __restrict midtone,
+                         const ushort* __restrict beside, ushort* __restrict out, int n)
+{
+    for (int x = 0; x < n; ++x)
+        out[x] = mixedSample(centred(int(picked[x] & 0xffff)) * float(midtone[x]) +
+                             centred(int(picked[x] >> 16)) * float(beside[x]));
 }
 
 /// Luma plus twice the centred detail. `out` may be `Y`.
