@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+
+/// The recursive Gaussian: pairs of first-order sweeps, forward and back, whose cost does not depend on sigma.
+///
+/// Method: L. Alvarez, L. Mazorra, "Signal and Image Restoration Using Shock Filters and Anisotropic Diffusion", 1994.
+/// Each sweep is a chain of single-precision sums, so its order is its result: lines are never split, and speed comes
+/// from running independent lines side by side.
+namespace pixmill::detail {
+
+/// base to a power that is a whole number, by squaring.
+template <class Real>
+Real wholePower(Real base, int exponent)
+{
+    unsigned n = exponent < 0 ? 0u - unsigned(exponent) : unsigned(exponent);
+    Real result = n % 2 ? base : Real(1);
+    while (n >>= 1) {
+        base *= base;
+        if (n % 2)
+            result *= base;
+    }
+    return exponent < 0 ? Real(1) / result : result;
+}
+
+struct RecursiveGaussian {
+    float nu;       ///< Feedback of a sweep.
+    float boundary; ///< Gain of the sample a sweep starts from: the line goes on with that value beyond its end.
+    float post;     ///< Gain of every sample once all sweeps of all axes are done.
+
+    /// For a Gaussian of `sigma` made of `steps` pairs of sweeps along each of `axes` axes.
+    ///
+    /// The square of sigma is formed in float, all that follows in Real, narrowed at the end.
+    template <class Real>
+    static RecursiveGaussian make(float sigma, int steps, int axes = 1)
+    {
+        const Real lambda = Real(sigma * sigma) / Real(2 * steps);
+        const Real dnu = (1 + 2 * lambda - std::sqrt(1 + 4 * lambda)) / (2 * lambda);
+        return {float(dnu), float(1 / (1 - dnu)), float(wholePower<Real>(dnu / lambda, steps * axes))};
+    }
+};
+
+/// One forward and one backward sweep over each of L lines of n samples, in place; sample i of line l is at
+/// data[i * stride + l]. Each line has its own coefficients.
+template <int L>
+inline void sweepLines(float* data, std::ptrdiff_t stride, long n, const float (&nu)[L], const float (&boundary)[L])
+{
+    if (n < 1)
+        return;
+    float last[L], feedback[L]; // of the function's own, so that no store to the lines can change them
+    for (int l = 0; l < L; ++l) {
+        feedback[l] = nu[l];
+        data[l] = last[l] = data[l] * boundary[l];
+    }
+    float* p = data;
+    for (long i = 1; i < n; ++i) {
+        p += stride;
+        for (int l = 0; l < L; ++l)
+            p[l] = last[l] = p[l] + feedback[l] * last[l];
+    }
+    for (int l = 0; l < L; ++l)
+        p[l] = last[l] = last[l] * boundary[l];
+    for (long i = 1; i < n; ++i) {
+        p -= stride;
+        for (int l = 0; l < L; ++l)
+            p[l] = last[l] = p[l] + feedback[l] * last[l];
+    }
+}
+
+/// The same for one line.
+inline void sweepLine(float* data, std::ptrdiff_t stride, long n, float nu, float boundary)
+{
+    sweepLines<1>(data, stride, n, {nu}, {boundary});
+}
+
+} // namespace pixmill::detail
