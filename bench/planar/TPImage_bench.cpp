@@ -261,8 +261,53 @@ void TPImage_convertTo_ycrcb16(benchmark::State& state)
     });
 }
 
+// Regions: the whole plane, reduced
+
+void MatRoi(benchmark::State& state, int scale, bool smooth)
+{
+    const cv::Size size = sizeOf(state);
+    const cv::Mat in = scene(size, CV_16UC1, 65536);
+    const double read = smooth ? 2 : 2.0 / (scale * scale);
+    measure(state, read + 2.0 / (scale * scale), [&] {
+        benchmark::DoNotOptimize(
+            TPImage::MatRoi(in, 0, 0, size.width / scale, size.height / scale, scale, false, smooth).data);
+    });
+}
+
+/// The same pixels into a fresh plane, as a region is one.
+void freshCopy(benchmark::State& state)
+{
+    const cv::Mat in = scene(sizeOf(state), CV_16UC1, 65536);
+    measure(state, 4, [&] { benchmark::DoNotOptimize(in.clone().data); });
+}
+
+void blurAndResize(benchmark::State& state, int scale)
+{
+    const cv::Size size = sizeOf(state);
+    const cv::Mat in = scene(size, CV_16UC1, 65536);
+    measure(state, 2 + 2.0 / (scale * scale), [&] {
+        cv::Mat smooth, out;
+        cv::blur(in, smooth, cv::Size(3, 3), cv::Point(-1, -1), cv::BORDER_REPLICATE);
+        if (scale > 1)
+            cv::resize(smooth, out, size / scale, 0, 0, cv::INTER_CUBIC);
+        benchmark::DoNotOptimize(smooth.data);
+    });
+}
+
 } // namespace
 
+BENCHMARK_CAPTURE(MatRoi, plain1, 1, false)->Name("MatRoi_plain1")->Apply(bench::sizes);
+BENCHMARK(freshCopy)->Name("MatRoi_plain1:clone")->Apply(bench::sizes);
+BENCHMARK_CAPTURE(MatRoi, plain2, 2, false)->Name("MatRoi_plain2")->Apply(bench::sizes);
+BENCHMARK_CAPTURE(MatRoi, plain4, 4, false)->Name("MatRoi_plain4")->Apply(bench::sizes);
+BENCHMARK_CAPTURE(MatRoi, smooth1, 1, true)->Name("MatRoi_smooth1")->Apply(bench::sizes);
+BENCHMARK_CAPTURE(blurAndResize, by1, 1)->Name("MatRoi_smooth1:blur")->Apply(bench::sizes);
+BENCHMARK_CAPTURE(MatRoi, smooth2, 2, true)->Name("MatRoi_smooth2")->Apply(bench::sizes);
+BENCHMARK_CAPTURE(blurAndResize, by2, 2)->Name("MatRoi_smooth2:blur")->Apply(bench::sizes);
+BENCHMARK_CAPTURE(MatRoi, smooth3, 3, true)->Name("MatRoi_smooth3")->Apply(bench::sizes);
+BENCHMARK_CAPTURE(blurAndResize, by3, 3)->Name("MatRoi_smooth3:blur")->Apply(bench::sizes);
+BENCHMARK_CAPTURE(MatRoi, smooth4, 4, true)->Name("MatRoi_smooth4")->Apply(bench::sizes);
+BENCHMARK_CAPTURE(blurAndResize, by4, 4)->Name("MatRoi_smooth4:blur")->Apply(bench::sizes);
 BENCHMARK(TPImage_convertFrom8)->Apply(bench::sizes);
 BENCHMARK(TPImage_convertFrom8_i420)->Name("TPImage_convertFrom8:i420")->Apply(bench::sizes);
 BENCHMARK(TPImage_convertFrom8_ycrcb16)->Name("TPImage_convertFrom8:ycrcb16")->Apply(bench::sizes);

@@ -29,10 +29,11 @@ void colourPlanes(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Ma
     });
 }
 
-/// v limited to 0..255 in the low byte, nothing in the next two. The sum with 2^23 rounds v itself, the sum with 2^31
-/// v / 256, to nearest even into the sum's lowest bits, and a negative v leaves it below `sum`: so it takes no more
-/// than a comparison of bits to clamp.
-inline std::uint32_t lowByte(float v, float sum)
+/// The bits of v + sum, limited to those of sum itself and the 255 that follow.
+///
+/// The addition rounds v, to nearest even, to the unit of the sum's last bit, and a negative v leaves it below `sum`.
+/// So the low byte is v in that unit, limited to 0..255, for no more than an addition and two comparisons.
+inline std::uint32_t limitedBits(float v, float sum)
 {
     int bits, zero;
     v += sum;
@@ -44,15 +45,16 @@ inline std::uint32_t lowByte(float v, float sum)
 /// B, G, R and 255 in memory order: colourDisplay and greenDisplay in fewer steps. Takes doubled differences.
 inline std::uint32_t displayPixel(int y, int twiceDr, int twiceDb)
 {
-    constexpr float kUnit = 8388608.0f, kHighByte = 2147483648.0f;
+    constexpr float kHighByte = 2147483648.0f; // bits 4f000000, in units of 256
+    constexpr float kAlpha = 33423360.0f;      // bits 4bff0000, in units of 2: alpha lies above green
     const int offset = y - 2 * kNoColour;
     const float r = float(offset + twiceDr), b = float(offset + twiceDb);
-    const float g = greenShareOf(float(y), r, b) * kGreenGainDisplay;
-    return lowByte(r, kHighByte) << 16 | lowByte(g, kUnit) << 8 | lowByte(b, kHighByte) | 0xff000000u;
+    const float twiceGreen = greenShareOf(float(y), r, b) * (2.0f * kGreenGainDisplay);
+    return limitedBits(r, kHighByte) << 16 | limitedBits(twiceGreen, kAlpha) << 8 | limitedBits(b, kHighByte);
 }
 
-/// A half-size plane enlarged linearly: even samples are kept, odd ones lie halfway between two, exact halves go up,
-/// and the last sample goes on past the plane's edge. Rows 2 y and 2 y + 1 of it, from row y on.
+/// Two full-size rows between two half-size ones, enlarged linearly: even samples are kept, odd ones lie halfway, exact
+/// halves go up, and past the plane's edges its last samples go on.
 struct EnlargedRows {
     const ushort *row, *next;
     int cols;
@@ -63,30 +65,55 @@ struct EnlargedRows {
     {
     }
 
-    int twice(int x, bool lower) const
+    /// `count` samples from `first`, and their sums with the next row's, ready to be halved.
+    void take(int first, int count, int* __restrict samples, int* __restrict sums) const
     {
-        const ushort* other = lower ? next : row;
-        const int i = std::min(x / 2, cols - 1), k = std::min(x / 2 + x % 2, cols - 1);
-        return (row[i] + row[k] + other[i] + other[k] + 2) / 4 * 2;
+        const int inside = limit(cols - first, 0, count);
+        for (int i = 0; i < inside; ++i) {
+            samples[i] = row[first + i];
+            sums[i] = row[first + i] + next[first + i] + 1;
+        }
+        std::fill(samples + inside, samples + count, row[cols - 1]);
+        std::fill(sums + inside, sums + count, row[cols - 1] + next[cols - 1] + 1);
     }
 };
 
-/// Display pixels of two rows of luma, two by two, from the samples that lie among them; of `y0` alone without `both`.
-/// The doubled differences are formed here with as few steps as they take.
+/// Display pixels of two rows of luma two by two, of `y0` alone without `both`. Doubled differences are sums with the
+/// lowest bit cleared, or halved so, which is why they need no division.
 template <bool both>
-inline void displayPairs(const ushort* __restrict y0, const ushort* __restrict y1, const ushort* __restrict dr,
-                         const ushort* __restrict nextDr, const ushort* __restrict db, const ushort* __restrict nextDb,
+inline void displayPairs(const AnyWord* __restrict y0, const AnyWord* __restrict y1, const int* __restrict r,
+                         const int* __restrict b, const int* __restrict rSum, const int* __restrict bSum,
                          AnyWord* __restrict out0, AnyWord* __restrict out1, int pairs)
 {
     for (int i = 0; i < pairs; ++i) {
-        const int r = dr[i], rr = r + dr[i + 1], b = db[i], bb = b + db[i + 1];
-        out0[2 * i] = displayPixel(y0[2 * i], 2 * r, 2 * b);
-        out0[2 * i + 1] = displayPixel(y0[2 * i + 1], (rr + 1) & ~1, (bb + 1) & ~1);
+        const std::uint32_t w = y0[i];
+        out0[2 * i] = displayPixel(w & 0xffff, 2 * r[i], 2 * b[i]);
+        out0[2 * i + 1] = displayPixel(w >> 16, (r[i] + r[i + 1] + 1) & ~1, (b[i] + b[i + 1] + 1) & ~1);
         if (both) {
-            const int r1 = nextDr[i], b1 = nextDb[i];
-            out1[2 * i] = displayPixel(y1[2 * i], (r + r1 + 1) & ~1, (b + b1 + 1) & ~1);
-            out1[2 * i + 1] = displayPixel(y1[2 * i + 1], ((rr + r1 + nextDr[i + 1] + 2) >> 1) & ~1,
-                                           ((bb + b1 + nextDb[i + 1] + 2) >> 1) & ~1);
+            const std::uint32_t v = y1[i];
+            out1[2 * i] = displayPixel(v & 0xffff, rSum[i] & ~1, bSum[i] & ~1);
+            out1[2 * i + 1] =
+                displayPixel(v >> 16, (rSum[i] + rSum[i + 1]) >> 1 & ~1, (bSum[i] + bSum[i + 1]) >> 1 & ~1);
+        }
+    }
+}
+
+template <bool both>
+inline void displayRows(const ushort* y0, const ushort* y1, const EnlargedRows& dr, const EnlargedRows& db,
+                        AnyWord* out0, AnyWord* out1, int n)
+{
+    constexpr int kChunk = 256;
+    int r[kChunk + 1], b[kChunk + 1], rSum[kChunk + 1], bSum[kChunk + 1];
+    for (int x = 0; x < n; x += 2 * kChunk) {
+        const int count = std::min(2 * kChunk, n - x), pairs = count / 2;
+        dr.take(x / 2, pairs + 1, r, rSum);
+        db.take(x / 2, pairs + 1, b, bSum);
+        displayPairs<both>(reinterpret_cast<const AnyWord*>(y0 + x), reinterpret_cast<const AnyWord*>(y1 + x), r, b,
+                           rSum, bSum, out0 + x, out1 + x, pairs);
+        if (count % 2 != 0) { // the last column of an odd width
+            out0[n - 1] = displayPixel(y0[n - 1], 2 * r[pairs], 2 * b[pairs]);
+            if (both)
+                out1[n - 1] = displayPixel(y1[n - 1], rSum[pairs] & ~1, bSum[pairs] & ~1);
         }
     }
 }
@@ -129,18 +156,14 @@ void TPImage::YDRDBToQImage(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& 
     }
     CV_Assert(dst && covers(Y, {width, height}, CV_16UC1) && !Dr.empty() && !Db.empty());
     forEachIndex(halfSize(height), long(width) * height, [&](int half) {
+        const auto luma = [&](int y) { return Y.ptr<ushort>(y); };
+        const auto out = [&](int y) { return reinterpret_cast<AnyWord*>(dst + std::ptrdiff_t(y) * stride); };
         const EnlargedRows dr(Dr, half), db(Db, half);
-        const int top = 2 * half, pairs = std::min(width / 2, std::min(dr.cols, db.cols) - 1);
-        const auto rowOf = [&](int y) { return reinterpret_cast<AnyWord*>(dst + std::ptrdiff_t(y) * stride); };
-        if (top + 1 < height)
-            displayPairs<true>(Y.ptr<ushort>(top), Y.ptr<ushort>(top + 1), dr.row, dr.next, db.row, db.next, rowOf(top),
-                               rowOf(top + 1), pairs);
+        const int y = 2 * half;
+        if (y + 1 < height)
+            displayRows<true>(luma(y), luma(y + 1), dr, db, out(y), out(y + 1), width);
         else
-            displayPairs<false>(Y.ptr<ushort>(top), nullptr, dr.row, nullptr, db.row, nullptr, rowOf(top), nullptr,
-                                pairs);
-        for (int y = top; y < std::min(top + 2, height); ++y)
-            for (int x = 2 * pairs; x < width; ++x)
-                rowOf(y)[x] = displayPixel(Y.ptr<ushort>(y)[x], dr.twice(x, y > top), db.twice(x, y > top));
+            displayRows<false>(luma(y), luma(y), dr, db, out(y), out(y), width);
     });
 }
 

@@ -48,8 +48,17 @@ struct Window {
 
 constexpr int kTile = 2048;
 
-/// Means of the windows around `count` pixels, `scale` apart from `first`; all of them inside the row.
+/// Means of windows from sums of columns: the first window has its left column at `sums`, the next ones `step` further.
 template <class T>
+inline void meansOfSums(const int* __restrict sums, int step, T* __restrict out, int count)
+{
+    for (int i = 0; i < count; ++i)
+        out[i] = T(meanOfNine(sums[i * step] + sums[i * step + 1] + sums[i * step + 2]));
+}
+
+/// Means of the windows around `count` pixels, `scale` apart from `first`; all of them inside the row. `known` is the
+/// scale where the compiler may know it, else 0.
+template <int known, class T>
 inline void meanRow(const Window<T>& window, int first, int scale, T* out, int count)
 {
     int sums[kTile];
@@ -63,14 +72,13 @@ inline void meanRow(const Window<T>& window, int first, int scale, T* out, int c
             sums[0] = sums[1];
         if (end < left + n)
             sums[n - 1] = sums[n - 2];
-        for (int i = 0; i < part; ++i)
-            out[done + i] = T(meanOfNine(sums[i * scale] + sums[i * scale + 1] + sums[i * scale + 2]));
+        meansOfSums(sums, known ? known : scale, out + done, part);
     }
 }
 
 /// The plane's 3 x 3 means, reduced: only the pixels that reducing by 1 or by an even factor picks are averaged.
 /// As in downSizeNX, columns past the plane's image repeat its last one, and rows past it the plane's last row.
-template <class T>
+template <int known, class T>
 void pickedMeans(const cv::Mat& plane, cv::Mat& out, int scale)
 {
     const int first = (scale - 1) / 2, exact = std::min(plane.cols / scale, out.cols);
@@ -78,7 +86,7 @@ void pickedMeans(const cv::Mat& plane, cv::Mat& out, int scale)
     forEachRow(out.size(), [&](int y) {
         const Window<T> window(plane, pick(y, plane.rows));
         T* o = out.ptr<T>(y);
-        meanRow(window, first, scale, o, exact);
+        meanRow<known>(window, first, scale, o, exact);
         for (int x = exact; x < out.cols; ++x)
             o[x] = exact > 0 ? o[exact - 1] : T(window.mean(pick(x, plane.cols)));
     });
@@ -118,7 +126,12 @@ void smoothAndReduce(const cv::Mat& plane, int w, int h, int scale, cv::Mat& out
             reduce(plane, w, h, scale, out);
         return;
     }
-    pickedMeans<T>(plane, means, picks ? scale : 1);
+    if (scale == 2)
+        pickedMeans<2, T>(plane, means, 2);
+    else if (picks && scale > 1)
+        pickedMeans<0, T>(plane, means, scale);
+    else
+        pickedMeans<1, T>(plane, means, 1);
     if (!picks)
         reduce(means, w, h, scale, out);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <support/resize_reference.h>
+
 #include <opencv2/core.hpp>
 
 #include <algorithm>
@@ -29,33 +31,31 @@ inline int greenReference(int y, int r, int b)
     return clamped(double(share) * 1.7036, 65535);
 }
 
-/// A plane halved with the cubic flag: the resize picks even pixels and repeats the last ones, then the columns past
-/// the exact half are replaced by the one before them.
-inline cv::Mat halvedReference(const cv::Mat& in)
+/// The columns past the `exact` ones repeat the last of them, where there is one.
+inline cv::Mat withSurplusFilled(cv::Mat out, int exact)
 {
-    cv::Mat out((in.rows + 1) / 2, (in.cols + 1) / 2, CV_16UC1);
-    for (int y = 0; y < out.rows; ++y)
-        for (int x = 0; x < out.cols; ++x)
-            out.at<ushort>(y, x) = in.at<ushort>(std::min(2 * y, in.rows - 1), std::min(2 * x, in.cols - 1));
-    const int right = out.cols - in.cols / 2;
-    if (right > 0 && right < out.cols)
-        for (int i = 0; i < right; ++i)
-            out.col(out.cols - right - 1).copyTo(out.col(out.cols - right + i));
+    if (exact > 0)
+        for (int x = exact; x < out.cols; ++x)
+            out.col(exact - 1).copyTo(out.col(x));
     return out;
 }
 
-/// A half-size plane at pixel (x, y) of its linear enlargement by two, exact halves going up.
-inline int enlargedReference(const cv::Mat& half, int x, int y)
+/// A plane reduced by a whole factor with the cubic flag.
+template <class T>
+cv::Mat reducedReference(const cv::Mat& in, cv::Size size, int factor)
 {
-    const auto sample = [&](int i, int k) {
-        return double(half.at<ushort>(std::clamp(k, 0, half.rows - 1), std::clamp(i, 0, half.cols - 1)));
-    };
-    const double u = x / 2.0, v = y / 2.0;
-    const int i = int(std::floor(u)), k = int(std::floor(v));
-    const double s = u - i, t = v - k;
-    const double above = sample(i, k) * (1 - s) + sample(i + 1, k) * s;
-    const double below = sample(i, k + 1) * (1 - s) + sample(i + 1, k + 1) * s;
-    return int(std::floor(above * (1 - t) + below * t + 0.5));
+    return withSurplusFilled(referenceResize<T>(in, size, {1, factor}, {1, 2 * factor}, 4), in.cols / factor);
+}
+
+inline cv::Mat halvedReference(const cv::Mat& in)
+{
+    return reducedReference<ushort>(in, cv::Size((in.cols + 1) / 2, (in.rows + 1) / 2), 2);
+}
+
+/// A half-size plane enlarged by two with the linear flag.
+inline cv::Mat enlargedReference(const cv::Mat& half, cv::Size size)
+{
+    return withSurplusFilled(referenceResize<ushort>(half, size, {2, 1}, {-1, 2}, 2), 2 * half.cols);
 }
 
 } // namespace pixmill::test
