@@ -107,21 +107,12 @@ inline void pyrDownRowOfOne(const T* const rows[5], int n, T* out, int outCols,
     }
 }
 
-/// Destination row y of the reducing step: `rows` are source rows 2y - 2 .. 2y + 2, mirrored into the plane. `outCols`
-/// is a size that `canReduce` admits.
+/// Ends the reducing step: the row from the sums of its five source rows, weighed 1 4 6 4 1 one below the other. Two
+/// samples of room before `sums` and three behind them take the mirrored ends.
 template <int cn, class T>
-inline void pyrDownRow(const T* const rows[5], int n, T* out, int outCols,
-                       typename PyramidSum<T>::type* __restrict scratch)
+inline void pyrDownSums(typename PyramidSum<T>::type* sums, int n, T* out, int outCols)
 {
     using Sum = typename PyramidSum<T>::type;
-    if constexpr (cn == 1) {
-        pyrDownRowOfOne(rows, n, out, outCols, scratch);
-        return;
-    }
-    const T *a = rows[0], *b = rows[1], *c = rows[2], *d = rows[3], *e = rows[4];
-    Sum* const sums = scratch + 2 * cn;
-    for (int i = 0; i < n * cn; ++i)
-        sums[i] = Sum(weighted(a[i], b[i], c[i], d[i], e[i]));
     for (const int i : {-2, -1, n, n + 1, n + 2})
         for (int k = 0; k < cn; ++k)
             sums[i * cn + k] = sums[mirrored(i, n) * cn + k];
@@ -134,17 +125,32 @@ inline void pyrDownRow(const T* const rows[5], int n, T* out, int outCols,
         }
 }
 
-/// Destination row y of the enlarging step: `rows` are source rows y / 2 - 1, y / 2 and y / 2 + 1, by `expanded`; `odd`
-/// tells which half of the pair y is. `outCols` is a size that `canExpand` admits.
-///
-/// Row 2h of a result that has 2h + 1 rows is not of this form: it repeats row 2h - 2.
+/// Destination row y of the reducing step: `rows` are source rows 2y - 2 .. 2y + 2, mirrored into the plane. `outCols`
+/// is a size that `canReduce` admits.
 template <int cn, class T>
-inline void pyrUpRow(const T* const rows[3], bool odd, int n, T* out, int outCols,
-                     typename PyramidSum<T>::type* __restrict scratch)
+inline void pyrDownRow(const T* const rows[5], int n, T* out, int outCols,
+                       typename PyramidSum<T>::type* __restrict scratch)
+{
+    using Sum = typename PyramidSum<T>::type;
+    if constexpr (cn == 1) {
+        pyrDownRowOfOne(rows, n, out, outCols, scratch);
+    } else {
+        const T *a = rows[0], *b = rows[1], *c = rows[2], *d = rows[3], *e = rows[4];
+        Sum* const sums = scratch + 2 * cn;
+        for (int i = 0; i < n * cn; ++i)
+            sums[i] = Sum(weighted(a[i], b[i], c[i], d[i], e[i]));
+        pyrDownSums<cn>(sums, n, out, outCols);
+    }
+}
+
+/// Begins the enlarging step: for the n source pixels the sums of three rows one below the other, weighed 1 6 1, or 0 4
+/// 4 for an odd row. One sample of room before `sums` and one behind them take the repeated ends. Every enlarged pixel
+/// is then (s[-1] + s[1] + 6 s[0] + 32) / 64 above a source pixel, and (4 (s[0] + s[1]) + 32) / 64 between two.
+template <int cn, class T>
+inline void pyrUpSums(const T* const rows[3], bool odd, int n, typename PyramidSum<T>::type* __restrict sums)
 {
     using Sum = typename PyramidSum<T>::type;
     const T *a = rows[0], *b = rows[1], *c = rows[2];
-    Sum* const sums = scratch + cn;
     if (odd)
         for (int i = 0; i < n * cn; ++i)
             sums[i] = Sum(4 * (b[i] + c[i]));
@@ -154,6 +160,19 @@ inline void pyrUpRow(const T* const rows[3], bool odd, int n, T* out, int outCol
     for (const int i : {-1, n})
         for (int k = 0; k < cn; ++k)
             sums[i * cn + k] = sums[expanded(i, n) * cn + k];
+}
+
+/// Destination row y of the enlarging step: `rows` are source rows y / 2 - 1, y / 2 and y / 2 + 1, by `expanded`; `odd`
+/// tells which half of the pair y is. `outCols` is a size that `canExpand` admits.
+///
+/// Row 2h of a result that has 2h + 1 rows is not of this form: it repeats row 2h - 2.
+template <int cn, class T>
+inline void pyrUpRow(const T* const rows[3], bool odd, int n, T* out, int outCols,
+                     typename PyramidSum<T>::type* __restrict scratch)
+{
+    using Sum = typename PyramidSum<T>::type;
+    Sum* const sums = scratch + cn;
+    pyrUpSums<cn>(rows, odd, n, sums);
 
     const auto even = [](const Sum* s) { return T(Sum((s[-cn] + s[cn]) + 6 * s[0] + 32) >> 6); };
     const auto between = [](const Sum* s) { return T(Sum(4 * (s[0] + s[cn]) + 32) >> 6); };
