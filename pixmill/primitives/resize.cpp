@@ -90,17 +90,53 @@ inline void store(double v, float& out)
     out = float(v);
 }
 
-/// One source row at the tile's columns, unrounded. `sample(i)` is the source pixel i places right of the first base.
+/// One source row at the tile's columns from `x` on, unrounded. `sample(i)` is the source pixel i places right of the
+/// first base.
 template <int taps, class Sample>
-inline void xPass(const Scratch& scratch, int n, double* __restrict out, const Sample& sample)
+inline void xPass(const Scratch& scratch, int x, int n, double* __restrict out, const Sample& sample)
 {
-    for (int x = 0; x < n; ++x) {
+    for (; x < n; ++x) {
         const int i = scratch.base[x];
         double sum = sample(i) * scratch.weight[0][x];
         for (int k = 1; k < taps; ++k)
             sum += sample(i + k) * scratch.weight[k][x];
         out[x] = scratch.t[x] == 0 ? sample(i + anchorOf(taps)) : sum;
     }
+}
+
+/// The same where the weights come round every `period` columns, one source pixel on: no tables, no gathers.
+template <int taps, int period>
+inline void xPassPeriodic(const Scratch& scratch, int n, double* __restrict out)
+{
+    double weight[period][taps];
+    const double* from[period];
+    bool exact[period];
+    for (int p = 0; p < period; ++p) {
+        for (int k = 0; k < taps; ++k)
+            weight[p][k] = scratch.weight[k][p];
+        from[p] = scratch.segment + scratch.base[p];
+        exact[p] = scratch.t[p] == 0;
+    }
+    for (int j = 0; j < n / period; ++j)
+        for (int p = 0; p < period; ++p) {
+            const double* const s = from[p] + j;
+            double sum = s[0] * weight[p][0];
+            for (int k = 1; k < taps; ++k)
+                sum += s[k] * weight[p][k];
+            out[j * period + p] = exact[p] ? s[anchorOf(taps)] : sum;
+        }
+    const double* const segment = scratch.segment;
+    xPass<taps>(scratch, n / period * period, n, out, [segment](int i) { return segment[i]; });
+}
+
+inline bool hasPeriod(const Scratch& scratch, int n, int period)
+{
+    if (n < 2 * period)
+        return false;
+    for (int x = period; x < n; ++x)
+        if (scratch.base[x] != scratch.base[x - period] + 1 || scratch.t[x] != scratch.t[x - period])
+            return false;
+    return true;
 }
 
 template <int taps, class T>
@@ -142,6 +178,7 @@ inline void interpolateTile(const Plane<const T>& src, const Plane<T>& dst, cons
     const int first = scratch.base[0], count = scratch.base[tile.width - 1] + taps - first;
     for (int x = 0; x < tile.width; ++x)
         scratch.base[x] -= first;
+    const int period = hasPeriod(scratch, tile.width, 2) ? 2 : hasPeriod(scratch, tile.width, 4) ? 4 : 0;
     const auto column = [&xAxis](int i) { return limit(i, xAxis.low, xAxis.high); };
 
     int held[kTaps] = {-1, -1, -1, -1}; // neighbouring source rows never share a slot
@@ -152,13 +189,17 @@ inline void interpolateTile(const Plane<const T>& src, const Plane<T>& dst, cons
         held[y % kTaps] = y;
         const T* const in = src.row(y);
         if (count <= kSegment) {
-            // As doubles the samples can be gathered.
+            const double* const segment = scratch.segment;
             for (int i = 0; i < count; ++i)
                 scratch.segment[i] = in[column(first + i)];
-            const double* const segment = scratch.segment;
-            xPass<taps>(scratch, tile.width, sums, [segment](int i) { return segment[i]; });
+            if (period == 2)
+                xPassPeriodic<taps, 2>(scratch, tile.width, sums);
+            else if (period == 4)
+                xPassPeriodic<taps, 4>(scratch, tile.width, sums);
+            else
+                xPass<taps>(scratch, 0, tile.width, sums, [segment](int i) { return segment[i]; });
         } else {
-            xPass<taps>(scratch, tile.width, sums, [&](int i) { return double(in[column(first + i)]); });
+            xPass<taps>(scratch, 0, tile.width, sums, [&](int i) { return double(in[column(first + i)]); });
         }
         return sums;
     };

@@ -54,6 +54,7 @@ inline void scaleRow(const uchar* in, float factor, uchar* out, int n)
 template <class T>
 void blend(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv::Mat& out, float k)
 {
+    CV_Assert(alpha.dims <= 2 && alpha.rows >= in0.rows && alpha.cols * alpha.elemSize() >= std::size_t(in0.cols));
     forEachRow(in0.size(),
                [&](int y) { blendRow(in0.ptr<T>(y), in1.ptr<T>(y), alpha.ptr(y), k, out.ptr<T>(y), in0.cols); });
 }
@@ -66,8 +67,7 @@ void blendAlpha(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv
         throw "ERROR - blendAlpha - in0.type()!=in1.type()";
     if (in0.size != in1.size)
         throw "ERROR - blendAlpha - in0.size() !=in1.size()";
-    CV_Assert(in0.dims <= 2 && alpha.dims <= 2 && alpha.rows >= in0.rows &&
-              alpha.cols * alpha.elemSize() >= std::size_t(in0.cols));
+    CV_Assert(in0.dims <= 2);
 
     const cv::Mat from0 = in0, from1 = in1, weights = alpha; // `out` may be one of them
     ensure(out, from1.size(), from1.type());

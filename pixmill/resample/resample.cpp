@@ -59,8 +59,8 @@ void resizeByPrimitive(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, in
 
     const auto run = [&](auto resize, auto* pixel) {
         using T = std::remove_pointer_t<decltype(pixel)>;
-        resize(in.ptr<T>(), {in.cols, in.rows}, int(in.step), from, out.ptr<T>(), int(out.step), to, recipe.factor,
-               recipe.factor, recipe.shift, recipe.shift, interpolation, buffer.get());
+        resize(in.ptr<T>(), {in.cols, in.rows}, int(in.step[0]), from, out.ptr<T>(), int(out.step[0]), to,
+               recipe.factor, recipe.factor, recipe.shift, recipe.shift, interpolation, buffer.get());
     };
     switch (in.type()) {
     case CV_8UC1:

@@ -19,7 +19,7 @@ using namespace pixmill::detail;
 constexpr int kStrip = 1024; ///< columns whose extremes are held at a time
 
 /// The pixels of one row between the frame's: whichever extreme of the 3 x 3 window is nearer, a tie the minimum.
-/// `out` may be none of the rows but `middle`, and that only when it is one strip.
+/// `out` is none of the rows.
 inline void sharpenRow(const ushort* above, const ushort* middle, const ushort* below, ushort* __restrict out, int n)
 {
     ushort columnMax[kStrip + 2], columnMin[kStrip + 2], maximum[kStrip], minimum[kStrip];
