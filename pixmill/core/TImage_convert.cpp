@@ -2,7 +2,6 @@
 
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/planar/detail/ydrdb.h>
-#include <pixmill/primitives/convert.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -68,12 +67,17 @@ struct Rgba8 {
         return {int(w & 255) * 257, int(w >> 8 & 255) * 257, int(w >> 16 & 255) * 257, int(w >> 24) * 257};
     }
 
-    /// v / 257, nearest, for every 16-bit v.
-    static std::uint32_t narrow(int v) { return (std::uint32_t(v) * 255 + 32895) >> 16; }
+    /// Each of two 16-bit samples divided by 257, to nearest: v - round(v / 256) is v * 255 / 256, and the high byte of
+    /// that plus a half is the answer for every v. No sample runs over into its neighbour.
+    static std::uint32_t narrow(std::uint32_t pair)
+    {
+        const std::uint32_t share = (pair >> 8 & 0xff00ff) + (pair >> 7 & 0x10001);
+        return (pair - share + 0x800080) >> 8 & 0xff00ff;
+    }
 
     static void store(AnyWord* row, int x, const Rgba& p)
     {
-        row[x] = narrow(p.r) | narrow(p.g) << 8 | narrow(p.b) << 16 | narrow(p.a) << 24;
+        row[x] = narrow(pairOf(p.r, p.b)) | narrow(pairOf(p.g, p.a)) << 8;
     }
 };
 
@@ -88,6 +92,21 @@ struct Bgra8 {
 
     static void store(AnyWord* row, int x, const Rgba& p) { Rgba8::store(row, x, {p.b, p.g, p.r, p.a}); }
 };
+
+template <class In, class Out>
+void repack(const TImage& in, TImage::IMTYPE inType, TImage& out, TImage::IMTYPE outType)
+{
+    CV_Assert(covers(in, inType, in.size()) && out.m_type == outType);
+    out.resize(in.size());
+    CV_Assert(covers(out, outType, in.size()));
+    forEachRow({in.m_width, in.m_height}, [&](int y) {
+        const AnyWord* __restrict from = rowOf<AnyWord>(in, 0, y);
+        AnyWord* __restrict to = rowOf<AnyWord>(out, 0, y);
+        const int n = in.m_width;
+        for (int x = 0; x < n; ++x)
+            Out::store(to, x, In::load(from, x));
+    });
+}
 
 // Packed pixels to YCM
 
@@ -162,7 +181,7 @@ void toYCM(const TImage& in, TImage::IMTYPE type, TImage& Y, TImage& C, TImage& 
 
 /// Enlarged samples of a tile, less 128, even and odd columns apart: the two have weights of their own.
 struct Enlarged {
-    short even[kTile / 2], odd[kTile / 2];
+    short columns[2][kTile / 2];
 };
 
 /// One row of a half-size 8-bit plane enlarged cubically by two on pixel squares: full-size sample X lies at half-size
@@ -175,8 +194,7 @@ public:
         const int first = y / 2 - (y % 2 ? 1 : 2);
         for (int k = 0; k < 4; ++k)
             m_rows[k] = rowOf<const uchar>(half, plane, limit(first + k, 0, half.m_height - 1));
-        for (int k = 0; k < 4; ++k)
-            m_weights[k] = kWeights[y % 2 ? k : 3 - k];
+        m_weights = kWeights[y % 2];
     }
 
     /// The pairs of columns from x on, x even; at most half a tile.
@@ -191,12 +209,12 @@ public:
             std::fill(sums, sums + (first - before), sums[first - before]);
             std::fill(sums + (end - before), sums + count, sums[end - 1 - before]);
         }
-        blend(high, low, kWeights[3], kWeights[2], kWeights[1], kWeights[0], out.even, pairs);
-        blend(high + 1, low + 1, kWeights[0], kWeights[1], kWeights[2], kWeights[3], out.odd, pairs);
+        for (int odd = 0; odd < 2; ++odd)
+            blend(high + odd, low + odd, kWeights[odd], out.columns[odd], pairs);
     }
 
 private:
-    static constexpr short kWeights[4] = {-7, 105, 35, -5};
+    static constexpr short kWeights[2][4] = {{-5, 35, 105, -7}, {-7, 105, 35, -5}};
 
     static void sumRows(const uchar* const* rows, const short* w, int first, int n, short* __restrict high,
                         short* __restrict low)
@@ -210,9 +228,9 @@ private:
         }
     }
 
-    static void blend(const short* high, const short* low, short wa, short wb, short wc, short wd,
-                      short* __restrict out, int n)
+    static void blend(const short* high, const short* low, const short* w, short* __restrict out, int n)
     {
+        const short wa = w[0], wb = w[1], wc = w[2], wd = w[3];
         for (int x = 0; x < n; ++x) {
             const short a = short(wa * high[x] + wb * high[x + 1] + wc * high[x + 2] + wd * high[x + 3]);
             const short b = short(wa * low[x] + wb * low[x + 1] + wc * low[x + 2] + wd * low[x + 3]);
@@ -222,7 +240,7 @@ private:
     }
 
     const uchar* m_rows[4];
-    short m_weights[4];
+    const short* m_weights;
     int m_cols;
 };
 
@@ -244,8 +262,8 @@ inline void packPairs(const AnyWord* __restrict y, const Enlarged& red, const En
                       AnyWord* __restrict out, int n)
 {
     for (int x = 0; x < n; ++x) {
-        Out::store(out, 2 * x, pixelOf(y[x] & 65535, red.even[x], blue.even[x], mask.even[x]));
-        Out::store(out, 2 * x + 1, pixelOf(y[x] >> 16, red.odd[x], blue.odd[x], mask.odd[x]));
+        Out::store(out, 2 * x, pixelOf(y[x] & 65535, red.columns[0][x], blue.columns[0][x], mask.columns[0][x]));
+        Out::store(out, 2 * x + 1, pixelOf(y[x] >> 16, red.columns[1][x], blue.columns[1][x], mask.columns[1][x]));
     }
 }
 
@@ -263,7 +281,8 @@ inline void packRow(const TImage& Y, const TImage& C, const TImage& M, TImage& p
         AnyWord* out = rowOf<AnyWord>(packed, 0, row) + x * Out::kWords;
         packPairs<Out>(reinterpret_cast<const AnyWord*>(y), red, blue, mask, out, n / 2);
         if (n % 2)
-            Out::store(out, n - 1, pixelOf(y[n - 1], red.even[n / 2], blue.even[n / 2], mask.even[n / 2]));
+            Out::store(out, n - 1,
+                       pixelOf(y[n - 1], red.columns[0][n / 2], blue.columns[0][n / 2], mask.columns[0][n / 2]));
     }
 }
 
@@ -344,20 +363,12 @@ bool readsAsLuma(const TImage& image)
 
 void TImage::rgba8uTo16u(const TImage& in, TImage& out)
 {
-    CV_Assert(covers(in, IM_RGBA8U, in.size()) && out.m_type == IM_RGBA16U);
-    out.resize(in.size());
-    CV_Assert(covers(out, IM_RGBA16U, in.size()));
-    ippiScale_8u16u_C4R(in.m_plane_p[0], in.m_step, reinterpret_cast<ushort*>(out.m_plane_p[0]), out.m_step,
-                        {in.m_width, in.m_height});
+    repack<Rgba8, Rgba16>(in, IM_RGBA8U, out, IM_RGBA16U);
 }
 
 void TImage::rgba16uTo8u(const TImage& in, TImage& out)
 {
-    CV_Assert(covers(in, IM_RGBA16U, in.size()) && out.m_type == IM_RGBA8U);
-    out.resize(in.size());
-    CV_Assert(covers(out, IM_RGBA8U, in.size()));
-    ippiScale_16u8u_C4R(reinterpret_cast<const ushort*>(in.m_plane_p[0]), in.m_step, out.m_plane_p[0], out.m_step,
-                        {in.m_width, in.m_height}, ippAlgHintFast);
+    repack<Rgba16, Rgba8>(in, IM_RGBA16U, out, IM_RGBA8U);
 }
 
 void TImage::rgba16uToYCM(const TImage& in, TImage& Y, TImage& C, TImage& M)
