@@ -2,7 +2,6 @@
 
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/planar/detail/ydrdb.h>
-#include <pixmill/primitives/convert.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -31,6 +30,12 @@ bool covers(const TImage& image, TImage::IMTYPE type, const TSize& size)
            (planes && image.m_width >= size.width && image.m_height >= size.height);
 }
 
+/// Two 16-bit samples that follow one another in memory.
+inline std::uint32_t pairOf(int first, int second)
+{
+    return std::uint32_t(first) | std::uint32_t(second) << 16;
+}
+
 struct Rgba {
     int r, g, b, a;
 };
@@ -38,6 +43,8 @@ struct Rgba {
 // How packed pixels of either depth and order read and write as 16-bit values.
 
 struct Rgba16 {
+    static constexpr int kWords = 2; ///< A pixel.
+
     static Rgba load(const AnyWord* row, int x)
     {
         const std::uint32_t rg = row[2 * x], ba = row[2 * x + 1];
@@ -46,28 +53,37 @@ struct Rgba16 {
 
     static void store(AnyWord* row, int x, const Rgba& p)
     {
-        row[2 * x] = std::uint32_t(p.r) | std::uint32_t(p.g) << 16;
-        row[2 * x + 1] = std::uint32_t(p.b) | std::uint32_t(p.a) << 16;
+        row[2 * x] = pairOf(p.r, p.g);
+        row[2 * x + 1] = pairOf(p.b, p.a);
     }
 };
 
 struct Rgba8 {
+    static constexpr int kWords = 1;
+
     static Rgba load(const AnyWord* row, int x)
     {
         const std::uint32_t w = row[x];
         return {int(w & 255) * 257, int(w >> 8 & 255) * 257, int(w >> 16 & 255) * 257, int(w >> 24) * 257};
     }
 
-    /// v / 257, nearest, for every 16-bit v.
-    static std::uint32_t narrow(int v) { return (std::uint32_t(v) * 255 + 32895) >> 16; }
+    /// Each of two 16-bit samples divided by 257, to nearest: v - round(v / 256) is v * 255 / 256, and the high byte of
+    /// that plus a half is the answer for every v. No sample runs over into its neighbour.
+    static std::uint32_t narrow(std::uint32_t pair)
+    {
+        const std::uint32_t share = (pair >> 8 & 0xff00ff) + (pair >> 7 & 0x10001);
+        return (pair - share + 0x800080) >> 8 & 0xff00ff;
+    }
 
     static void store(AnyWord* row, int x, const Rgba& p)
     {
-        row[x] = narrow(p.r) | narrow(p.g) << 8 | narrow(p.b) << 16 | narrow(p.a) << 24;
+        row[x] = narrow(pairOf(p.r, p.b)) | narrow(pairOf(p.g, p.a)) << 8;
     }
 };
 
 struct Bgra8 {
+    static constexpr int kWords = 1;
+
     static Rgba load(const AnyWord* row, int x)
     {
         const Rgba p = Rgba8::load(row, x);
@@ -77,32 +93,71 @@ struct Bgra8 {
     static void store(AnyWord* row, int x, const Rgba& p) { Rgba8::store(row, x, {p.b, p.g, p.r, p.a}); }
 };
 
+template <class In, class Out>
+void repack(const TImage& in, TImage::IMTYPE inType, TImage& out, TImage::IMTYPE outType)
+{
+    CV_Assert(covers(in, inType, in.size()) && out.m_type == outType);
+    out.resize(in.size());
+    CV_Assert(covers(out, outType, in.size()));
+    forEachRow({in.m_width, in.m_height}, [&](int y) {
+        const AnyWord* __restrict from = rowOf<AnyWord>(in, 0, y);
+        AnyWord* __restrict to = rowOf<AnyWord>(out, 0, y);
+        const int n = in.m_width;
+        for (int x = 0; x < n; ++x)
+            Out::store(to, x, In::load(from, x));
+    });
+}
+
 // Packed pixels to YCM
 
-/// C of a 2 x 2 block.
-inline uchar differenceYcm(int sumColour, int sumLuma)
+/// Columns worked on at a time, an even number: the scratch of a tile stays in the cache. It holds ints, so that the
+/// arithmetic runs on one width of lanes, and bytes are packed in a loop of their own.
+constexpr int kTile = 512;
+
+inline void packBytes(const int* __restrict in, uchar* __restrict out, int n)
 {
-    return clamp8((sumColour - sumLuma) / 2048 + kNoColourYcm);
+    for (int x = 0; x < n; ++x)
+        out[x] = uchar(in[x]);
+}
+
+/// C of a 2 x 2 block.
+inline int differenceYcm(int sumColour, int sumLuma)
+{
+    return limit((sumColour - sumLuma) / 2048 + kNoColourYcm, 0, 255);
 }
 
 template <class In>
-inline void blockRow(const AnyWord* __restrict top, const AnyWord* __restrict bottom, ushort* __restrict yTop,
-                     ushort* __restrict yBottom, uchar* __restrict red, uchar* __restrict blue, uchar* __restrict mask,
-                     int blocks)
+inline void blocks(const AnyWord* __restrict top, const AnyWord* __restrict bottom, AnyWord* __restrict yTop,
+                   AnyWord* __restrict yBottom, int* __restrict red, int* __restrict blue, int* __restrict mask, int n)
 {
-    for (int x = 0; x < blocks; ++x) {
+    for (int x = 0; x < n; ++x) {
         const Rgba p00 = In::load(top, 2 * x), p01 = In::load(top, 2 * x + 1), p10 = In::load(bottom, 2 * x),
                    p11 = In::load(bottom, 2 * x + 1);
         const int y00 = luma16(p00.r, p00.g, p00.b), y01 = luma16(p01.r, p01.g, p01.b),
                   y10 = luma16(p10.r, p10.g, p10.b), y11 = luma16(p11.r, p11.g, p11.b);
         const int sumLuma = y00 + y01 + y10 + y11;
-        yTop[2 * x] = ushort(y00);
-        yTop[2 * x + 1] = ushort(y01);
-        yBottom[2 * x] = ushort(y10);
-        yBottom[2 * x + 1] = ushort(y11);
+        yTop[x] = pairOf(y00, y01);
+        yBottom[x] = pairOf(y10, y11);
         red[x] = differenceYcm(p00.r + p01.r + p10.r + p11.r, sumLuma);
         blue[x] = differenceYcm(p00.b + p01.b + p10.b + p11.b, sumLuma);
-        mask[x] = uchar((p00.a + p01.a + p10.a + p11.a) >> 10);
+        mask[x] = (p00.a + p01.a + p10.a + p11.a) >> 10;
+    }
+}
+
+/// One row of whole blocks.
+template <class In>
+inline void blockRow(const TImage& in, TImage& Y, TImage& C, TImage& M, int row)
+{
+    const int count = in.m_width / 2;
+    int red[kTile], blue[kTile], mask[kTile];
+    for (int x = 0; x < count; x += kTile) {
+        const int n = std::min(kTile, count - x);
+        blocks<In>(rowOf<AnyWord>(in, 0, 2 * row) + 2 * x * In::kWords,
+                   rowOf<AnyWord>(in, 0, 2 * row + 1) + 2 * x * In::kWords, rowOf<AnyWord>(Y, 0, 2 * row) + x,
+                   rowOf<AnyWord>(Y, 0, 2 * row + 1) + x, red, blue, mask, n);
+        packBytes(red, rowOf<uchar>(C, 0, row) + x, n);
+        packBytes(blue, rowOf<uchar>(C, 1, row) + x, n);
+        packBytes(mask, rowOf<uchar>(M, 0, row) + x, n);
     }
 }
 
@@ -119,20 +174,19 @@ void toYCM(const TImage& in, TImage::IMTYPE type, TImage& Y, TImage& C, TImage& 
         return;
     CV_Assert(covers(Y, TImage::IM_Y, size) && covers(C, TImage::IM_C, half) && covers(M, TImage::IM_M, half));
 
-    const int blocks = size.width / 2;
-    forEachIndex(size.height / 2, long(size.width) * size.height, [&](int y) {
-        blockRow<In>(rowOf<AnyWord>(in, 0, 2 * y), rowOf<AnyWord>(in, 0, 2 * y + 1), rowOf<ushort>(Y, 0, 2 * y),
-                     rowOf<ushort>(Y, 0, 2 * y + 1), rowOf<uchar>(C, 0, y), rowOf<uchar>(C, 1, y),
-                     rowOf<uchar>(M, 0, y), blocks);
-    });
+    forEachIndex(size.height / 2, long(size.width) * size.height, [&](int row) { blockRow<In>(in, Y, C, M, row); });
 }
 
 // YCM to packed pixels
 
-constexpr int kTile = 512; ///< Columns worked on at a time, an even number: the scratch of a tile stays in the cache.
+/// Enlarged samples of a tile, less 128, even and odd columns apart: the two have weights of their own.
+struct Enlarged {
+    short columns[2][kTile / 2];
+};
 
 /// One row of a half-size 8-bit plane enlarged cubically by two on pixel squares: full-size sample X lies at half-size
-/// X / 2 - 1 / 4, so the weights, over 128, are these and their mirror image. Samples past the edges repeat the edge.
+/// X / 2 - 1 / 4, so the weights, over 128, are these and their mirror image. Samples past the edges repeat the edge;
+/// halves go up. All in 16 bits: samples are centred, and the sums over the rows are split before the second product.
 class EnlargedRow {
 public:
     EnlargedRow(const TImage& half, int plane, int y) : m_cols(half.m_width)
@@ -140,39 +194,53 @@ public:
         const int first = y / 2 - (y % 2 ? 1 : 2);
         for (int k = 0; k < 4; ++k)
             m_rows[k] = rowOf<const uchar>(half, plane, limit(first + k, 0, half.m_height - 1));
-        for (int k = 0; k < 4; ++k)
-            m_weights[k] = kWeights[y % 2 ? k : 3 - k];
+        m_weights = kWeights[y % 2];
     }
 
-    /// Columns x to x + n - 1, x even, n at most kTile; `out` has room for an even number.
-    void tile(int x, int n, uchar* __restrict out) const
+    /// The pairs of columns from x on, x even; at most half a tile.
+    void tile(int x, int pairs, Enlarged& out) const
     {
-        // Sums over the four rows, of the centred samples so that they fit 16 bits, from two columns before the tile
-        // on.
-        short sums[kTile / 2 + 4];
-        const int before = x / 2 - 2, count = (n + 1) / 2 + 4;
+        // Sums over the four rows, from two columns before the tile on, as 128 * high + low.
+        short high[kTile / 2 + 4], low[kTile / 2 + 4];
+        const int before = x / 2 - 2, count = pairs + 4;
         const int first = std::max(before, 0), end = std::min(before + count, m_cols);
-        for (int i = first; i < end; ++i)
-            sums[i - before] = short(m_weights[0] * (m_rows[0][i] - 128) + m_weights[1] * (m_rows[1][i] - 128) +
-                                     m_weights[2] * (m_rows[2][i] - 128) + m_weights[3] * (m_rows[3][i] - 128));
-        std::fill(sums, sums + (first - before), sums[first - before]);
-        std::fill(sums + (end - before), sums + count, sums[end - 1 - before]);
-
-        for (int i = 0; i < (n + 1) / 2; ++i) {
-            const short* s = sums + i;
-            out[2 * i] = narrow(kWeights[3] * s[0] + kWeights[2] * s[1] + kWeights[1] * s[2] + kWeights[0] * s[3]);
-            out[2 * i + 1] = narrow(kWeights[0] * s[1] + kWeights[1] * s[2] + kWeights[2] * s[3] + kWeights[3] * s[4]);
+        sumRows(m_rows, m_weights, first, end - first, high + (first - before), low + (first - before));
+        for (short* sums : {high, low}) {
+            std::fill(sums, sums + (first - before), sums[first - before]);
+            std::fill(sums + (end - before), sums + count, sums[end - 1 - before]);
         }
+        for (int odd = 0; odd < 2; ++odd)
+            blend(high + odd, low + odd, kWeights[odd], out.columns[odd], pairs);
     }
 
 private:
-    static constexpr int kWeights[4] = {-7, 105, 35, -5};
+    static constexpr short kWeights[2][4] = {{-5, 35, 105, -7}, {-7, 105, 35, -5}};
 
-    /// Halves go up.
-    static uchar narrow(int sum) { return clamp8(((sum + 8192) >> 14) + 128); }
+    static void sumRows(const uchar* const* rows, const short* w, int first, int n, short* __restrict high,
+                        short* __restrict low)
+    {
+        const uchar *a = rows[0] + first, *b = rows[1] + first, *c = rows[2] + first, *d = rows[3] + first;
+        const short wa = w[0], wb = w[1], wc = w[2], wd = w[3];
+        for (int x = 0; x < n; ++x) {
+            const short sum = short(wa * (a[x] - 128) + wb * (b[x] - 128) + wc * (c[x] - 128) + wd * (d[x] - 128));
+            high[x] = short(sum >> 7);
+            low[x] = short(sum & 127);
+        }
+    }
+
+    static void blend(const short* high, const short* low, const short* w, short* __restrict out, int n)
+    {
+        const short wa = w[0], wb = w[1], wc = w[2], wd = w[3];
+        for (int x = 0; x < n; ++x) {
+            const short a = short(wa * high[x] + wb * high[x + 1] + wc * high[x + 2] + wd * high[x + 3]);
+            const short b = short(wa * low[x] + wb * low[x + 1] + wc * low[x + 2] + wd * low[x + 3]);
+            const short v = short(short(a + (b >> 7) + 64) >> 7);
+            out[x] = limit(v, short(-128), short(127));
+        }
+    }
 
     const uchar* m_rows[4];
-    int m_weights[4];
+    const short* m_weights;
     int m_cols;
 };
 
@@ -182,13 +250,39 @@ inline int alphaOf(int m)
     return 256 * m - (m > 166);
 }
 
+/// A pixel from enlarged samples, each less 128. Red and blue are whole numbers, exact in floats and ints alike.
+inline Rgba pixelOf(int y, int red, int blue, int mask)
+{
+    const int r = y + red * 512, b = y + blue * 512;
+    return {clamp16(r), greenYcm16(float(y), float(r), float(b)), clamp16(b), alphaOf(mask + 128)};
+}
+
 template <class Out>
-inline void packRow(const ushort* __restrict y, const uchar* __restrict red, const uchar* __restrict blue,
-                    const uchar* __restrict mask, AnyWord* __restrict out, int n)
+inline void packPairs(const AnyWord* __restrict y, const Enlarged& red, const Enlarged& blue, const Enlarged& mask,
+                      AnyWord* __restrict out, int n)
 {
     for (int x = 0; x < n; ++x) {
-        const float luma = float(y[x]), r = colourYcm(luma, float(red[x])), b = colourYcm(luma, float(blue[x]));
-        Out::store(out, x, {nearPixel16(r), greenYcm16(luma, r, b), nearPixel16(b), alphaOf(mask[x])});
+        Out::store(out, 2 * x, pixelOf(y[x] & 65535, red.columns[0][x], blue.columns[0][x], mask.columns[0][x]));
+        Out::store(out, 2 * x + 1, pixelOf(y[x] >> 16, red.columns[1][x], blue.columns[1][x], mask.columns[1][x]));
+    }
+}
+
+template <class Out>
+inline void packRow(const TImage& Y, const TImage& C, const TImage& M, TImage& packed, int row)
+{
+    const EnlargedRow redRow(C, 0, row), blueRow(C, 1, row), maskRow(M, 0, row);
+    Enlarged red, blue, mask;
+    for (int x = 0; x < Y.m_width; x += kTile) {
+        const int n = std::min(kTile, Y.m_width - x), pairs = (n + 1) / 2;
+        redRow.tile(x, pairs, red);
+        blueRow.tile(x, pairs, blue);
+        maskRow.tile(x, pairs, mask);
+        const ushort* y = rowOf<ushort>(Y, 0, row) + x;
+        AnyWord* out = rowOf<AnyWord>(packed, 0, row) + x * Out::kWords;
+        packPairs<Out>(reinterpret_cast<const AnyWord*>(y), red, blue, mask, out, n / 2);
+        if (n % 2)
+            Out::store(out, n - 1,
+                       pixelOf(y[n - 1], red.columns[0][n / 2], blue.columns[0][n / 2], mask.columns[0][n / 2]));
     }
 }
 
@@ -202,48 +296,43 @@ void fromYCM(const TImage& Y, const TImage& C, const TImage& M, TImage& out, TIm
     CV_Assert(covers(Y, TImage::IM_Y, size) && covers(C, TImage::IM_C, half) && covers(M, TImage::IM_M, half) &&
               covers(out, type, size));
 
-    const int step = type == TImage::IM_RGBA16U ? 2 : 1; // words a pixel
-    forEachRow({size.width, size.height}, [&](int y) {
-        const EnlargedRow red(C, 0, y), blue(C, 1, y), mask(M, 0, y);
-        uchar r[kTile], b[kTile], m[kTile];
-        for (int x = 0; x < size.width; x += kTile) {
-            const int n = std::min(kTile, size.width - x);
-            red.tile(x, n, r);
-            blue.tile(x, n, b);
-            mask.tile(x, n, m);
-            packRow<Out>(rowOf<ushort>(Y, 0, y) + x, r, b, m, rowOf<AnyWord>(out, 0, y) + std::ptrdiff_t(step) * x, n);
-        }
-    });
+    forEachRow({size.width, size.height}, [&](int row) { packRow<Out>(Y, C, M, out, row); });
 }
 
 // Luma at half size, and chroma that follows it
 
 /// The high bytes of the means of n 2 x 2 blocks.
-inline void halveRow(const ushort* __restrict top, const ushort* __restrict bottom, uchar* __restrict out, int n)
+inline void halveRow(const AnyWord* __restrict top, const AnyWord* __restrict bottom, int* __restrict out, int n)
 {
     for (int x = 0; x < n; ++x)
-        out[x] = uchar((top[2 * x] + top[2 * x + 1] + bottom[2 * x] + bottom[2 * x + 1]) >> 10);
+        out[x] = int(((top[x] & 65535) + (top[x] >> 16) + (bottom[x] & 65535) + (bottom[x] >> 16)) >> 10);
 }
 
 /// Columns x to x + n - 1 of row y of `image.halfY8U()`.
-inline void halveTile(const TImage& image, int x, int y, int n, uchar* out)
+inline void halveTile(const TImage& image, int x, int y, int n, int* out)
 {
     const int whole = y < image.m_height / 2 ? limit(image.m_width / 2 - x, 0, n) : 0;
     if (whole > 0)
-        halveRow(rowOf<ushort>(image, 0, 2 * y) + 2 * x, rowOf<ushort>(image, 0, 2 * y + 1) + 2 * x, out, whole);
-    std::fill(out + whole, out + n, uchar(0));
+        halveRow(rowOf<AnyWord>(image, 0, 2 * y) + x, rowOf<AnyWord>(image, 0, 2 * y + 1) + x, out, whole);
+    std::fill(out + whole, out + n, 0);
 }
 
-inline void followRow(const uchar* before, const uchar* after, const uchar* c0, const uchar* c1, uchar* out0,
-                      uchar* out1, float k, int n)
+inline int followed(float colour, float luma)
+{
+    return toPixel8((colour - luma) * 128.4f + 128.0f);
+}
+
+/// `red` and `blue` in place, from lumas before and after.
+inline void followRow(const int* __restrict before, const int* __restrict after, int* __restrict red,
+                      int* __restrict blue, float k, int n)
 {
     for (int x = 0; x < n; ++x) {
-        const float a = before[x], ratio = (after[x] + k) / (a + k), y = a * 0.00392156886f;
-        const float r = (c0[x] - 128.0f) * 0.0078125f + y, b = (c1[x] - 128.0f) * 0.0078125f + y;
+        const float a = float(before[x]), ratio = (float(after[x]) + k) / (a + k), y = a * 0.00392156886f;
+        const float r = (float(red[x]) - 128.0f) * 0.0078125f + y, b = (float(blue[x]) - 128.0f) * 0.0078125f + y;
         const float r2 = r * ratio, b2 = b * ratio;
         const float y2 = greenShareOf(y, r, b) * ratio + kRedShare * r2 + kBlueShare * b2;
-        out0[x] = toPixel8((r2 - y2) * 128.4f + 128.0f);
-        out1[x] = toPixel8((b2 - y2) * 128.4f + 128.0f);
+        red[x] = followed(r2, y2);
+        blue[x] = followed(b2, y2);
     }
 }
 
@@ -274,20 +363,12 @@ bool readsAsLuma(const TImage& image)
 
 void TImage::rgba8uTo16u(const TImage& in, TImage& out)
 {
-    CV_Assert(covers(in, IM_RGBA8U, in.size()) && out.m_type == IM_RGBA16U);
-    out.resize(in.size());
-    CV_Assert(covers(out, IM_RGBA16U, in.size()));
-    ippiScale_8u16u_C4R(in.m_plane_p[0], in.m_step, reinterpret_cast<ushort*>(out.m_plane_p[0]), out.m_step,
-                        {in.m_width, in.m_height});
+    repack<Rgba8, Rgba16>(in, IM_RGBA8U, out, IM_RGBA16U);
 }
 
 void TImage::rgba16uTo8u(const TImage& in, TImage& out)
 {
-    CV_Assert(covers(in, IM_RGBA16U, in.size()) && out.m_type == IM_RGBA8U);
-    out.resize(in.size());
-    CV_Assert(covers(out, IM_RGBA8U, in.size()));
-    ippiScale_16u8u_C4R(reinterpret_cast<const ushort*>(in.m_plane_p[0]), in.m_step, out.m_plane_p[0], out.m_step,
-                        {in.m_width, in.m_height}, ippAlgHintFast);
+    repack<Rgba16, Rgba8>(in, IM_RGBA16U, out, IM_RGBA8U);
 }
 
 void TImage::rgba16uToYCM(const TImage& in, TImage& Y, TImage& C, TImage& M)
@@ -331,13 +412,16 @@ void TImage::updateCfromYChange(const TImage& oldY, const TImage& C, const TImag
 
     const float k = 255.0f * guard;
     forEachRow({half.width, half.height}, [&](int y) {
-        uchar before[kTile], after[kTile];
+        int before[kTile], after[kTile], red[kTile], blue[kTile];
         for (int x = 0; x < half.width; x += kTile) {
             const int n = std::min(kTile, half.width - x);
             halveTile(oldY, x, y, n, before);
             halveTile(newY, x, y, n, after);
-            followRow(before, after, rowOf<uchar>(C, 0, y) + x, rowOf<uchar>(C, 1, y) + x, rowOf<uchar>(outC, 0, y) + x,
-                      rowOf<uchar>(outC, 1, y) + x, k, n);
+            std::copy_n(rowOf<uchar>(C, 0, y) + x, n, red);
+            std::copy_n(rowOf<uchar>(C, 1, y) + x, n, blue);
+            followRow(before, after, red, blue, k, n);
+            packBytes(red, rowOf<uchar>(outC, 0, y) + x, n);
+            packBytes(blue, rowOf<uchar>(outC, 1, y) + x, n);
         }
     });
 }
@@ -359,7 +443,14 @@ cv::Mat TImage::halfY8U() const
     CV_Assert(readsAsLuma(*this));
     const TSize half = dec2Size(size());
     cv::Mat out(half.height, half.width, CV_8UC1);
-    forEachRow(out.size(), [&](int y) { halveTile(*this, 0, y, half.width, out.ptr(y)); });
+    forEachRow(out.size(), [&](int y) {
+        int means[kTile];
+        for (int x = 0; x < half.width; x += kTile) {
+            const int n = std::min(kTile, half.width - x);
+            halveTile(*this, x, y, n, means);
+            packBytes(means, out.ptr(y) + x, n);
+        }
+    });
     return out;
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <pixmill/core/detail/aligned.h>
 #include <pixmill/core/detail/pixel.h>
 
 #include <cmath>
 #include <cstddef>
-#include <vector>
 #include <xmmintrin.h>
 
 /// The recursive Gaussian: pairs of first-order sweeps, forward and back, whose cost does not depend on sigma.
@@ -129,7 +129,7 @@ void smoothTables(T* const (&tables)[L], int n, const float (&sigmas)[L])
         boundary[l] = gauss.boundary;
         post[l] = gauss.post;
     }
-    std::vector<float> lines(size_t(n) * L);
+    AlignedArray<float> lines(std::size_t(n) * L);
     float* data = lines.data();
     const auto fromTable = [&](long i, int l) { return float(tables[l][i]); };
     const auto toTable = [&](long i, int l, float v) { storePixel(tables[l][i], v * post[l]); };
