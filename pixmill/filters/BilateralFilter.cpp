@@ -18,7 +18,7 @@ using namespace pixmill::detail;
 namespace {
 
 constexpr unsigned kGuard = 0x6d6d6d6d;
-constexpr int kMostZ = 252; ///< The cell of an edge value is held in 8 bits.
+constexpr int kMostZ = 252;            ///< The cell of an edge value is held in 8 bits.
 constexpr float kEmptyWeight = 1e-20f; ///< Keeps a cell that received nothing from a division by zero.
 
 bool refused(TProgress* progress)

@@ -1,67 +1,84 @@
 #include <pixmill/filters/TGuidedFilter.h>
 
-#include <pixmill/core/detail/pixel.h>
+#include <pixmill/core/detail/aligned.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
+#include <pixmill/filters/detail/guided_apply.h>
 #include <pixmill/filters/detail/guided_planes.h>
-#include <pixmill/primitives/arithmetic.h>
 #include <pixmill/primitives/memory.h>
 #include <pixmill/primitives/resize.h>
 
-#include <algorithm>
-#include <cmath>
 #include <memory>
+#include <vector>
 
 using namespace pixmill::detail;
 
 namespace {
+
+constexpr int kBand = 64; ///< Rows whose enlarged slopes exist at a time.
 
 void checkEstimate(const cv::Mat& a, const cv::Mat& b)
 {
     CV_Assert(!a.empty() && a.dims == 2 && a.type() == CV_32FC1 && b.type() == CV_32FC1 && a.size() == b.size());
 }
 
-/// How often a coefficient is repeated: the ratio of the sizes in single precision, rounded up.
-int repeats(int guide, int grid)
-{
-    return int(std::ceil(float(guide) / float(grid)));
-}
-
-inline uchar toPixel(float v, uchar)
-{
-    return toPixel8(v);
-}
-
-inline ushort toPixel(float v, ushort)
-{
-    return toPixel16(v);
-}
-
 template <class T>
-void applyGrid(const cv::Mat& guide, const cv::Mat& a, const cv::Mat& b, float scale, cv::Mat& out)
+void applyGrid(const cv::Mat& guide, const cv::Mat& a, const cv::Mat& b, cv::Mat& out)
 {
-    const int fy = repeats(guide.rows, a.rows), fx = repeats(guide.cols, a.cols);
-    forEachRow(guide.size(), [&](int y) {
-        const int i = std::min(y / fy, a.rows - 1);
-        const float *aRow = a.ptr<float>(i), *bRow = b.ptr<float>(i);
-        const T* g = guide.ptr<T>(y);
-        T* o = out.ptr<T>(y);
-        for (int x = 0; x < guide.cols; ++x) {
-            const int j = std::min(x / fx, a.cols - 1);
-            o[x] = toPixel(float(g[x]) * aRow[j] + bRow[j] * scale, T());
+    const int fy = repeatsOf(guide.rows, a.rows), fx = repeatsOf(guide.cols, a.cols);
+    forEachSpan(guide.rows, long(guide.cols) * guide.rows, [&](int y, int end) {
+        while (y < end) {
+            const int i = std::min(y / fy, a.rows - 1);
+            const int next = i == a.rows - 1 ? end : int(std::min<long>(end, (i + 1L) * fy));
+            applyGridRow<T>(a.ptr<float>(i), b.ptr<float>(i), a.cols, fx, guide, out, y, next, 0, guide.cols);
+            y = next;
         }
     });
 }
 
-void enlarge(const cv::Mat& grid, cv::Mat& out, int interpolation)
+/// Rows first..first+out.rows-1 of `grid` enlarged cubically to `whole`. The primitive's status is not looked at.
+void enlargeRows(const cv::Mat& grid, cv::Size whole, int first, cv::Mat out)
 {
     const IppiRect from = {0, 0, grid.cols, grid.rows}, to = {0, 0, out.cols, out.rows};
     int bytes = 0;
-    ippiResizeGetBufSize(from, to, 1, interpolation, &bytes);
+    ippiResizeGetBufSize(from, to, 1, IPPI_INTER_CUBIC, &bytes);
     const std::unique_ptr<unsigned char, void (*)(void*)> buffer(ippsMalloc_8u(bytes), ippsFree);
     ippiResizeSqrPixel_32f_C1R(grid.ptr<float>(), {grid.cols, grid.rows}, int(grid.step), from, out.ptr<float>(),
-                               int(out.step), to, double(out.cols) / grid.cols, double(out.rows) / grid.rows, 0, 0,
-                               interpolation, buffer.get());
+                               int(out.step), to, double(whole.width) / grid.cols, double(whole.height) / grid.rows, 0,
+                               -first, IPPI_INTER_CUBIC, buffer.get());
+}
+
+/// out = offset + slope * guide. All may be one row.
+inline void applyRow(const float* slope, const float* guide, const float* offset, float* out, int n)
+{
+    PIXMILL_SAME_SAMPLE_ALIASING
+    for (int x = 0; x < n; ++x)
+        out[x] = offset[x] + slope[x] * guide[x];
+}
+
+/// The same with three slopes, added one after the other.
+inline void applyRow(const float* const slope[3], const float* const guide[3], const float* offset, float* out, int n)
+{
+    const float *a0 = slope[0], *a1 = slope[1], *a2 = slope[2], *g0 = guide[0], *g1 = guide[1], *g2 = guide[2];
+    PIXMILL_SAME_SAMPLE_ALIASING
+    for (int x = 0; x < n; ++x)
+        out[x] = ((offset[x] + a0[x] * g0[x]) + a1[x] * g1[x]) + a2[x] * g2[x];
+}
+
+/// The grid's row or column nearest to each pixel's centre; between two the later one.
+std::vector<int> nearestOf(int pixels, int grid)
+{
+    std::vector<int> nearest(std::size_t(pixels), 0);
+    for (int x = 0; x < pixels; ++x)
+        nearest[x] = int((2L * x + 1) * grid / (2L * pixels));
+    return nearest;
+}
+
+/// A guide that the output may be written beside: itself, or a copy where the output holds other samples of it.
+cv::Mat readable(const cv::Mat& guide, const cv::Mat& out)
+{
+    const bool same = guide.data == out.data && guide.step[0] == out.step[0];
+    return overlap(guide, out) && !same ? guide.clone() : guide;
 }
 
 } // namespace
@@ -69,12 +86,12 @@ void enlarge(const cv::Mat& grid, cv::Mat& out, int interpolation)
 int TGuidedFilter::gFc1_applyLoop(const cv::Mat& guide, cv::Mat& out) const
 {
     checkEstimate(m_a0, m_b);
-    const cv::Mat from = guide;
+    const cv::Mat from = guide, a = m_a0, b = m_b; // `out` may be the header of any of them
     ensure(out, from.size(), from.type());
     if (from.type() == CV_16UC1)
-        applyGrid<ushort>(from, m_a0, m_b, 65535.0f, out);
+        applyGrid<ushort>(from, a, b, out);
     else if (from.type() == CV_8UC1)
-        applyGrid<uchar>(from, m_a0, m_b, 255.0f, out);
+        applyGrid<uchar>(from, a, b, out);
     else
         from.copyTo(out);
     return 1;
@@ -84,39 +101,67 @@ int TGuidedFilter::gFc1_apply(const cv::Mat& guide, cv::Mat& out) const
 {
     checkEstimate(m_a0, m_b);
     CV_Assert(holdsFloats(guide, guide.size()));
-    const cv::Mat from = overlap(guide, out) ? guide.clone() : guide;
-    ensure(out, from.size(), CV_32FC1);
-    if (from.empty())
+    const cv::Mat from = readable(guide, out), slopes = m_a0, offsets = m_b;
+    const cv::Size size = from.size();
+    ensure(out, size, CV_32FC1);
+    if (size.empty())
         return 1;
-    const IppiSize size = {from.cols, from.rows};
-    cv::Mat local(from.size(), CV_32FC1);
-    enlarge(m_a0, local, IPPI_INTER_CUBIC);
-    enlarge(m_b, out, IPPI_INTER_CUBIC);
-    ippiMul_32f_C1IR(from.ptr<float>(), int(from.step), local.ptr<float>(), int(local.step), size);
-    ippiAdd_32f_C1IR(local.ptr<float>(), int(local.step), out.ptr<float>(), int(out.step), size);
+    if (slopes.size() == size) {
+        forEachRow(size, [&](int y) {
+            applyRow(slopes.ptr<float>(y), from.ptr<float>(y), offsets.ptr<float>(y), out.ptr<float>(y), size.width);
+        });
+        return 1;
+    }
+    forEachSpan(size.height, long(size.area()), [&](int y, int end) {
+        const std::size_t band = std::size_t(size.width) * std::min(kBand, end - y);
+        AlignedArray<float> buffer(2 * band);
+        for (; y < end; y += kBand) {
+            const int rows = std::min(kBand, end - y);
+            const cv::Mat slope(rows, size.width, CV_32FC1, &buffer[0]);
+            const cv::Mat offset(rows, size.width, CV_32FC1, &buffer[band]);
+            enlargeRows(slopes, size, y, slope);
+            enlargeRows(offsets, size, y, offset);
+            for (int i = 0; i < rows; ++i)
+                applyRow(slope.ptr<float>(i), from.ptr<float>(y + i), offset.ptr<float>(i), out.ptr<float>(y + i),
+                         size.width);
+        }
+    });
     return 1;
 }
 
 int TGuidedFilter::gFc3_apply(const std::vector<cv::Mat>& guide, cv::Mat& out) const
 {
     CV_Assert(guide.size() >= 3);
-    const cv::Mat* const slopes[] = {&m_a0, &m_a1, &m_a2};
+    const cv::Size size = guide[0].size();
+    const cv::Mat coefficients[] = {m_a0, m_a1, m_a2, m_b};
     cv::Mat from[3];
     for (int i = 0; i < 3; ++i) {
-        checkEstimate(*slopes[i], m_b);
-        CV_Assert(holdsFloats(guide[i], guide[0].size()));
-        from[i] = overlap(guide[i], out) ? guide[i].clone() : guide[i];
+        checkEstimate(coefficients[i], m_b);
+        CV_Assert(holdsFloats(guide[i], size));
+        from[i] = readable(guide[i], out);
     }
-    ensure(out, from[0].size(), CV_32FC1);
-    if (out.empty())
+    ensure(out, size, CV_32FC1);
+    if (size.empty())
         return 1;
-    const IppiSize size = {out.cols, out.rows};
-    enlarge(m_b, out, IPPI_INTER_NN);
-    cv::Mat local(out.size(), CV_32FC1);
-    for (int i = 0; i < 3; ++i) {
-        enlarge(*slopes[i], local, IPPI_INTER_NN);
-        ippiMul_32f_C1IR(from[i].ptr<float>(), int(from[i].step), local.ptr<float>(), int(local.step), size);
-        ippiAdd_32f_C1IR(local.ptr<float>(), int(local.step), out.ptr<float>(), int(out.step), size);
-    }
+    const bool spread = m_b.size() != size;
+    const std::vector<int> rows = nearestOf(size.height, m_b.rows), columns = nearestOf(size.width, m_b.cols);
+    forEachSpan(size.height, long(size.area()), [&](int y, int end) {
+        AlignedArray<float> buffer(spread ? 4 * std::size_t(size.width) : 0);
+        const float* at[4];
+        for (int held = -1; y < end; ++y) {
+            const float* const guides[] = {from[0].ptr<float>(y), from[1].ptr<float>(y), from[2].ptr<float>(y)};
+            for (int i = 0; i < 4 && held != rows[y]; ++i) {
+                at[i] = coefficients[i].ptr<float>(rows[y]);
+                if (spread) {
+                    float* to = &buffer[i * std::size_t(size.width)];
+                    for (int x = 0; x < size.width; ++x)
+                        to[x] = at[i][columns[x]];
+                    at[i] = to;
+                }
+            }
+            held = rows[y];
+            applyRow(at, guides, at[3], out.ptr<float>(y), size.width);
+        }
+    });
     return 1;
 }

@@ -2,6 +2,7 @@
 
 #include <support/everyway.h>
 #include <support/planes.h>
+#include <support/resize_reference.h>
 #include <support/throws.h>
 
 #include <pixmill/filters/TGuidedFilter.h>
@@ -271,6 +272,47 @@ TEST(TGuidedFilterApply, PastARatioThatSinglePrecisionRoundsDownTheLastCoefficie
             EXPECT_TRUE(samePixels<uchar>(referenceApplication<uchar>(guide, filter.m_a0, filter.m_b), out));
             EXPECT_EQ(out.data[side - 1], 200);
         }
+}
+
+TEST(TGuidedFilterApply, FloatsTakeEnlargedCoefficients)
+{
+    struct Case {
+        cv::Size guide, grid;
+    };
+    for (const Case& c : {Case{{203, 157}, {70, 50}},
+                          {{30, 20}, {30, 20}},
+                          {{14, 9}, {7, 3}},
+                          {{5, 4}, {11, 9}},
+                          {{15, 15}, {10, 10}},
+                          {{9, 1}, {1, 1}}}) {
+        SCOPED_TRACE(testing::Message() << c.guide << " over " << c.grid);
+        TGuidedFilter filter = randomModel(c.grid);
+        filter.m_a0.at<float>(0, c.grid.width / 2) = 0.5f; // a NaN has no one form
+        const auto enlarged = [&](const cv::Mat& grid, int code) {
+            cv::Mat out(c.guide, CV_32FC1);
+            const ReferenceAxis xs = {{c.guide.width, c.grid.width}, {0, 1}, code, 0, c.grid.width - 1};
+            const ReferenceAxis ys = {{c.guide.height, c.grid.height}, {0, 1}, code, 0, c.grid.height - 1};
+            return referencePlane(c.guide,
+                                  [&](int y, int x) { return referencePixel<float>(grid, xs.taps(x), ys.taps(y)); });
+        };
+        const Planes p = scene(c.guide);
+        const cv::Mat* a[] = {&filter.m_a0, &filter.m_a1, &filter.m_a2};
+        cv::Mat one = enlarged(filter.m_b, 4), three = enlarged(filter.m_b, 1);
+        one += referenceTimes(enlarged(filter.m_a0, 4), p.guide[0]);
+        for (int i = 0; i < 3; ++i)
+            three += referenceTimes(enlarged(*a[i], 1), p.guide[i]);
+        everyWay([&] {
+            cv::Mat outOne, outThree, inPlace = p.guide[0].clone(), third = p.guide[2].clone();
+            EXPECT_EQ(filter.gFc1_apply(p.guide[0], outOne), 1);
+            EXPECT_EQ(filter.proc(p.guide, outThree), 1);
+            filter.gFc1_apply(inPlace, inPlace);
+            filter.proc({p.guide[0], p.guide[1], third}, third);
+            EXPECT_TRUE(samePixels<float>(one, outOne));
+            EXPECT_TRUE(samePixels<float>(one, inPlace));
+            EXPECT_TRUE(samePixels<float>(three, outThree));
+            EXPECT_TRUE(samePixels<float>(three, third));
+        });
+    }
 }
 
 TEST(TGuidedFilterApply, GuidesOfOtherTypesAreCopied)
