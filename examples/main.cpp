@@ -17,7 +17,7 @@ struct Chapter {
     int (*run)(const Options&);
 };
 
-const Chapter kChapters[] = {{"convert", runConvert}, {"develop", runDevelop}};
+const Chapter kChapters[] = {{"convert", runConvert}, {"develop", runDevelop}, {"paint", runPaint}, {"toolbox", runToolbox}};
 
 void addControls(CLI::App& app, Options& options)
 {

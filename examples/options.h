@@ -25,3 +25,5 @@ struct Options {
 
 int runConvert(const Options& options);
 int runDevelop(const Options& options);
+int runPaint(const Options& options);
+int runToolbox(const Options& options);

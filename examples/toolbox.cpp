@@ -1,0 +1,6 @@
+#include "options.h"
+
+int runToolbox(const Options&)
+{
+    return 0;
+}
