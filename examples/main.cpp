@@ -17,7 +17,8 @@ struct Chapter {
     int (*run)(const Options&);
 };
 
-const Chapter kChapters[] = {{"convert", runConvert}, {"develop", runDevelop}, {"paint", runPaint}, {"toolbox", runToolbox}};
+const Chapter kChapters[] = {
+    {"convert", runConvert}, {"develop", runDevelop}, {"paint", runPaint}, {"toolbox", runToolbox}};
 
 void addControls(CLI::App& app, Options& options)
 {
