@@ -33,9 +33,15 @@ __attribute__((noinline, flatten, target("avx2"))) void spanAvx2(const Body& bod
     body(first, end);
 }
 
+// clang knows no preference for a vector's width in a target list, and would drop the whole list.
+#if defined(__clang__)
+#define PIXMILL_AVX512 "avx2,avx512f,avx512bw,avx512dq,avx512vl"
+#else
+#define PIXMILL_AVX512 "avx2,avx512f,avx512bw,avx512dq,avx512vl,prefer-vector-width=512"
+#endif
+
 template <class Body>
-__attribute__((noinline, flatten, target("avx2,avx512f,avx512bw,avx512dq,avx512vl,prefer-vector-width=512"))) void
-spanAvx512(const Body& body, int first, int end)
+__attribute__((noinline, flatten, target(PIXMILL_AVX512))) void spanAvx512(const Body& body, int first, int end)
 {
     body(first, end);
 }
