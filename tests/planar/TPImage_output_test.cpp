@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 using namespace pixmill::test;
 
@@ -267,6 +268,25 @@ TEST(TPImageOutput, GreyGoesThroughThePictureUnchanged)
     cv::Mat out(3, 5, CV_8UC4);
     image.convertTo(out.data, int(out.step));
     EXPECT_TRUE(samePixels<uchar>(cv::Mat(3, 5, CV_8UC4, cv::Scalar(128, 128, 128, 255)), out));
+}
+
+TEST(TPImageOutput, BytesOfTheHostMayStandAtAnyAddress)
+{
+    const cv::Size size(37, 5);
+    const int stride = 4 * size.width + 3;
+    const cv::Mat pixels = randomPlane(size, CV_8UC4, 0, 256);
+    std::vector<uchar> in(std::size_t(stride) * size.height + 1), out(in.size());
+    for (int y = 0; y < size.height; ++y)
+        std::memcpy(&in[1 + std::size_t(y) * stride], pixels.ptr(y), std::size_t(4) * size.width);
+    TPImage image(0, 0), plain(0, 0);
+    image.convertFrom(&in[1], size.width, size.height, stride);
+    plain.convertFrom(pixels.ptr<uchar>(), size.width, size.height, int(pixels.step));
+    EXPECT_TRUE(samePixels<ushort>(plain.m_Y, image.m_Y));
+    EXPECT_TRUE(samePixels<ushort>(plain.m_Db, image.m_Db));
+
+    image.convertTo(&out[1], stride);
+    const cv::Mat shown(size, CV_8UC4, &out[1], std::size_t(stride));
+    EXPECT_TRUE(samePixels<uchar>(displayReference(image.m_Y, image.m_Dr, image.m_Db), shown));
 }
 
 TEST(TPImageOutput, RefusesOtherTypesAndLeavesTheTargetAlone)
