@@ -1,8 +1,7 @@
 #include <pixmill/curves/TLut1D.h>
 
 #include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/primitives/lookup.h>
+#include <pixmill/curves/detail/look_up.h>
 #include <pixmill/primitives/memory.h>
 
 namespace {
@@ -43,27 +42,18 @@ void TLut1D::apply(const cv::Mat& in, cv::Mat out)
         throw kType;
     CV_Assert(in.empty() || in.elemSize() >= size_t(CV_ELEM_SIZE(m_inDepth)));
 
+    CV_Assert(m_lut_p);
+
     ensure(out, in.size(), m_outDepth);
-    const IppiSize roi{in.cols, in.rows};
-    const int inStep = int(in.step), outStep = int(out.step);
-    const auto* table8 = static_cast<const uchar*>(m_lut_p);
-    const auto* table16 = static_cast<const ushort*>(m_lut_p);
-    if (m_inDepth == CV_8U && m_outDepth == CV_8U) {
-        ippiLUTPalette_8u_C1R(in.ptr(), inStep, out.ptr(), outStep, roi, table8, 8);
-    } else if (m_inDepth == CV_16U && m_outDepth == CV_16U) {
-        ippiLUTPalette_16u_C1R(in.ptr<ushort>(), inStep, out.ptr<ushort>(), outStep, roi, table16, 16);
-    } else if (m_inDepth == CV_16U) {
-        // Eight significant bits, not sixteen: that only the low byte of a pixel counts is meant.
-        ippiLUTPalette_16u8u_C1R(in.ptr<ushort>(), inStep, out.ptr(), outStep, roi, table8, 8);
-    } else {
-        CV_Assert(table16);
-        forEachRow(in.size(), [&](int y) {
-            const uchar* i = in.ptr(y);
-            ushort* o = out.ptr<ushort>(y);
-            for (int x = 0; x < in.cols; ++x)
-                o[x] = table16[i[x]];
-        });
-    }
+    const cv::Size size = in.size();
+    if (m_inDepth == CV_8U && m_outDepth == CV_8U)
+        lookUpRows<8, uchar>(in.data, in.step, out.data, out.step, size, static_cast<const uchar*>(m_lut_p));
+    else if (m_inDepth == CV_8U)
+        lookUpRows<8, uchar>(in.data, in.step, out.data, out.step, size, static_cast<const ushort*>(m_lut_p));
+    else if (m_outDepth == CV_16U)
+        lookUpRows<16, ushort>(in.data, in.step, out.data, out.step, size, static_cast<const ushort*>(m_lut_p));
+    else // eight significant bits, not sixteen: that only the low byte of a pixel counts is meant
+        lookUpRows<8, ushort>(in.data, in.step, out.data, out.step, size, static_cast<const uchar*>(m_lut_p));
 }
 
 void TLut1D::apply(cv::Mat inOut)

@@ -3,12 +3,10 @@
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/curves/detail/threshold_tables.h>
 #include <pixmill/multiscale/detail/recursive_gaussian.h>
-#include <pixmill/primitives/convert.h>
 #include <pixmill/primitives/copy.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <vector>
 
 namespace {
 
@@ -85,45 +83,12 @@ bool drawCut(T* table, int entries, const Cut& cut)
     return !(cut.sigma <= 1);
 }
 
-void widen(const uchar* table, float* line, int entries)
-{
-    ippiConvert_8u32f_C1R(table, entries, line, entries * 4, {entries, 1});
-}
-
-void widen(const ushort* table, float* line, int entries)
-{
-    ippiConvert_16u32f_C1R(table, entries * 2, line, entries * 4, {entries, 1});
-}
-
-void narrow(const float* line, uchar* table, int entries)
-{
-    ippiConvert_32f8u_C1R(line, entries * 4, table, entries, {entries, 1}, ippRndNear);
-}
-
-void narrow(const float* line, ushort* table, int entries)
-{
-    ippiConvert_32f16u_C1R(line, entries * 4, table, entries * 2, {entries, 1}, ippRndNear);
-}
-
-template <class T>
-void smooth(T* table, int entries, float sigma)
-{
-    const auto gauss = RecursiveGaussian::make<double>(sigma, 2);
-    std::vector<float> line(entries);
-    widen(table, line.data(), entries);
-    for (int step = 0; step < 2; ++step)
-        sweepLine(line.data(), 1, entries, gauss.nu, gauss.boundary);
-    for (float& v : line)
-        v *= gauss.post;
-    narrow(line.data(), table, entries);
-}
-
 template <class T>
 void setupTable(T* table, int entries, const Cut& cut)
 {
     CV_Assert(table);
     if (drawCut(table, entries, cut))
-        smooth(table, entries, cut.sigma);
+        smoothTables<1, T>({table}, entries, {cut.sigma});
 }
 
 } // namespace
@@ -165,58 +130,36 @@ void TLut16U::setupLinearThreshold(float kShift, float tShift, float kBase, floa
     setupTable(static_cast<ushort*>(m_lut_p), 65536, cutOf(*this, {kShift, tShift, kBase, tBase}));
 }
 
-namespace pixmill::detail {
-
-namespace {
-
-constexpr int kLanes = 4, kEntries = 65536;
-
-/// Smooths up to four tables side by side, each as `smooth` does.
-void smoothTogether(ushort* const* tables, const float* sigmas, int count)
+void pixmill::detail::setupLinearThresholds(TLut16U* const* luts, const ThresholdControls* controls, int count)
 {
-    float nu[kLanes] = {}, boundary[kLanes] = {}, post[kLanes] = {};
-    const ushort* in[kLanes];
-    for (int l = 0; l < kLanes; ++l) {
-        in[l] = tables[l < count ? l : 0];
-        if (l < count) {
-            const auto gauss = RecursiveGaussian::make<double>(sigmas[l], 2);
-            nu[l] = gauss.nu;
-            boundary[l] = gauss.boundary;
-            post[l] = gauss.post;
-        }
-    }
-
-    std::vector<float> lines(size_t(kEntries) * kLanes);
-    for (int i = 0; i < kEntries; ++i)
-        for (int l = 0; l < kLanes; ++l)
-            lines[i * kLanes + l] = in[l][i];
-    for (int step = 0; step < 2; ++step)
-        sweepLines<kLanes>(lines.data(), kLanes, kEntries, nu, boundary);
-    for (int l = 0; l < count; ++l)
-        for (int i = 0; i < kEntries; ++i)
-            tables[l][i] = toPixel16(lines[i * kLanes + l] * post[l]);
-}
-
-} // namespace
-
-void setupLinearThresholds(TLut16U* const* luts, const ThresholdControls* controls, int count)
-{
-    ushort* tables[kLanes];
-    float sigmas[kLanes];
+    constexpr int entries = 65536, lanes = 4;
+    ushort* t[lanes];
+    float s[lanes];
     int waiting = 0;
     for (int i = 0; i < count; ++i) {
         auto* table = static_cast<ushort*>(luts[i]->m_lut_p);
         CV_Assert(table);
         const Cut cut = cutOf(*luts[i], controls[i]);
-        if (drawCut(table, kEntries, cut)) {
-            tables[waiting] = table;
-            sigmas[waiting++] = cut.sigma;
+        if (drawCut(table, entries, cut)) {
+            t[waiting] = table;
+            s[waiting++] = cut.sigma;
         }
-        if (waiting == kLanes || (waiting > 0 && i == count - 1)) {
-            smoothTogether(tables, sigmas, waiting);
-            waiting = 0;
+        if (waiting < lanes && i < count - 1)
+            continue;
+        switch (waiting) {
+        case 4:
+            smoothTables<4>(t, entries, s);
+            break;
+        case 3:
+            smoothTables<3, ushort>({t[0], t[1], t[2]}, entries, {s[0], s[1], s[2]});
+            break;
+        case 2:
+            smoothTables<2, ushort>({t[0], t[1]}, entries, {s[0], s[1]});
+            break;
+        case 1:
+            smoothTables<1, ushort>({t[0]}, entries, {s[0]});
+            break;
         }
+        waiting = 0;
     }
 }
-
-} // namespace pixmill::detail

@@ -113,6 +113,7 @@ private:
     const cv::Mat& tablesOf(int level);
 
     Tables m_tables[3];
+    cv::Mat m_scratch[3]; ///< Working planes of the view's size, kept so that a second render of it allocates nothing.
 };
 
 /// Entry points kept for hosts; each does nothing.

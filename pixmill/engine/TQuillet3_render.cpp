@@ -6,7 +6,7 @@
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/curves/detail/threshold_tables.h>
 #include <pixmill/engine/detail/zones.h>
-#include <pixmill/planar/TPImage.h>
+#include <pixmill/planar/detail/crop.h>
 
 #include <opencv2/core.hpp>
 
@@ -96,13 +96,16 @@ bool TQuillet3::proc(cv::Rect roi, int scale, cv::Mat extra)
 
 void TQuillet3::renderLuma()
 {
-    const auto crop = [this](const cv::Mat& plane) {
-        return TPImage::MatRoi(plane, m_roi.x, m_roi.y, m_roi.width, m_roi.height, m_scale, false, false);
+    const auto crop = [this](const cv::Mat& plane, cv::Mat& out) {
+        cropInto(plane, m_roi, m_scale, false, out, m_scratch[0]);
     };
-    m_roiY = crop(m_Y);
+    crop(m_Y, m_roiY);
     const float* weights = m_colorWeights;
-    if (neq(weights[0], 0.0f) || neq(weights[1], 0.0f) || neq(weights[2], 0.0f))
-        modYWithC(crop(m_fullDr), crop(m_fullDb), weights[0], weights[1], weights[2], m_roiY);
+    if (neq(weights[0], 0.0f) || neq(weights[1], 0.0f) || neq(weights[2], 0.0f)) {
+        crop(m_fullDr, m_scratch[1]);
+        crop(m_fullDb, m_scratch[2]);
+        modYWithC(m_scratch[1], m_scratch[2], weights[0], weights[1], weights[2], m_roiY);
+    }
 
     TLightAdjLUTq3 light;
     const float* p = m_lightParams;
@@ -114,7 +117,7 @@ void TQuillet3::renderLevel(int level, const cv::Mat& extra)
 {
     const bool smooth = m_scale > m_smoothScale;
     cv::Mat& plane = m_roiDetail[level];
-    plane = TPImage::MatRoi(m_detail[level], m_roi.x, m_roi.y, m_roi.width, m_roi.height, m_scale, false, smooth);
+    cropInto(m_detail[level], m_roi, m_scale, smooth, plane, m_scratch[0]);
     if (isExtraFor(extra, plane))
         cv::addWeighted(plane, 1.0, extra, 1.0, -32768.0, plane, -1);
     if (bNeedSHMix(level))

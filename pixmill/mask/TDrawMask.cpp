@@ -43,12 +43,6 @@ int lastFill(const Stack& stack, int first)
 
 } // namespace
 
-TDrawMask::~TDrawMask()
-{
-    emptyCmdStack();
-    delete[] m_lut_p;
-}
-
 void TDrawMask::setInImage(TPImage* image)
 {
     CV_Assert(image);

@@ -5,7 +5,12 @@
 
 #include <opencv2/core/mat.hpp>
 
+#include <memory>
 #include <vector>
+
+namespace pixmill::detail {
+class BrushWeights;
+}
 
 /// What a command of the mask document does.
 enum TMaskCmdType {
@@ -67,7 +72,7 @@ public:
     bool m_strokeOpen = false;         ///< The next dot is its stroke's first.
     bool m_changed = false;            ///< The mask changed since getMaskRoi last gave it out.
 
-    TDrawMask() = default;
+    TDrawMask();
     ~TDrawMask();
     TDrawMask(const TDrawMask&) = delete;
     TDrawMask& operator=(const TDrawMask&) = delete;
@@ -177,4 +182,7 @@ public:
     /// The right edge is tested with at-most where the bottom is tested with less-than, so a dot that ends on column
     /// `cols` keeps its full width. This is meant.
     void checkBoundary(cv::Point& center, int radius);
+
+private:
+    std::unique_ptr<pixmill::detail::BrushWeights> m_weights_p; ///< Weights of the last soft dot, made on demand.
 };

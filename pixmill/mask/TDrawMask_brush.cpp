@@ -4,19 +4,16 @@
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/mask/detail/brush.h>
+#include <pixmill/mask/detail/brush_weights.h>
 
 #include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstring>
-#include <vector>
 
 namespace {
 
 using namespace pixmill::detail;
-
-constexpr int kRun = 64;         ///< pixels weighed at a time
-constexpr int kRoom = kRun + 16; ///< and room for vectors that start within them
 
 int saturated(long v)
 {
@@ -44,9 +41,10 @@ struct Area {
 struct Walk {
     cv::Point center;
     Area area;
+    int cols;
     bool spills; ///< the dot reaches column `cols`, which is the next row's first pixel
 
-    Walk(cv::Point c, int radius, const cv::Mat& cover) : center(c), area(c, radius, cover.size())
+    Walk(cv::Point c, int radius, const cv::Mat& cover) : center(c), area(c, radius, cover.size()), cols(cover.cols)
     {
         spills = !area.isEmpty() && area.x1 > cover.cols && cover.isContinuous();
         area.x1 = std::min(area.x1, long(cover.cols));
@@ -79,34 +77,56 @@ struct Walk {
     }
 };
 
-/// Paints a soft dot: weigh(dx, dy, w, n) gives n weights from column distance dx on, paint(x, y, w, n) applies weights
-/// to a run of pixels. Each weight serves the two or four pixels that lie alike around the centre.
-template <class Weigh, class Paint>
-void paintSoft(const Walk& walk, const Weigh& weigh, const Paint& paint)
+constexpr int kPiece = 1024; ///< pixels of a row weighed at a time
+
+/// Paints a soft dot row by row: apply(x, y, w, n) applies n weights to pixels from x on.
+///
+/// `rows` gives the weights by distance from the centre; those of a row serve the rows above and below it alike. Runs
+/// are taken on to whole blocks where the mask goes on, with weights of 0, which change no coverage.
+template <class Rows, class Apply>
+void paintSoft(const Walk& walk, const Rows& rows, const Apply& apply)
 {
-    const long cx = walk.center.x, x0 = walk.area.x0, x1 = walk.area.x1;
-    if (walk.area.isEmpty())
-        return;
-    const int first = Walk::nearest(cx, x0, x1), last = Walk::farthest(cx, x0, x1);
+    const long cx = walk.center.x;
+    const int cols = walk.cols;
     walk.forEachDistance([&](int dy) {
-        float right[kRoom] = {}, left[kRoom] = {};
-        for (long d = first; d <= last; d += kRun) {
-            const int n = int(std::min(long(kRun), last + 1 - d));
-            weigh(int(d), dy, right, n);
-            for (int i = 0; i < n; ++i)
-                left[i] = right[n - 1 - i];
-            const long rightFirst = std::max(cx + d, x0), rightEnd = std::min(cx + d + n, x1);
-            const long leftOrigin = cx - d - (n - 1);
-            const long leftFirst = std::max(leftOrigin, x0), leftEnd = std::min(d > 0 ? cx - d + 1 : cx, x1);
+        const long reach = rows.reach(dy);
+        const int first = int(std::max(cx - reach + 1, walk.area.x0)), end = int(std::min(cx + reach, walk.area.x1));
+        float room[kPiece], w[kPiece + kBrushBlock];
+        for (int x = first; x < end; x += kPiece) {
+            const int n = std::min(kPiece, end - x), left = int(limit(cx - x, 0L, long(n))), right = n - left;
+            if (left > 0) {
+                const float* nearer = rows.weights(int(cx - x - left + 1), dy, left, room);
+                for (int i = 0; i < left; ++i)
+                    w[i] = nearer[left - 1 - i];
+            }
+            if (right > 0) {
+                const float* farther = rows.weights(int(x + left - cx), dy, right, room);
+                std::memcpy(w + left, farther, right * sizeof *w);
+            }
+            std::memset(w + n, 0, kBrushBlock * sizeof *w);
             walk.rowsAt(dy, [&](int y) {
-                if (rightFirst < rightEnd)
-                    paint(int(rightFirst), y, right + (rightFirst - cx - d), int(rightEnd - rightFirst));
-                if (leftFirst < leftEnd)
-                    paint(int(leftFirst), y, left + (leftFirst - leftOrigin), int(leftEnd - leftFirst));
+                int i = 0;
+                for (; i < n && x + i + kBrushBlock <= cols; i += kBrushBlock)
+                    apply(x + i, y, w + i, kBrushBlock);
+                if (i < n)
+                    apply(x + i, y, w + i, n - i);
             });
         }
     });
 }
+
+/// The rows of a dot with its own falloff.
+struct SmoothRows {
+    SmoothFalloff falloff;
+    int radius;
+
+    long reach(int) const { return long(radius) + 1; }
+    const float* weights(int dx, int dy, int n, float* room) const
+    {
+        falloff.weights(dx, dy, room, n);
+        return room;
+    }
+};
 
 bool covers(const cv::Mat& plane, const cv::Mat& mask, int type)
 {
@@ -133,6 +153,14 @@ bool isStrokeReady(const TDrawMask& m)
 }
 
 } // namespace
+
+TDrawMask::TDrawMask() = default;
+
+TDrawMask::~TDrawMask()
+{
+    emptyCmdStack();
+    delete[] m_lut_p;
+}
 
 void TDrawMask::drawStrokeDot(bool first, TMaskParam* param)
 {
@@ -211,20 +239,17 @@ void TDrawMask::drawMaskDotLUT(cv::Point center, int outerRadius, int /*innerRad
     const Walk walk(center, outerRadius, m_strokeCover);
     if (walk.area.isEmpty())
         return;
-    const float* const table = m_lut_p;
-    const auto weigh = [table](int dx, int dy, float* w, int n) {
-        for (int i = 0; i < n; ++i) {
-            const double index = double(brushDistance(dx + i, dy)) + 0.5;
-            w[i] = index < kBrushTable ? table[int(index)] : 0.0f;
-        }
-    };
+    if (!m_weights_p)
+        m_weights_p = std::make_unique<BrushWeights>();
+    m_weights_p->update(outerRadius, m_lut_p);
     if (edge > 0.0f) {
         const EdgeBrush brush = edgeBrush(*this, center, edge);
-        paintSoft(walk, weigh, [&](int x, int y, const float* w, int n) {
+        paintSoft(walk, *m_weights_p, [&](int x, int y, const float* w, int n) {
             brush.coverRow(w, pixelsUnder(*this, x, y), m_strokeCover.ptr(y, x), n);
         });
     } else {
-        paintSoft(walk, weigh, [&](int x, int y, const float* w, int n) { coverRow(w, m_strokeCover.ptr(y, x), n); });
+        paintSoft(walk, *m_weights_p,
+                  [&](int x, int y, const float* w, int n) { coverRow(w, m_strokeCover.ptr(y, x), n); });
     }
 }
 
@@ -235,26 +260,16 @@ void TDrawMask::drawMaskDot(cv::Point center, int outerRadius, int innerRadius, 
     const Walk walk(center, outerRadius, m_strokeCover);
     if (walk.area.isEmpty() && !walk.spills)
         return;
-    const float outer = float(outerRadius), inner = float(innerRadius), span = float(long(outerRadius) - innerRadius);
-    const auto weigh = [=](int dx, int dy, float* w, int n) {
-        for (int i = 0; i < n; ++i) {
-            const float distance = brushDistance(dx + i, dy);
-            float t = distance > outer ? outer : distance;
-            t = (t < inner ? inner : t) - inner;
-            t = span != 0.0f ? t / span : t;
-            const float falloff = 1.0f - (t * t) * (t * -2.0f + 3.0f);
-            w[i] = distance <= outer ? falloff : falloff * 0.0f;
-        }
-    };
-    const auto paint = [&](const auto& run) {
+    const SmoothRows rows{{outerRadius, innerRadius}, outerRadius};
+    const auto paint = [&](const auto& apply) {
         // Only equal radii give the column past the mask a weight; it lands on the next row's first pixel.
         if (walk.spills)
             for (int y = int(walk.area.y0); y < walk.area.y1 && y + 1 < m_strokeCover.rows; ++y) {
                 float w;
-                weigh(outerRadius, std::abs(y - center.y), &w, 1);
-                run(0, y + 1, &w, 1);
+                rows.weights(outerRadius, std::abs(y - center.y), 1, &w);
+                apply(0, y + 1, &w, 1);
             }
-        paintSoft(walk, weigh, run);
+        paintSoft(walk, rows, apply);
     };
     if (edge > 0.0f) {
         const EdgeBrush brush = edgeBrush(*this, center, edge);
@@ -273,10 +288,22 @@ void TDrawMask::renderStroke(unsigned char value, float opacity, cv::Point cente
     const long y0 = std::max(long(center.y) - radius, 0L), y1 = std::min(long(center.y) + radius, long(m_mask.rows));
     if (x0 >= x1 || y0 >= y1)
         return;
-    const int x = int(x0), n = int(x1 - x0);
-    const float scale = opacity * kPerByte;
-    forEachRow({n, int(y1 - y0)}, [&](int i) {
-        const int y = int(y0) + i;
-        strokeRow(float(value), scale, m_strokeCover.ptr(y, x), m_strokeBase.ptr(y, x), m_mask.ptr(y, x), n);
+    const int x = int(x0), n = int(x1 - x0), room = m_mask.cols - x;
+    const StrokeBlend stroke(value, opacity);
+    forEachRow({n, int(y1 - y0)}, [&](int row) {
+        const int y = int(y0) + row;
+        const uchar* cover = m_strokeCover.ptr(y, x);
+        const uchar* base = m_strokeBase.ptr(y, x);
+        uchar* mask = m_mask.ptr(y, x);
+        int i = 0;
+        for (; i + kBrushBlock <= n; i += kBrushBlock)
+            stroke.block(cover + i, base + i, mask + i);
+        if (i + kBrushBlock <= room) {
+            uchar last[kBrushBlock];
+            stroke.block(cover + i, base + i, last);
+            std::memcpy(mask + i, last, std::size_t(n - i));
+        } else {
+            stroke.row(cover + i, base + i, mask + i, n - i);
+        }
     });
 }

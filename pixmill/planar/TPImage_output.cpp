@@ -91,6 +91,14 @@ inline void displayPairs(const ushort* __restrict y0, const ushort* __restrict y
     }
 }
 
+/// Green of the 8-bit form for `n` differences and the even pixels of luma.
+inline void halfGreenRow(const ushort* __restrict y, const ushort* __restrict dr, const ushort* __restrict db,
+                         uchar* __restrict g, int n)
+{
+    for (int x = 0; x < n; ++x)
+        g[x] = green8U(y[2 * x], dr[x], db[x]);
+}
+
 } // namespace
 
 void TPImage::YDRDB2RGB(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B)
@@ -150,13 +158,12 @@ void TPImage::convertToHalfpRGB(unsigned char** rgb, int stride) const
     const std::ptrdiff_t step = stride ? stride : half.width;
     const int picked = pickedColumns(m_Y.cols);
     forEachRow(half, [&](int y) {
-        uchar *r = rgb[0] + y * step, *g = rgb[1] + y * step, *b = rgb[2] + y * step;
         const ushort *luma = m_Y.ptr<ushort>(2 * y), *dr = m_Dr.ptr<ushort>(y), *db = m_Db.ptr<ushort>(y);
-        for (int x = 0; x < picked; ++x)
-            g[x] = green8U(luma[2 * x], dr[x], db[x]);
+        uchar* g = rgb[1] + y * step;
+        halfGreenRow(luma, dr, db, g, picked);
         if (picked < half.width)
             g[picked] = green8U(luma[2 * picked - 2], dr[picked], db[picked]);
-        std::memset(r, 0, std::size_t(half.width));
-        std::memset(b, 0, std::size_t(half.width));
+        std::memset(rgb[0] + y * step, 0, std::size_t(half.width));
+        std::memset(rgb[2] + y * step, 0, std::size_t(half.width));
     });
 }

@@ -2,6 +2,7 @@
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/planar/TPImage.h>
+#include <pixmill/planar/detail/crop.h>
 #include <pixmill/primitives/copy.h>
 #include <pixmill/primitives/filter.h>
 #include <pixmill/primitives/resize.h>
@@ -84,61 +85,83 @@ void pickedMeans(const cv::Mat& plane, cv::Mat& out, int scale)
 }
 
 /// The 3 x 3 means of a float plane, in the primitives' order of sums.
-cv::Mat floatMeans(const cv::Mat& plane)
+void floatMeans(const cv::Mat& plane, cv::Mat& out)
 {
     const IppiSize size = {plane.cols, plane.rows}, more = {plane.cols + 2, plane.rows + 2};
-    cv::Mat padded(more.height, more.width, CV_32FC1), out(plane.size(), CV_32FC1);
+    cv::Mat padded(more.height, more.width, CV_32FC1);
+    ensure(out, plane.size(), CV_32FC1);
     ippiCopyReplicateBorder_32f_C1R(plane.ptr<float>(), int(plane.step), size, padded.ptr<float>(), int(padded.step),
                                     more, 1, 1);
     ippiFilterBox_32f_C1R(padded.ptr<float>(1) + 1, int(padded.step), out.ptr<float>(), int(out.step), size, {3, 3},
                           {1, 1});
-    return out;
 }
 
 /// Reduces `plane` into a result of w by h; where nothing of the plane lies in the region the result is black.
-cv::Mat reduced(const cv::Mat& plane, int w, int h, int scale)
+void reduce(const cv::Mat& plane, int w, int h, int scale, cv::Mat& out)
 {
-    cv::Mat result(h, w, plane.type());
-    if (plane.empty() && !result.empty())
-        result.setTo(0);
+    ensure(out, {w, h}, plane.type());
+    if (plane.empty() && !out.empty())
+        out.setTo(0);
     else
-        downSizeNX(plane, result, scale, IPPI_INTER_CUBIC);
-    return result;
+        downSizeNX(plane, out, scale, IPPI_INTER_CUBIC);
 }
 
 template <class T>
-cv::Mat smoothed(const cv::Mat& plane, int w, int h, int scale)
+void smoothAndReduce(const cv::Mat& plane, int w, int h, int scale, cv::Mat& out, cv::Mat& scratch)
 {
     const bool picks = scale == 1 || scale % 2 == 0; // the other factors interpolate
-    cv::Mat means = picks && scale > 1 ? cv::Mat(h, w, plane.type()) : cv::Mat(plane.size(), plane.type());
-    if (plane.empty() || means.empty())
-        return scale == 1 ? means : reduced(plane, w, h, scale);
+    const cv::Size size = picks && scale > 1 ? cv::Size(w, h) : plane.size();
+    cv::Mat& means = picks ? out : scratch;
+    ensure(means, size, plane.type());
+    if (plane.empty() || means.empty()) {
+        if (scale > 1)
+            reduce(plane, w, h, scale, out);
+        return;
+    }
     pickedMeans<T>(plane, means, picks ? scale : 1);
-    return picks ? means : reduced(means, w, h, scale);
+    if (!picks)
+        reduce(means, w, h, scale, out);
 }
 
 } // namespace
 
-cv::Mat TPImage::MatRoi(const cv::Mat& in, int x, int y, int w, int h, int scale, bool half, bool smooth)
+void pixmill::detail::cropInto(const cv::Mat& in, cv::Rect region, int scale, bool smooth, cv::Mat& out,
+                               cv::Mat& scratch)
 {
     CV_Assert(scale >= 1);
-    if (half) {
-        w = halfSize(w);
-        h = halfSize(h);
-        x /= 2;
-        y /= 2;
+    const int w = region.width, h = region.height;
+    const cv::Mat view = in(cv::Range(region.y, farEdge(region.y, h, scale, in.rows)),
+                            cv::Range(region.x, farEdge(region.x, w, scale, in.cols)));
+    if (!smooth) {
+        if (scale > 1) {
+            reduce(view, w, h, scale, out);
+        } else {
+            ensure(out, view.size(), view.type());
+            view.copyTo(out);
+        }
+        return;
     }
-    const cv::Mat view = in(cv::Range(y, farEdge(y, h, scale, in.rows)), cv::Range(x, farEdge(x, w, scale, in.cols)));
-    if (!smooth)
-        return scale == 1 ? view.clone() : reduced(view, w, h, scale);
     switch (in.type()) {
     case CV_8UC1:
-        return smoothed<uchar>(view, w, h, scale);
+        return smoothAndReduce<uchar>(view, w, h, scale, out, scratch);
     case CV_16UC1:
-        return smoothed<ushort>(view, w, h, scale);
+        return smoothAndReduce<ushort>(view, w, h, scale, out, scratch);
     case CV_32FC1:
-        return scale == 1 ? floatMeans(view) : reduced(floatMeans(view), w, h, scale);
+        floatMeans(view, scale == 1 ? out : scratch);
+        if (scale > 1)
+            reduce(scratch, w, h, scale, out);
+        return;
     default:
         throw "ERROR TPImage::MatRoi - input type";
     }
+}
+
+cv::Mat TPImage::MatRoi(const cv::Mat& in, int x, int y, int w, int h, int scale, bool half, bool smooth)
+{
+    cv::Mat out, scratch;
+    if (half)
+        cropInto(in, {x / 2, y / 2, halfSize(w), halfSize(h)}, scale, smooth, out, scratch);
+    else
+        cropInto(in, {x, y, w, h}, scale, smooth, out, scratch);
+    return out;
 }

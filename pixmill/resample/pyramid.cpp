@@ -18,7 +18,7 @@ constexpr int kBorder = cv::BORDER_REFLECT_101;
 template <class T>
 void reduceRows(const cv::Mat& in, cv::Mat& out)
 {
-    std::vector<int> scratch(pyramidScratch(in.cols, 1));
+    std::vector<typename PyramidSum<T>::type> scratch(pyramidScratch(in.cols, 1));
     runSpan(
         [&](int y, int end) {
             for (; y < end; ++y) {
@@ -34,7 +34,7 @@ void reduceRows(const cv::Mat& in, cv::Mat& out)
 template <class T>
 void expandRows(const cv::Mat& in, cv::Mat& out)
 {
-    std::vector<int> scratch(pyramidScratch(in.cols, 1));
+    std::vector<typename PyramidSum<T>::type> scratch(pyramidScratch(in.cols, 1));
     runSpan(
         [&](int y, int end) {
             for (; y < end; ++y) {

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstddef>
 #include <memory>
 #include <type_traits>
 
@@ -36,15 +37,15 @@ using Buffer = std::unique_ptr<unsigned char, void (*)(void*)>;
 /// The positions that most calls have, without tables of positions and weights.
 bool resizeFast(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int interpolation)
 {
-    if (in.dims > 2 || out.dims > 2 || in.empty() || in.cols > INT_MAX / int(sizeof(int)))
+    const std::size_t needed = pixmill::detail::planeScratch(in);
+    if (in.dims > 2 || out.dims > 2 || in.empty() || needed > INT_MAX)
         return false;
-    const Buffer scratch(ippsMalloc_8u(in.cols * int(sizeof(int))), ippsFree);
+    const Buffer scratch(ippsMalloc_8u(int(needed)), ippsFree);
     if (!scratch)
         throw recipe.noBuffer;
-    int* const sums = reinterpret_cast<int*>(scratch.get());
     if (recipe.enlarges)
-        return recipe.times == 2 && pixmill::detail::doublePlane(in, out, interpolation, sums);
-    return pixmill::detail::reducePlane(in, out, recipe.times, interpolation, sums);
+        return recipe.times == 2 && pixmill::detail::doublePlane(in, out, interpolation, scratch.get());
+    return pixmill::detail::reducePlane(in, out, recipe.times, interpolation, scratch.get());
 }
 
 void resizeByPrimitive(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int interpolation)

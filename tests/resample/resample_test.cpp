@@ -134,16 +134,21 @@ TEST(Resample, AgreesWithExactPositionsAtEveryRowLevel)
     compareWithReference<float>(CV_32FC1, 1);
 }
 
-TEST(Resample, DoublingExtremesNeverLeavesThePixelsRange)
+TEST(Resample, BlackAndWhiteStayInThePixelsRange)
 {
-    // Blocks of black and white give the largest overshoots that a row of sums must hold.
+    // Blocks of them give the largest overshoots, and white the largest sums, that a row of sums must hold.
     for (const int type : {CV_8UC1, CV_16UC1}) {
-        cv::Mat in = randomPlane({41, 23}, CV_8UC1, 0, 2) * 255;
-        in.convertTo(in, type, type == CV_8UC1 ? 1 : 257);
-        cv::Mat out(46, 82, type);
+        const double top = type == CV_8UC1 ? 255 : 65535;
+        cv::Mat in = randomPlane({41, 23}, CV_8UC1, 0, 2);
+        in.convertTo(in, type, top);
+        cv::Mat out(46, 82, type), half(11, 20, type);
         upSize2X(in, out, 4);
         EXPECT_TRUE(type == CV_8UC1 ? samePixels<uchar>(expectedUp<uchar>(in, out.size(), 2, 4), out)
                                     : samePixels<ushort>(expectedUp<ushort>(in, out.size(), 2, 4), out));
+        in.setTo(top);
+        upSize2X(in, out, 257);
+        downSize2X(in, half, 257);
+        EXPECT_EQ(cv::countNonZero(out != top) + cv::countNonZero(half != top), 0);
     }
 }
 

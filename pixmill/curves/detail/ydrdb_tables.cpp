@@ -1,7 +1,7 @@
 #include <pixmill/curves/detail/ydrdb_tables.h>
 
 #include <pixmill/core/detail/plane.h>
-#include <pixmill/primitives/lookup.h>
+#include <pixmill/curves/detail/look_up.h>
 #include <pixmill/primitives/memory.h>
 
 #include <algorithm>
@@ -46,8 +46,7 @@ void applyLumaTable(const unsigned short* table, const cv::Mat& inY, cv::Mat& ou
         throw "ERROR -  TLutYDrDb::applyYLUT(const Mat &inY, Mat &outY) - inY.type() != CV_16UC1";
 
     ensure(outY, inY.size(), CV_16UC1);
-    ippiLUTPalette_16u_C1R(inY.ptr<unsigned short>(), int(inY.step), outY.ptr<unsigned short>(), int(outY.step),
-                           {inY.cols, inY.rows}, table, 16);
+    lookUpRows<16, unsigned short>(inY.data, inY.step, outY.data, outY.step, inY.size(), table);
 }
 
 } // namespace pixmill::detail

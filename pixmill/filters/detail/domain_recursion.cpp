@@ -31,7 +31,7 @@ inline void weigh(const float* __restrict steps, float k, int count, float* __re
 /// `n` pixels of C channels in lane form, `step` floats from one to the next; each is pulled towards the one before it
 /// in the walk, whose samples stand at p - step. The weights walk along.
 template <int C>
-inline void walk(float* p, const float* w, int n, std::ptrdiff_t step, std::ptrdiff_t weightStep)
+inline void walk(float* __restrict p, const float* __restrict w, int n, std::ptrdiff_t step, std::ptrdiff_t weightStep)
 {
     float state[C * kLanes];
     for (int i = 0; i < C * kLanes; ++i)

@@ -1,5 +1,6 @@
 #include <pixmill/filters/detail/domain_steps.h>
 
+#include <pixmill/core/detail/largepages.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/filters/detail/lanes.h>
@@ -54,6 +55,8 @@ DomainSteps::DomainSteps(cv::Size size, float ratio, bool lastRow)
       m_rowStep(roundUp(size.width, 64)), m_across(m_tileStep * (roundUp(size.height, kLanes) / kLanes)),
       m_down(m_rowStep * size.height)
 {
+    preferLargePages(m_across.data(), m_across.size() * sizeof(float));
+    preferLargePages(m_down.data(), m_down.size() * sizeof(float));
 }
 
 void DomainSteps::fill(const cv::Mat* guides, int count, int first, int end)

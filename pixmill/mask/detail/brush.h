@@ -3,13 +3,16 @@
 #include <pixmill/core/detail/pixel.h>
 
 #include <cmath>
+#include <cstring>
 
-/// The arithmetic of one brush dot, on runs of pixels of one row.
+/// The arithmetic of one brush dot, on pixels of one row.
 ///
 /// The order and precision of every step are settled; loops are plain so that they vectorise without changing a bit.
+/// Called with a count known to the compiler, they become straight vector code.
 namespace pixmill::detail {
 
 constexpr int kBrushTable = 8000;           ///< entries of the radial table; farther pixels have weight 0
+constexpr int kBrushBlock = 64;             ///< pixels that the loops work best on
 constexpr float kPerByte = 0.00392156886f;  ///< 1 / 255
 constexpr float kPerWord = 1.52590219e-05f; ///< 1 / 65535
 
@@ -39,12 +42,43 @@ inline int discReach(int dy, int radius)
     return inside;
 }
 
+/// Weights of a row by table, from column distance dx on.
+inline void tableWeights(const float* __restrict table, int dx, int dy, float* __restrict w, int n)
+{
+    for (int i = 0; i < n; ++i) {
+        const double index = double(brushDistance(dx + i, dy)) + 0.5;
+        w[i] = index < kBrushTable ? table[int(index)] : 0.0f;
+    }
+}
+
+/// Weights of a row by a smoothstep from the inner to the outer radius.
+struct SmoothFalloff {
+    float outer, inner, span;
+
+    SmoothFalloff(int outerRadius, int innerRadius)
+        : outer(float(outerRadius)), inner(float(innerRadius)), span(float(long(outerRadius) - innerRadius))
+    {
+    }
+
+    void weights(int dx, int dy, float* __restrict w, int n) const
+    {
+        for (int i = 0; i < n; ++i) {
+            const float distance = brushDistance(dx + i, dy);
+            float t = distance > outer ? outer : distance;
+            t = (t < inner ? inner : t) - inner;
+            t = span != 0.0f ? t / span : t; // a division by 0 is not made
+            const float falloff = 1.0f - (t * t) * (t * -2.0f + 3.0f);
+            w[i] = falloff * (distance <= outer ? 1.0f : 0.0f);
+        }
+    }
+};
+
 /// Moves coverage toward full by the weights, rounding.
 inline void coverRow(const float* __restrict w, uchar* __restrict cover, int n)
 {
     for (int i = 0; i < n; ++i) {
         const double weight = w[i];
-        cover[i] = toPixel8(255.0 * weight + (1.0 - weight) * double(cover[i]));
+        cover[i] = clamp8(roundToInt(255.0 * weight + (1.0 - weight) * double(cover[i])));
     }
 }
 
@@ -99,14 +133,58 @@ struct EdgeBrush {
     }
 };
 
-/// Blends a stroke's value over its base; `scale` is the opacity of one step of coverage.
-inline void strokeRow(float value, float scale, const uchar* __restrict cover, const uchar* __restrict base,
-                      uchar* __restrict mask, int n)
+/// Whether all of a block's pixels have this value.
+inline bool isBlockOf(const uchar* block, uchar value)
 {
-    for (int i = 0; i < n; ++i) {
-        const float a = float(cover[i]) * scale;
-        mask[i] = toPixel8(value * a + (1.0f - a) * float(base[i]));
+    const unsigned long long all = 0x0101010101010101ull * value;
+    unsigned long long differs = 0;
+    for (int i = 0; i < kBrushBlock; i += int(sizeof all)) {
+        unsigned long long part;
+        std::memcpy(&part, block + i, sizeof part);
+        differs |= part ^ all;
     }
+    return differs == 0;
 }
+
+/// A stroke's blend of its value over its base.
+struct StrokeBlend {
+    float value;
+    float scale;   ///< opacity of one step of coverage
+    bool isWithin; ///< the opacity is 0..1, so that no blend leaves the range of its two values
+
+    StrokeBlend(uchar v, float opacity)
+        : value(v), scale(opacity * kPerByte), isWithin(opacity >= 0.0f && opacity <= 1.0f)
+    {
+    }
+
+    float blend(float cover, uchar base) const
+    {
+        const float a = cover * scale;
+        return value * a + (1.0f - a) * float(base);
+    }
+
+    void row(const uchar* __restrict cover, const uchar* __restrict base, uchar* __restrict mask, int n) const
+    {
+        if (isWithin)
+            for (int i = 0; i < n; ++i)
+                mask[i] = uchar(roundToInt(blend(cover[i], base[i])));
+        else
+            for (int i = 0; i < n; ++i)
+                mask[i] = toPixel8(blend(cover[i], base[i]));
+    }
+
+    /// A whole block. Most blocks of a stroke are untouched, or fully covered.
+    void block(const uchar* __restrict cover, const uchar* __restrict base, uchar* __restrict mask) const
+    {
+        if (isWithin && isBlockOf(cover, 0)) {
+            std::memcpy(mask, base, kBrushBlock);
+        } else if (isWithin && isBlockOf(cover, 255)) {
+            for (int i = 0; i < kBrushBlock; ++i)
+                mask[i] = uchar(roundToInt(blend(255.0f, base[i])));
+        } else {
+            row(cover, base, mask, kBrushBlock);
+        }
+    }
+};
 
 } // namespace pixmill::detail

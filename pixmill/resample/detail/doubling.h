@@ -130,6 +130,12 @@ inline int cubicHalfway(int a, int b, int c, int d)
     return 9 * (b + c) - (a + d);
 }
 
+/// The same in the resize primitive's order of sums, as doubles are not always exact.
+inline double cubicHalfway(double a, double b, double c, double d)
+{
+    return ((9 * b - a) + 9 * c) - d;
+}
+
 /// One row of an 8-bit or 16-bit plane doubled by cubic interpolation: `rows[1]` itself, or, when `between`, the row
 /// halfway from `rows[1]` to `rows[2]`. `rows` are four neighbouring source rows; only `rows[1]` is read otherwise.
 /// `scratch` holds n ints. `out` overlaps none of them.
@@ -160,6 +166,36 @@ inline void doubleRowCubic(const T* const rows[4], bool between, int n, T* out, 
                 finish<4>(cubicHalfway(b[h], b[i], b[j], b[k]), v);
                 return v;
             });
+}
+
+/// For rows of floats: 16 times the halfway values right of each of the row's n pixels.
+inline void halfwaySums(const float* in, int n, double* __restrict out)
+{
+    const auto at = [in, n](int i) {
+        return cubicHalfway(double(in[inside(i - 1, n)]), double(in[i]), double(in[inside(i + 1, n)]),
+                            double(in[inside(i + 2, n)]));
+    };
+    for (int i = 1; i < n - 2; ++i)
+        out[i] = cubicHalfway(double(in[i - 1]), double(in[i]), double(in[i + 1]), double(in[i + 2]));
+    out[0] = at(0);
+    for (int i = limit(n - 2, 0, n); i < n; ++i)
+        out[i] = at(i);
+}
+
+/// doubleRowCubic for floats: `sums` are the `halfwaySums` of the four rows, as sums along x come first.
+inline void doubleRowCubic(const float* const rows[4], const double* const sums[4], bool between, int n, float* out,
+                           int outCols)
+{
+    const float *a = rows[0], *b = rows[1], *c = rows[2], *d = rows[3];
+    const double *p = sums[0], *q = sums[1], *r = sums[2], *s = sums[3];
+    if (between)
+        interleaveRow(
+            n, out, outCols,
+            [=](int i) { return float(cubicHalfway(double(a[i]), double(b[i]), double(c[i]), double(d[i])) / 16); },
+            [=](int, int i, int, int) { return float(cubicHalfway(p[i], q[i], r[i], s[i]) / 256); });
+    else
+        interleaveRow(
+            n, out, outCols, [=](int i) { return b[i]; }, [=](int, int i, int, int) { return float(q[i] / 16); });
 }
 
 } // namespace pixmill::detail

@@ -2,6 +2,11 @@
 
 #include <pixmill/resample/detail/doubling.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
 /// Rows of the Gaussian pyramid's steps on 8-bit and 16-bit pixels of `cn` interleaved channels: the pixels of
 /// cv::pyrDown and cv::pyrUp at border type 4, exact integer sums rounded once, halves up.
 ///
@@ -40,53 +45,118 @@ inline bool canExpand(int from, int to)
     return from > 0 && to > 0 && (to % 2 == 0 ? more == 0 : more == 1 || more == -1);
 }
 
-/// Ints of scratch that the rows below need for n source pixels of cn channels.
-inline int pyramidScratch(int n, int cn)
+/// What holds the sums of a pixel type: 256 times a pixel at the most. No result needs a clamp.
+template <class T>
+struct PyramidSum;
+
+template <>
+struct PyramidSum<uchar> {
+    using type = ushort;
+};
+
+template <>
+struct PyramidSum<ushort> {
+    using type = int;
+};
+
+/// Sums of scratch that the rows below need for n source pixels of cn channels.
+inline std::size_t pyramidScratch(int n, int cn)
 {
-    return (n + 5) * cn;
+    return std::size_t(n + 6) * cn;
+}
+
+/// The reducing step's weights, 1 4 6 4 1.
+inline int weighted(int a, int b, int c, int d, int e)
+{
+    return (a + e) + 4 * (b + d) + 6 * c;
+}
+
+/// One channel: sums of even and odd columns stand apart, so that neither pass needs shuffles.
+template <class T>
+inline void pyrDownRowOfOne(const T* const rows[5], int n, T* out, int outCols,
+                            typename PyramidSum<T>::type* __restrict scratch)
+{
+    using Sum = typename PyramidSum<T>::type;
+    using Pair = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
+    constexpr int bits = 8 * sizeof(T);
+    const T *a = rows[0], *b = rows[1], *c = rows[2], *d = rows[3], *e = rows[4];
+    Sum *const even = scratch + 1, *const odd = even + n / 2 + 3;
+    const auto pairAt = [](const T* row, int i) {
+        Pair pair;
+        std::memcpy(&pair, row + 2 * i, sizeof pair);
+        return pair;
+    };
+    for (int i = 0; i < n / 2; ++i) {
+        const Pair p = pairAt(a, i), q = pairAt(b, i), r = pairAt(c, i), s = pairAt(d, i), t = pairAt(e, i);
+        even[i] = Sum(weighted(T(p), T(q), T(r), T(s), T(t)));
+        odd[i] = Sum(weighted(p >> bits, q >> bits, r >> bits, s >> bits, t >> bits));
+    }
+    if (n % 2 != 0)
+        even[n / 2] = Sum(weighted(a[n - 1], b[n - 1], c[n - 1], d[n - 1], e[n - 1]));
+    const auto column = [=](int i) {
+        Sum* const half = i % 2 == 0 ? even : odd;
+        return half + (i >> 1);
+    };
+    for (const int i : {-2, -1, n, n + 1, n + 2})
+        *column(i) = *column(mirrored(i, n));
+
+    PIXMILL_SAME_SAMPLE_ALIASING
+    for (int x = 0; x < outCols; ++x) {
+        const auto sum = Sum(weighted(even[x - 1], odd[x - 1], even[x], odd[x], even[x + 1]) + 128);
+        out[x] = T(sum >> 8);
+    }
 }
 
 /// Ends the reducing step: the row from the sums of its five source rows, weighed 1 4 6 4 1 one below the other. Two
 /// samples of room before `sums` and three behind them take the mirrored ends.
 template <int cn, class T>
-inline void pyrDownSums(int* sums, int n, T* out, int outCols)
+inline void pyrDownSums(typename PyramidSum<T>::type* sums, int n, T* out, int outCols)
 {
+    using Sum = typename PyramidSum<T>::type;
     for (const int i : {-2, -1, n, n + 1, n + 2})
         for (int k = 0; k < cn; ++k)
             sums[i * cn + k] = sums[mirrored(i, n) * cn + k];
     PIXMILL_SAME_SAMPLE_ALIASING
     for (int x = 0; x < outCols; ++x)
         for (int k = 0; k < cn; ++k) {
-            const int* s = sums + 2 * x * cn + k;
-            finish<8>((s[-2 * cn] + s[2 * cn]) + 4 * (s[-cn] + s[cn]) + 6 * s[0], out[x * cn + k]);
+            const Sum* s = sums + 2 * x * cn + k;
+            const auto sum = Sum(weighted(s[-2 * cn], s[-cn], s[0], s[cn], s[2 * cn]) + 128);
+            out[x * cn + k] = T(sum >> 8);
         }
 }
 
 /// Destination row y of the reducing step: `rows` are source rows 2y - 2 .. 2y + 2, mirrored into the plane. `outCols`
 /// is a size that `canReduce` admits.
 template <int cn, class T>
-inline void pyrDownRow(const T* const rows[5], int n, T* out, int outCols, int* __restrict scratch)
+inline void pyrDownRow(const T* const rows[5], int n, T* out, int outCols,
+                       typename PyramidSum<T>::type* __restrict scratch)
 {
-    const T *a = rows[0], *b = rows[1], *c = rows[2], *d = rows[3], *e = rows[4];
-    int* const sums = scratch + 2 * cn;
-    for (int i = 0; i < n * cn; ++i)
-        sums[i] = (a[i] + e[i]) + 4 * (b[i] + d[i]) + 6 * c[i];
-    pyrDownSums<cn>(sums, n, out, outCols);
+    using Sum = typename PyramidSum<T>::type;
+    if constexpr (cn == 1) {
+        pyrDownRowOfOne(rows, n, out, outCols, scratch);
+    } else {
+        const T *a = rows[0], *b = rows[1], *c = rows[2], *d = rows[3], *e = rows[4];
+        Sum* const sums = scratch + 2 * cn;
+        for (int i = 0; i < n * cn; ++i)
+            sums[i] = Sum(weighted(a[i], b[i], c[i], d[i], e[i]));
+        pyrDownSums<cn>(sums, n, out, outCols);
+    }
 }
 
 /// Begins the enlarging step: for the n source pixels the sums of three rows one below the other, weighed 1 6 1, or 0 4
 /// 4 for an odd row. One sample of room before `sums` and one behind them take the repeated ends. Every enlarged pixel
 /// is then (s[-1] + s[1] + 6 s[0] + 32) / 64 above a source pixel, and (4 (s[0] + s[1]) + 32) / 64 between two.
 template <int cn, class T>
-inline void pyrUpSums(const T* const rows[3], bool odd, int n, int* __restrict sums)
+inline void pyrUpSums(const T* const rows[3], bool odd, int n, typename PyramidSum<T>::type* __restrict sums)
 {
+    using Sum = typename PyramidSum<T>::type;
     const T *a = rows[0], *b = rows[1], *c = rows[2];
     if (odd)
         for (int i = 0; i < n * cn; ++i)
-            sums[i] = 4 * (b[i] + c[i]);
+            sums[i] = Sum(4 * (b[i] + c[i]));
     else
         for (int i = 0; i < n * cn; ++i)
-            sums[i] = (a[i] + c[i]) + 6 * b[i];
+            sums[i] = Sum((a[i] + c[i]) + 6 * b[i]);
     for (const int i : {-1, n})
         for (int k = 0; k < cn; ++k)
             sums[i * cn + k] = sums[expanded(i, n) * cn + k];
@@ -97,26 +167,20 @@ inline void pyrUpSums(const T* const rows[3], bool odd, int n, int* __restrict s
 ///
 /// Row 2h of a result that has 2h + 1 rows is not of this form: it repeats row 2h - 2.
 template <int cn, class T>
-inline void pyrUpRow(const T* const rows[3], bool odd, int n, T* out, int outCols, int* __restrict scratch)
+inline void pyrUpRow(const T* const rows[3], bool odd, int n, T* out, int outCols,
+                     typename PyramidSum<T>::type* __restrict scratch)
 {
-    int* const sums = scratch + cn;
+    using Sum = typename PyramidSum<T>::type;
+    Sum* const sums = scratch + cn;
     pyrUpSums<cn>(rows, odd, n, sums);
 
-    const auto even = [](const int* s) {
-        T v;
-        finish<6>((s[-cn] + s[cn]) + 6 * s[0], v);
-        return v;
-    };
-    const auto between = [](const int* s) {
-        T v;
-        finish<6>(4 * (s[0] + s[cn]), v);
-        return v;
-    };
+    const auto even = [](const Sum* s) { return T(Sum((s[-cn] + s[cn]) + 6 * s[0] + 32) >> 6); };
+    const auto between = [](const Sum* s) { return T(Sum(4 * (s[0] + s[cn]) + 32) >> 6); };
     const int whole = limit(outCols / 2, 0, n);
     PIXMILL_SAME_SAMPLE_ALIASING
     for (int x = 0; x < whole; ++x)
         for (int k = 0; k < cn; ++k) {
-            const int* s = sums + x * cn + k;
+            const Sum* s = sums + x * cn + k;
             if (cn == 1) {
                 storePair(out + 2 * x, even(s), between(s));
             } else {
