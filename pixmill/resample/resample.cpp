@@ -1,0 +1,140 @@
+#include <pixmill/resample/resample.h>
+
+#include <pixmill/core/TPixmill.h>
+#include <pixmill/core/detail/message.h>
+#include <pixmill/primitives/memory.h>
+#include <pixmill/primitives/resize.h>
+#include <pixmill/resample/border.h>
+#include <pixmill/resample/detail/planes.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <memory>
+#include <type_traits>
+
+namespace {
+
+constexpr int kPyramid = 257;
+
+bool isReady(const cv::Mat& in, const cv::Mat& out)
+{
+    return out.data && out.total() != 0 && out.type() == in.type();
+}
+
+/// What the four functions differ in.
+struct Recipe {
+    bool enlarges;
+    int times; ///< the whole factor
+    double factor, shift;
+    int moreBuffer; ///< bytes beyond what the primitive asks for
+    const char* noBuffer;
+    const char* badType;
+};
+
+using Buffer = std::unique_ptr<unsigned char, void (*)(void*)>;
+
+/// The positions that most calls have, without tables of positions and weights.
+bool resizeFast(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int interpolation)
+{
+    const std::size_t needed = pixmill::detail::planeScratch(in);
+    if (in.dims > 2 || out.dims > 2 || in.empty() || needed > INT_MAX)
+        return false;
+    const Buffer scratch(ippsMalloc_8u(int(needed)), ippsFree);
+    if (!scratch)
+        throw recipe.noBuffer;
+    if (recipe.enlarges)
+        return recipe.times == 2 && pixmill::detail::doublePlane(in, out, interpolation, scratch.get());
+    return pixmill::detail::reducePlane(in, out, recipe.times, interpolation, scratch.get());
+}
+
+void resizeByPrimitive(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int interpolation)
+{
+    const IppiRect from = {0, 0, in.cols, in.rows}, to = {0, 0, out.cols, out.rows};
+    int size = 0;
+    ippiResizeGetBufSize(from, to, 1, interpolation, &size);
+    const Buffer buffer(ippsMalloc_8u(size + recipe.moreBuffer), ippsFree);
+    if (!buffer)
+        throw recipe.noBuffer;
+
+    const auto run = [&](auto resize, auto* pixel) {
+        using T = std::remove_pointer_t<decltype(pixel)>;
+        resize(in.ptr<T>(), {in.cols, in.rows}, int(in.step), from, out.ptr<T>(), int(out.step), to, recipe.factor,
+               recipe.factor, recipe.shift, recipe.shift, interpolation, buffer.get());
+    };
+    switch (in.type()) {
+    case CV_8UC1:
+        return run(ippiResizeSqrPixel_8u_C1R, static_cast<unsigned char*>(nullptr));
+    case CV_16UC1:
+        return run(ippiResizeSqrPixel_16u_C1R, static_cast<unsigned short*>(nullptr));
+    case CV_32FC1:
+        return run(ippiResizeSqrPixel_32f_C1R, static_cast<float*>(nullptr));
+    default:
+        throw recipe.badType;
+    }
+}
+
+/// The resize of whole planes. A status of the primitive is not looked at: `out` then stays as it is.
+void resizeWhole(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int interpolation)
+{
+    if (!resizeFast(in, out, recipe, interpolation))
+        resizeByPrimitive(in, out, recipe, interpolation);
+}
+
+/// Fills the columns right of the input's image. Rows below it keep what the resize left in them.
+void fillSurplus(cv::Mat& out, long long exactCols, long long exactRows)
+{
+    const auto surplus = [](long long n) { return int(std::clamp<long long>(n, 0, INT_MAX)); };
+    extendBorder(out, 0, 0, surplus(out.cols - exactCols), surplus(out.rows - exactRows));
+}
+
+} // namespace
+
+void upSize2X(const cv::Mat& in, cv::Mat& out2X, int interpolation)
+{
+    if (!isReady(in, out2X))
+        throw pixmill::detail::keepMessage(TPixmill::traceMsg("upSize2X", 103, "out2X is not allocated"));
+    if (interpolation == kPyramid)
+        pixmill::detail::pyramidUp(in, out2X);
+    else
+        resizeWhole(in, out2X,
+                    {true, 2, 2.0, -0.5, 0, "ERROR - up2X - ippsMalloc_8u(pBufferSize)", "ERROR - up2X - type"},
+                    interpolation);
+    fillSurplus(out2X, 2LL * in.cols, 2LL * in.rows);
+}
+
+void upSizeNX(const cv::Mat& in, cv::Mat& outNX, int factor, int interpolation)
+{
+    if (!isReady(in, outNX))
+        throw "ERROR - upSizeNX - outNX is not allocated";
+    resizeWhole(in, outNX,
+                {true, factor, double(factor), -1.0 / factor, 0, "ERROR - upNX - ippsMalloc_8u(pBufferSize)",
+                 "ERROR - upNX - type"},
+                interpolation);
+    fillSurplus(outNX, (long long)factor * in.cols, (long long)factor * in.rows);
+}
+
+void downSize2X(const cv::Mat& in, cv::Mat& outHalf, int interpolation)
+{
+    if (!isReady(in, outHalf))
+        throw "ERROR - downSize2X - outHalf must be allocated!";
+    if (interpolation == kPyramid)
+        pixmill::detail::pyramidDown(in, outHalf);
+    else
+        resizeWhole(in, outHalf,
+                    {false, 2, 0.5, 0.25, 1024, "ERROR - down2X - ippsMalloc_8u(pBufferSize)", "ERROR - down2X - type"},
+                    interpolation);
+    fillSurplus(outHalf, in.cols / 2, in.rows / 2);
+}
+
+void downSizeNX(const cv::Mat& in, cv::Mat& out, int factor, int interpolation)
+{
+    if (!isReady(in, out))
+        throw "downSizeNX - out is not allocated";
+    CV_Assert(factor != 0);
+    resizeWhole(in, out,
+                {false, factor, 1.0 / factor, 0.5 / factor, 1024, "ERROR - downSizeNX - ippsMalloc_8u(pBufferSize)",
+                 "ERROR - downSizeNX - type"},
+                interpolation);
+    fillSurplus(out, (long long)in.cols / factor, (long long)in.rows / factor);
+}
