@@ -1,28 +1,45 @@
 #pragma once
 
+/// Maxima and minima of 3 x 3 windows, a row at a time.
 namespace pixmill::detail {
 
-/// The larger and the smaller of two samples, in a form that vectorises.
-template <class T>
-inline T larger(T a, T b)
-{
-    return a > b ? a : b;
-}
+struct Largest {
+    template <class T>
+    T operator()(T a, T b) const
+    {
+        return a > b ? a : b;
+    }
+};
 
-template <class T>
-inline T smaller(T a, T b)
-{
-    return a < b ? a : b;
-}
+struct Smallest {
+    template <class T>
+    T operator()(T a, T b) const
+    {
+        return a < b ? a : b;
+    }
+};
 
-/// Maximum and minimum of the 3 x 3 window around each of `n` samples of the middle row.
+/// Largest or smallest sample of the 3 x 3 window around each of `n` samples of the middle row.
 ///
-/// The three rows are readable from index -1 to n. `columnMax` and `columnMin` are scratch of n + 2 samples each.
-/// The outputs may be any of the three rows: all is read before the first is written.
+/// The three rows are readable from index -1 to n. `column` is scratch of n + 2 samples. The output may be any of the
+/// three rows: all is read before the first is written.
+template <class Pick, class T>
+inline void pick3x3Row(const T* above, const T* middle, const T* below, T* __restrict column, T* out, int n)
+{
+    const Pick pick;
+    for (int x = 0; x < n + 2; ++x)
+        column[x] = pick(pick(above[x - 1], middle[x - 1]), below[x - 1]);
+    for (int x = 0; x < n; ++x)
+        out[x] = pick(pick(column[x], column[x + 1]), column[x + 2]);
+}
+
+/// Both at once: reads the rows once. `columnMax` and `columnMin` are scratch of n + 2 samples each.
 template <class T>
 inline void extremes3x3Row(const T* above, const T* middle, const T* below, T* __restrict columnMax,
                            T* __restrict columnMin, T* maximum, T* minimum, int n)
 {
+    const Largest larger;
+    const Smallest smaller;
     for (int x = 0; x < n + 2; ++x) {
         const T a = above[x - 1], m = middle[x - 1], b = below[x - 1];
         columnMax[x] = larger(larger(a, m), b);

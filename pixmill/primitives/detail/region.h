@@ -45,31 +45,37 @@ inline cv::Size sizeOf(IppiSize roi)
     return {roi.width, roi.height};
 }
 
+// The row loops take everything by value: behind a reference, a store of bytes could change it.
+
+template <class S, class D, class F>
+inline void mapRow(const S* s, D* d, int n, F f)
+{
+    PIXMILL_SAME_SAMPLE_ALIASING
+    for (int x = 0; x < n; ++x)
+        d[x] = f(s[x]);
+}
+
+template <class A, class B, class D, class F>
+inline void zipRow(const A* a, const B* b, D* d, int n, F f)
+{
+    PIXMILL_SAME_SAMPLE_ALIASING
+    for (int x = 0; x < n; ++x)
+        d[x] = f(a[x], b[x]);
+}
+
 /// dst = f(src) for every sample; `dst` may be `src`.
 template <class S, class D, class F>
 void mapRegion(const S* src, int srcStep, D* dst, int dstStep, IppiSize roi, const F& f)
 {
-    forEachRow(sizeOf(roi), [&](int y) {
-        const S* s = rowAt(src, srcStep, y);
-        D* d = rowAt(dst, dstStep, y);
-        PIXMILL_SAME_SAMPLE_ALIASING
-        for (int x = 0; x < roi.width; ++x)
-            d[x] = f(s[x]);
-    });
+    forEachRow(sizeOf(roi), [&](int y) { mapRow(rowAt(src, srcStep, y), rowAt(dst, dstStep, y), roi.width, f); });
 }
 
 /// dst = f(a, b) for every sample; `dst` may be `a` or `b`.
 template <class A, class B, class D, class F>
 void zipRegion(const A* a, int aStep, const B* b, int bStep, D* dst, int dstStep, IppiSize roi, const F& f)
 {
-    forEachRow(sizeOf(roi), [&](int y) {
-        const A* p = rowAt(a, aStep, y);
-        const B* q = rowAt(b, bStep, y);
-        D* d = rowAt(dst, dstStep, y);
-        PIXMILL_SAME_SAMPLE_ALIASING
-        for (int x = 0; x < roi.width; ++x)
-            d[x] = f(p[x], q[x]);
-    });
+    forEachRow(sizeOf(roi),
+               [&](int y) { zipRow(rowAt(a, aStep, y), rowAt(b, bStep, y), rowAt(dst, dstStep, y), roi.width, f); });
 }
 
 } // namespace pixmill::detail

@@ -1,0 +1,251 @@
+#include <pixmill/primitives/detail/box_integer.h>
+#include <pixmill/primitives/filter.h>
+
+#include "roi.h"
+#include <support/everyway.h>
+
+#include <limits>
+
+using namespace pixmill::test;
+
+namespace {
+
+const IppiSize kMasks[] = {{1, 1}, {3, 3}, {1, 7}, {7, 1}, {4, 2}, {2, 3}, {5, 5}, {19, 19}, {8, 16}, {33, 3}};
+
+/// Whole samples: the exact sum, and one rounding.
+template <class T>
+cv::Mat boxTwin(const cv::Mat& padded, cv::Point first, cv::Size size, IppiSize mask, IppiPoint anchor, int type)
+{
+    return planeOf<T>(size, type, [&](int y, int x) {
+        double sum = 0; // exact below 2^53
+        for (int j = 0; j < mask.height; ++j)
+            for (int i = 0; i < mask.width; ++i)
+                sum += padded.at<T>(first.y + y - anchor.y + j, first.x + x - anchor.x + i);
+        return std::nearbyint(sum / (double(mask.width) * mask.height));
+    });
+}
+
+/// `length` samples, a power of two, added by pairs.
+double pairSum(const float* p, int length)
+{
+    return length == 1 ? double(p[0]) : pairSum(p, length / 2) + pairSum(p + length / 2, length / 2);
+}
+
+/// Floats, in the order that the filter promises.
+template <>
+cv::Mat boxTwin<float>(const cv::Mat& padded, cv::Point first, cv::Size size, IppiSize mask, IppiPoint anchor, int)
+{
+    return planeOf<float>(size, CV_32FC1, [&](int y, int x) {
+        const auto rowSum = [&](int windowRow) {
+            const float* p = padded.ptr<float>(first.y - anchor.y + windowRow) + first.x - anchor.x + x;
+            double sum = 0;
+            for (int digit = 1; digit <= mask.width; digit *= 2)
+                if (mask.width & digit) {
+                    sum += pairSum(p, digit);
+                    p += digit;
+                }
+            return sum;
+        };
+        const int seam = (y / mask.height + 1) * mask.height; // first row of the next block
+        double tail = rowSum(seam - 1), head = 0;
+        for (int row = seam - 2; row >= y; --row)
+            tail = rowSum(row) + tail;
+        for (int row = seam; row < y + mask.height; ++row)
+            head += rowSum(row);
+        return float((tail + head) / (double(mask.width) * mask.height));
+    });
+}
+
+/// Where samples of 1e16 meet their opposites, every change in the order of a sum shows.
+void addCancellingSamples(cv::Mat& m)
+{
+    cv::RNG rng(3);
+    for (int i = 0; i < int(m.total()) / 9; ++i)
+        m.at<float>(rng.uniform(0, m.rows), rng.uniform(0, m.cols)) = i % 2 ? 1e16f : -1e16f;
+}
+
+template <class T>
+using BoxFunction = IppStatus (*)(const T*, int, T*, int, IppiSize, IppiSize, IppiPoint);
+template <class T>
+using BoxInPlaceFunction = IppStatus (*)(T*, int, IppiSize, IppiSize, IppiPoint);
+
+template <class T>
+void expectBoxes(BoxFunction<T> box, BoxInPlaceFunction<T> boxInPlace, int type, const std::vector<cv::Size>& sizes)
+{
+    for (const cv::Size size : sizes)
+        for (const IppiSize mask : kMasks)
+            for (const IppiPoint anchor : {IppiPoint{mask.width / 2, mask.height / 2}, IppiPoint{0, mask.height - 1}}) {
+                SCOPED_TRACE(testing::Message() << size << " mask " << mask.width << " x " << mask.height << " anchor "
+                                                << anchor.x << ", " << anchor.y);
+                const int margin = 40;
+                cv::Mat padded = randomPlane(size + cv::Size(2 * margin, 2 * margin), type, 0, topOf(type));
+                if (type == CV_32FC1)
+                    addCancellingSamples(padded);
+                const cv::Mat expected = boxTwin<T>(padded, {margin, margin}, size, mask, anchor, type);
+                everyWay([&] {
+                    cv::Mat out = randomPlane(size, type, 0, 9), work = padded.clone();
+                    const cv::Mat in = innerOf(padded, margin), inner = innerOf(work, margin);
+                    EXPECT_EQ(box(in.ptr<T>(), stepOf(in), out.ptr<T>(), stepOf(out), roiOf(out), mask, anchor), 0);
+                    EXPECT_TRUE(samePixels<T>(expected, out));
+                    EXPECT_EQ(boxInPlace(const_cast<T*>(inner.ptr<T>()), stepOf(inner), roiOf(inner), mask, anchor), 0);
+                    EXPECT_TRUE(samePixels<T>(expected, inner)) << "in place";
+                    EXPECT_TRUE(onlyInnerChanged(padded.clone(), work, margin));
+                });
+            }
+}
+
+TEST(FilterBox, IsTheRoundedMeanOfTheOriginalSamples)
+{
+    const std::vector<cv::Size> sizes = {{1, 1}, {1, 9}, {33, 1}, {5, 3}, {70, 75}};
+    expectBoxes<uchar>(ippiFilterBox_8u_C1R, ippiFilterBox_8u_C1IR, CV_8UC1, sizes);
+    expectBoxes<ushort>(ippiFilterBox_16u_C1R, ippiFilterBox_16u_C1IR, CV_16UC1, sizes);
+    expectBoxes<float>(ippiFilterBox_32f_C1R, ippiFilterBox_32f_C1IR, CV_32FC1, sizes);
+}
+
+TEST(FilterBox, LongRowsAndManyBandsKeepTheirSeams)
+{
+    // Past the pieces and strips that rows are cut into, and past the bands of the form in place.
+    const cv::Size size(1100, 137);
+    const IppiSize mask{15, 9};
+    const IppiPoint anchor{7, 4};
+    for (const int type : {CV_8UC1, CV_16UC1}) {
+        const cv::Mat padded = randomPlane(size + cv::Size(40, 40), type, 0, topOf(type));
+        const cv::Mat in = innerOf(padded, 20);
+        const cv::Mat expected = type == CV_8UC1 ? boxTwin<uchar>(padded, {20, 20}, size, mask, anchor, type)
+                                                 : boxTwin<ushort>(padded, {20, 20}, size, mask, anchor, type);
+        everyWay([&] {
+            cv::Mat out(size, type), work = padded.clone();
+            cv::Mat inner = innerOf(work, 20);
+            if (type == CV_8UC1) {
+                ippiFilterBox_8u_C1R(in.ptr(), stepOf(in), out.ptr(), stepOf(out), roiOf(out), mask, anchor);
+                ippiFilterBox_8u_C1IR(inner.ptr(), stepOf(inner), roiOf(inner), mask, anchor);
+                EXPECT_TRUE(samePixels<uchar>(expected, out));
+                EXPECT_TRUE(samePixels<uchar>(expected, inner));
+            } else {
+                ippiFilterBox_16u_C1R(in.ptr<ushort>(), stepOf(in), out.ptr<ushort>(), stepOf(out), roiOf(out), mask,
+                                      anchor);
+                ippiFilterBox_16u_C1IR(inner.ptr<ushort>(), stepOf(inner), roiOf(inner), mask, anchor);
+                EXPECT_TRUE(samePixels<ushort>(expected, out));
+                EXPECT_TRUE(samePixels<ushort>(expected, inner));
+            }
+        });
+    }
+    const cv::Mat padded = randomPlane(size + cv::Size(40, 40), CV_32FC1, -1, 1), in = innerOf(padded, 20);
+    for (const IppiSize tall : {IppiSize{15, 9}, IppiSize{3, 19}}) {
+        const cv::Mat expected = boxTwin<float>(padded, {20, 20}, size, tall, {1, 1}, CV_32FC1);
+        everyWay([&] {
+            cv::Mat out(size, CV_32FC1);
+            ippiFilterBox_32f_C1R(in.ptr<float>(), stepOf(in), out.ptr<float>(), stepOf(out), roiOf(out), tall, {1, 1});
+            EXPECT_TRUE(samePixels<float>(expected, out));
+        });
+    }
+    // The mask is high, so that whole rows of windows would not stay in the cache and go in strips.
+    const cv::Mat wide = randomPlane({2700, 160}, CV_32FC1, -1, 1);
+    const IppiSize high{2, 127};
+    const cv::Mat expected = boxTwin<float>(wide, {0, 0}, {2690, 30}, high, {0, 0}, CV_32FC1);
+    everyWay([&] {
+        cv::Mat out(30, 2690, CV_32FC1);
+        ippiFilterBox_32f_C1R(wide.ptr<float>(), stepOf(wide), out.ptr<float>(), stepOf(out), roiOf(out), high, {0, 0});
+        EXPECT_TRUE(samePixels<float>(expected, out));
+    });
+}
+
+TEST(FilterBox, SumsPastThirtyTwoBitsAreExact)
+{
+    const IppiSize mask{182, 181}; // 65535 times their count is more than 2^31
+    const cv::Mat in = randomPlane({190, 185}, CV_16UC1, 65000, 65536);
+    const cv::Mat expected = boxTwin<ushort>(in, {0, 0}, {9, 5}, mask, {0, 0}, CV_16UC1);
+    everyWay([&] {
+        cv::Mat out(5, 9, CV_16UC1);
+        ippiFilterBox_16u_C1R(in.ptr<ushort>(), stepOf(in), out.ptr<ushort>(), stepOf(out), roiOf(out), mask, {0, 0});
+        EXPECT_TRUE(samePixels<ushort>(expected, out));
+    });
+}
+
+template <class T>
+void expectMeansNearTies(long long count, int step)
+{
+    std::vector<unsigned> sums;
+    std::vector<T> means, expected;
+    for (int quotient = 0; quotient < T(-1); quotient += step) {
+        sums.push_back(unsigned(quotient * count + (count - 1) / 2)); // the last to round down
+        sums.push_back(unsigned(quotient * count + count / 2 + 1));   // the first to round up
+        expected.push_back(T(quotient));
+        expected.push_back(T(quotient + 1));
+        if (count % 2 == 0) {
+            sums.push_back(unsigned(quotient * count + count / 2));
+            expected.push_back(T(quotient + quotient % 2));
+        }
+    }
+    means.resize(sums.size());
+    pixmill::detail::meansRow(sums.data(), count, means.data(), int(sums.size()));
+    ASSERT_EQ(means, expected) << "count " << count;
+}
+
+TEST(FilterBox, MeansNextToATieRoundToTheRightSide)
+{
+    for (long long count = 1; count < 12000; ++count) {
+        expectMeansNearTies<uchar>(count, count % 101 == 0 ? 1 : 17);
+        expectMeansNearTies<ushort>(count, count % 101 == 0 ? 257 : 6553);
+    }
+    expectMeansNearTies<uchar>(8191, 1);
+    expectMeansNearTies<uchar>(8193, 1);
+    expectMeansNearTies<ushort>(32767, 1);
+}
+
+TEST(FilterBox, OneSampleReachesOnlyTheWindowsThatHoldIt)
+{
+    const cv::Size size(67, 61);
+    for (const float odd :
+         {1e30f, -3e38f, std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()})
+        for (const int r : {1, 2, 9}) {
+            SCOPED_TRACE(testing::Message() << odd << " radius " << r);
+            cv::Mat padded(size.height + 2 * r, size.width + 2 * r, CV_32FC1, cv::Scalar(0.7f));
+            const cv::Point at(30, 25); // in the padded plane
+            padded.at<float>(at) = odd;
+            const cv::Mat in = innerOf(padded, r);
+            everyWay([&] {
+                cv::Mat out(size, CV_32FC1);
+                ippiFilterBox_32f_C1R(in.ptr<float>(), stepOf(in), out.ptr<float>(), stepOf(out), roiOf(out),
+                                      {2 * r + 1, 2 * r + 1}, {r, r});
+                for (int y = 0; y < size.height; ++y)
+                    for (int x = 0; x < size.width; ++x) {
+                        const bool holds = std::abs(x + r - at.x) <= r && std::abs(y + r - at.y) <= r;
+                        ASSERT_EQ(out.at<float>(y, x) == 0.7f, !holds) << x << ", " << y;
+                    }
+            });
+        }
+}
+
+TEST(FilterBox, MeansInTheMiddleOfTwoFloatsNarrowLikeTheQuotient)
+{
+    // Sums of three whose third is the middle of 1 and the next float, or next to it, or a subnormal float.
+    const float ulp = 0x1p-23f, tiny = std::numeric_limits<float>::denorm_min();
+    const float rows[][3] = {{2, 1, 1.5f * ulp},
+                             {2, 1, 1.5f * ulp + 0x1p-46f},
+                             {2, 1, 1.5f * ulp - 0x1p-47f},
+                             {2, 1 + ulp, 3.5f * ulp},
+                             {tiny, 0, 0},
+                             {tiny, tiny, 0},
+                             {-tiny, -2 * tiny, -tiny},
+                             {3e38f, 3e38f, 3.4e38f},
+                             {-0.0f, -0.0f, -0.0f},
+                             {0x1p-126f, 0, 0},
+                             {-2, -1, -1.5f * ulp}};
+    for (const auto& row : rows)
+        everyWay([&] {
+            float out = 9;
+            ippiFilterBox_32f_C1R(row, 12, &out, 4, {1, 1}, {3, 1}, {0, 0});
+            const float expected = float((0.0 + double(row[0]) + (double(row[1]) + double(row[2]))) / 3.0);
+            EXPECT_EQ(std::memcmp(&out, &expected, 4), 0) << row[0] << ", " << row[1] << ", " << row[2] << ": " << out;
+        });
+}
+
+TEST(FilterBox, WindowOfOneCopies)
+{
+    float v[2] = {-0.0f, std::numeric_limits<float>::quiet_NaN()}, out[2] = {1, 1};
+    EXPECT_EQ(ippiFilterBox_32f_C1R(v, 8, out, 8, {2, 1}, {1, 1}, {0, 0}), ippStsNoErr);
+    EXPECT_EQ(std::memcmp(v, out, sizeof v), 0);
+}
+
+} // namespace
