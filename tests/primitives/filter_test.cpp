@@ -210,4 +210,43 @@ TEST(Morphology, ThreeByThreeInPlaceSeesTheOriginalSamples)
     }
 }
 
+/// Runs `filter(src, step, dst, dstStep, roi)` from a block that ends with the last window's last sample.
+template <class T, class Filter>
+void expectReadsOnlyWindows(IppiSize mask, const Filter& filter)
+{
+    for (const IppiSize roi : {IppiSize{1, 1}, IppiSize{37, 5}, IppiSize{4, 40}}) {
+        const int columns = roi.width + mask.width - 1, rows = roi.height + mask.height - 1;
+        everyWay([&] {
+            // Copies that end nowhere else, for the address checker to stand behind.
+            const std::vector<T> block(std::size_t(columns) * rows, T(7));
+            std::vector<T> out(std::size_t(roi.width) * roi.height);
+            const T* first = &block[std::size_t(mask.height / 2) * columns + mask.width / 2];
+            EXPECT_EQ(filter(first, columns * int(sizeof(T)), out.data(), roi.width * int(sizeof(T)), roi), 0);
+            EXPECT_EQ(out, std::vector<T>(out.size(), T(7)));
+        });
+    }
+}
+
+TEST(Filters, ReadNoSampleOutsideTheWindows)
+{
+    for (const IppiSize mask : {IppiSize{3, 3}, IppiSize{5, 3}, IppiSize{9, 21}}) {
+        const IppiPoint anchor{mask.width / 2, mask.height / 2};
+        const std::vector<uchar> cells(std::size_t(mask.width) * mask.height, 1);
+        const auto box = [&](auto f) { return [=](auto... args) { return f(args..., mask, anchor); }; };
+        expectReadsOnlyWindows<uchar>(mask, box(ippiFilterBox_8u_C1R));
+        expectReadsOnlyWindows<ushort>(mask, box(ippiFilterBox_16u_C1R));
+        expectReadsOnlyWindows<float>(mask, box(ippiFilterBox_32f_C1R));
+        expectReadsOnlyWindows<uchar>(
+            mask, [&](auto... args) { return ippiErode_8u_C1R(args..., cells.data(), mask, anchor); });
+        expectReadsOnlyWindows<ushort>(
+            mask, [&](auto... args) { return ippiDilate_16u_C1R(args..., cells.data(), mask, anchor); });
+    }
+    for (const int side : {3, 5}) {
+        expectReadsOnlyWindows<uchar>({side, side},
+                                      [&](auto... args) { return ippiFilterGauss_8u_C1R(args..., 11 * side); });
+        expectReadsOnlyWindows<float>({side, side},
+                                      [&](auto... args) { return ippiFilterGauss_32f_C1R(args..., 11 * side); });
+    }
+}
+
 } // namespace

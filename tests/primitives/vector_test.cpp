@@ -48,7 +48,7 @@ TEST(Invert, ExactCases)
     for (int i = 0; i < 9; ++i)
         EXPECT_EQ(inverse[i], expected[i]) << i;
 
-    // The determinant is formed in single precision: 1 + 2^-24 is 1.
+    // Nearly singular, and every product and difference exact.
     const float nearly[9] = {1, 1, 0, 1, 1 + 0x1p-23f, 0, 0, 0, 0x1p-10f};
     ASSERT_TRUE(pixmill::detail::invert3x3(nearly, inverse));
     EXPECT_EQ(inverse[8], 0x1p10f);
