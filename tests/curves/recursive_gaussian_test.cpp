@@ -48,7 +48,7 @@ TEST(RecursiveGaussian, CoefficientsAreFormedInDoubleOrInFloat)
             const auto g = RecursiveGaussian::make<double>(sigma, steps, 3);
             EXPECT_EQ(g.nu, float(dnu));
             EXPECT_EQ(g.boundary, float(1 / (1 - dnu)));
-            EXPECT_NEAR(g.post / std::pow(dnu / lambda, steps * 3), 1, 1e-7);
+            EXPECT_FLOAT_EQ(g.post, float(std::pow(dnu / lambda, steps * 3)));
 
             const float lambdaF = sigma * sigma / float(2 * steps);
             const float dnuF = (1 + 2 * lambdaF - std::sqrt(1 + 4 * lambdaF)) / (2 * lambdaF);
