@@ -1,0 +1,168 @@
+#include <pixmill/core/detail/plane.h>
+#include <pixmill/multiscale/ConvPyr.h>
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+using namespace pixmill::detail;
+
+void filter(const cv::Mat& in, cv::Mat& out, const cv::Mat& kernel)
+{
+    constexpr int kZeroOutside = cv::BORDER_CONSTANT | cv::BORDER_ISOLATED; // also around a view
+    cv::sepFilter2D(in, out, CV_32F, kernel, kernel, cv::Point(-1, -1), 0, kZeroOutside);
+}
+
+/// floor(log2) of the longer side. Sizes are halved upward, so the coarsest level may have two pixels left.
+int stepsDown(cv::Size size)
+{
+    int steps = 0;
+    for (int n = std::max(size.width, size.height) >> 1; n != 0; n >>= 1)
+        ++steps;
+    return steps;
+}
+
+/// Filters a plane in strips of whole rows that stay in cache, so that nothing of the picture's size lies between two
+/// steps. A strip takes along the rows its kernel reaches, so each row has the value it has in the whole plane.
+class Strips {
+public:
+    Strips(cv::Size plane, const cv::Mat& kernel) : m_plane(plane), m_kernel(kernel), m_reach(int(kernel.total()))
+    {
+        constexpr int kPixels = 1 << 17;
+        m_height = 2 * std::max({8, 2 * m_reach, kPixels / 2 / plane.width});
+    }
+
+    /// Even, so that a strip begins with a row the coarser level keeps.
+    int height() const { return m_height; }
+
+    /// The rows needed for the filtered rows `rows`.
+    cv::Range around(cv::Range rows) const
+    {
+        return {std::max(0, rows.start - m_reach), std::min(m_plane.height, rows.end + m_reach)};
+    }
+
+    /// The filtered rows `rows`, from the plane's rows `around(rows)`; valid until the next call.
+    cv::Mat filtered(const cv::Mat& needed, cv::Range rows)
+    {
+        cv::Mat whole = scratch(m_out, needed.rows);
+        filter(needed, whole, m_kernel);
+        const int skip = rows.start - around(rows).start;
+        return whole.rowRange(skip, skip + rows.size());
+    }
+
+    /// A plane for `around(rows)` to be written to; valid until the next call.
+    cv::Mat input(cv::Range rows) { return scratch(m_in, around(rows).size()); }
+
+private:
+    cv::Mat scratch(cv::Mat& buffer, int rows) const
+    {
+        if (buffer.empty())
+            buffer.create(std::min(m_plane.height, m_height + 2 * m_reach), m_plane.width, CV_32FC1);
+        return buffer.rowRange(0, rows);
+    }
+
+    cv::Size m_plane;
+    cv::Mat m_kernel, m_in, m_out;
+    int m_reach, m_height;
+};
+
+/// Runs `body(rows)` for each strip of the plane, downward.
+template <class Body>
+void forEachStrip(int rows, int height, const Body& body)
+{
+    for (int y = 0; y < rows; y += height)
+        body(cv::Range(y, std::min(rows, y + height)));
+}
+
+/// Row y of the coarse level with zeros in between: a zero row if y is odd or past the level.
+void spreadRow(const cv::Mat& coarse, int y, float* to, int n)
+{
+    std::fill_n(to, n, 0.0f);
+    if (y % 2 != 0 || y / 2 >= coarse.rows)
+        return;
+    const float* from = coarse.ptr<float>(y / 2);
+    for (int x = 0; x < coarse.cols; ++x)
+        to[2 * x] = from[x];
+}
+
+} // namespace
+
+ConvPyr::ConvPyr(const cv::Mat& h1, const cv::Mat& h2, const cv::Mat& g) : m_h1(h1), m_h2(h2), m_g(g)
+{
+}
+
+bool ConvPyr::proc(const cv::Mat& in, cv::Mat& out)
+{
+    CV_Assert(!in.empty() && in.dims <= 2 && in.channels() == 1);
+    const int depth = stepsDown(in.size());
+    std::vector<cv::Mat> analysis(depth + 1), synthesis(depth + 1);
+    analysis[0] = in;
+    ensure(out, in.size(), CV_32FC1);
+    if (!overlap(in, out))
+        synthesis[0] = out; // the finest level is the result
+
+    for (int i = 1; i <= depth; ++i)
+        pyrDown(analysis[i - 1], analysis[i]);
+    filter(analysis[depth], synthesis[depth], m_g);
+    for (int i = depth; i >= 1; --i)
+        pyrUp(synthesis[i], analysis[i - 1], synthesis[i - 1]);
+    if (synthesis[0].data != out.data)
+        synthesis[0].copyTo(out);
+    return true;
+}
+
+bool ConvPyr::pyrDown(const cv::Mat& in, cv::Mat& out)
+{
+    CV_Assert(!in.empty() && in.dims <= 2 && in.channels() == 1);
+    cv::Mat fine = in;
+    ensure(out, halfSize(in.size()), CV_32FC1);
+    if (overlap(fine, out))
+        fine = in.clone();
+
+    Strips smooth(fine.size(), m_h1);
+    forEachStrip(fine.rows, smooth.height(), [&](cv::Range rows) {
+        const cv::Mat strip = smooth.filtered(fine.rowRange(smooth.around(rows)), rows);
+        for (int y = 0; y < strip.rows; y += 2) {
+            const float* from = strip.ptr<float>(y);
+            float* to = out.ptr<float>((rows.start + y) / 2);
+            for (int x = 0; x < out.cols; ++x)
+                to[x] = from[2 * x];
+        }
+    });
+    ++m_level;
+    return true;
+}
+
+bool ConvPyr::pyrUp(const cv::Mat& coarse, const cv::Mat& fine, cv::Mat& out)
+{
+    CV_Assert(!fine.empty() && fine.dims <= 2 && fine.channels() == 1);
+    const cv::Size most = halfSize(fine.size());
+    CV_Assert(coarse.dims <= 2 && coarse.type() == CV_32FC1 && coarse.cols <= most.width && coarse.rows <= most.height);
+    cv::Mat below = coarse, own = fine;
+    ensure(out, fine.size(), CV_32FC1);
+    if (overlap(below, out))
+        below = coarse.clone();
+    if (overlap(own, out))
+        own = fine.clone();
+
+    Strips up(own.size(), m_h2), across(own.size(), m_g);
+    forEachStrip(own.rows, std::min(up.height(), across.height()), [&](cv::Range rows) {
+        cv::Mat spread = up.input(rows);
+        for (int y = 0; y < spread.rows; ++y)
+            spreadRow(below, up.around(rows).start + y, spread.ptr<float>(y), spread.cols);
+        const cv::Mat lifted = up.filtered(spread, rows);
+        const cv::Mat kept = across.filtered(own.rowRange(across.around(rows)), rows);
+        for (int y = 0; y < kept.rows; ++y) {
+            const float* a = kept.ptr<float>(y);
+            const float* b = lifted.ptr<float>(y);
+            float* to = out.ptr<float>(rows.start + y);
+            for (int x = 0; x < out.cols; ++x)
+                to[x] = a[x] + b[x];
+        }
+    });
+    --m_level;
+    return true;
+}

@@ -1,0 +1,148 @@
+#include <pixmill/core/detail/rows.h>
+#include <pixmill/multiscale/TWLSFilter.h>
+#include <pixmill/multiscale/pardisoSolver.h>
+#include <pixmill/primitives/memory.h>
+#include <pixmill/primitives/vector.h>
+
+#include <opencv2/core/base.hpp>
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+
+namespace {
+
+using pixmill::detail::forEachRow;
+
+template <class T>
+T* allocate(std::size_t count)
+{
+    return static_cast<T*>(MKL_malloc(count * sizeof(T), 32));
+}
+
+template <class T>
+void release(T*& p)
+{
+    MKL_free(p);
+    p = nullptr;
+}
+
+struct Weight {
+    float lambda, alpha, eps;
+
+    /// out = -lambda / (|to - from|^alpha + eps), for `n` neighbours; `work` is scratch.
+    void row(int n, const float* from, const float* to, float* work, float* out) const
+    {
+        vsSub(n, to, from, work);
+        vsAbs(n, work, work);
+        vsPowx(n, work, alpha, work);
+        for (int x = 0; x < n; ++x)
+            work[x] += eps;
+        std::fill_n(out, n, -lambda);
+        vsDiv(n, out, work, out);
+    }
+};
+
+} // namespace
+
+TWLSFilter::~TWLSFilter()
+{
+    freemem();
+}
+
+void TWLSFilter::freemem()
+{
+    release(m_dx_p);
+    release(m_dy_p);
+    release(m_work_p);
+    release(m_a_p);
+    release(m_ia_p);
+    release(m_ja_p);
+    m_width = m_height = m_numPixels = m_nnzCapacity = 0;
+}
+
+void TWLSFilter::realloc(int width, int height)
+{
+    if ((width == m_width && height == m_height) || width < 1 || height < 1)
+        return;
+    freemem();
+
+    const std::size_t n = std::size_t(width) * height;
+    if (n <= std::numeric_limits<int>::max() / 3) { // entries are counted in an int
+        m_dx_p = allocate<float>(n);
+        m_dy_p = allocate<float>(n);
+        m_work_p = allocate<float>(n);
+        m_a_p = allocate<float>(3 * n);
+        m_ia_p = allocate<int>(n + 1);
+        m_ja_p = allocate<int>(3 * n);
+    }
+    if (!m_dx_p || !m_dy_p || !m_work_p || !m_a_p || !m_ia_p || !m_ja_p) {
+        freemem();
+        throw "TWLSFilter::realloc - failed";
+    }
+    m_width = width;
+    m_height = height;
+    m_numPixels = int(n);
+    m_nnzCapacity = int(3 * n);
+}
+
+bool TWLSFilter::Proc(float* in, int width, int height, float lambda, float alpha, float* guide, bool logGuide)
+{
+    if (width < 1 || height < 1)
+        return true;
+    CV_Assert(in && guide);
+    realloc(width, height);
+    const int n = m_numPixels;
+    const cv::Size plane(width, height);
+
+    if (logGuide) {
+        std::for_each(guide, guide + n, [eps = m_logEps](float& v) { v += eps; });
+        vsLn(n, guide, guide);
+    }
+
+    // The zeros in the last row and column keep rows apart in all that follows.
+    const Weight weight = {lambda, alpha, m_weightEps};
+    forEachRow(plane, [&](int y) {
+        const std::ptrdiff_t row = std::ptrdiff_t(y) * width;
+        const float* g = guide + row;
+        float* work = m_work_p + row;
+        if (y + 1 < height)
+            weight.row(width, g, g + width, work, m_dy_p + row);
+        else
+            std::fill_n(m_dy_p + row, width, 0.0f);
+        weight.row(width - 1, g, g + 1, work, m_dx_p + row);
+        m_dx_p[row + width - 1] = 0.0f;
+    });
+
+    forEachRow(plane, [&](int y) {
+        const std::ptrdiff_t row = std::ptrdiff_t(y) * width;
+        const float* dx = m_dx_p + row;
+        const float* dy = m_dy_p + row;
+        float* diagonal = m_work_p + row;
+        for (int x = 0; x < width; ++x)
+            diagonal[x] = 1.0f - dx[x] - dy[x];
+        for (int x = 1; x < width; ++x)
+            diagonal[x] -= dx[x - 1];
+        for (int x = 0; y > 0 && x < width; ++x)
+            diagonal[x] -= dy[x - width];
+    });
+
+    int c = 1;
+    const auto store = [&](float value, int column) {
+        m_a_p[c - 1] = value;
+        m_ja_p[c - 1] = column;
+        ++c;
+    };
+    for (int i = 1; i <= n; ++i) {
+        m_ia_p[i - 1] = c;
+        store(m_work_p[i - 1], i);
+        if (i < n)
+            store(m_dx_p[i - 1], i + 1); // at the end of a row a zero
+        if (i <= n - width)
+            store(m_dy_p[i - 1], i + width);
+    }
+    m_ia_p[n] = c;
+
+    pardisoSolverIC(n, m_a_p, m_ia_p, m_ja_p, in, m_work_p, 1, 2); // out of memory leaves `in` as it is
+    return true;
+}

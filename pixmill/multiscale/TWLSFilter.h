@@ -1,0 +1,57 @@
+#pragma once
+
+#include <pixmill/core/Export.h>
+
+/// Edge-preserving smoothing by weighted least squares.
+///
+/// The output u minimises, over all pixels p,
+///     (u_p - in_p)^2 + sum over the right and lower neighbour q of w_pq (u_p - u_q)^2,
+///     w_pq = lambda / (|guide_q - guide_p|^alpha + m_weightEps),
+/// so it stays with the input across edges of the guide and is smooth elsewhere. That is one sparse symmetric positive
+/// definite system A u = in of the order of the pixel count, solved directly.
+///
+/// Z. Farbman, R. Fattal, D. Lischinski and R. Szeliski, "Edge-preserving decompositions for multi-scale tone and
+/// detail manipulation", ACM Transactions on Graphics 27, 2008.
+///
+/// The arrays stay for the next call of the same size. One thread at a time per object.
+class PIXMILL_API TWLSFilter {
+public:
+    float m_weightEps = 0.0001f; ///< Added to the gradient term in the weight's denominator.
+    float m_logEps = 0.0001f;    ///< Added to the guide before its logarithm.
+    int m_width = 0;             ///< Size of the arrays now held; 0 for none.
+    int m_height = 0;
+    int m_numPixels = 0;       ///< m_width * m_height, N below.
+    float* m_dy_p = nullptr;   ///< N values, -w of each pixel and the one below; the last row 0.
+    float* m_dx_p = nullptr;   ///< N values, -w of each pixel and the one to the right; the last column 0.
+    float* m_work_p = nullptr; ///< N values: gradients, then A's diagonal, then the solver's work space.
+    float* m_a_p = nullptr;    ///< 3 N values: A's upper triangle by rows.
+    int* m_ia_p = nullptr;     ///< N + 1 row starts, 1-based.
+    int* m_ja_p = nullptr;     ///< 3 N columns, 1-based.
+    int m_nnzCapacity = 0;     ///< 3 N.
+
+    TWLSFilter() = default;
+    ~TWLSFilter();
+    TWLSFilter(const TWLSFilter&) = delete;
+    TWLSFilter& operator=(const TWLSFilter&) = delete;
+
+    /// Replaces `in` by the smoothed plane; where memory runs out in the solver, `in` stays as it was.
+    ///
+    /// @param in         width * height values, without row padding.
+    /// @param lambda     smoothness, 0 or more; 0 changes nothing.
+    /// @param alpha      sensitivity to the guide's gradients, 1.2 to 2 as a rule.
+    /// @param guide      width * height values, without row padding; may be `in`.
+    /// @param logGuide   whether the guide's logarithm guides. `guide` is then overwritten by log(guide + m_logEps).
+    /// @return true. A width or height below 1 does nothing.
+    /// @throws const char*  "TWLSFilter::realloc - failed" for want of memory for the arrays; "pardisoSolverIC - 22" if
+    ///                      the weights make no positive definite system (lambda negative or so large that single
+    ///                      precision cannot hold the diagonal's 1, or values that are not finite). `in` is as it was.
+    bool Proc(float* in, int width, int height, float lambda, float alpha, float* guide, bool logGuide);
+
+    /// Makes the arrays fit a plane of this size. Arrays of this size, and a width or height below 1, change nothing.
+    ///
+    /// @throws const char*  "TWLSFilter::realloc - failed" if they cannot be had; none is then held.
+    void realloc(int width, int height);
+
+    /// Gives the arrays back.
+    void freemem();
+};

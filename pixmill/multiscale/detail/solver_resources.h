@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+/// What the sparse solver takes from the process besides its arrays: assurance of memory, the dense kernels' threads,
+/// and a folder for its files.
+namespace pixmill::detail {
+
+/// Whether `bytes` more can be had now: within the process's solver limits, within what the machine has to give
+/// without ending other programs, and as one mapping. Nothing is kept.
+///
+/// The solver does not survive every allocation that fails, so it is asked before each stage with the stage's need.
+bool memoryCanHold(std::size_t bytes);
+
+/// Makes the dense kernels take their first scratch buffer, once for the process.
+///
+/// OpenBLAS waits for ever if that buffer cannot be mapped, so this comes before any stage that calls them.
+///
+/// @return false, and nothing is done, if there is no room for the buffer.
+bool denseKernelsReady();
+
+/// While it lives, dense kernels run on the calling thread alone: fronts are small, so a team costs more than it gives,
+/// and the host's own team has the other processors. Any BLAS will do; only OpenBLAS has threads to hold back.
+class OneDenseThread {
+public:
+    OneDenseThread();
+    ~OneDenseThread();
+    OneDenseThread(const OneDenseThread&) = delete;
+    OneDenseThread& operator=(const OneDenseThread&) = delete;
+
+private:
+    int m_denseThreads = 0;
+    int m_team = 0;
+};
+
+/// While it lives, results of the calling thread's arithmetic below the least normal number count as 0.
+///
+/// Factors fade away from the diagonal, in single precision down to subnormal numbers, and processors take a hundred
+/// times longer over those: a factorisation then takes four times as long, for digits 30 orders below any pixel's.
+class FlushSubnormals {
+public:
+    FlushSubnormals();
+    ~FlushSubnormals();
+    FlushSubnormals(const FlushSubnormals&) = delete;
+    FlushSubnormals& operator=(const FlushSubnormals&) = delete;
+
+private:
+    unsigned m_modes;
+};
+
+/// A folder of our own below the system's folder for temporary files, removed with all that is in it.
+class TemporaryFolder {
+public:
+    TemporaryFolder() = default;
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    bool create();
+    const std::string& path() const { return m_path; } ///< Empty until created.
+
+private:
+    std::string m_path;
+};
+
+} // namespace pixmill::detail

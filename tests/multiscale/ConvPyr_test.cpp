@@ -1,0 +1,153 @@
+#include <support/planes.h>
+
+#include <pixmill/multiscale/ConvPyr.h>
+
+#include <opencv2/imgproc.hpp>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+using namespace pixmill::test;
+
+namespace {
+
+const cv::Mat kH1 = (cv::Mat_<float>(1, 5) << 0.1f, 0.4f, 0.55f, 0.3f, 0.05f);
+const cv::Mat kH2 = (cv::Mat_<float>(5, 1) << 0.2f, 0.45f, 0.7f, 0.35f, 0.15f);
+const cv::Mat kG = (cv::Mat_<float>(1, 3) << 0.15f, 0.5f, 0.2f);
+
+/// The plane correlated with the kernel along rows and columns in double precision, 0 outside.
+cv::Mat filtered(const cv::Mat& in, const cv::Mat& kernel)
+{
+    const int taps = int(kernel.total()), reach = taps / 2;
+    cv::Mat out = cv::Mat::zeros(in.size(), CV_64FC1);
+    for (int y = 0; y < in.rows; ++y)
+        for (int x = 0; x < in.cols; ++x)
+            for (int j = 0; j < taps; ++j)
+                for (int i = 0; i < taps; ++i) {
+                    const int v = y + j - reach, u = x + i - reach;
+                    if (v >= 0 && v < in.rows && u >= 0 && u < in.cols)
+                        out.at<double>(y, x) += double(kernel.at<float>(j)) * kernel.at<float>(i) * in.at<double>(v, u);
+                }
+    return out;
+}
+
+int stepsFor(cv::Size size)
+{
+    return int(std::log2(std::max(size.width, size.height)));
+}
+
+/// The operator by its definition, level by level, in double precision.
+cv::Mat reference(const cv::Mat& in, int steps)
+{
+    if (steps == 0)
+        return filtered(in, kG);
+    const cv::Mat smooth = filtered(in, kH1);
+    cv::Mat coarse((in.rows + 1) / 2, (in.cols + 1) / 2, CV_64FC1);
+    for (int y = 0; y < coarse.rows; ++y)
+        for (int x = 0; x < coarse.cols; ++x)
+            coarse.at<double>(y, x) = smooth.at<double>(2 * y, 2 * x);
+    const cv::Mat below = reference(coarse, steps - 1);
+    cv::Mat spread = cv::Mat::zeros(in.size(), CV_64FC1);
+    for (int y = 0; y < coarse.rows; ++y)
+        for (int x = 0; x < coarse.cols; ++x)
+            spread.at<double>(2 * y, 2 * x) = below.at<double>(y, x);
+    return filtered(in, kG) + filtered(spread, kH2);
+}
+
+/// The same recipe from whole-plane calls without views, whose bits the class must give.
+cv::Mat recipe(const cv::Mat& in, int steps)
+{
+    const auto filter = [](const cv::Mat& plane, const cv::Mat& kernel) {
+        cv::Mat out;
+        cv::sepFilter2D(plane.clone(), out, CV_32F, kernel, kernel, cv::Point(-1, -1), 0, cv::BORDER_CONSTANT);
+        return out;
+    };
+    if (steps == 0)
+        return filter(in, kG);
+    const cv::Mat smooth = filter(in, kH1);
+    cv::Mat coarse((in.rows + 1) / 2, (in.cols + 1) / 2, CV_32FC1), spread = cv::Mat::zeros(in.size(), CV_32FC1);
+    for (int y = 0; y < coarse.rows; ++y)
+        for (int x = 0; x < coarse.cols; ++x)
+            coarse.at<float>(y, x) = smooth.at<float>(2 * y, 2 * x);
+    const cv::Mat below = recipe(coarse, steps - 1);
+    for (int y = 0; y < coarse.rows; ++y)
+        for (int x = 0; x < coarse.cols; ++x)
+            spread.at<float>(2 * y, 2 * x) = below.at<float>(y, x);
+    return filter(in, kG) + filter(spread, kH2);
+}
+
+} // namespace
+
+TEST(ConvPyr, GivesTheOperatorAtEverySizeAndDepth)
+{
+    for (const cv::Size size : {cv::Size(1, 1), cv::Size(1, 9), cv::Size(33, 1), cv::Size(2, 2), cv::Size(5, 3),
+                                cv::Size(16, 7), cv::Size(903, 457)})
+        for (const int type : {CV_32FC1, CV_16UC1, CV_8UC1}) {
+            SCOPED_TRACE(testing::Message() << size << " type " << type);
+            const cv::Mat in = randomPlane(size, type, 0, 200); // a view: what lies around it counts as 0
+            ConvPyr pyramid(kH1, kH2, kG);
+            cv::Mat out, exact;
+            EXPECT_TRUE(pyramid.proc(in, out));
+            EXPECT_EQ(pyramid.m_level, 0);
+            EXPECT_TRUE(samePixels<float>(recipe(in, stepsFor(size)), out));
+            in.convertTo(exact, CV_64F);
+            out.convertTo(out, CV_64F);
+            exact = reference(exact, stepsFor(size));
+            EXPECT_LT(cv::norm(exact, out, cv::NORM_INF), 1e-5 * cv::norm(exact, cv::NORM_INF));
+        }
+}
+
+TEST(ConvPyr, StepsCountLevelsAndShapeTheirOutput)
+{
+    const cv::Mat in = randomPlane({7, 5}, CV_32FC1, 0, 1);
+    ConvPyr pyramid(kH1, kH2, kG);
+    cv::Mat coarse, out;
+    EXPECT_TRUE(pyramid.pyrDown(in, coarse));
+    EXPECT_EQ(pyramid.m_level, 1);
+    EXPECT_EQ(coarse.size(), cv::Size(4, 3));
+    EXPECT_EQ(coarse.type(), CV_32FC1);
+    const uchar* data = coarse.data;
+    pyramid.pyrDown(in, coarse); // fits, so it stays
+    EXPECT_EQ(coarse.data, data);
+    EXPECT_TRUE(pyramid.pyrUp(coarse, in, out));
+    EXPECT_EQ(pyramid.m_level, 1);
+    EXPECT_EQ(out.size(), in.size());
+
+    // Of two rows and columns of zeros in between, only the stuffed ones carry the coarse level.
+    const cv::Mat identity = (cv::Mat_<float>(1, 1) << 1.0f), zero = (cv::Mat_<float>(1, 1) << 0.0f);
+    ConvPyr plain(identity, identity, zero);
+    plain.pyrUp(coarse, in, out);
+    for (int y = 0; y < 5; ++y)
+        for (int x = 0; x < 7; ++x)
+            EXPECT_EQ(out.at<float>(y, x), x % 2 || y % 2 ? 0.0f : coarse.at<float>(y / 2, x / 2));
+}
+
+TEST(ConvPyr, SharesTheKernelsAndFitsItsOutput)
+{
+    cv::Mat g = kG.clone();
+    ConvPyr pyramid(kH1, kH2, g);
+    EXPECT_EQ(pyramid.m_g.data, g.data);
+    cv::Mat plane = randomPlane({9, 6}, CV_32FC1, 0, 1).clone();
+    const cv::Mat expected = recipe(plane, 3);
+    cv::Mat out(6, 9, CV_32FC1), other(6, 9, CV_8UC1);
+    const uchar* data = out.data;
+    pyramid.proc(plane, out);
+    EXPECT_EQ(out.data, data);
+    pyramid.proc(plane, other);
+    EXPECT_TRUE(samePixels<float>(expected, other));
+    pyramid.proc(plane, plane);
+    EXPECT_TRUE(samePixels<float>(expected, plane));
+}
+
+TEST(ConvPyr, PlanesThatDoNotFitThrow)
+{
+    ConvPyr pyramid(kH1, kH2, kG);
+    cv::Mat out;
+    EXPECT_THROW(pyramid.proc(cv::Mat(), out), cv::Exception);
+    EXPECT_THROW(pyramid.proc(cv::Mat::zeros(4, 4, CV_32FC3), out), cv::Exception);
+    EXPECT_THROW(pyramid.pyrUp(cv::Mat::zeros(4, 4, CV_32FC1), cv::Mat::zeros(6, 6, CV_32FC1), out), cv::Exception);
+    EXPECT_THROW(pyramid.pyrUp(cv::Mat::zeros(3, 3, CV_8UC1), cv::Mat::zeros(6, 6, CV_32FC1), out), cv::Exception);
+    EXPECT_EQ(pyramid.m_level, 0);
+}
