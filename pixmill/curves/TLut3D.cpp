@@ -4,6 +4,8 @@
 #include <pixmill/core/detail/rows.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstring>
 
 namespace {
 
@@ -15,50 +17,87 @@ void checkTypes(const cv::Mat& in, const cv::Mat& out)
         throw "Currently, we only handle 16UC3 type matrix";
 }
 
-/// Truncated, then the low 16 bits; what is no number, or does not fit an int, is 0.
+/// Truncated, then the low 16 bits. What does not fit an int counts as its nearest end, and a NaN as the lowest.
 inline ushort toCell(float v)
 {
-    return v > -2147483648.0f && v < 2147483648.0f ? ushort(int(v)) : ushort(0);
+    return ushort(int(limit(v, -2147483648.0f, 2147483520.0f)));
 }
 
-inline ushort between(ushort a, ushort b, float f)
+inline int between(int a, int b, float f)
 {
-    return toCell(float(a) + float(b - a) * f);
-}
-
-inline void interpolate(ushort* result, const ushort* c0, const ushort* c1, const ushort* c2, const ushort* c3,
-                        const ushort* c4, const ushort* c5, const ushort* c6, const ushort* c7, const float* f0,
-                        const float* f1, const float* f2)
-{
-    for (int k = 0; k < 3; ++k) {
-        const ushort low = between(between(c0[k], c1[k], f2[k]), between(c2[k], c3[k], f2[k]), f1[k]);
-        const ushort high = between(between(c4[k], c5[k], f2[k]), between(c6[k], c7[k], f2[k]), f1[k]);
-        result[k] = between(low, high, f0[k]);
-    }
+    return int(float(a) + float(b - a) * f);
 }
 
 /// One axis of the grid: where a value lies between its points.
 struct Axis {
     float low, scale, last;
-    std::ptrdiff_t stride;
+    int stride; ///< Triples from point to point.
 
-    Axis(float min, float max, int size, std::ptrdiff_t elements)
-        : low(min), scale(float(size - 1) / (max - min)), last(float(size - 1)), stride(elements)
+    Axis(float min, float max, int size, int triples)
+        : low(min), scale(float(size - 1) / (max - min)), last(float(size - 1)), stride(triples)
     {
-    }
-
-    struct Place {
-        std::ptrdiff_t lower, toUpper; ///< In elements; at the last point there is no upper one, and the step is 0.
-        float fraction;
-    };
-
-    Place find(ushort v) const
-    {
-        const float p = limit((float(v) - low) * scale, 0.0f, last);
-        const int i = int(p);
-        return {i * stride, float(i) < last ? stride : 0, p - float(i)};
     }
 };
+
+/// Pixels worked on at a time: first their places in the grid, then their corners one after the other, and then all
+/// channels of all of them in the lanes of one loop.
+constexpr int kTile = 128;
+
+struct Tile {
+    int cell[kTile];     ///< The lower corner, in triples.
+    int upper[3][kTile]; ///< From a lower to an upper corner along each axis; 0 at the last point.
+    float fraction[3][kTile];
+    ushort corner[8][kTile * 3];
+    float spread[3][kTile * 3]; ///< The fractions, for every channel.
+};
+
+/// Adds where the n values v[0], v[3], v[6] ... lie on an axis.
+inline void place(const ushort* __restrict v, const Axis& axis, int n, int* __restrict cell, int* __restrict upper,
+                  float* __restrict fraction)
+{
+    for (int x = 0; x < n; ++x) {
+        const float p = limit((float(v[3 * x]) - axis.low) * axis.scale, 0.0f, axis.last);
+        const int i = int(p);
+        cell[x] += i * axis.stride;
+        upper[x] = float(i) < axis.last ? axis.stride : 0;
+        fraction[x] = p - float(i);
+    }
+}
+
+/// Fetches the corners of n pixels, in the order of `linearInterpolateRGB`.
+inline void fetch(const ushort* table, int n, Tile& t)
+{
+    const auto copy = [](ushort* to, const ushort* from) { std::memcpy(to, from, 3 * sizeof *from); };
+    for (int x = 0; x < n; ++x) {
+        const std::ptrdiff_t a = 3 * t.upper[0][x], b = 3 * t.upper[1][x], c = 3 * t.upper[2][x];
+        const ushort* cell = table + std::ptrdiff_t(t.cell[x]) * 3;
+        copy(t.corner[0] + 3 * x, cell);
+        copy(t.corner[1] + 3 * x, cell + c);
+        copy(t.corner[2] + 3 * x, cell + b);
+        copy(t.corner[3] + 3 * x, cell + b + c);
+        copy(t.corner[4] + 3 * x, cell + a);
+        copy(t.corner[5] + 3 * x, cell + a + c);
+        copy(t.corner[6] + 3 * x, cell + a + b);
+        copy(t.corner[7] + 3 * x, cell + a + b + c);
+        for (int k = 0; k < 3; ++k) {
+            t.spread[0][3 * x + k] = t.fraction[0][x];
+            t.spread[1][3 * x + k] = t.fraction[1][x];
+            t.spread[2][3 * x + k] = t.fraction[2][x];
+        }
+    }
+}
+
+inline void interpolate(const Tile& t, ushort* __restrict out, int n)
+{
+    for (int x = 0; x < n; ++x) {
+        const float f0 = t.spread[0][x], f1 = t.spread[1][x], f2 = t.spread[2][x];
+        const int low =
+            between(between(t.corner[0][x], t.corner[1][x], f2), between(t.corner[2][x], t.corner[3][x], f2), f1);
+        const int high =
+            between(between(t.corner[4][x], t.corner[5][x], f2), between(t.corner[6][x], t.corner[7][x], f2), f1);
+        out[x] = ushort(between(low, high, f0));
+    }
+}
 
 } // namespace
 
@@ -100,20 +139,21 @@ void TLut3D::LookupLinear(cv::Mat& in, cv::Mat& out) const
     CV_Assert(in.size() == out.size());
     CV_Assert(m_table_p && m_size[0] > 0 && m_size[1] > 0 && m_size[2] > 0);
 
-    const std::ptrdiff_t row = std::ptrdiff_t(m_size[2]) * 3, slab = row * m_size[1];
-    const Axis axes[3] = {{m_min[0], m_max[0], m_size[0], slab},
-                          {m_min[1], m_max[1], m_size[1], row},
-                          {m_min[2], m_max[2], m_size[2], 3}};
+    CV_Assert(double(m_size[0]) * m_size[1] * m_size[2] < 2147483648.0);
+
+    const Axis axes[3] = {{m_min[0], m_max[0], m_size[0], m_size[1] * m_size[2]},
+                          {m_min[1], m_max[1], m_size[1], m_size[2]},
+                          {m_min[2], m_max[2], m_size[2], 1}};
     forEachRow(in.size(), [&](int y) {
-        const ushort* i = in.ptr<ushort>(y);
-        ushort* o = out.ptr<ushort>(y);
-        for (int x = 0; x < in.cols; ++x, i += 3, o += 3) {
-            const Axis::Place a = axes[0].find(i[0]), b = axes[1].find(i[1]), c = axes[2].find(i[2]);
-            const ushort* c0 = m_table_p + a.lower + b.lower + c.lower;
-            const ushort *c2 = c0 + b.toUpper, *c4 = c0 + a.toUpper, *c6 = c4 + b.toUpper;
-            const float f0[3] = {a.fraction, a.fraction, a.fraction}, f1[3] = {b.fraction, b.fraction, b.fraction},
-                        f2[3] = {c.fraction, c.fraction, c.fraction};
-            interpolate(o, c0, c0 + c.toUpper, c2, c2 + c.toUpper, c4, c4 + c.toUpper, c6, c6 + c.toUpper, f0, f1, f2);
+        Tile t;
+        for (int x = 0; x < in.cols; x += kTile) {
+            const int n = std::min(kTile, in.cols - x);
+            const ushort* from = in.ptr<ushort>(y) + 3 * x;
+            std::fill_n(t.cell, n, 0);
+            for (int k = 0; k < 3; ++k)
+                place(from + k, axes[k], n, t.cell, t.upper[k], t.fraction[k]);
+            fetch(m_table_p, n, t);
+            interpolate(t, out.ptr<ushort>(y) + 3 * x, 3 * n);
         }
     });
 }
@@ -122,5 +162,11 @@ void TLut3D::linearInterpolateRGB(ushort* result, const ushort* c0, const ushort
                                   const ushort* c3, const ushort* c4, const ushort* c5, const ushort* c6,
                                   const ushort* c7, const float* f0, const float* f1, const float* f2)
 {
-    interpolate(result, c0, c1, c2, c3, c4, c5, c6, c7, f0, f1, f2);
+    // A host's fractions may lie outside 0..1.
+    const auto cell = [](ushort a, ushort b, float f) { return toCell(float(a) + float(b - a) * f); };
+    for (int k = 0; k < 3; ++k) {
+        const ushort low = cell(cell(c0[k], c1[k], f2[k]), cell(c2[k], c3[k], f2[k]), f1[k]);
+        const ushort high = cell(cell(c4[k], c5[k], f2[k]), cell(c6[k], c7[k], f2[k]), f1[k]);
+        result[k] = cell(low, high, f0[k]);
+    }
 }

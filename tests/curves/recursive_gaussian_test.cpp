@@ -1,0 +1,89 @@
+#include <pixmill/multiscale/detail/recursive_gaussian.h>
+
+#include <gtest/gtest.h>
+#include <opencv2/core.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+using namespace pixmill::detail;
+
+namespace {
+
+constexpr int L = 3;
+constexpr float kNu[L] = {0.2f, 0.97f, 0.999f}, kBoundary[L] = {1.25f, 33.3f, 1000.0f};
+
+std::vector<float> randomLines(int n)
+{
+    std::vector<float> v(size_t(n) * L);
+    cv::RNG rng(n);
+    for (float& x : v)
+        x = rng.uniform(0.0f, 60000.0f);
+    return v;
+}
+
+/// One sweep of every line, the last sample first when it goes backward.
+std::vector<float> swept(std::vector<float> v, int n, bool forward)
+{
+    for (int l = 0; l < L; ++l) {
+        const auto at = [&](int i) -> float& { return v[size_t(forward ? i : n - 1 - i) * L + l]; };
+        at(0) *= kBoundary[l];
+        for (int i = 1; i < n; ++i) {
+            const float fed = kNu[l] * at(i - 1);
+            at(i) += fed;
+        }
+    }
+    return v;
+}
+
+} // namespace
+
+TEST(RecursiveGaussian, CoefficientsAreFormedInDoubleOrInFloat)
+{
+    for (const float sigma : {0.3f, 0.85f, 7.0f, 459.0f})
+        for (const int steps : {1, 2, 5}) {
+            const double lambda = double(sigma * sigma) / (2.0 * steps);
+            const double dnu = (1 + 2 * lambda - std::sqrt(1 + 4 * lambda)) / (2 * lambda);
+            const auto g = RecursiveGaussian::make<double>(sigma, steps, 3);
+            EXPECT_EQ(g.nu, float(dnu));
+            EXPECT_EQ(g.boundary, float(1 / (1 - dnu)));
+            EXPECT_FLOAT_EQ(g.post, float(std::pow(dnu / lambda, steps * 3)));
+
+            const float lambdaF = sigma * sigma / float(2 * steps);
+            const float dnuF = (1 + 2 * lambdaF - std::sqrt(1 + 4 * lambdaF)) / (2 * lambdaF);
+            EXPECT_EQ(RecursiveGaussian::make<float>(sigma, steps, 2).nu, dnuF);
+        }
+    EXPECT_EQ(RecursiveGaussian::make<double>(1.0f, 0).post, 1.0f);
+    EXPECT_EQ(wholePower(3.0, 5), 243.0);
+    EXPECT_EQ(wholePower(2.0, -3), 0.125);
+}
+
+TEST(RecursiveGaussian, LinesSideBySideAreEachSweptForwardAndBack)
+{
+    for (const int n : {1, 2, 3, 100}) {
+        const std::vector<float> in = randomLines(n), expected = swept(swept(in, n, true), n, false);
+        std::vector<float> together = in;
+        sweepLines<L>(together.data(), L, n, kNu, kBoundary);
+        EXPECT_EQ(together, expected) << n;
+        std::vector<float> apart = in;
+        for (int l = 0; l < L; ++l)
+            sweepLine(apart.data() + l, L, n, kNu[l], kBoundary[l]);
+        EXPECT_EQ(apart, expected) << n;
+    }
+}
+
+// Also from guesses that are wrong, as those without a run-up are on noise.
+TEST(RecursiveGaussian, ChunksGiveTheOneSweepWhateverTheirGuess)
+{
+    const int n = 4096;
+    const std::vector<float> in = randomLines(n);
+    const auto read = [&](long i, int l) { return in[size_t(i) * L + l]; };
+    for (const int ahead : {0, 1, 100, 1023}) {
+        std::vector<float> forward(in.size()), backward(in.size());
+        sweepChunks<L, 4, true>(forward.data(), n, kNu, kBoundary, read, ahead);
+        sweepChunks<L, 4, false>(backward.data(), n, kNu, kBoundary, read, ahead);
+        EXPECT_EQ(forward, swept(in, n, true)) << ahead;
+        EXPECT_EQ(backward, swept(in, n, false)) << ahead;
+    }
+}
