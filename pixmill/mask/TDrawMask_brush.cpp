@@ -79,10 +79,11 @@ struct Walk {
 
 constexpr int kPiece = 1024; ///< pixels of a row weighed at a time
 
-/// Paints a soft dot row by row: apply(x, y, w, n) applies n weights to pixels from x on.
+/// Paints a soft dot row by row: apply(x, y, w, n, room) applies n weights to pixels from x on.
 ///
-/// `rows` gives the weights by distance from the centre; those of a row serve the rows above and below it alike. Runs
-/// are taken on to whole blocks where the mask goes on, with weights of 0, which change no coverage.
+/// `rows` gives the weights by distance from the centre; those of a row serve the rows above and below it alike. A run
+/// may be taken on to whole blocks within the `room` left in the mask's row: weights of 0 follow it, which change no
+/// coverage.
 template <class Rows, class Apply>
 void paintSoft(const Walk& walk, const Rows& rows, const Apply& apply)
 {
@@ -104,13 +105,7 @@ void paintSoft(const Walk& walk, const Rows& rows, const Apply& apply)
                 std::memcpy(w + left, farther, right * sizeof *w);
             }
             std::memset(w + n, 0, kBrushBlock * sizeof *w);
-            walk.rowsAt(dy, [&](int y) {
-                int i = 0;
-                for (; i < n && x + i + kBrushBlock <= cols; i += kBrushBlock)
-                    apply(x + i, y, w + i, kBrushBlock);
-                if (i < n)
-                    apply(x + i, y, w + i, n - i);
-            });
+            walk.rowsAt(dy, [&](int y) { apply(x, y, w, n, cols - x); });
         }
     });
 }
@@ -242,14 +237,17 @@ void TDrawMask::drawMaskDotLUT(cv::Point center, int outerRadius, int /*innerRad
     if (!m_weights_p)
         m_weights_p = std::make_unique<BrushWeights>();
     m_weights_p->update(outerRadius, m_lut_p);
+    const bool isWithinOne = m_weights_p->isWithinOne();
     if (edge > 0.0f) {
         const EdgeBrush brush = edgeBrush(*this, center, edge);
-        paintSoft(walk, *m_weights_p, [&](int x, int y, const float* w, int n) {
-            brush.coverRow(w, pixelsUnder(*this, x, y), m_strokeCover.ptr(y, x), n);
+        paintSoft(walk, *m_weights_p, [&](int x, int y, const float* w, int n, int room) {
+            const BrushPixels under = pixelsUnder(*this, x, y);
+            brush.coverRun(w, under, m_strokeCover.ptr(y, x), n, room, isWithinOne);
         });
     } else {
-        paintSoft(walk, *m_weights_p,
-                  [&](int x, int y, const float* w, int n) { coverRow(w, m_strokeCover.ptr(y, x), n); });
+        paintSoft(walk, *m_weights_p, [&](int x, int y, const float* w, int n, int room) {
+            coverRun(w, m_strokeCover.ptr(y, x), n, room, isWithinOne);
+        });
     }
 }
 
@@ -267,17 +265,19 @@ void TDrawMask::drawMaskDot(cv::Point center, int outerRadius, int innerRadius, 
             for (int y = int(walk.area.y0); y < walk.area.y1 && y + 1 < m_strokeCover.rows; ++y) {
                 float w;
                 rows.weights(outerRadius, std::abs(y - center.y), 1, &w);
-                apply(0, y + 1, &w, 1);
+                apply(0, y + 1, &w, 1, 1);
             }
         paintSoft(walk, rows, apply);
     };
     if (edge > 0.0f) {
         const EdgeBrush brush = edgeBrush(*this, center, edge);
-        paint([&](int x, int y, const float* w, int n) {
+        paint([&](int x, int y, const float* w, int n, int) {
             brush.coverRowSingle(w, pixelsUnder(*this, x, y), m_strokeCover.ptr(y, x), n);
         });
     } else {
-        paint([&](int x, int y, const float* w, int n) { coverRow(w, m_strokeCover.ptr(y, x), n); });
+        paint([&](int x, int y, const float* w, int n, int room) {
+            coverRun(w, m_strokeCover.ptr(y, x), n, room, false);
+        });
     }
 }
 

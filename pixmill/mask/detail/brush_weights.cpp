@@ -11,6 +11,11 @@ namespace {
 
 constexpr int kLargestKept = 1024; // 4 MB
 
+bool areWithinOne(const float* w, std::size_t n)
+{
+    return std::all_of(w, w + n, [](float v) { return v >= 0.0f && v <= 1.0f; });
+}
+
 } // namespace
 
 void BrushWeights::update(int radius, const float* table)
@@ -18,6 +23,7 @@ void BrushWeights::update(int radius, const float* table)
     m_table_p = table;
     if (radius > kLargestKept) {
         m_radius = radius;
+        m_isWithinOne = areWithinOne(table, kBrushTable);
         m_reach.clear();
         return;
     }
@@ -28,6 +34,7 @@ void BrushWeights::update(int radius, const float* table)
     const std::size_t n = std::size_t(radius) + 1;
     m_reach.clear(); // nothing is kept should memory run out
     m_key.assign(table, table + farthest + 1);
+    m_isWithinOne = areWithinOne(table, farthest + 1);
     m_quarter.resize(n * n);
     m_full.resize(n);
     m_reach.resize(n);

@@ -20,6 +20,9 @@ public:
     /// Columns, from the centre on, that all have weight 1.
     int full(int dy) const { return isKept() ? m_full[dy] : 0; }
 
+    /// Whether all weights are 0..1, as they are unless the host wrote others into the table.
+    bool isWithinOne() const { return m_isWithinOne; }
+
     /// n weights from column dx on; `room` for as many, which are used when the weights are not kept.
     const float* weights(int dx, int dy, int n, float* room) const;
 
@@ -27,6 +30,7 @@ private:
     bool isKept() const { return !m_reach.empty(); }
 
     int m_radius = -1;
+    bool m_isWithinOne = false;
     const float* m_table_p = nullptr; ///< the caller's, between an update and the end of its dot
     std::vector<float> m_key;         ///< the part of the table that the weights were made from
     std::vector<float> m_quarter;     ///< row by row, m_radius + 1 of each
