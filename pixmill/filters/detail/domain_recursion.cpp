@@ -174,38 +174,47 @@ void DomainRecursion::eachColumns(const Body& body)
     const int units = int(roundUp(m_size.width, 64) / 64);
     forEachSpan(units, long(m_size.width) * m_size.height, [&](int first, int end) {
         alignas(64) float scaled[kColumns], weights[kColumns];
-        for (int x = first * 64; x < end * 64; x += kColumns) {
-            const int n = std::min(kColumns, end * 64 - x);
-            body(x, n, std::min(n, m_size.width - x), scaled, weights);
-        }
+        body(first * 64, end * 64, scaled, weights);
     });
 }
 
 void DomainRecursion::columnsDown(const DomainSteps& steps, int first, int end, float k)
 {
-    eachColumns([&](int x, int padded, int n, float* scaled, float* weights) {
-        for (int y = std::max(1, first); y < end; ++y) {
-            weigh(steps.down(y) + x, k, padded, scaled, weights);
-            for (cv::Mat& picture : m_pictures) {
-                const int channels = picture.channels();
-                pull(picture.ptr<float>(y) + x * channels, picture.ptr<float>(y - 1) + x * channels, weights, n,
-                     channels);
+    eachColumns([&](int left, int right, float* scaled, float* weights) {
+        for (int y = std::max(1, first); y < end; ++y)
+            for (int x = left; x < right; x += kColumns) {
+                const int padded = std::min(kColumns, right - x), n = std::min(padded, m_size.width - x);
+                weigh(steps.down(y) + x, k, padded, scaled, weights);
+                for (int i = 0; y + 1 < end && i < padded; i += 16)
+                    __builtin_prefetch(steps.down(y + 1) + x + i);
+                for (cv::Mat& picture : m_pictures) {
+                    const int channels = picture.channels();
+                    pull(picture.ptr<float>(y) + x * channels, picture.ptr<float>(y - 1) + x * channels, weights, n,
+                         channels);
+                    for (int i = 0; y + 1 < end && i < n * channels; i += 16)
+                        __builtin_prefetch(picture.ptr<float>(y + 1) + x * channels + i, 1);
+                }
             }
-        }
     });
 }
 
 void DomainRecursion::columnsUp(const DomainSteps& steps, int first, int end, float k)
 {
-    eachColumns([&](int x, int padded, int n, float* scaled, float* weights) {
-        for (int y = std::min(end, m_size.height - 1) - 1; y >= first; --y) {
-            weigh(steps.down(y + 1) + x, k, padded, scaled, weights);
-            for (cv::Mat& picture : m_pictures) {
-                const int channels = picture.channels();
-                pull(picture.ptr<float>(y) + x * channels, picture.ptr<float>(y + 1) + x * channels, weights, n,
-                     channels);
+    eachColumns([&](int left, int right, float* scaled, float* weights) {
+        for (int y = std::min(end, m_size.height - 1) - 1; y >= first; --y)
+            for (int x = left; x < right; x += kColumns) {
+                const int padded = std::min(kColumns, right - x), n = std::min(padded, m_size.width - x);
+                weigh(steps.down(y + 1) + x, k, padded, scaled, weights);
+                for (int i = 0; y > 0 && i < padded; i += 16)
+                    __builtin_prefetch(steps.down(y) + x + i);
+                for (cv::Mat& picture : m_pictures) {
+                    const int channels = picture.channels();
+                    pull(picture.ptr<float>(y) + x * channels, picture.ptr<float>(y + 1) + x * channels, weights, n,
+                         channels);
+                    for (int i = 0; y > 0 && i < n * channels; i += 16)
+                        __builtin_prefetch(picture.ptr<float>(y - 1) + x * channels + i, 1);
+                }
             }
-        }
     });
 }
 
