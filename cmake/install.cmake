@@ -15,5 +15,8 @@ install(FILES ${PROJECT_BINARY_DIR}/pixmillConfig.cmake ${PROJECT_BINARY_DIR}/pi
   cmake/FindMUMPSSeq.cmake
   DESTINATION ${PIXMILL_CMAKE_DIR})
 
+# The prefix is found from the .pc file's own place, so that the installed tree can be moved.
+file(RELATIVE_PATH PIXMILL_PC_UP /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+set(PIXMILL_PC_PREFIX "\${pcfiledir}/${PIXMILL_PC_UP}")
 configure_file(cmake/pixmill.pc.in ${PROJECT_BINARY_DIR}/pixmill.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/pixmill.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

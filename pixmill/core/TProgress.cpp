@@ -1,21 +1,13 @@
 #include <pixmill/core/TProgress.h>
 
+#include <pixmill/core/detail/checked.h>
+
 #include <algorithm>
-#include <stdexcept>
 
 namespace {
 
-const char* const kRangeCheck = "vector::_M_range_check";
-
-// Counts and totals are the host's to write, so every read is checked; the text is the same with every standard
-// library.
-template <class Vector>
-auto& checked(Vector& v, size_t i)
-{
-    if (i >= v.size())
-        throw std::out_of_range(kRangeCheck);
-    return v[i];
-}
+// Counts and totals are the host's to write, so every read is checked.
+using pixmill::detail::checked;
 
 template <class Vector>
 auto& innermost(Vector& v)

@@ -1,9 +1,10 @@
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/planar/TPImage.h>
-#include <pixmill/planar/detail/ydrdb.h>
+#include <pixmill/planar/detail/colour_rows.h>
 
 #include <cstddef>
+#include <cstdint>
 
 using namespace pixmill::detail;
 
@@ -13,63 +14,77 @@ struct Rgb {
     int r, g, b;
 };
 
+struct Depth16 {
+    static ushort luma(Rgb p) { return luma16(p.r, p.g, p.b); }
+    static ushort difference(int v, int y) { return halfDifference(v, y); }
+};
+
+struct Depth15U {
+    static ushort luma(Rgb p) { return luma15U(p.r, p.g, p.b); }
+    static ushort difference(int v, int y) { return halfDifference15U(v, y); }
+};
+
+// A source gives rows of pixels, and turns them into luma and differences by its depth.
+
 /// Four 8-bit elements a pixel, widened by a shift: white is 65280.
-struct Packed8 {
+struct Packed8 : Depth16 {
     const uchar* data;
     std::ptrdiff_t stride;
 
     struct Row {
-        const uchar* pixels;
-        Rgb at(int x) const { return {pixels[4 * x + 2] << 8, pixels[4 * x + 1] << 8, pixels[4 * x] << 8}; }
+        const AnyWord* pixels;
+        Rgb at(int x) const
+        {
+            const std::uint32_t p = pixels[x];
+            return {int(p >> 8 & 0xff00), int(p & 0xff00), int(p << 8 & 0xff00)};
+        }
     };
-    Row row(int y) const { return {data + y * stride}; }
-    static ushort luma(Rgb p) { return luma16(p.r, p.g, p.b); }
-    static ushort difference(int v, int y) { return halfDifference(v, y); }
+    Packed8(const uchar* pixels, std::ptrdiff_t bytes) : data(pixels), stride(bytes) {}
+    Row row(int y) const { return {reinterpret_cast<const AnyWord*>(data + y * stride)}; }
 };
 
-struct Packed16 {
+struct Packed16 : Depth16 {
     const ushort* data;
     std::ptrdiff_t stride; ///< In elements.
 
     struct Row {
-        const ushort* pixels;
-        Rgb at(int x) const { return {pixels[4 * x + 2], pixels[4 * x + 1], pixels[4 * x]}; }
+        const AnyWord* halves; ///< B and G of a pixel, then R and the one ignored.
+        Rgb at(int x) const
+        {
+            const std::uint32_t bg = halves[2 * x], r = halves[2 * x + 1];
+            return {int(r & 0xffff), int(bg >> 16), int(bg & 0xffff)};
+        }
     };
-    Row row(int y) const { return {data + y * stride}; }
-    static ushort luma(Rgb p) { return luma16(p.r, p.g, p.b); }
-    static ushort difference(int v, int y) { return halfDifference(v, y); }
+    Packed16(const ushort* pixels, std::ptrdiff_t elements) : data(pixels), stride(elements) {}
+    Row row(int y) const { return {reinterpret_cast<const AnyWord*>(data + y * stride)}; }
 };
 
-struct Planar16 {
+template <class Depth>
+struct Planar : Depth {
     cv::Mat r, g, b;
 
     struct Row {
         const ushort *r, *g, *b;
         Rgb at(int x) const { return {r[x], g[x], b[x]}; }
     };
+    Planar(const cv::Mat& red, const cv::Mat& green, const cv::Mat& blue) : r(red), g(green), b(blue) {}
     Row row(int y) const { return {r.ptr<ushort>(y), g.ptr<ushort>(y), b.ptr<ushort>(y)}; }
-    static ushort luma(Rgb p) { return luma16(p.r, p.g, p.b); }
-    static ushort difference(int v, int y) { return halfDifference(v, y); }
 };
 
-struct Planar15U : Planar16 {
-    static ushort luma(Rgb p) { return luma15U(p.r, p.g, p.b); }
-    static ushort difference(int v, int y) { return halfDifference15U(v, y); }
-};
-
+/// `y` may be one of the planes the row lies in.
 template <class Source>
 inline void lumaRow(const typename Source::Row& row, ushort* y, int n)
 {
+    PIXMILL_SAME_SAMPLE_ALIASING
     for (int x = 0; x < n; ++x)
         y[x] = Source::luma(row.at(x));
 }
 
-/// The half-size differences of a row of n pixels. Halving picks the even pixels; an odd row's last difference repeats
-/// the one before it, where there is one.
+/// The half-size differences of a row of n pixels.
 template <class Source>
 inline void differenceRow(const typename Source::Row& row, const ushort* y, ushort* dr, ushort* db, int n)
 {
-    const int picked = n == 1 ? 1 : n / 2;
+    const int picked = pickedColumns(n);
     for (int x = 0; x < picked; ++x) {
         const Rgb p = row.at(2 * x);
         dr[x] = Source::difference(p.r, y[2 * x]);
@@ -109,23 +124,25 @@ void convert(const Source& source, int width, int height, TPImage& to)
     to.m_mask.setTo(255);
 }
 
-template <class Source>
+template <class Depth>
 void convertPlanar(unsigned short** rgb, int width, int height, int stride, TPImage& to)
 {
     if (width <= 0 || height <= 0)
         return;
     CV_Assert(rgb && rgb[0] && rgb[1] && rgb[2]);
-    Source source;
-    source.r = cv::Mat(height, width, CV_16UC1, rgb[0], std::size_t(stride));
-    source.g = cv::Mat(height, width, CV_16UC1, rgb[1], std::size_t(stride));
-    source.b = cv::Mat(height, width, CV_16UC1, rgb[2], std::size_t(stride));
-    convert(source, width, height, to);
+    const auto plane = [&](int i) { return cv::Mat(height, width, CV_16UC1, rgb[i], std::size_t(stride)); };
+    convert(Planar<Depth>(plane(0), plane(1), plane(2)), width, height, to);
 }
 
-/// Whether `plane` can be read or written at every pixel of `size`.
-bool covers(const cv::Mat& plane, cv::Size size, int type)
+template <class Depth>
+void lumaPlane(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y)
 {
-    return size.empty() || (plane.type() == type && plane.cols >= size.width && plane.rows >= size.height);
+    const cv::Size size = R.size();
+    for (const cv::Mat* in : {&R, &G, &B})
+        CV_Assert(covers(*in, size, CV_16UC1));
+    const Planar<Depth> source(R, G, B); // keeps the pixels when Y is one of the three and is replaced
+    ensure(Y, size, CV_16UC1);
+    forEachRow(size, [&](int y) { lumaRow<Planar<Depth>>(source.row(y), Y.ptr<ushort>(y), size.width); });
 }
 
 } // namespace
@@ -135,7 +152,7 @@ void TPImage::convertFrom(const unsigned char* src, int width, int height, int s
     if (width <= 0 || height <= 0)
         return;
     CV_Assert(src);
-    convert(Packed8{src, stride}, width, height, *this);
+    convert(Packed8(src, stride), width, height, *this);
     updateUid();
 }
 
@@ -144,54 +161,26 @@ void TPImage::convertFrom(const unsigned short* src, int width, int height, int 
     if (width <= 0 || height <= 0)
         return;
     CV_Assert(src);
-    convert(Packed16{src, stride}, width, height, *this);
+    convert(Packed16(src, stride), width, height, *this);
     updateUid();
 }
 
 void TPImage::convertFrompRGB(unsigned short** rgb, int width, int height, int stride)
 {
-    convertPlanar<Planar16>(rgb, width, height, stride, *this);
+    convertPlanar<Depth16>(rgb, width, height, stride, *this);
 }
 
 void TPImage::convertFrompRGB15U(unsigned short** rgb, int width, int height, int stride)
 {
-    convertPlanar<Planar15U>(rgb, width, height, stride, *this);
+    convertPlanar<Depth15U>(rgb, width, height, stride, *this);
 }
 
 void TPImage::PRGB2Y(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y)
 {
-    const cv::Size size = R.size();
-    CV_Assert(covers(R, size, CV_16UC1) && covers(G, size, CV_16UC1) && covers(B, size, CV_16UC1));
-    ensure(Y, size, CV_16UC1);
-    forEachRow(size, [&](int y) {
-        lumaRow<Planar16>({R.ptr<ushort>(y), G.ptr<ushort>(y), B.ptr<ushort>(y)}, Y.ptr<ushort>(y), size.width);
-    });
+    lumaPlane<Depth16>(R, G, B, Y);
 }
 
 void TPImage::PRGB15U2Y(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y)
 {
-    const cv::Size size = R.size();
-    CV_Assert(covers(R, size, CV_16UC1) && covers(G, size, CV_16UC1) && covers(B, size, CV_16UC1));
-    ensure(Y, size, CV_16UC1);
-    forEachRow(size, [&](int y) {
-        lumaRow<Planar15U>({R.ptr<ushort>(y), G.ptr<ushort>(y), B.ptr<ushort>(y)}, Y.ptr<ushort>(y), size.width);
-    });
-}
-
-void TPImage::YDRDB2RGB(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B)
-{
-    const cv::Size size = Y.size();
-    for (const cv::Mat* plane : {&Y, &Dr, &Db, static_cast<const cv::Mat*>(&R), static_cast<const cv::Mat*>(&G),
-                                 static_cast<const cv::Mat*>(&B)})
-        CV_Assert(covers(*plane, size, CV_16UC1));
-    forEachRow(size, [&](int row) {
-        const ushort *y = Y.ptr<ushort>(row), *dr = Dr.ptr<ushort>(row), *db = Db.ptr<ushort>(row);
-        ushort *r = R.ptr<ushort>(row), *g = G.ptr<ushort>(row), *b = B.ptr<ushort>(row);
-        for (int x = 0; x < size.width; ++x) {
-            const ushort red = colour16(y[x], dr[x]), blue = colour16(y[x], db[x]);
-            g[x] = green16(y[x], red, blue);
-            r[x] = red;
-            b[x] = blue;
-        }
-    });
+    lumaPlane<Depth15U>(R, G, B, Y);
 }

@@ -2,89 +2,87 @@
 
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/rows.h>
+#include <pixmill/primitives/detail/region.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
-#include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 namespace {
 
 using pixmill::detail::limit;
+using pixmill::detail::rowAt;
 using pixmill::detail::runSpan;
 
 /// Columns worked on at a time: their tables and four rows of sums stay in the second-level cache, and the work buffer
 /// has a bound whatever the picture's width.
 constexpr int kTile = 1024;
+constexpr int kSegment = kTile + 8; ///< source pixels under a tile that is not reduced
 constexpr int kTaps = 4;
 constexpr int kAlign = 64;
-
-/// Where one destination column or row reads: `taps` source indices, limited to the source, with their weights. A
-/// position on a sample has `exact` set, and the sample is `index[0]`.
-struct Position {
-    int index[kTaps];
-    double weight[kTaps];
-    bool exact;
-};
-
-/// Scratch of one tile, laid into the caller's buffer.
-struct Scratch {
-    Position columns[kTile];
-    double rows[kTaps][kTile];
-};
 
 struct Axis {
     double factor, shift;
     int low, high; ///< first and last source index
 };
 
-/// The source position of a destination index. Far outside every tap is an edge sample, so it is limited to where an
-/// int holds it; a NaN goes to the low side.
-double sourcePosition(const Axis& axis, int destination)
+/// Where one destination column or row reads: `taps` source indices from `base` with their weights, or, where `t` is 0,
+/// the sample at `base + anchorOf(taps)` alone.
+struct Position {
+    int base;
+    double t;
+    double weight[kTaps];
+};
+
+/// Scratch of one tile, laid into the caller's buffer.
+struct Scratch {
+    double weight[kTaps][kTile];
+    double t[kTile];
+    double rows[kTaps][kTile];
+    double segment[kSegment];
+    int base[kTile];
+};
+
+/// Which tap stands at floor(u).
+constexpr int anchorOf(int taps)
 {
-    const double u = (destination + 0.5 - axis.shift) / axis.factor - 0.5;
-    const double limited = limit(u, axis.low - 8.0, axis.high + 8.0);
-    const double fine = std::nearbyint(limited * 256.0) / 256.0;
-    return std::abs(limited - fine) < 1e-9 ? fine : limited;
+    return taps / 2 - 1;
 }
 
-Position positionOf(const Axis& axis, int destination, int interpolation)
+/// The source position of a destination index. Far outside, every tap is an edge sample, so it is limited to where an
+/// int holds it; a NaN goes to the low side.
+inline double sourcePosition(const Axis& axis, int destination)
 {
-    const double u = sourcePosition(axis, destination);
-    const double whole = std::floor(interpolation == IPPI_INTER_NN ? u + 0.5 : u);
-    const double t = u - whole;
-    const int i = int(whole);
-    const auto inside = [&axis](int index) { return limit(index, axis.low, axis.high); };
-    Position p = {};
-    p.exact = interpolation == IPPI_INTER_NN || t == 0;
-    if (p.exact) {
-        std::fill(p.index, p.index + kTaps, inside(i));
-        p.weight[0] = 1;
-    } else if (interpolation == IPPI_INTER_LINEAR) {
-        p.index[0] = inside(i);
-        p.index[1] = inside(i + 1);
-        p.weight[0] = 1 - t;
-        p.weight[1] = t;
-    } else {
-        for (int k = 0; k < kTaps; ++k)
-            p.index[k] = inside(i - 1 + k);
-        p.weight[0] = -t * (t - 1) * (t - 2) / 6;
-        p.weight[1] = (t + 1) * (t - 1) * (t - 2) / 2;
-        p.weight[2] = -(t + 1) * t * (t - 2) / 2;
-        p.weight[3] = (t + 1) * t * (t - 1) / 6;
-    }
-    return p;
+    const double u = limit((destination + 0.5 - axis.shift) / axis.factor - 0.5, axis.low - 8.0, axis.high + 8.0);
+    const double fine = std::floor(u * 256 + 0.5) / 256;
+    return std::abs(u - fine) < 1e-9 ? fine : u;
 }
+
+template <int taps>
+inline Position positionOf(const Axis& axis, int destination)
+{
+    const double u = sourcePosition(axis, destination), whole = std::floor(u), t = u - whole;
+    const int base = int(whole) - anchorOf(taps);
+    if (taps == 2)
+        return {base, t, {1 - t, t}};
+    return {base,
+            t,
+            {-t * (t - 1) * (t - 2) / 6, (t + 1) * (t - 1) * (t - 2) / 2, -(t + 1) * t * (t - 2) / 2,
+             (t + 1) * t * (t - 1) / 6}};
+}
+
+/// A half that lies a little low, as the weights of thirds and sixths are rounded, is still a half and goes up.
+constexpr double kHalf = 0.5 + 1e-9;
 
 inline void store(double v, unsigned char& out)
 {
-    out = static_cast<unsigned char>(limit(v, 0.0, 255.0) + 0.5);
+    out = static_cast<unsigned char>(limit(v, 0.0, 255.0) + kHalf);
 }
 
 inline void store(double v, unsigned short& out)
 {
-    out = static_cast<unsigned short>(limit(v, 0.0, 65535.0) + 0.5);
+    out = static_cast<unsigned short>(limit(v, 0.0, 65535.0) + kHalf);
 }
 
 inline void store(double v, float& out)
@@ -92,18 +90,33 @@ inline void store(double v, float& out)
     out = float(v);
 }
 
-template <class T>
-void xPass(const T* in, const Position* columns, int n, int taps, double* out)
+/// One source row at the tile's columns, unrounded. `sample(i)` is the source pixel i places right of the first base.
+template <int taps, class Sample>
+inline void xPass(const Scratch& scratch, int n, double* __restrict out, const Sample& sample)
 {
     for (int x = 0; x < n; ++x) {
-        const Position& p = columns[x];
-        double sum = in[p.index[0]];
-        if (!p.exact) {
-            sum *= p.weight[0];
-            for (int k = 1; k < taps; ++k)
-                sum += in[p.index[k]] * p.weight[k];
-        }
-        out[x] = sum;
+        const int i = scratch.base[x];
+        double sum = sample(i) * scratch.weight[0][x];
+        for (int k = 1; k < taps; ++k)
+            sum += sample(i + k) * scratch.weight[k][x];
+        out[x] = scratch.t[x] == 0 ? sample(i + anchorOf(taps)) : sum;
+    }
+}
+
+template <int taps, class T>
+inline void yPass(const double* const rows[taps], const Position& p, int n, T* __restrict out)
+{
+    if (p.t == 0) {
+        const double* row = rows[anchorOf(taps)];
+        for (int x = 0; x < n; ++x)
+            store(row[x], out[x]);
+        return;
+    }
+    for (int x = 0; x < n; ++x) {
+        double sum = rows[0][x] * p.weight[0];
+        for (int k = 1; k < taps; ++k)
+            sum += rows[k][x] * p.weight[k];
+        store(sum, out[x]);
     }
 }
 
@@ -112,45 +125,84 @@ struct Plane {
     T* data;
     int step;
 
-    T* row(int y) const
-    {
-        return reinterpret_cast<T*>(reinterpret_cast<std::uintptr_t>(data) + std::ptrdiff_t(y) * step);
-    }
+    T* row(int y) const { return rowAt(data, step, y); }
 };
+
+template <int taps, class T>
+inline void interpolateTile(const Plane<const T>& src, const Plane<T>& dst, const Axis& xAxis, const Axis& yAxis,
+                            IppiRect tile, Scratch& scratch)
+{
+    for (int x = 0; x < tile.width; ++x) {
+        const Position p = positionOf<taps>(xAxis, tile.x + x);
+        scratch.base[x] = p.base;
+        scratch.t[x] = p.t;
+        for (int k = 0; k < taps; ++k)
+            scratch.weight[k][x] = p.weight[k];
+    }
+    const int first = scratch.base[0], count = scratch.base[tile.width - 1] + taps - first;
+    for (int x = 0; x < tile.width; ++x)
+        scratch.base[x] -= first;
+    const auto column = [&xAxis](int i) { return limit(i, xAxis.low, xAxis.high); };
+
+    int held[kTaps] = {-1, -1, -1, -1}; // neighbouring source rows never share a slot
+    const auto sums = [&](int y) {
+        double* const sums = scratch.rows[y % kTaps];
+        if (held[y % kTaps] == y)
+            return sums;
+        held[y % kTaps] = y;
+        const T* const in = src.row(y);
+        if (count <= kSegment) {
+            // As doubles the samples can be gathered.
+            for (int i = 0; i < count; ++i)
+                scratch.segment[i] = in[column(first + i)];
+            const double* const segment = scratch.segment;
+            xPass<taps>(scratch, tile.width, sums, [segment](int i) { return segment[i]; });
+        } else {
+            xPass<taps>(scratch, tile.width, sums, [&](int i) { return double(in[column(first + i)]); });
+        }
+        return sums;
+    };
+    for (int y = 0; y < tile.height; ++y) {
+        const Position p = positionOf<taps>(yAxis, tile.y + y);
+        const double* rows[taps] = {};
+        for (int k = 0; k < taps; ++k)
+            if (p.t != 0 || k == anchorOf(taps))
+                rows[k] = sums(limit(p.base + k, yAxis.low, yAxis.high));
+        yPass<taps>(rows, p, tile.width, dst.row(tile.y + y) + tile.x);
+    }
+}
+
+template <class T>
+inline void pickTile(const Plane<const T>& src, const Plane<T>& dst, const Axis& xAxis, const Axis& yAxis,
+                     IppiRect tile, Scratch& scratch)
+{
+    const auto nearest = [](const Axis& axis, int destination) {
+        return limit(int(std::floor(sourcePosition(axis, destination) + 0.5)), axis.low, axis.high);
+    };
+    for (int x = 0; x < tile.width; ++x)
+        scratch.base[x] = nearest(xAxis, tile.x + x);
+    for (int y = 0; y < tile.height; ++y) {
+        const T* const in = src.row(nearest(yAxis, tile.y + y));
+        T* const out = dst.row(tile.y + y) + tile.x;
+        for (int x = 0; x < tile.width; ++x)
+            out[x] = in[scratch.base[x]];
+    }
+}
 
 template <class T>
 void resizeTile(const Plane<const T>& src, const Plane<T>& dst, const Axis& xAxis, const Axis& yAxis, IppiRect tile,
                 int interpolation, Scratch& scratch)
 {
-    const int taps = interpolation == IPPI_INTER_CUBIC ? 4 : interpolation == IPPI_INTER_LINEAR ? 2 : 1;
-    for (int x = 0; x < tile.width; ++x)
-        scratch.columns[x] = positionOf(xAxis, tile.x + x, interpolation);
-
-    // Four neighbouring source rows never share a slot.
-    int held[kTaps] = {-1, -1, -1, -1};
-    const auto sums = [&](int y) {
-        double* const row = scratch.rows[y % kTaps];
-        if (held[y % kTaps] != y)
-            xPass(src.row(y), scratch.columns, tile.width, taps, row);
-        held[y % kTaps] = y;
-        return row;
-    };
-    for (int y = 0; y < tile.height; ++y) {
-        const Position p = positionOf(yAxis, tile.y + y, interpolation);
-        T* const out = dst.row(tile.y + y) + tile.x;
-        const double* rows[kTaps] = {};
-        for (int k = 0; k < (p.exact ? 1 : taps); ++k)
-            rows[k] = sums(p.index[k]);
-        for (int x = 0; x < tile.width; ++x) {
-            double sum = rows[0][x];
-            if (!p.exact) {
-                sum *= p.weight[0];
-                for (int k = 1; k < taps; ++k)
-                    sum += rows[k][x] * p.weight[k];
-            }
-            store(sum, out[x]);
-        }
-    }
+    runSpan(
+        [&](int, int) {
+            if (interpolation == IPPI_INTER_NN)
+                pickTile(src, dst, xAxis, yAxis, tile, scratch);
+            else if (interpolation == IPPI_INTER_LINEAR)
+                interpolateTile<2>(src, dst, xAxis, yAxis, tile, scratch);
+            else
+                interpolateTile<4>(src, dst, xAxis, yAxis, tile, scratch);
+        },
+        0, 1);
 }
 
 template <class T>
@@ -169,7 +221,9 @@ IppStatus resize(const T* src, IppiSize srcSize, int srcStep, IppiRect srcRoi, T
     if (interpolation != IPPI_INTER_NN && interpolation != IPPI_INTER_LINEAR && interpolation != IPPI_INTER_CUBIC)
         return ippStsInterpolationErr;
     const auto axis = [](double factor, double shift, int first, int length, int whole) {
-        return Axis{factor, shift, std::max(first, 0), int(std::min<long long>((long long)first + length, whole)) - 1};
+        // The last index leaves room for the positions around it.
+        const long long end = std::min<long long>({(long long)first + length, whole, INT_MAX - 16});
+        return Axis{factor, shift, std::max(first, 0), int(end) - 1};
     };
     const Axis x = axis(xFactor, xShift, srcRoi.x, srcRoi.width, srcSize.width);
     const Axis y = axis(yFactor, yShift, srcRoi.y, srcRoi.height, srcSize.height);

@@ -3,23 +3,29 @@
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
+#include <pixmill/primitives/detail/region.h>
+#include <pixmill/resample/detail/aliasing.h>
 
-#include <algorithm>
 #include <cstddef>
 
 namespace {
 
 using namespace pixmill::detail;
 
+/// Weights and factors are limited so that every product fits an int, which clamps faster than a float. No larger one
+/// would give other pixels than black and white.
+constexpr float kLargestWeight = 60.0f; // for one step of an 8-bit alpha
+constexpr float kLargestFactor = 10000.0f;
+
 /// Toward zero, limited to the pixel's range.
 inline void truncate(float v, uchar& out)
 {
-    out = uchar(int(limit(v, 0.0f, 255.0f)));
+    out = clamp8(int(v));
 }
 
 inline void truncate(float v, ushort& out)
 {
-    out = ushort(int(limit(v, 0.0f, 65535.0f)));
+    out = clamp16(int(v));
 }
 
 inline void truncate(float v, float& out)
@@ -27,25 +33,29 @@ inline void truncate(float v, float& out)
     out = v;
 }
 
+/// `out` may be any of the inputs.
+template <class T>
+inline void blendRow(const T* in0, const T* in1, const uchar* alpha, float k, T* out, int n)
+{
+    PIXMILL_SAME_SAMPLE_ALIASING
+    for (int x = 0; x < n; ++x) {
+        const float a = float(alpha[x]) * k;
+        truncate(in1[x] * a + in0[x] * (1.0f - a), out[x]);
+    }
+}
+
+inline void scaleRow(const uchar* in, float factor, uchar* out, int n)
+{
+    PIXMILL_SAME_SAMPLE_ALIASING
+    for (int x = 0; x < n; ++x)
+        out[x] = nearPixel8(float(in[x]) * factor);
+}
+
 template <class T>
 void blend(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv::Mat& out, float k)
 {
-    forEachRow(in0.size(), [&](int y) {
-        const T* p0 = in0.ptr<T>(y);
-        const T* p1 = in1.ptr<T>(y);
-        const uchar* pa = alpha.ptr(y);
-        T* po = out.ptr<T>(y);
-        for (int x = 0; x < in0.cols; ++x) {
-            const float a = float(pa[x]) * k;
-            truncate(p1[x] * a + p0[x] * (1.0f - a), po[x]);
-        }
-    });
-}
-
-/// Whether row by row, left to right, no pixel of `in` is overwritten before it is read.
-bool isDisjointOrSame(const cv::Mat& in, const cv::Mat& out)
-{
-    return !overlap(in, out) || (in.data == out.data && in.step == out.step && in.elemSize() == out.elemSize());
+    forEachRow(in0.size(),
+               [&](int y) { blendRow(in0.ptr<T>(y), in1.ptr<T>(y), alpha.ptr(y), k, out.ptr<T>(y), in0.cols); });
 }
 
 } // namespace
@@ -67,10 +77,10 @@ void blendAlpha(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv
     const float k = opacity * 0.003921569f;
     switch (from0.type()) {
     case CV_8UC1:
-        blend<uchar>(from0, from1, weights, result, k);
+        blend<uchar>(from0, from1, weights, result, limit(k, -kLargestWeight, kLargestWeight));
         break;
     case CV_16UC1:
-        blend<ushort>(from0, from1, weights, result, k);
+        blend<ushort>(from0, from1, weights, result, limit(k, -kLargestWeight, kLargestWeight));
         break;
     case CV_32FC1:
         blend<float>(from0, from1, weights, result, k);
@@ -87,35 +97,7 @@ void blendC(const unsigned char* src, int srcStep, unsigned char* dst, int dstSt
     if (width <= 0 || height <= 0)
         return;
     CV_Assert(src && dst);
-    forEachRow({width, height}, [&](int y) {
-        const uchar* in = src + std::ptrdiff_t(y) * srcStep;
-        uchar* out = dst + std::ptrdiff_t(y) * dstStep;
-        for (int x = 0; x < width; ++x)
-            out[x] = toPixel8(float(in[x]) * factor);
-    });
-}
-
-void extremeSharpen(const cv::Mat& in, cv::Mat& out)
-{
-    if (in.type() != CV_16UC1)
-        throw "ERROR - extremeSharpen - in.type()!=CV_16UC1";
-    const cv::Mat from = overlap(in, out) ? in.clone() : in;
-    ensure(out, from.size(), CV_16UC1);
-    forEachRow(from.size(), [&](int y) {
-        const ushort* p = from.ptr<ushort>(y);
-        ushort* o = out.ptr<ushort>(y);
-        std::copy(p, p + from.cols, o);
-        if (y == 0 || y == from.rows - 1)
-            return;
-        const ushort* rows[] = {from.ptr<ushort>(y - 1), p, from.ptr<ushort>(y + 1)};
-        for (int x = 1; x < from.cols - 1; ++x) {
-            ushort low = p[x], high = p[x];
-            for (const ushort* r : rows)
-                for (int i = -1; i <= 1; ++i) {
-                    low = std::min(low, r[x + i]);
-                    high = std::max(high, r[x + i]);
-                }
-            o[x] = high - p[x] < p[x] - low ? high : low;
-        }
-    });
+    factor = limit(factor, -kLargestFactor, kLargestFactor);
+    forEachRow({width, height},
+               [&](int y) { scaleRow(rowAt(src, srcStep, y), factor, rowAt(dst, dstStep, y), width); });
 }

@@ -85,15 +85,12 @@ void extendBorder(cv::Mat& image, int left, int top, int right, int bottom)
         return;
     const Bytes plane = {image.data, std::ptrdiff_t(image.step[0]), image.cols, image.rows, image.elemSize()};
     fillColumns(plane, left, right);
-    if (hasSource(top, plane.height))
+    fillRows(plane, top, 0);
+    // Meant: `top` rows are filled below, and none without a top margin. The resamplers leave their lowest rows alone
+    // that way. Past the last row the view throws.
+    if (top > 0 && hasSource(bottom, image.rows))
         for (int i = 0; i < top; ++i)
-            plane.copyRow(top, i);
-    if (top > 0 && hasSource(bottom, plane.height))
-        for (int i = 0; i < top; ++i) {
-            // Meant: the rows below are counted by `top`. Past the last one the row view throws.
-            image.row(image.rows - bottom + i);
-            plane.copyRow(image.rows - bottom - 1, image.rows - bottom + i);
-        }
+            image.row(image.rows - bottom - 1).copyTo(image.row(image.rows - bottom + i));
 }
 
 void extendBorder(float* data, int step, IppiSize size, int top, int bottom, int left, int right)

@@ -5,36 +5,55 @@
 #include <pixmill/primitives/memory.h>
 #include <pixmill/primitives/resize.h>
 #include <pixmill/resample/border.h>
-
-#include <opencv2/imgproc.hpp>
+#include <pixmill/resample/detail/planes.h>
 
 #include <algorithm>
 #include <climits>
+#include <cstddef>
 #include <memory>
+#include <type_traits>
 
 namespace {
 
 constexpr int kPyramid = 257;
-constexpr int kBorder = cv::BORDER_REFLECT_101;
 
 bool isReady(const cv::Mat& in, const cv::Mat& out)
 {
     return out.data && out.total() != 0 && out.type() == in.type();
 }
 
+/// What the four functions differ in.
 struct Recipe {
+    bool enlarges;
+    int times; ///< the whole factor
     double factor, shift;
     int moreBuffer; ///< bytes beyond what the primitive asks for
     const char* noBuffer;
     const char* badType;
 };
 
-void resizeWhole(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int interpolation)
+using Buffer = std::unique_ptr<unsigned char, void (*)(void*)>;
+
+/// The positions that most calls have, without tables of positions and weights.
+bool resizeFast(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int interpolation)
+{
+    const std::size_t needed = pixmill::detail::planeScratch(in);
+    if (in.dims > 2 || out.dims > 2 || in.empty() || needed > INT_MAX)
+        return false;
+    const Buffer scratch(ippsMalloc_8u(int(needed)), ippsFree);
+    if (!scratch)
+        throw recipe.noBuffer;
+    if (recipe.enlarges)
+        return recipe.times == 2 && pixmill::detail::doublePlane(in, out, interpolation, scratch.get());
+    return pixmill::detail::reducePlane(in, out, recipe.times, interpolation, scratch.get());
+}
+
+void resizeByPrimitive(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int interpolation)
 {
     const IppiRect from = {0, 0, in.cols, in.rows}, to = {0, 0, out.cols, out.rows};
     int size = 0;
     ippiResizeGetBufSize(from, to, 1, interpolation, &size);
-    const std::unique_ptr<unsigned char, void (*)(void*)> buffer(ippsMalloc_8u(size + recipe.moreBuffer), ippsFree);
+    const Buffer buffer(ippsMalloc_8u(size + recipe.moreBuffer), ippsFree);
     if (!buffer)
         throw recipe.noBuffer;
 
@@ -55,22 +74,18 @@ void resizeWhole(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int inte
     }
 }
 
+/// The resize of whole planes. A status of the primitive is not looked at: `out` then stays as it is.
+void resizeWhole(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int interpolation)
+{
+    if (!resizeFast(in, out, recipe, interpolation))
+        resizeByPrimitive(in, out, recipe, interpolation);
+}
+
 /// Fills the columns right of the input's image. Rows below it keep what the resize left in them.
 void fillSurplus(cv::Mat& out, long long exactCols, long long exactRows)
 {
     const auto surplus = [](long long n) { return int(std::clamp<long long>(n, 0, INT_MAX)); };
     extendBorder(out, 0, 0, surplus(out.cols - exactCols), surplus(out.rows - exactRows));
-}
-
-/// cv::pyrUp without its fault: where the result has an odd number of rows, 2 * rows - 1, its vector code stores the
-/// wrong row last. So it enlarges into twice the rows, and those asked for are kept.
-void pyramidUp(const cv::Mat& in, cv::Mat& out)
-{
-    if (out.rows != 2 * in.rows - 1 || out.dims > 2)
-        return cv::pyrUp(in, out, out.size(), kBorder);
-    cv::Mat whole;
-    cv::pyrUp(in, whole, cv::Size(out.cols, 2 * in.rows), kBorder);
-    whole.rowRange(0, out.rows).copyTo(out);
 }
 
 } // namespace
@@ -80,9 +95,10 @@ void upSize2X(const cv::Mat& in, cv::Mat& out2X, int interpolation)
     if (!isReady(in, out2X))
         throw pixmill::detail::keepMessage(TPixmill::traceMsg("upSize2X", 103, "out2X is not allocated"));
     if (interpolation == kPyramid)
-        pyramidUp(in, out2X);
+        pixmill::detail::pyramidUp(in, out2X);
     else
-        resizeWhole(in, out2X, {2.0, -0.5, 0, "ERROR - up2X - ippsMalloc_8u(pBufferSize)", "ERROR - up2X - type"},
+        resizeWhole(in, out2X,
+                    {true, 2, 2.0, -0.5, 0, "ERROR - up2X - ippsMalloc_8u(pBufferSize)", "ERROR - up2X - type"},
                     interpolation);
     fillSurplus(out2X, 2LL * in.cols, 2LL * in.rows);
 }
@@ -92,7 +108,8 @@ void upSizeNX(const cv::Mat& in, cv::Mat& outNX, int factor, int interpolation)
     if (!isReady(in, outNX))
         throw "ERROR - upSizeNX - outNX is not allocated";
     resizeWhole(in, outNX,
-                {double(factor), -1.0 / factor, 0, "ERROR - upNX - ippsMalloc_8u(pBufferSize)", "ERROR - upNX - type"},
+                {true, factor, double(factor), -1.0 / factor, 0, "ERROR - upNX - ippsMalloc_8u(pBufferSize)",
+                 "ERROR - upNX - type"},
                 interpolation);
     fillSurplus(outNX, (long long)factor * in.cols, (long long)factor * in.rows);
 }
@@ -102,10 +119,10 @@ void downSize2X(const cv::Mat& in, cv::Mat& outHalf, int interpolation)
     if (!isReady(in, outHalf))
         throw "ERROR - downSize2X - outHalf must be allocated!";
     if (interpolation == kPyramid)
-        cv::pyrDown(in, outHalf, outHalf.size(), kBorder);
+        pixmill::detail::pyramidDown(in, outHalf);
     else
         resizeWhole(in, outHalf,
-                    {0.5, 0.25, 1024, "ERROR - down2X - ippsMalloc_8u(pBufferSize)", "ERROR - down2X - type"},
+                    {false, 2, 0.5, 0.25, 1024, "ERROR - down2X - ippsMalloc_8u(pBufferSize)", "ERROR - down2X - type"},
                     interpolation);
     fillSurplus(outHalf, in.cols / 2, in.rows / 2);
 }
@@ -116,7 +133,7 @@ void downSizeNX(const cv::Mat& in, cv::Mat& out, int factor, int interpolation)
         throw "downSizeNX - out is not allocated";
     CV_Assert(factor != 0);
     resizeWhole(in, out,
-                {1.0 / factor, 0.5 / factor, 1024, "ERROR - downSizeNX - ippsMalloc_8u(pBufferSize)",
+                {false, factor, 1.0 / factor, 0.5 / factor, 1024, "ERROR - downSizeNX - ippsMalloc_8u(pBufferSize)",
                  "ERROR - downSizeNX - type"},
                 interpolation);
     fillSurplus(out, (long long)in.cols / factor, (long long)in.rows / factor);

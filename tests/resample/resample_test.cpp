@@ -1,20 +1,348 @@
 #include <pixmill/resample/resample.h>
 
+#include <pixmill/resample/detail/doubling.h>
+#include <pixmill/resample/detail/pyramid.h>
+
+#include <support/everyway.h>
 #include <support/planes.h>
+#include <support/resize_reference.h>
 #include <support/throws.h>
 
 #include <opencv2/imgproc.hpp>
 
-using pixmill::test::randomPlane;
-using pixmill::test::samePixels;
+#include <climits>
+#include <cmath>
+#include <string>
 
-TEST(Resample, DoublingCopiesEvenPixelsAndHalvingPicksThem)
+using namespace pixmill::test;
+
+namespace {
+
+void fillColumnsFrom(cv::Mat& m, int first)
 {
-    const cv::Mat in = randomPlane({9, 5}, CV_16UC1, 0, 65536);
-    cv::Mat twice(10, 18, CV_16UC1), back(5, 9, CV_16UC1);
-    for (const int code : {1, 2, 4}) {
-        upSize2X(in, twice, code);
-        downSize2X(twice, back, code);
-        EXPECT_TRUE(samePixels<ushort>(in, back)) << code;
+    for (int x = first; first > 0 && x < m.cols; ++x)
+        m.col(first - 1).copyTo(m.col(x));
+}
+
+template <class T>
+cv::Mat expectedUp(const cv::Mat& in, cv::Size size, int factor, int code)
+{
+    cv::Mat out = referenceResize<T>(in, size, {factor, 1}, {-1, factor}, code);
+    fillColumnsFrom(out, factor * in.cols);
+    return out;
+}
+
+template <class T>
+cv::Mat expectedDown(const cv::Mat& in, cv::Size size, int factor, int code)
+{
+    cv::Mat out = referenceResize<T>(in, size, {1, factor}, {1, 2 * factor}, code);
+    fillColumnsFrom(out, in.cols / factor);
+    return out;
+}
+
+const cv::Size kMore[] = {{0, 0}, {-1, -1}, {1, 0}, {0, 1}, {3, 4}};
+
+/// Runs `operation(out)` into a plane of the exact size and `more`, at every row level, against `expected(size)`.
+template <class T, class Operation, class Expected>
+void compare(cv::Size exact, cv::Size more, int type, const Operation& operation, const Expected& expected)
+{
+    const cv::Size size(std::max(exact.width + more.width, 1), std::max(exact.height + more.height, 1));
+    const cv::Mat right = expected(size);
+    everyWay([&] {
+        cv::Mat out = randomPlane(size, type, 0, 2, 6);
+        operation(out);
+        ASSERT_TRUE(samePixels<T>(right, out));
+    });
+}
+
+/// Every operation on sources of this type, into outputs that are exact, smaller and larger.
+template <class T>
+void compareWithReference(int type, double high)
+{
+    for (const cv::Size size : {cv::Size(1, 1), cv::Size(2, 3), cv::Size(3, 2), cv::Size(4, 9), cv::Size(45, 13)})
+        for (const cv::Size more : kMore)
+            for (const int code : {1, 2, 4}) {
+                SCOPED_TRACE(testing::Message() << size << " and " << more << ", code " << code);
+                const cv::Mat in = randomPlane(size, type, 0, high, 5);
+                compare<T>(
+                    {2 * in.cols, 2 * in.rows}, more, type, [&](cv::Mat& out) { upSize2X(in, out, code); },
+                    [&](cv::Size s) { return expectedUp<T>(in, s, 2, code); });
+                compare<T>(
+                    {in.cols / 2, in.rows / 2}, more, type, [&](cv::Mat& out) { downSize2X(in, out, code); },
+                    [&](cv::Size s) { return expectedDown<T>(in, s, 2, code); });
+                for (const int factor : {1, 2, 3, 4, 5, 6, 7, 8, 11}) {
+                    SCOPED_TRACE(factor);
+                    compare<T>(
+                        {in.cols / factor, in.rows / factor}, more, type,
+                        [&](cv::Mat& out) { downSizeNX(in, out, factor, code); },
+                        [&](cv::Size s) { return expectedDown<T>(in, s, factor, code); });
+                    // A float of other factors has weights that depend on how they are computed.
+                    if ((factor & (factor - 1)) == 0 || !std::is_same_v<T, float>)
+                        compare<T>(
+                            {in.cols * factor, in.rows * factor}, more, type,
+                            [&](cv::Mat& out) { upSizeNX(in, out, factor, code); },
+                            [&](cv::Size s) { return expectedUp<T>(in, s, factor, code); });
+                }
+            }
+}
+
+/// cv::pyrUp, kept from the row that it gets wrong when the result has 2 * rows - 1.
+cv::Mat rightPyrUp(const cv::Mat& in, cv::Size size)
+{
+    cv::Mat whole;
+    if (size.height != 2 * in.rows - 1) {
+        cv::pyrUp(in, whole, size, cv::BORDER_REFLECT_101);
+        return whole;
     }
+    cv::pyrUp(in, whole, {size.width, 2 * in.rows}, cv::BORDER_REFLECT_101);
+    return whole.rowRange(0, size.height);
+}
+
+template <class T>
+void comparePyramids(int type)
+{
+    for (const cv::Size size : {cv::Size(1, 1), cv::Size(1, 5), cv::Size(2, 1), cv::Size(3, 3), cv::Size(4, 2),
+                                cv::Size(37, 22), cv::Size(132, 5)})
+        for (const cv::Size more :
+             {cv::Size(0, 0), cv::Size(-1, 0), cv::Size(0, -1), cv::Size(-1, -1), cv::Size(1, 1)}) {
+            SCOPED_TRACE(testing::Message() << size << " and " << more);
+            const cv::Mat in = randomPlane(size, type, 0, sizeof(T) == 1 ? 256 : 65536, 8);
+            cv::Mat out = randomPlane(cv::Size(2 * in.cols, 2 * in.rows) + more, type, 0, 256, 9);
+            upSize2X(in, out, 257);
+            cv::Mat expected = rightPyrUp(in, out.size());
+            fillColumnsFrom(expected, 2 * in.cols);
+            ASSERT_TRUE(samePixels<T>(expected, out));
+
+            const cv::Size half = cv::Size(in.cols / 2 + 1, in.rows / 2 + 1) + more;
+            if (half.area() == 0 || half.width > in.cols / 2 + 1)
+                continue;
+            out = randomPlane(half, type, 0, 256, 9);
+            downSize2X(in, out, 257);
+            cv::pyrDown(in, expected, half, cv::BORDER_REFLECT_101);
+            expected = expected.clone();
+            fillColumnsFrom(expected, in.cols / 2);
+            ASSERT_TRUE(samePixels<T>(expected, out));
+        }
+}
+
+} // namespace
+
+TEST(Resample, AgreesWithExactPositionsAtEveryRowLevel)
+{
+    compareWithReference<unsigned char>(CV_8UC1, 256);
+    compareWithReference<unsigned short>(CV_16UC1, 65536);
+    compareWithReference<float>(CV_32FC1, 1);
+}
+
+TEST(Resample, BlackAndWhiteStayInThePixelsRange)
+{
+    // Blocks of them give the largest overshoots, and white the largest sums, that a row of sums must hold.
+    for (const int type : {CV_8UC1, CV_16UC1}) {
+        const double top = type == CV_8UC1 ? 255 : 65535;
+        cv::Mat in = randomPlane({41, 23}, CV_8UC1, 0, 2);
+        in.convertTo(in, type, top);
+        cv::Mat out(46, 82, type), half(11, 20, type);
+        upSize2X(in, out, 4);
+        EXPECT_TRUE(type == CV_8UC1 ? samePixels<uchar>(expectedUp<uchar>(in, out.size(), 2, 4), out)
+                                    : samePixels<ushort>(expectedUp<ushort>(in, out.size(), 2, 4), out));
+        in.setTo(top);
+        upSize2X(in, out, 257);
+        downSize2X(in, half, 257);
+        EXPECT_EQ(cv::countNonZero(out != top) + cv::countNonZero(half != top), 0);
+    }
+}
+
+TEST(Resample, AFloatBesideAHugeNeighbourIsStillCopied)
+{
+    const float inf = INFINITY;
+    const cv::Mat in = (cv::Mat_<float>(2, 3) << 1, inf, -inf, NAN, 2, 3e38f);
+    cv::Mat up(4, 6, CV_32FC1), down(1, 2, CV_32FC1);
+    for (const int code : {1, 2, 4}) {
+        upSize2X(in, up, code);
+        EXPECT_EQ(up.at<float>(0, 0), 1);
+        EXPECT_EQ(up.at<float>(2, 2), 2);
+        EXPECT_EQ(up.at<float>(2, 4), 3e38f);
+        downSize2X(in, down, code);
+        EXPECT_EQ(down.at<float>(0, 0), 1);
+    }
+}
+
+TEST(Resample, ThePyramidStepsHaveTheValuesOfTheImageLibrary)
+{
+    everyWay([] {
+        comparePyramids<unsigned char>(CV_8UC1);
+        comparePyramids<unsigned short>(CV_16UC1);
+    });
+    comparePyramids<float>(CV_32FC1);
+    comparePyramids<unsigned short>(CV_16UC3);
+    comparePyramids<short>(CV_16SC1);
+}
+
+TEST(Resample, PyramidStepsRejectWhatTheImageLibraryRejects)
+{
+    const cv::Mat in = randomPlane({8, 8}, CV_16UC1, 0, 65536), whole = randomPlane({8, 8}, CV_32SC1, 0, 9);
+    for (const cv::Size size : {cv::Size(14, 16), cv::Size(16, 18), cv::Size(13, 15), cv::Size(19, 17)}) {
+        cv::Mat out(size, CV_16UC1, cv::Scalar(3));
+        EXPECT_THROW(upSize2X(in, out, 257), cv::Exception) << size;
+        EXPECT_EQ(cv::countNonZero(out != 3), 0);
+    }
+    for (const cv::Size size : {cv::Size(2, 4), cv::Size(4, 6), cv::Size(1, 1)}) {
+        cv::Mat out(size, CV_16UC1, cv::Scalar(3));
+        EXPECT_THROW(downSize2X(in, out, 257), cv::Exception) << size;
+        EXPECT_EQ(cv::countNonZero(out != 3), 0);
+    }
+    cv::Mat out(4, 4, CV_32SC1);
+    EXPECT_THROW(downSize2X(whole, out, 257), cv::Exception);
+    cv::Mat one(1, 1, CV_16UC1);
+    EXPECT_THROW(upSize2X(cv::Mat(0, 0, CV_16UC1), one, 257), cv::Exception);
+}
+
+TEST(Resample, AnOutputMustBeReadyAndOfTheInputsType)
+{
+    const cv::Mat in = randomPlane({4, 4}, CV_16UC1, 0, 65536);
+    cv::Mat none, other(8, 8, CV_8UC1);
+    for (const int code : {4, 257})
+        for (cv::Mat* out : {&none, &other}) {
+            EXPECT_THROWS_TEXT(upSizeNX(in, *out, 2, code), "ERROR - upSizeNX - outNX is not allocated");
+            EXPECT_THROWS_TEXT(downSize2X(in, *out, code), "ERROR - downSize2X - outHalf must be allocated!");
+            EXPECT_THROWS_TEXT(downSizeNX(in, *out, 2, code), "downSizeNX - out is not allocated");
+            try {
+                upSize2X(in, *out, code);
+                ADD_FAILURE() << "nothing was thrown";
+            } catch (const char* text) {
+                const std::string tail = " - 103 - upSize2X : out2X is not allocated - ", line = text;
+                ASSERT_GT(line.size(), tail.size());
+                EXPECT_EQ(line.substr(line.size() - tail.size()), tail);
+            }
+        }
+    EXPECT_TRUE(none.empty());
+}
+
+TEST(Resample, OtherTypesThrowUnlessThePyramidStepTakesThem)
+{
+    for (const int type : {CV_16UC3, CV_32FC2, CV_16SC1, CV_64FC1}) {
+        const cv::Mat in(4, 4, type, cv::Scalar::all(7));
+        cv::Mat up(8, 8, type), down(2, 2, type);
+        for (const int code : {1, 2, 4, 99}) {
+            EXPECT_THROWS_TEXT(upSize2X(in, up, code), "ERROR - up2X - type");
+            EXPECT_THROWS_TEXT(upSizeNX(in, up, 2, code), "ERROR - upNX - type");
+            EXPECT_THROWS_TEXT(downSize2X(in, down, code), "ERROR - down2X - type");
+            EXPECT_THROWS_TEXT(downSizeNX(in, down, 2, code), "ERROR - downSizeNX - type");
+        }
+        EXPECT_THROWS_TEXT(upSizeNX(in, up, 2, 257), "ERROR - upNX - type");
+        EXPECT_THROWS_TEXT(downSizeNX(in, down, 2, 257), "ERROR - downSizeNX - type");
+        upSize2X(in, up, 257);
+        downSize2X(in, down, 257);
+        EXPECT_EQ(cv::norm(up, cv::Mat(8, 8, type, cv::Scalar::all(7)), cv::NORM_INF), 0);
+        EXPECT_EQ(cv::norm(down, cv::Mat(2, 2, type, cv::Scalar::all(7)), cv::NORM_INF), 0);
+    }
+}
+
+TEST(Resample, ARejectedResizeStillFillsTheSurplusColumns)
+{
+    // The whole factor knows no pyramid step: the primitive turns the code down, and only the border step acts.
+    const cv::Mat in = randomPlane({4, 4}, CV_16UC1, 0, 65536);
+    for (const int code : {0, 3, 257}) {
+        const cv::Mat before = randomPlane({10, 9}, CV_16UC1, 0, 65536, 2);
+        cv::Mat expected = before.clone(), up = before.clone(), down = before.clone();
+        fillColumnsFrom(expected, 8);
+        upSizeNX(in, up, 2, code);
+        EXPECT_TRUE(samePixels<ushort>(expected, up));
+        expected = before.clone();
+        fillColumnsFrom(expected, 2);
+        downSizeNX(in, down, 2, code);
+        EXPECT_TRUE(samePixels<ushort>(expected, down));
+    }
+}
+
+TEST(Resample, SenselessFactorsAndEmptySourcesDoNoDamage)
+{
+    const cv::Mat in = randomPlane({4, 4}, CV_16UC1, 0, 65536);
+    const cv::Mat before = randomPlane({5, 5}, CV_16UC1, 0, 65536, 2);
+    for (const int factor : {0, -1, -3, INT_MIN}) {
+        cv::Mat up = before.clone(), down = before.clone();
+        upSizeNX(in, up, factor, 4);
+        EXPECT_TRUE(samePixels<ushort>(before, up)) << factor;
+        if (factor == 0)
+            EXPECT_THROW(downSizeNX(in, down, factor, 4), cv::Exception);
+        else
+            downSizeNX(in, down, factor, 4);
+        EXPECT_TRUE(samePixels<ushort>(before, down)) << factor;
+    }
+    cv::Mat up(3, 3, CV_16UC1), down(3, 3, CV_16UC1);
+    upSizeNX(in, up, INT_MAX, 1); // all within the first pixel
+    EXPECT_TRUE(samePixels<ushort>(cv::Mat(3, 3, CV_16UC1, cv::Scalar(in.at<ushort>(0, 0))), up));
+    downSizeNX(in, down, INT_MAX, 1);
+    EXPECT_TRUE(samePixels<ushort>(cv::Mat(3, 3, CV_16UC1, cv::Scalar(in.at<ushort>(3, 3))), down));
+    for (const int code : {1, 2, 4}) {
+        cv::Mat out = before.clone();
+        const cv::Mat none(0, 0, CV_16UC1);
+        upSize2X(none, out, code);
+        downSize2X(none, out, code);
+        EXPECT_TRUE(samePixels<ushort>(before, out));
+    }
+}
+
+TEST(Resample, RowsOfADoubledPlaneCanBeHadOneByOne)
+{
+    const cv::Mat in = randomPlane({21, 9}, CV_16UC1, 0, 65536);
+    for (const int cols : {40, 41, 42, 45}) {
+        cv::Mat linear(18, cols, CV_16UC1), cubic(18, cols, CV_16UC1), rows(18, cols, CV_16UC1);
+        upSize2X(in, linear, 2);
+        upSize2X(in, cubic, 4);
+        const auto row = [&in](int y) { return in.ptr<ushort>(pixmill::detail::inside(y, in.rows)); };
+        for (int y = 0; y < rows.rows; ++y)
+            pixmill::detail::doubleRowLinear(row(y / 2), row(y / 2 + 1), y % 2 != 0, in.cols, rows.ptr<ushort>(y),
+                                             cols);
+        EXPECT_TRUE(samePixels<ushort>(linear, rows));
+        std::vector<int> scratch(in.cols);
+        for (int y = 0; y < rows.rows; ++y) {
+            const ushort* const four[] = {row(y / 2 - 1), row(y / 2), row(y / 2 + 1), row(y / 2 + 2)};
+            pixmill::detail::doubleRowCubic(four, y % 2 != 0, in.cols, rows.ptr<ushort>(y), cols, scratch.data());
+        }
+        EXPECT_TRUE(samePixels<ushort>(cubic, rows));
+    }
+}
+
+namespace {
+
+template <int cn>
+void comparePyramidRows(cv::Size size, cv::Size up)
+{
+    using namespace pixmill::detail;
+    const cv::Mat in = randomPlane(size, CV_16UC(cn), 0, 65536);
+    cv::Mat down;
+    cv::pyrDown(in, down, cv::Size(), cv::BORDER_REFLECT_101);
+    cv::Mat rows(down.size(), in.type());
+    std::vector<int> scratch(pyramidScratch(in.cols, cn));
+    for (int y = 0; y < rows.rows; ++y) {
+        const ushort* five[5];
+        for (int k = 0; k < 5; ++k)
+            five[k] = in.ptr<ushort>(mirrored(2 * y - 2 + k, in.rows));
+        pyrDownRow<cn>(five, in.cols, rows.ptr<ushort>(y), rows.cols, scratch.data());
+    }
+    EXPECT_TRUE(samePixels<ushort>(down, rows));
+
+    rows.create(up, in.type());
+    for (int y = 0; y < rows.rows; ++y) {
+        const ushort* three[3];
+        for (int k = 0; k < 3; ++k)
+            three[k] = in.ptr<ushort>(expanded(y / 2 - 1 + k, in.rows));
+        pyrUpRow<cn>(three, y % 2 != 0, in.cols, rows.ptr<ushort>(y), rows.cols, scratch.data());
+    }
+    EXPECT_TRUE(samePixels<ushort>(rightPyrUp(in, up), rows));
+}
+
+} // namespace
+
+TEST(Resample, PyramidRowsTakeInterleavedChannels)
+{
+    for (const cv::Size size : {cv::Size(2, 1), cv::Size(5, 4), cv::Size(18, 7)})
+        for (const cv::Size up : {size * 2, size * 2 - cv::Size(1, 0), size * 2 - cv::Size(0, 1)}) {
+            SCOPED_TRACE(testing::Message() << size << " to " << up);
+            comparePyramidRows<1>(size, up);
+            comparePyramidRows<3>(size, up);
+            comparePyramidRows<10>(size, up);
+            comparePyramidRows<24>(size, up);
+        }
 }

@@ -65,7 +65,11 @@ void forEachSpan(int count, long pixels, const Body& body)
     if (count <= 0)
         return;
     const bool team = count > 1 && pixels >= rowPolicy().leastParallelPixels && !omp_in_parallel();
-#pragma omp parallel if (team)
+    if (!team || omp_get_max_threads() == 1) { // a team of one costs as much as a small brush dot
+        runSpan(body, 0, count);
+        return;
+    }
+#pragma omp parallel
     {
         const long n = omp_get_num_threads(), k = omp_get_thread_num();
         const int first = int(count * k / n), end = int(count * (k + 1) / n);

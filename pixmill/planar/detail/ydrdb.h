@@ -31,9 +31,10 @@ inline float lumaOf(float r, float g, float b)
     return kRedShare * r + kGreenShare * g + kBlueShare * b;
 }
 
+/// Rounded. 16-bit colours never reach 65535.5, so nothing is clamped.
 inline ushort luma16(int r, int g, int b)
 {
-    return nearPixel16(lumaOf(float(r), float(g), float(b)));
+    return ushort(roundToInt(lumaOf(float(r), float(g), float(b))));
 }
 
 /// Luma, 16-bit, of colours whose full scale is 32768: the doubling comes before the rounding.

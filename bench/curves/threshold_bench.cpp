@@ -1,0 +1,40 @@
+#include <support/bench.h>
+
+#include <pixmill/curves/TLutThreshold.h>
+#include <pixmill/curves/detail/threshold_tables.h>
+
+using namespace pixmill::bench;
+using pixmill::detail::ThresholdControls;
+
+namespace {
+
+/// The three tables of one detail level.
+struct Level {
+    TLut16U a{0, 5, 9830, 0.35f}, b{0, 5, 9830, 0.35f}, c{0, 5, 9830, 0.35f};
+    TLut16U* luts[3] = {&a, &b, &c};
+    ThresholdControls controls[3] = {{0.5f, 0.4f, 0.1f, 0.2f}, {0.3f, -0.4f, 0.1f, 0.2f}, {0.1f, 0.2f, 0, 0}};
+};
+
+void together(benchmark::State& state)
+{
+    Level level;
+    for (auto _ : state)
+        pixmill::detail::setupLinearThresholds(level.luts, level.controls, 3);
+    report(state, 3 * 65536, 0);
+}
+
+void oneByOne(benchmark::State& state)
+{
+    Level level;
+    for (auto _ : state)
+        for (int i = 0; i < 3; ++i) {
+            const ThresholdControls& c = level.controls[i];
+            level.luts[i]->setupLinearThreshold(c.kShift, c.tShift, c.kBase, c.tBase);
+        }
+    report(state, 3 * 65536, 0);
+}
+
+} // namespace
+
+BENCHMARK(together)->Name("TLut16U_threeTables")->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(oneByOne)->Name("TLut16U_threeTables:one by one")->Unit(benchmark::kMillisecond)->UseRealTime();

@@ -1,0 +1,117 @@
+#include "photo.h"
+
+#include "report.h"
+
+#include <opencv2/core.hpp>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <filesystem>
+#include <stdexcept>
+
+cv::Mat loadPhoto(const std::string& path)
+{
+    if (!std::filesystem::is_regular_file(path))
+        throw std::runtime_error("no such file: " + path);
+    cv::Mat photo;
+    try {
+        photo = cv::imread(path, cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH);
+    } catch (const cv::Exception& e) {
+        throw std::runtime_error("cannot read " + path + ": " + e.err);
+    }
+    if (photo.empty())
+        throw std::runtime_error("not a picture: " + path);
+    if (photo.depth() != CV_8U && photo.depth() != CV_16U)
+        throw std::runtime_error("neither 8 nor 16 bits a sample: " + path);
+    cv::cvtColor(photo, photo, cv::COLOR_BGR2BGRA);
+    return photo;
+}
+
+cv::Mat as8Bit(const cv::Mat& photo)
+{
+    cv::Mat out = photo;
+    if (photo.depth() == CV_16U)
+        photo.convertTo(out, CV_8U, 1.0 / 257.0);
+    return out;
+}
+
+cv::Mat as16Bit(const cv::Mat& photo)
+{
+    cv::Mat out = photo;
+    if (photo.depth() == CV_8U)
+        photo.convertTo(out, CV_16U, 257.0);
+    return out;
+}
+
+void toPlanes(const TPImage& picture, cv::Mat planes[3])
+{
+    unsigned short* rgb[3];
+    for (int i = 0; i < 3; ++i) {
+        planes[i].create(picture.m_Y.size(), CV_16UC1);
+        rgb[i] = planes[i].ptr<unsigned short>();
+    }
+    picture.convertTopRGB(rgb, 0);
+}
+
+cv::Mat toDisplay(const TPImage& picture)
+{
+    cv::Mat out(picture.m_Y.size(), CV_8UC4);
+    picture.convertTo(out.data, int(out.step));
+    return out;
+}
+
+cv::Mat toFile16(const cv::Mat planes[3])
+{
+    cv::Mat out;
+    cv::merge(std::vector<cv::Mat>{planes[2], planes[1], planes[0]}, out);
+    return out;
+}
+
+void save(const std::string& out, const std::string& name, const cv::Mat& pixels)
+{
+    std::filesystem::create_directories(out);
+    const std::string path = (std::filesystem::path(out) / name).string();
+    cv::Mat file = pixels;
+    if (pixels.channels() == 4)
+        cv::cvtColor(pixels, file, cv::COLOR_BGRA2BGR);
+    const std::vector<int> quality{cv::IMWRITE_JPEG_QUALITY, 92, cv::IMWRITE_PNG_COMPRESSION, 1};
+    bool done = false;
+    try {
+        done = cv::imwrite(path, file, quality);
+    } catch (const cv::Exception&) {
+        done = false;
+    }
+    if (!done)
+        throw std::runtime_error("cannot write " + path);
+    wrote(path);
+}
+
+void label(cv::Mat& picture, const std::string& text)
+{
+    const double size = std::max(0.4, picture.cols / 900.0);
+    const int thick = std::max(1, int(size * 1.6));
+    int below = 0;
+    const cv::Size box = cv::getTextSize(text, cv::FONT_HERSHEY_SIMPLEX, size, thick, &below);
+    const cv::Point at(box.height / 2, picture.rows - below - box.height / 2);
+    cv::rectangle(picture, {0, at.y - box.height - box.height / 2}, {at.x + box.width + box.height / 2, picture.rows},
+                  {245, 245, 245, 255}, cv::FILLED);
+    cv::putText(picture, text, at, cv::FONT_HERSHEY_SIMPLEX, size, {20, 20, 20, 255}, thick, cv::LINE_AA);
+}
+
+cv::Mat sideBySide(const std::vector<cv::Mat>& pictures)
+{
+    const int gap = std::max(2, pictures.front().cols / 100);
+    int width = -gap, height = 0;
+    for (const cv::Mat& p : pictures) {
+        width += p.cols + gap;
+        height = std::max(height, p.rows);
+    }
+    cv::Mat sheet(height, width, pictures.front().type(), cv::Scalar::all(255));
+    int x = 0;
+    for (const cv::Mat& p : pictures) {
+        p.copyTo(sheet(cv::Rect(x, 0, p.cols, p.rows)));
+        x += p.cols + gap;
+    }
+    return sheet;
+}

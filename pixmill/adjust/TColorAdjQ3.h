@@ -1,0 +1,49 @@
+#pragma once
+
+#include <pixmill/core/Export.h>
+
+#include <opencv2/core/mat.hpp>
+
+/// Recolours chroma planes: four controls become two three-dimensional tables over (Y, Dr, Db) that map Dr and Db.
+///
+/// The host constructs, writes the controls, sets `m_dirty` and calls `proc`; an object never marked dirty maps through
+/// identity tables. Nodes are built at multiples of 2047.96875 and read at multiples of 2048, so that even the identity
+/// moves values a little: that is meant. One thread at a time per object; not copyable.
+class PIXMILL_API TColorAdjQ3 {
+public:
+    float m_warmth = 0;                  ///< Cool below 0, warm above.
+    float m_tint = 0;                    ///< Green below 0, magenta above.
+    float m_saturation = 0;              ///< -1 takes all colour out.
+    float m_chromaFloor = 0;             ///< Above 0 lifts weak colours, below 0 removes them.
+    unsigned char m_dirty = 0;           ///< Non-zero: the tables are built again.
+    unsigned char* m_curves_p;           ///< 33 rows of 256: the chroma magnitude curve of each luma node; owned.
+    int m_shift = 11;                    ///< log2 of a table cell's width; at least 11.
+    float m_gridStep = 2047.96875f;      ///< Code value of one node.
+    float m_floorSlope = 4.0f;           ///< Growth of the floor length with the luma node.
+    float m_warmUp;                      ///< Scale of `m_warmth` above 0.
+    float m_warmDown;                    ///< Scale of `m_warmth` at or below 0.
+    float m_tintUp;                      ///< Scale of `m_tint` above 0.
+    float m_tintDown;                    ///< Scale of `m_tint` at or below 0.
+    float m_satUp;                       ///< Top of the saturation factor.
+    float m_floorScale;                  ///< Scale of `m_chromaFloor`.
+    unsigned short m_gridDr[33][33][33]; ///< New Dr by [Y node][Dr node][Db node].
+    unsigned short m_gridDb[33][33][33]; ///< New Db alike.
+
+    TColorAdjQ3(float warmUp, float warmDown, float tintUp, float tintDown, float satUp, float floorScale);
+    ~TColorAdjQ3();
+    TColorAdjQ3(const TColorAdjQ3&) = delete;
+    TColorAdjQ3& operator=(const TColorAdjQ3&) = delete;
+
+    /// Builds the tables again if `m_dirty` is set, and clears it. Always writes "time to compute LUT for color adj: "
+    /// and the seconds it took to standard output.
+    void computeLUT16U();
+
+    /// Scales the differences by max(1, (newY + 655.3) / (oldY + 655.3)), then maps them by trilinear interpolation.
+    ///
+    /// @param oldY, newY      CV_16UC1, luma before and after the host's own change; only the new one picks the table.
+    /// @param inDr, inDb      CV_16UC1, of the same size, centred on 32768.
+    /// @param outDr, outDb    created; may be the inputs.
+    /// @return 1.
+    int proc(const cv::Mat& oldY, const cv::Mat& newY, const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& outDr,
+             cv::Mat& outDb);
+};

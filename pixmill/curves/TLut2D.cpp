@@ -1,0 +1,26 @@
+#include <pixmill/curves/TLut2D.h>
+
+#include <pixmill/curves/detail/ydrdb_tables.h>
+#include <pixmill/primitives/memory.h>
+
+#include <algorithm>
+
+TLut2D::TLut2D(int n) : m_N(n)
+{
+    for (int i = 0; i < std::min(n, 16); ++i)
+        m_lut_p[i] = pixmill::detail::allocateTable();
+}
+
+TLut2D::~TLut2D()
+{
+    for (unsigned short* table : m_lut_p)
+        ippiFree(table);
+}
+
+void TLut2D::apply(const cv::Mat&, cv::Mat&, cv::Mat&)
+{
+}
+
+void TLut2D::computeLUT()
+{
+}

@@ -1,0 +1,31 @@
+#include <pixmill/curves/TLutThreshold.h>
+
+#include <pixmill/core/detail/pixel.h>
+#include <pixmill/curves/detail/threshold_tables.h>
+#include <pixmill/curves/detail/tone_curve.h>
+#include <pixmill/primitives/copy.h>
+
+#include <algorithm>
+
+void TLut16U::setupLightAdjust(float offset, float slopeControl, float shadows, float highlights)
+{
+    using namespace pixmill::detail;
+    constexpr int entries = 65536;
+
+    const float x[5] = {0, 0.25f, 0.5f, 0.75f, 1};
+    const float y[5] = {0, (shadows * 0.349999994f + 0.5f) * 0.5f, 0.5f, 1 - (0.5f - highlights * 0.349999994f) * 0.5f,
+                        1};
+    sampleToneCurve(x, y, m_adjustCurve);
+
+    auto* table = static_cast<ushort*>(m_lut_p);
+    CV_Assert(table);
+    const float slope = lineSlope(m_kLow, m_kHigh, slopeControl);
+    ippiImageRamp_16u_C1R(table, entries * 2, {entries, 1}, offset * 13106.7998f + (1 - slope) * 32768, slope,
+                          ippAxsHorizontal);
+    for (int i = 0; i < entries; ++i) {
+        const float p = float(table[i]) * 0.000961318379f; // 63 / 65535
+        const int j = int(p), next = std::min(j + 1, kToneSamples - 1);
+        const float v = (float(j + 1) - p) * m_adjustCurve[j] + (p - float(j)) * m_adjustCurve[next];
+        table[i] = toPixel16(v * 65535);
+    }
+}

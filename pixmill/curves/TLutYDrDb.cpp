@@ -1,0 +1,221 @@
+#include <pixmill/curves/TLutYDrDb.h>
+
+#include <pixmill/core/detail/pixel.h>
+#include <pixmill/core/detail/plane.h>
+#include <pixmill/curves/detail/ydrdb_tables.h>
+#include <pixmill/primitives/memory.h>
+
+#include <algorithm>
+#include <array>
+
+using namespace pixmill::detail;
+
+namespace {
+
+constexpr int kSlots = 32, kGrid = 128, kFull = 256;
+
+int tableCount(const TLutYDrDb& lut)
+{
+    CV_Assert(lut.m_log2NC <= 5);
+    return lut.m_log2NC < 0 ? 0 : 1 << lut.m_log2NC;
+}
+
+/// A mapping's chroma at every second dr (rows) and db (columns), for one luma.
+struct ChromaSamples {
+    std::array<uchar, kGrid * kGrid> dr, db;
+};
+
+void sampleChroma(TLutYDrDb& lut, ushort luma, ChromaSamples& samples)
+{
+    forEachIndex(kGrid, kGrid * kGrid * kMappingPixels, [&](int r) {
+        for (int c = 0; c < kGrid; ++c) {
+            ushort y = luma;
+            uchar dr = uchar(r << 1), db = uchar(c << 1);
+            lut.mapYDrDb(y, dr, db);
+            samples.dr[r * kGrid + c] = dr;
+            samples.db[r * kGrid + c] = db;
+        }
+    });
+}
+
+/// Doubles a row: entry X lies at sample X / 2 - 1 / 4, so entries are a quarter from a sample, and the ends repeat
+/// theirs. `sums` holds four times the samples; halves go up.
+inline void doubleRow(const ushort* sums, ushort* out)
+{
+    out[0] = ushort((4 * sums[0] + 8) >> 4);
+    for (int i = 0; i < kGrid - 1; ++i) {
+        out[2 * i + 1] = ushort((3 * sums[i] + sums[i + 1] + 8) >> 4);
+        out[2 * i + 2] = ushort((sums[i] + 3 * sums[i + 1] + 8) >> 4);
+    }
+    out[kFull - 1] = ushort((4 * sums[kGrid - 1] + 8) >> 4);
+}
+
+/// Row Y of a doubled grid.
+inline void stretchRow(const uchar* grid, int Y, ushort* out)
+{
+    const int nearest = Y / 2, other = limit(Y % 2 ? nearest + 1 : nearest - 1, 0, kGrid - 1);
+    const uchar *near = grid + nearest * kGrid, *far = grid + other * kGrid;
+    ushort sums[kGrid];
+    for (int x = 0; x < kGrid; ++x)
+        sums[x] = ushort(3 * near[x] + far[x]);
+    doubleRow(sums, out);
+}
+
+/// Stretches the samples to a whole table.
+void stretchChroma(const ChromaSamples& samples, ushort* table)
+{
+    forEachIndex(kFull, kFull * kFull, [&](int Y) {
+        ushort dr[kFull], db[kFull];
+        stretchRow(samples.dr.data(), Y, dr);
+        stretchRow(samples.db.data(), Y, db);
+        for (int x = 0; x < kFull; ++x)
+            table[Y * kFull + x] = ushort((dr[x] << 8) | db[x]);
+    });
+}
+
+/// The chroma pair of a pixel whose luma is the lower edge of band j: the weights there are whole numbers outside 0..1.
+ushort edgeOfBand(const ushort* const* tables, int j, int count, int pair)
+{
+    if (j == count - 1)
+        return tables[j - 1][pair];
+    const int low = tables[j][pair], high = tables[j + 1][pair];
+    const uchar dr = uchar(2 * (low >> 8) - (high >> 8)), db = uchar(2 * (low & 255) - (high & 255));
+    return ushort((dr << 8) | db);
+}
+
+} // namespace
+
+TLutYDrDb::TLutYDrDb(int log2NC) : m_lutY_p(allocateTable()), m_log2NC(-1)
+{
+    setupCLUT(log2NC);
+}
+
+TLutYDrDb::~TLutYDrDb()
+{
+    ippiFree(m_lutY_p);
+    for (ushort* table : m_lutC_p)
+        ippiFree(table);
+}
+
+void TLutYDrDb::setupYLUT()
+{
+    if (!m_lutY_p)
+        m_lutY_p = allocateTable();
+}
+
+int TLutYDrDb::setupCLUT(int log2NC)
+{
+    m_log2NC = std::min(log2NC, 5);
+    const int count = tableCount(*this);
+    for (int i = 0; i < kSlots; ++i) {
+        ushort*& table = m_lutC_p[i];
+        if (i < count && !table) {
+            table = allocateTable();
+        } else if (i >= count && table) {
+            ippiFree(table);
+            table = nullptr;
+        }
+    }
+    return count;
+}
+
+void TLutYDrDb::computeLUT()
+{
+    if (m_lutY_p)
+        sampleLuma(m_lutY_p, [this](ushort& y) {
+            uchar dr = 128, db = 128;
+            mapYDrDb(y, dr, db);
+        });
+
+    const int count = tableCount(*this);
+    if (count < 1 || (count > 1 && !m_lutY_p))
+        return;
+    CV_Assert(std::all_of(m_lutC_p, m_lutC_p + count, [](const ushort* table) { return table; }));
+
+    const float inv = 1.0f / float(count);
+    const int width = toPixel16(65535 * inv), middle = toPixel16(32767 * inv); // of a band; one band has luma 32767
+    ChromaSamples samples;
+    for (int j = 0; j < count; ++j) {
+        sampleChroma(*this, ushort(j * width + middle), samples);
+        stretchChroma(samples, m_lutC_p[j]);
+    }
+}
+
+bool TLutYDrDb::proc(const cv::Mat& inY16U, const cv::Mat& inDr8U, const cv::Mat& inDb8U, cv::Mat& outY, cv::Mat& outDr,
+                     cv::Mat& outDb)
+{
+    if (inY16U.type() != CV_16UC1 || inDr8U.type() != CV_8UC1 || inDb8U.type() != CV_8UC1)
+        throw "ERROR - TLutYDrDb::proc - inY16U.type()!=CV_16UC1 || inDr8U.type!=CV_8UC1 || inDb8U.type()!=CV_8UC1";
+    if (inY16U.size != inDr8U.size || inY16U.size != inDb8U.size)
+        throw "ERROR - TLutYDrDb::proc inY16U.size != inDr8U.size || inY16U.size!= inDb8U.size";
+
+    computeLUT();
+    if (tableCount(*this) > 0)
+        applyCLUT(inY16U, inDr8U, inDb8U, outDr, outDb);
+    applyYLUT(inY16U, outY);
+    return true;
+}
+
+bool TLutYDrDb::proc(cv::Mat& inOutY16U)
+{
+    checkLumaInOut(inOutY16U);
+    computeLUT();
+    cv::Mat out = inOutY16U;
+    applyYLUT(inOutY16U, out);
+    return true;
+}
+
+void TLutYDrDb::applyYLUT(const cv::Mat& inY, cv::Mat& outY)
+{
+    applyLumaTable(m_lutY_p, inY, outY);
+}
+
+void TLutYDrDb::applyCLUT(const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& outDr, cv::Mat& outDb)
+{
+    if (tableCount(*this) < 1)
+        throw "ERROR - TLutYDrDb::applyCLUT - m_NC<1 ";
+    if (inDr.type() != inDb.type() || inDr.type() != CV_8UC1)
+        throw "ERROR -TLutYDrDb::applyCLUT: inDr.type() !=inDb_p.type() || inDr.type() != CV_8UC1";
+    CV_Assert(inDr.size() == inDb.size() && m_lutC_p[0]);
+
+    const cv::Mat dr = inDr, db = inDb; // an output that is given new memory must not take the inputs with it
+    ensure(outDr, dr.size(), CV_8UC1);
+    ensure(outDb, dr.size(), CV_8UC1);
+    const ushort* table = m_lutC_p[0];
+    forEachRow(dr.size(), [&](int row) {
+        const uchar *r = dr.ptr(row), *b = db.ptr(row);
+        uchar *toR = outDr.ptr(row), *toB = outDb.ptr(row);
+        for (int x = 0; x < dr.cols; ++x) {
+            const ushort t = table[(r[x] << 8) | b[x]];
+            toR[x] = uchar(t >> 8);
+            toB[x] = uchar(t);
+        }
+    });
+}
+
+void TLutYDrDb::applyCLUT(const cv::Mat& inY, const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& outDr, cv::Mat& outDb)
+{
+    const int count = tableCount(*this);
+    if (count <= 1) {
+        applyCLUT(inDr, inDb, outDr, outDb);
+        return;
+    }
+    CV_Assert(inDr.size() == inDb.size() && inDr.size() == inY.size() && (inY.empty() || inY.elemSize() >= 2));
+    CV_Assert(std::all_of(m_lutC_p, m_lutC_p + count, [](const ushort* table) { return table; }));
+
+    const cv::Mat luma = inY, dr = inDr, db = inDb; // as above
+    ensure(outDr, dr.size(), CV_8UC1);
+    ensure(outDb, dr.size(), CV_8UC1);
+    const int shift = 16 - m_log2NC, inside = (1 << shift) - 1;
+    forEachRow(dr.size(), [&](int row) {
+        const ushort* y = luma.ptr<ushort>(row);
+        const uchar *r = dr.ptr(row), *b = db.ptr(row);
+        uchar *toR = outDr.ptr(row), *toB = outDb.ptr(row);
+        for (int x = 0; x < dr.cols; ++x) {
+            const int j = y[x] >> shift, pair = (r[x] << 8) | b[x];
+            const ushort t = y[x] & inside ? m_lutC_p[j][pair] : edgeOfBand(m_lutC_p, j, count, pair);
+            toR[x] = uchar(t >> 8);
+            toB[x] = uchar(t);
+        }
+    });
+}

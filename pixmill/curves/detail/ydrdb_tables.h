@@ -1,0 +1,42 @@
+#pragma once
+
+#include <pixmill/core/detail/rows.h>
+
+#include <opencv2/core/mat.hpp>
+
+#include <array>
+
+/// What the families of Y/Dr/Db tables share: their memory, the sampling of luma, and their application to luma.
+namespace pixmill::detail {
+
+constexpr int kTableEntries = 65536, kLumaSamples = 4096;
+
+/// What one call of a host's mapping is taken to cost, in pixels of a plain loop.
+constexpr long kMappingPixels = 16;
+
+/// An undefined table of 65536 entries from the primitives' allocator.
+unsigned short* allocateTable();
+
+/// Stretches the samples of lumas 0, 16, 32 ... to a whole table, linearly on pixel squares.
+void stretchLuma(const std::array<unsigned short, kLumaSamples>& samples, unsigned short* table);
+
+/// Fills a luma table from `map(y)`, which changes a luma in place, at 4096 lumas.
+template <class Map>
+void sampleLuma(unsigned short* table, const Map& map)
+{
+    std::array<unsigned short, kLumaSamples> samples;
+    forEachIndex(kLumaSamples, kLumaSamples * kMappingPixels, [&](int i) {
+        unsigned short y = i * 16;
+        map(y);
+        samples[i] = y;
+    });
+    stretchLuma(samples, table);
+}
+
+/// Throws unless the picture is CV_16UC1.
+void checkLumaInOut(const cv::Mat& inOutY16U);
+
+/// Writes table[inY]; throws without a table or when `inY` is not CV_16UC1.
+void applyLumaTable(const unsigned short* table, const cv::Mat& inY, cv::Mat& outY);
+
+} // namespace pixmill::detail

@@ -1,0 +1,117 @@
+#include <pixmill/engine/TQuillet3.h>
+
+#include <pixmill/core/TPixmill.h>
+#include <pixmill/core/detail/message.h>
+#include <pixmill/core/detail/plane.h>
+#include <pixmill/core/detail/rows.h>
+#include <pixmill/engine/detail/zones.h>
+
+#include <cmath>
+
+using namespace pixmill::detail;
+
+#define PIXMILL_16(f, i)                                                                                               \
+    f(i), f(i + 1), f(i + 2), f(i + 3), f(i + 4), f(i + 5), f(i + 6), f(i + 7), f(i + 8), f(i + 9), f(i + 10),         \
+        f(i + 11), f(i + 12), f(i + 13), f(i + 14), f(i + 15)
+#define PIXMILL_256(f)                                                                                                 \
+    PIXMILL_16(f, 0), PIXMILL_16(f, 16), PIXMILL_16(f, 32), PIXMILL_16(f, 48), PIXMILL_16(f, 64), PIXMILL_16(f, 80),   \
+        PIXMILL_16(f, 96), PIXMILL_16(f, 112), PIXMILL_16(f, 128), PIXMILL_16(f, 144), PIXMILL_16(f, 160),             \
+        PIXMILL_16(f, 176), PIXMILL_16(f, 192), PIXMILL_16(f, 208), PIXMILL_16(f, 224), PIXMILL_16(f, 240)
+
+const int TQuillet3::tg_shadowLut_p[256] = {PIXMILL_256(shadowWeight)};
+const int TQuillet3::tg_midtoneLut_p[256] = {PIXMILL_256(midtoneWeight)};
+const int TQuillet3::tg_highlightLut_p[256] = {PIXMILL_256(highlightWeight)};
+
+#undef PIXMILL_256
+#undef PIXMILL_16
+
+void TQuillet3::setRoi(cv::Rect roi, int scale)
+{
+    if (roi == m_roi && scale == m_scale)
+        return;
+    m_dirty = true;
+    m_roi = roi;
+    m_scale = scale;
+}
+
+bool TQuillet3::neq(float a, float b)
+{
+    return std::abs(a - b) >= 0.01f;
+}
+
+bool TQuillet3::bNZ(float a)
+{
+    return a >= 0.01f || -0.01f >= a;
+}
+
+bool TQuillet3::bNeedSHMix(int level)
+{
+    for (const int zone : {1, 2, 0})
+        if (bNZ(m_detailK[level][zone]) || bNZ(m_detailT[level][zone]))
+            return true;
+    return false;
+}
+
+void TQuillet3::computeYCurve(int* x, int* y, int* count)
+{
+    *count = 3;
+    x[0] = y[0] = 0;
+    x[1] = y[1] = 32768;
+    x[2] = 65535;
+    y[2] = 65536;
+}
+
+void TQuillet3::mixSMH(const cv::Mat& Y, const cv::Mat& shadows, const cv::Mat& midtones, cv::Mat& inOut)
+{
+    for (const cv::Mat* plane : {&Y, &shadows, &midtones})
+        CV_Assert(plane->type() == CV_16UC1 && plane->size() == inOut.size());
+    CV_Assert(inOut.type() == CV_16UC1);
+
+    forEachRow(inOut.size(), [&](int y) {
+        mixRow(Y.ptr<ushort>(y), shadows.ptr<ushort>(y), midtones.ptr<ushort>(y), inOut.ptr<ushort>(y), inOut.cols);
+    });
+}
+
+void TQuillet3::addEdges(const cv::Mat& d0, const cv::Mat& d1, const cv::Mat& d2, cv::Mat& inOut)
+{
+    for (const cv::Mat* plane : {&d0, &d1, &d2})
+        CV_Assert(plane->type() == CV_16UC1 && plane->size() == inOut.size());
+    CV_Assert(inOut.type() == CV_16UC1);
+
+    forEachRow(inOut.size(), [&](int y) {
+        ushort* row = inOut.ptr<ushort>(y);
+        addEdgesRow(row, d0.ptr<ushort>(y), d1.ptr<ushort>(y), d2.ptr<ushort>(y), row, inOut.cols);
+    });
+}
+
+void TQuillet3::modYWithC(const cv::Mat& Dr, const cv::Mat& Db, float r, float g, float b, cv::Mat& Y)
+{
+    if ((Dr.type() != CV_8UC1 && Dr.type() != CV_16UC1) || Db.type() != Dr.type())
+        throw keepMessage(TPixmill::traceMsg("modYWithC", 359, "bad dr type"));
+    CV_Assert(Y.type() == CV_16UC1 && Dr.size() == Y.size() && Db.size() == Y.size());
+
+    if (Dr.type() == CV_16UC1) {
+        const ColorWeights k = ColorWeights::of16Bit(r, g, b);
+        forEachRow(Y.size(),
+                   [&](int y) { weighColorRow(Dr.ptr<ushort>(y), Db.ptr<ushort>(y), k, Y.ptr<ushort>(y), Y.cols); });
+    } else {
+        const ColorWeights k = ColorWeights::of8Bit(r, g, b);
+        forEachRow(Y.size(),
+                   [&](int y) { weighColorRow(Dr.ptr<uchar>(y), Db.ptr<uchar>(y), k, Y.ptr<ushort>(y), Y.cols); });
+    }
+}
+
+int detailProcForPixelOp(cv::Mat, cv::Mat, cv::Mat, cv::Mat, float)
+{
+    return 1;
+}
+
+int detailProcForFilterOp(cv::Mat, cv::Mat, cv::Mat, cv::Mat, float)
+{
+    return 1;
+}
+
+int detailProcForEdgeOp(cv::Mat, cv::Mat, cv::Mat, cv::Mat, float)
+{
+    return 1;
+}

@@ -1,0 +1,88 @@
+#include <pixmill/engine/TQuillet3.h>
+
+#include <pixmill/core/TProgress.h>
+#include <pixmill/core/detail/plane.h>
+#include <pixmill/filters/DomainTransform.h>
+#include <pixmill/resample/BlockProcessor.h>
+#include <pixmill/resample/guidedUpsize.h>
+
+#include <opencv2/core.hpp>
+
+#include <algorithm>
+#include <vector>
+
+using namespace pixmill::detail;
+
+namespace {
+
+constexpr int kTile = 1024, kTileOverlap = 32;
+constexpr float kChromaSigmaR = 4259.71f;
+
+bool goesOn(TProgress* progress, int percent)
+{
+    return !progress || progress->prog(percent, 100);
+}
+
+/// A picture of 1024 pixels of rows plus columns is smoothed at the least, one of 8192 at the most.
+float chromaSigmaS(cv::Size size)
+{
+    return std::clamp(float((size.height + size.width) * 0.00390625), 4.0f, 32.0f);
+}
+
+/// Smooths both differences as two channels of one picture, so that they share one set of edges, tile by tile.
+void smoothChroma(cv::Mat& Dr, cv::Mat& Db)
+{
+    const std::vector<cv::Mat> planes{Dr, Db};
+    BlockProcessor tiles;
+    tiles.initialize(planes, planes, kTile, kTile, true, kTileOverlap, 0, BlockProcessor::EDGE_TAPER_LINEAR);
+    DomainTransform filter;
+    filter.setup(chromaSigmaS(Dr.size()), kChromaSigmaR);
+
+    int roi[4] = {0, 0, Dr.cols, Dr.rows};
+    std::vector<cv::Mat> block;
+    cv::Mat merged, wide;
+    while (tiles.getBlockImage(roi, block)) {
+        if (!block.empty()) {
+            cv::merge(block, merged);
+            merged.convertTo(wide, CV_32F);
+            filter.RecursiveFilter(wide, wide, filter.m_sigmaS, filter.m_sigmaR);
+            wide.convertTo(merged, CV_16U);
+            cv::split(merged, block);
+        }
+        tiles.writeBackBlock();
+    }
+}
+
+} // namespace
+
+bool TQuillet3::setup(const cv::Mat& like, TProgress*)
+{
+    ensure(m_Y, like.size(), like.type());
+    for (cv::Mat& plane : m_detail)
+        ensure(plane, like.size(), like.type());
+    m_dirty = true;
+    return true;
+}
+
+bool TQuillet3::setup(const cv::Mat& Y, const cv::Mat& detail0, const cv::Mat& detail1, const cv::Mat& detail2,
+                      const cv::Mat& halfDr, cv::Mat halfDb, TProgress* progress)
+{
+    m_Y = Y;
+    m_detail[0] = detail0;
+    m_detail[1] = detail1;
+    m_detail[2] = detail2;
+    const int longest = std::max(Y.rows, Y.cols);
+    m_smoothScale = longest > 6500 ? 4 : longest < 3101 ? 2 : 3;
+
+    upSize2XGuidedByY(m_Y, halfDr, m_fullDr, false, 4);
+    if (!goesOn(progress, 20))
+        return false;
+    upSize2XGuidedByY(m_Y, halfDb, m_fullDb, false, 4);
+    if (!goesOn(progress, 40))
+        return false;
+    smoothChroma(m_fullDr, m_fullDb);
+
+    std::fill_n(m_levelDirty, 3, true);
+    m_lightDirty = m_dirty = true;
+    return goesOn(progress, 100);
+}

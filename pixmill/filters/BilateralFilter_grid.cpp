@@ -1,0 +1,291 @@
+#include <pixmill/filters/BilateralFilter.h>
+
+#include <pixmill/core/detail/aligned.h>
+#include <pixmill/core/detail/rows.h>
+#include <pixmill/core/detail/scratch.h>
+#include <pixmill/core/detail/transpose.h>
+#include <pixmill/filters/detail/bilateral_grid.h>
+
+#include <opencv2/core.hpp>
+
+#include <algorithm>
+#include <vector>
+
+using namespace pixmill::detail;
+
+namespace {
+
+constexpr float kSigma = 0.85f;
+constexpr int kRounds = 2;
+constexpr int kLanes = 32;
+
+/// Calls `work` with the edge picture's row type; depths other than 8 and 16 bits unsigned go through float.
+template <class Work>
+void withEdge(const cv::Mat& edge, const Work& work)
+{
+    if (edge.depth() == CV_8U)
+        return work(edge, uchar());
+    if (edge.depth() == CV_16U)
+        return work(edge, ushort());
+    cv::Mat wide;
+    edge.convertTo(wide, CV_32F);
+    work(wide, float());
+}
+
+/// The grid column of one cell's width of pixels, at its splat.
+struct Cell {
+    float* values;
+    float* weights;
+};
+
+/// Adds up to `n` neighbouring pixels of one row to their cell. Sums go in the picture's order.
+template <class T>
+inline void splatPixels(const T* pixels, const uchar* z, int n, Cell cell)
+{
+    for (int i = 0; i < n; ++i) {
+        cell.values[z[i]] += float(pixels[i]);
+        cell.weights[z[i]] += 1.0f;
+    }
+}
+
+/// The same sums for a whole block of step x step pixels while they are whole numbers below 2^24, when any order gives
+/// the same: four counters take turns, so that pixels of one value need not wait for each other.
+template <class T>
+inline void splatBlock(const T* const* pixels, const uchar* const* z, int rows, int n, int gridZ, std::uint64_t* sums,
+                       Cell cell)
+{
+    constexpr int kTurns = 4;
+    std::fill_n(sums, gridZ * kTurns, 0);
+    for (int y = 0; y < rows; ++y)
+        for (int x = 0; x < n; ++x)
+            sums[z[y][x] * kTurns + x % kTurns] += std::uint64_t(pixels[y][x]) << 32 | 1;
+    for (int k = 0; k < gridZ; ++k) {
+        const std::uint64_t* s = sums + k * kTurns;
+        const std::uint64_t sum = s[0] + s[1] + s[2] + s[3];
+        if (sum) {
+            cell.values[k] += float(sum >> 32);
+            cell.weights[k] += float(sum & 0xffffffff);
+        }
+    }
+}
+
+template <int L>
+struct GridLanes {
+    explicit GridLanes(const GridGaussian& gauss)
+    {
+        std::fill_n(nu, L, gauss.nu);
+        std::fill_n(gain, L, gauss.edgeGain);
+    }
+    float nu[L], gain[L];
+};
+
+template <int L>
+inline void sweepRounds(float* data, std::ptrdiff_t stride, int n, const GridLanes<L>& lanes)
+{
+    for (int round = 0; round < kRounds; ++round)
+        sweepLines<L>(data, stride, n, lanes.nu, lanes.gain);
+}
+
+inline void scaleAll(float* data, std::size_t n, float scale)
+{
+    for (std::size_t i = 0; i < n; ++i)
+        data[i] *= scale;
+}
+
+/// Blurs one slab (all x and z of a y) along z, then along x. `padded` holds gridX rows of `width` floats, the first
+/// gridZ of them cells, `width` being a multiple of kLanes; `tile` holds gridZ * kLanes.
+inline void blurSlab(float* slab, int gridX, int gridZ, int width, const GridGaussian& gauss,
+                     const GridLanes<kLanes>& lanes, float* padded, float* tile)
+{
+    for (int x = 0; x < gridX; x += kLanes) {
+        const int count = std::min(kLanes, gridX - x);
+        rowsToLanes<kLanes>(slab + std::ptrdiff_t(x) * gridZ, gridZ, count, gridZ, tile);
+        sweepRounds<kLanes>(tile, kLanes, gridZ, lanes);
+        scaleAll(tile, std::size_t(gridZ) * kLanes, gauss.scale);
+        lanesToRows<kLanes>(tile, count, gridZ, padded + std::ptrdiff_t(x) * width, width);
+    }
+    for (int z = 0; z < gridZ; z += kLanes)
+        sweepRounds<kLanes>(padded + z, width, gridX, lanes);
+    for (int x = 0; x < gridX; ++x)
+        for (int z = 0; z < gridZ; ++z)
+            slab[std::ptrdiff_t(x) * gridZ + z] = padded[std::ptrdiff_t(x) * width + z] * gauss.scale;
+}
+
+/// Blurs `count` neighbouring lines along y in a strip of kLanes, and leaves them there scaled.
+inline void blurStrip(const float* grid, std::size_t stride, int count, int gridY, const GridGaussian& gauss,
+                      const GridLanes<kLanes>& lanes, float* strip)
+{
+    if (count < kLanes)
+        std::fill_n(strip, std::size_t(gridY) * kLanes, 0.0f);
+    for (int y = 0; y < gridY; ++y)
+        std::copy_n(grid + y * stride, count, strip + std::ptrdiff_t(y) * kLanes);
+    sweepRounds<kLanes>(strip, kLanes, gridY, lanes);
+    scaleAll(strip, std::size_t(gridY) * kLanes, gauss.scale);
+}
+
+/// The four columns around a pixel, side by side for every (x, z): y, y + 1 of x, then of x + 1.
+inline void gatherCorners(const float* slab, std::size_t slabSize, int gridX, int gridZ, float* corners)
+{
+    const float* below = slab + slabSize;
+    const std::size_t cells = std::size_t(gridX - 1) * gridZ;
+    for (std::size_t i = 0; i < cells; ++i) {
+        corners[4 * i] = slab[i];
+        corners[4 * i + 1] = below[i];
+        corners[4 * i + 2] = slab[i + gridZ];
+        corners[4 * i + 3] = below[i + gridZ];
+    }
+}
+
+/// Trilinear: along z for the four columns, then along x, then along y.
+inline void interpolateRow(const float* corners, const int* offset, const float* zFraction, const float* xFraction,
+                           float yFraction, float* __restrict out, int n)
+{
+    for (int x = 0; x < n; ++x) {
+        const float* p = corners + std::ptrdiff_t(offset[x]) * 4;
+        const float f = zFraction[x];
+        float c[4];
+        for (int k = 0; k < 4; ++k)
+            c[k] = p[k] + (p[k + 4] - p[k]) * f;
+        const float top = c[0] + (c[2] - c[0]) * xFraction[x];
+        const float bottom = c[1] + (c[3] - c[1]) * xFraction[x];
+        out[x] = top + (bottom - top) * yFraction;
+    }
+}
+
+inline void storeRow(const float* __restrict v, ushort* __restrict out, int n)
+{
+    for (int x = 0; x < n; ++x)
+        out[x] = toPixel16(v[x]);
+}
+
+inline void storeRow(const float* __restrict v, uchar* __restrict out, int n)
+{
+    for (int x = 0; x < n; ++x)
+        out[x] = toPixel8(v[x]);
+}
+
+} // namespace
+
+void BilateralFilter::splat(const cv::Mat& picture, const cv::Mat& edge)
+{
+    const double alpha = 1.0 / m_sampleR;
+    const GridAxis axis{float(alpha), float(double(float(m_padZ) + 1.0f) - m_minVal * alpha)};
+    const int step = m_sampleS, first = m_padXY + 1, columns = m_gridX - 2 * first, gridRows = m_gridY - 2 * first;
+    const std::size_t slab = std::size_t(m_gridX) * m_gridZ;
+    // Whole blocks pay where they are larger than the cells to go through; sums must stay exact in float.
+    const bool blocks = step <= 16 && step * step >= 2 * m_gridZ;
+
+    TeamScratch<uchar> cells(std::size_t(m_width) * step);
+    TeamScratch<std::uint64_t> counters(std::size_t(m_gridZ) * 4);
+    const auto splatRows = [&](const cv::Mat& edges, auto edgeType, auto pixelType) {
+        using Edge = decltype(edgeType);
+        using Pixel = decltype(pixelType);
+        forEachIndex(gridRows, long(m_width) * m_height, [&](int row) {
+            uchar* const z = cells.mine();
+            const int y0 = row * step, rows = std::min(step, m_height - y0);
+            for (int y = 0; y < rows; ++y)
+                cellRow(edges.ptr<Edge>(y0 + y), axis, m_gridZ - 2, z + std::ptrdiff_t(y) * m_width, m_width);
+            for (int column = 0; column < columns; ++column) {
+                const int x0 = column * step, n = std::min(step, m_width - x0);
+                const std::size_t at = (row + first) * slab + std::size_t(column + first) * m_gridZ;
+                const Cell cell{m_values_p + at, m_weights_p + at};
+                if (blocks) {
+                    const Pixel* pixels[16];
+                    const uchar* zs[16];
+                    for (int y = 0; y < rows; ++y) {
+                        pixels[y] = picture.ptr<Pixel>(y0 + y) + x0;
+                        zs[y] = z + std::ptrdiff_t(y) * m_width + x0;
+                    }
+                    splatBlock(pixels, zs, rows, n, m_gridZ, counters.mine(), cell);
+                } else {
+                    for (int y = 0; y < rows; ++y)
+                        splatPixels(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * m_width + x0, n, cell);
+                }
+            }
+        });
+    };
+    withEdge(edge, [&](const cv::Mat& edges, auto edgeType) {
+        if (m_is16Bit)
+            splatRows(edges, edgeType, ushort());
+        else
+            splatRows(edges, edgeType, uchar());
+    });
+}
+
+void BilateralFilter::blur(bool divide)
+{
+    const GridGaussian gauss = GridGaussian::make(kSigma, kRounds);
+    const GridLanes<kLanes> lanes(gauss);
+    const int width = (m_gridZ + kLanes - 1) / kLanes * kLanes;
+    const std::size_t slab = std::size_t(m_gridX) * m_gridZ;
+    const long work = long(slab) * m_gridY;
+
+    TeamScratch<float> padded(std::size_t(m_gridX) * width), tiles(std::size_t(m_gridZ) * kLanes);
+    forEachIndex(m_gridY, work, [&](int y) {
+        float* rows = padded.mine();
+        std::fill_n(rows, std::size_t(m_gridX) * width, 0.0f);
+        for (float* grid : {m_weights_p, m_values_p})
+            blurSlab(grid + y * slab, m_gridX, m_gridZ, width, gauss, lanes, rows, tiles.mine());
+    });
+
+    const int strips = int((slab + kLanes - 1) / kLanes);
+    TeamScratch<float> scratch(std::size_t(m_gridY) * kLanes * 2);
+    forEachIndex(strips, work, [&](int strip) {
+        const std::size_t x = std::size_t(strip) * kLanes;
+        const int count = int(std::min<std::size_t>(kLanes, slab - x));
+        float* weights = scratch.mine();
+        float* values = weights + std::size_t(m_gridY) * kLanes;
+        blurStrip(m_weights_p + x, slab, count, m_gridY, gauss, lanes, weights);
+        blurStrip(m_values_p + x, slab, count, m_gridY, gauss, lanes, values);
+        for (int y = 0; y < m_gridY; ++y) {
+            const float *w = weights + std::ptrdiff_t(y) * kLanes, *v = values + std::ptrdiff_t(y) * kLanes;
+            float *outW = m_weights_p + y * slab + x, *outV = m_values_p + y * slab + x;
+            for (int l = 0; l < count; ++l) {
+                outW[l] = w[l];
+                outV[l] = divide ? v[l] / w[l] : v[l];
+            }
+        }
+    });
+}
+
+void BilateralFilter::interpGrid(cv::Mat& inOut, const cv::Mat& edge)
+{
+    CV_Assert(hasGridFor(inOut) && edge.size() == inOut.size() && edge.channels() == 1);
+    CV_Assert(inOut.type() == (m_is16Bit ? CV_16UC1 : CV_8UC1));
+    const double alpha = 1.0 / m_sampleR;
+    const GridAxis axis{float(alpha), float((m_padZ + 0.5) - m_minVal * alpha)};
+    const int width = m_width;
+    const std::size_t slab = std::size_t(m_gridX) * m_gridZ;
+
+    std::vector<int> xOffset(width);
+    std::vector<float> xFraction(width);
+    for (int x = 0; x < width; ++x) {
+        const float position = float(x) / float(m_sampleS) + float(m_padXY) + 0.5f;
+        xOffset[x] = int(position) * m_gridZ;
+        xFraction[x] = position - float(int(position));
+    }
+    TeamScratch<float> corners(slab * 4), lines(std::size_t(width) * 2);
+    TeamScratch<int> offsets(width);
+    const auto readRows = [&](const cv::Mat& edges, auto edgeType) {
+        using Edge = decltype(edgeType);
+        forEachSpan(m_height, long(width) * m_height, [&](int y, int end) {
+            float *corner = corners.mine(), *fraction = lines.mine(), *line = fraction + width;
+            int* offset = offsets.mine();
+            int gathered = -1;
+            for (; y < end; ++y) {
+                const float position = float(y) / float(m_sampleS) + float(m_padXY) + 0.5f;
+                const int yi = int(position);
+                if (yi != gathered)
+                    gatherCorners(m_values_p + yi * slab, slab, m_gridX, m_gridZ, corner);
+                gathered = yi;
+                readRow(edges.ptr<Edge>(y), axis, m_gridZ - 2, xOffset.data(), offset, fraction, width);
+                interpolateRow(corner, offset, fraction, xFraction.data(), position - float(yi), line, width);
+                if (m_is16Bit)
+                    storeRow(line, inOut.ptr<ushort>(y), width);
+                else
+                    storeRow(line, inOut.ptr<uchar>(y), width);
+            }
+        });
+    };
+    withEdge(edge, readRows);
+}

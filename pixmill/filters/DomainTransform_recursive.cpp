@@ -1,0 +1,118 @@
+#include <pixmill/filters/DomainTransform.h>
+
+#include <pixmill/core/detail/plane.h>
+#include <pixmill/core/detail/rows.h>
+#include <pixmill/filters/detail/domain_recursion.h>
+#include <pixmill/filters/detail/lanes.h>
+
+#include <opencv2/core.hpp>
+
+#include <algorithm>
+#include <cmath>
+
+using namespace pixmill::detail;
+
+namespace {
+
+/// The factor k with exp(step * k) = exp(-sqrt(2) / sigma)^step, as float: the precision that planes are scaled in.
+float exponent(float sigma)
+{
+    return narrow(-std::sqrt(2.0) / double(sigma));
+}
+
+/// How many rows go from one direction to the other at a time: enough for every thread, few enough for the cache.
+int bandRows()
+{
+    const int threads = omp_get_max_threads();
+    return threads == 1 ? kLanes : 2 * kLanes * threads;
+}
+
+/// Filters pictures of one size into `out` (of the same sizes and types; may be the same pixels), with the steps of the
+/// guides.
+void recurse(const std::vector<cv::Mat>& in, const std::vector<cv::Mat>& out, const std::vector<cv::Mat>& guides,
+             float sigmaS, float sigmaR, bool lastRow)
+{
+    const cv::Size size = out[0].size();
+    const double r = std::sqrt(3.0) / std::sqrt(63.0);
+    float k[3], sigma = sigmaS;
+    for (int i = 0; i < 3; ++i) {
+        sigma = narrow((4 >> i) * r * double(sigma)); // goes on from the iteration before
+        k[i] = exponent(sigma);
+    }
+
+    DomainSteps steps(size, sigmaS / sigmaR, lastRow);
+    DomainRecursion recursion(out);
+    const int tiles = recursion.tiles(), band = bandRows() / kLanes;
+    const int lastBand = (tiles - 1) / band * band;
+    for (int i = 0; i < 3; ++i) {
+        for (int t = 0; t < tiles; t += band) {
+            const int end = std::min(t + band, tiles);
+            if (i == 0) {
+                steps.fill(guides.data(), int(guides.size()), t,
+                           end); // reads one row of the next band, still as it was
+                recursion.rows(in, steps, t, end, k[0]);
+            }
+            recursion.columnsDown(steps, t * kLanes, std::min(end * kLanes, size.height), k[i]);
+        }
+        for (int t = lastBand; t >= 0; t -= band) {
+            const int end = std::min(t + band, tiles);
+            // One row ahead, since the row above this band is still pulled towards the band's first one.
+            recursion.columnsUp(steps, std::max(t * kLanes - 1, 0), end == tiles ? size.height : end * kLanes - 1,
+                                k[i]);
+            if (i < 2)
+                recursion.rows(out, steps, t, end, k[i + 1]);
+        }
+    }
+}
+
+void checkPlanes(const std::vector<cv::Mat>& planes, cv::Size size)
+{
+    for (const cv::Mat& plane : planes)
+        CV_Assert(plane.size() == size && (plane.empty() || (plane.dims <= 2 && plane.depth() == CV_32F)));
+}
+
+} // namespace
+
+int DomainTransform::RFcompute(cv::Mat& img, cv::Mat& D, float sigma)
+{
+    std::vector<cv::Mat> one{img};
+    return RFcompute(one, D, sigma);
+}
+
+int DomainTransform::RFcompute(std::vector<cv::Mat>& img, cv::Mat& D, float sigma)
+{
+    checkPlanes(img, D.size());
+    CV_Assert(D.empty() || D.type() == CV_32FC1);
+    if (img.empty() || D.empty())
+        return 1;
+    DomainRecursion recursion(img);
+    recursion.rows(img, D, 0, recursion.tiles(), exponent(sigma));
+    return 1;
+}
+
+int DomainTransform::RecursiveFilter(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR)
+{
+    CV_Assert(in.empty() || (in.dims <= 2 && in.depth() == CV_32F));
+    const cv::Mat source = in.data != out.data && overlap(in, out) ? in.clone() : in;
+    ensure(out, source.size(), source.type());
+    if (!out.empty())
+        recurse({source}, {out}, {source}, sigmaS, sigmaR, false);
+    return 1;
+}
+
+int DomainTransform::RecursiveFilter(const std::vector<cv::Mat>& in, std::vector<cv::Mat>& out, float sigmaS,
+                                     float sigmaR, const std::vector<cv::Mat>& joint)
+{
+    const std::vector<cv::Mat> planes = in, guides = joint; // `out` may be either
+    if (!planes.empty()) {
+        checkPlanes(planes, planes[0].size());
+        checkPlanes(guides, planes[0].size());
+        CV_Assert(!guides.empty());
+    }
+    out.resize(planes.size());
+    for (std::size_t i = 0; i < planes.size(); ++i)
+        out[i] = cv::Mat(planes[i].size(), planes[i].type());
+    if (!planes.empty() && !planes[0].empty())
+        recurse(planes, out, guides, sigmaS, sigmaR, true);
+    return 1;
+}

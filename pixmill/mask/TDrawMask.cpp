@@ -1,0 +1,222 @@
+#include <pixmill/mask/TDrawMask.h>
+
+#include <pixmill/core/detail/checked.h>
+#include <pixmill/core/detail/plane.h>
+#include <pixmill/primitives/copy.h>
+#include <pixmill/resample/resample.h>
+
+#include <memory>
+
+namespace {
+
+using namespace pixmill::detail;
+
+using Stack = std::vector<TMaskCmd*>;
+
+void push(Stack& stack, int type, const TMaskParam* param = nullptr)
+{
+    auto command = std::make_unique<TMaskCmd>();
+    auto kept = param ? std::make_unique<TMaskParam>(*param) : nullptr;
+    stack.push_back(command.get());
+    command->m_type = type;
+    command->m_param_p = kept.release();
+    command.release();
+}
+
+/// Drops the last command and tells its type.
+int pop(Stack& stack)
+{
+    const std::unique_ptr<TMaskCmd> command(stack.back());
+    stack.pop_back();
+    delete command->m_param_p;
+    return command->m_type;
+}
+
+/// The last fill at or after `first`, or the index before `first`.
+int lastFill(const Stack& stack, int first)
+{
+    int i = int(stack.size()) - 1;
+    while (i >= first && checked(stack, i)->m_type != MASK_CMD_SET)
+        --i;
+    return i;
+}
+
+} // namespace
+
+void TDrawMask::setInImage(TPImage* image)
+{
+    CV_Assert(image);
+    const cv::Mat& Y = image->m_Y;
+    const cv::Size half = halfSize(Y.size());
+    const bool hadPicture = !m_Y8.empty();
+    if (hadPicture && m_Y8.size() == half && Y.type() == CV_16UC1)
+        return;
+    cv::Mat halfY(half, CV_16UC1);
+    downSize2X(Y, halfY, 4);
+    halfY.convertTo(m_Y8, CV_8U, 0.00392156862745098, 0.0);
+    m_Dr = image->m_Dr;
+    m_Db = image->m_Db;
+    m_maskInit = image->m_mask;
+    m_maskInit.copyTo(m_mask);
+    m_changed = true;
+    if (hadPicture)
+        emptyCmdStack();
+}
+
+void TDrawMask::setInImage(const cv::Mat& y8, const cv::Mat& dr, const cv::Mat& db)
+{
+    const bool hadPicture = !m_Y8.empty();
+    if (hadPicture && m_Y8.size() == y8.size())
+        return;
+    m_Y8 = y8;
+    m_Dr = dr;
+    m_Db = db;
+    m_mask.create(y8.size(), CV_8UC1);
+    resetMask(m_mask, 255);
+    m_changed = true;
+    if (hadPicture)
+        emptyCmdStack();
+}
+
+void TDrawMask::setValue(unsigned char value)
+{
+    TMaskParam param;
+    param.m_value = value;
+    param.m_opacity = 1.0f;
+    push(m_cmdStack, MASK_CMD_SET, &param);
+}
+
+void TDrawMask::invert()
+{
+    push(m_cmdStack, MASK_CMD_INVERT);
+}
+
+void TDrawMask::drawStart(int i, float f)
+{
+    TMaskParam param;
+    param.m_startInt = i;
+    param.m_startFloat = f;
+    push(m_cmdStack, MASK_CMD_STROKE_START, &param);
+}
+
+void TDrawMask::drawADot(const cv::Point& pt, unsigned char value, int diameter)
+{
+    drawADot(pt, value, diameter, diameter, 1.0f, 0.0f);
+}
+
+void TDrawMask::drawADot(const cv::Point& pt, unsigned char value, int outerDiameter, int innerDiameter, float opacity,
+                         float edge)
+{
+    TMaskParam param;
+    param.m_value = value;
+    param.m_outerRadius = outerDiameter / 2;
+    param.m_innerRadius = innerDiameter / 2;
+    param.m_opacity = opacity;
+    param.m_edge = edge;
+    param.m_center = {pt.x / 2, pt.y / 2};
+    push(m_cmdStack, MASK_CMD_DOT, &param);
+}
+
+void TDrawMask::drawEnd()
+{
+    push(m_cmdStack, MASK_CMD_STROKE_END);
+}
+
+bool TDrawMask::proc()
+{
+    const int n = int(m_cmdStack.size());
+    if (m_cmdDone >= n - 1)
+        return true;
+    const int fill = lastFill(m_cmdStack, m_cmdDone + 1);
+    if (fill > m_cmdDone)
+        m_cmdDone = fill - 1;
+    if (m_cmdDone < 0) {
+        resetMask(m_mask, 255);
+        m_changed = true;
+    }
+    for (int i = m_cmdDone + 1; i < n; ++i) {
+        const TMaskCmd& command = *checked(m_cmdStack, i);
+        CV_Assert(command.m_param_p || (command.m_type != MASK_CMD_SET && command.m_type != MASK_CMD_DOT));
+        switch (command.m_type) {
+        case MASK_CMD_SET:
+            resetMask(m_mask, command.m_param_p->m_value);
+            m_changed = true;
+            break;
+        case MASK_CMD_INVERT:
+            invertMask();
+            m_changed = true;
+            break;
+        case MASK_CMD_STROKE_START:
+            m_strokeOpen = true;
+            break;
+        case MASK_CMD_DOT:
+            drawStrokeDot(m_strokeOpen, command.m_param_p);
+            m_strokeOpen = false;
+            m_changed = true;
+            break;
+        }
+        ++m_cmdDone;
+    }
+    return true;
+}
+
+int TDrawMask::undo()
+{
+    if (m_cmdStack.empty())
+        throw "Error: TFDrawMask::undo Mask cmd stack is empty!!!";
+    const int type = m_cmdStack.back()->m_type;
+    if (type == MASK_CMD_SET || type == MASK_CMD_INVERT)
+        pop(m_cmdStack);
+    else if (type == MASK_CMD_STROKE_END)
+        while (!m_cmdStack.empty() && pop(m_cmdStack) != MASK_CMD_STROKE_START) {
+        }
+    const int fill = lastFill(m_cmdStack, 0);
+    m_cmdDone = fill < 0 ? -1 : fill - 1;
+    return -1;
+}
+
+void TDrawMask::reset()
+{
+    if (m_mask.empty() || fits(m_maskInit, m_mask.size(), CV_8UC1))
+        m_maskInit.copyTo(m_mask);
+    else
+        resetMask(m_mask, 255);
+    m_changed = true;
+    emptyCmdStack();
+}
+
+void TDrawMask::emptyCmdStack()
+{
+    while (!m_cmdStack.empty())
+        pop(m_cmdStack);
+    m_cmdDone = -1;
+}
+
+bool TDrawMask::bNeedUpdate() const
+{
+    return int(m_cmdStack.size()) - 1 > m_cmdDone;
+}
+
+bool TDrawMask::invertMask()
+{
+    if (ippiXorC_8u_C1IR(255, m_mask.data, int(m_mask.step), {m_mask.cols, m_mask.rows}) != ippStsNoErr)
+        throw "Error - TFDrawMask::invertMask - ippStsError";
+    return true;
+}
+
+bool TDrawMask::resetMask(cv::Mat& mask, unsigned char value)
+{
+    if (ippiSet_8u_C1R(value, mask.data, int(mask.step), {mask.cols, mask.rows}) != ippStsNoErr)
+        throw "Error - TFDrawMask::resetMask - ippStsError";
+    return true;
+}
+
+cv::Mat TDrawMask::getMaskRoi(const cv::Rect& roi, int scale)
+{
+    if (m_mask.empty())
+        return {};
+    cv::Mat view =
+        scale < 1 ? m_mask.clone() : TPImage::MatRoi(m_mask, roi.x, roi.y, roi.width, roi.height, scale, true, false);
+    m_changed = false;
+    return view;
+}

@@ -1,0 +1,309 @@
+#include <pixmill/mask/TDrawMask.h>
+
+#include <pixmill/core/detail/pixel.h>
+#include <pixmill/core/detail/plane.h>
+#include <pixmill/core/detail/rows.h>
+#include <pixmill/mask/detail/brush.h>
+#include <pixmill/mask/detail/brush_weights.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstring>
+
+namespace {
+
+using namespace pixmill::detail;
+
+int saturated(long v)
+{
+    return int(limit(v, long(INT_MIN), long(INT_MAX)));
+}
+
+/// The mask pixels under a dot; x1 may lie one past the mask, see checkBoundary.
+struct Area {
+    long x0, x1, y0, y1;
+
+    Area(cv::Point center, long radius, cv::Size mask)
+    {
+        const long left = center.x - radius, right = center.x + radius;
+        const long top = center.y - radius, bottom = center.y + radius;
+        x0 = std::max(left, 0L);
+        x1 = right <= mask.width ? right + 1 : mask.width;
+        y0 = std::max(top, 0L);
+        y1 = bottom < mask.height ? bottom + 1 : mask.height;
+    }
+
+    bool isEmpty() const { return x0 >= x1 || y0 >= y1; }
+};
+
+/// The part of a dot that lies within the mask, row by row around the centre.
+struct Walk {
+    cv::Point center;
+    Area area;
+    int cols;
+    bool spills; ///< the dot reaches column `cols`, which is the next row's first pixel
+
+    Walk(cv::Point c, int radius, const cv::Mat& cover) : center(c), area(c, radius, cover.size()), cols(cover.cols)
+    {
+        spills = !area.isEmpty() && area.x1 > cover.cols && cover.isContinuous();
+        area.x1 = std::min(area.x1, long(cover.cols));
+    }
+
+    bool hasRow(long y) const { return y >= area.y0 && y < area.y1; }
+
+    /// Least and greatest distance of low..high-1 from c.
+    static int nearest(long c, long low, long high) { return int(std::max({0L, low - c, c - (high - 1)})); }
+    static int farthest(long c, long low, long high) { return int(std::max(c - low, high - 1 - c)); }
+
+    /// Calls body(dy) for every distance of a row from the centre.
+    template <class Body>
+    void forEachDistance(const Body& body) const
+    {
+        if (area.isEmpty())
+            return;
+        const int first = nearest(center.y, area.y0, area.y1), last = farthest(center.y, area.y0, area.y1);
+        forEachIndex(last - first + 1, (area.x1 - area.x0) * (area.y1 - area.y0), [&](int i) { body(first + i); });
+    }
+
+    /// Calls body(y) for the one or two rows at this distance.
+    template <class Body>
+    void rowsAt(int dy, const Body& body) const
+    {
+        if (hasRow(long(center.y) - dy))
+            body(center.y - dy);
+        if (dy > 0 && hasRow(long(center.y) + dy))
+            body(center.y + dy);
+    }
+};
+
+constexpr int kPiece = 1024; ///< pixels of a row weighed at a time
+
+/// Paints a soft dot row by row: apply(x, y, w, n) applies n weights to pixels from x on.
+///
+/// `rows` gives the weights by distance from the centre; those of a row serve the rows above and below it alike. Runs
+/// are taken on to whole blocks where the mask goes on, with weights of 0, which change no coverage.
+template <class Rows, class Apply>
+void paintSoft(const Walk& walk, const Rows& rows, const Apply& apply)
+{
+    const long cx = walk.center.x;
+    const int cols = walk.cols;
+    walk.forEachDistance([&](int dy) {
+        const long reach = rows.reach(dy);
+        const int first = int(std::max(cx - reach + 1, walk.area.x0)), end = int(std::min(cx + reach, walk.area.x1));
+        float room[kPiece], w[kPiece + kBrushBlock];
+        for (int x = first; x < end; x += kPiece) {
+            const int n = std::min(kPiece, end - x), left = int(limit(cx - x, 0L, long(n))), right = n - left;
+            if (left > 0) {
+                const float* nearer = rows.weights(int(cx - x - left + 1), dy, left, room);
+                for (int i = 0; i < left; ++i)
+                    w[i] = nearer[left - 1 - i];
+            }
+            if (right > 0) {
+                const float* farther = rows.weights(int(x + left - cx), dy, right, room);
+                std::memcpy(w + left, farther, right * sizeof *w);
+            }
+            std::memset(w + n, 0, kBrushBlock * sizeof *w);
+            walk.rowsAt(dy, [&](int y) {
+                int i = 0;
+                for (; i < n && x + i + kBrushBlock <= cols; i += kBrushBlock)
+                    apply(x + i, y, w + i, kBrushBlock);
+                if (i < n)
+                    apply(x + i, y, w + i, n - i);
+            });
+        }
+    });
+}
+
+/// The rows of a dot with its own falloff.
+struct SmoothRows {
+    SmoothFalloff falloff;
+    int radius;
+
+    long reach(int) const { return long(radius) + 1; }
+    const float* weights(int dx, int dy, int n, float* room) const
+    {
+        falloff.weights(dx, dy, room, n);
+        return room;
+    }
+};
+
+bool covers(const cv::Mat& plane, const cv::Mat& mask, int type)
+{
+    return plane.type() == type && plane.dims <= 2 && plane.rows >= mask.rows && plane.cols >= mask.cols;
+}
+
+BrushPixels pixelsUnder(const TDrawMask& m, int x, int y)
+{
+    return {m.m_Y8.ptr<uchar>(y, x), m.m_Dr.ptr<ushort>(y, x), m.m_Db.ptr<ushort>(y, x)};
+}
+
+/// The colour under the centre, or at the nearest pixel inside the picture.
+EdgeBrush edgeBrush(const TDrawMask& m, cv::Point center, float edge)
+{
+    CV_Assert(covers(m.m_Y8, m.m_mask, CV_8UC1) && covers(m.m_Dr, m.m_mask, CV_16UC1) &&
+              covers(m.m_Db, m.m_mask, CV_16UC1));
+    const BrushPixels p = pixelsUnder(m, limit(center.x, 0, m.m_mask.cols - 1), limit(center.y, 0, m.m_mask.rows - 1));
+    return EdgeBrush(*p.y8, *p.dr, *p.db, edge);
+}
+
+bool isStrokeReady(const TDrawMask& m)
+{
+    return fits(m.m_strokeCover, m.m_mask.size(), CV_8UC1) && fits(m.m_strokeBase, m.m_mask.size(), CV_8UC1);
+}
+
+} // namespace
+
+TDrawMask::TDrawMask() = default;
+
+TDrawMask::~TDrawMask()
+{
+    emptyCmdStack();
+    delete[] m_lut_p;
+}
+
+void TDrawMask::drawStrokeDot(bool first, TMaskParam* param)
+{
+    CV_Assert(param);
+    if (first || !isStrokeReady(*this)) {
+        ensure(m_strokeCover, m_mask.size(), CV_8UC1);
+        resetMask(m_strokeCover, 0);
+        m_mask.copyTo(m_strokeBase);
+    }
+    if (param->m_outerRadius == param->m_innerRadius && param->m_edge < 0.05f) {
+        drawDumbDot(param->m_center, param->m_outerRadius);
+    } else {
+        updateLUT(param->m_outerRadius, param->m_innerRadius);
+        drawMaskDotLUT(param->m_center, param->m_outerRadius, param->m_innerRadius, param->m_edge);
+    }
+    renderStroke(param->m_value, param->m_opacity, param->m_center, param->m_outerRadius);
+}
+
+void TDrawMask::updateLUT(int outerRadius, int innerRadius)
+{
+    if (!m_lut_p)
+        m_lut_p = new float[kBrushTable]();
+    if (outerRadius == m_lutOuter && innerRadius == m_lutInner)
+        return;
+    if (outerRadius < innerRadius)
+        throw "ERROR -- TDrawMask::updateLUT - Inner circle is larger than outter circle.";
+    m_lutOuter = outerRadius;
+    m_lutInner = innerRadius;
+
+    const int inner = limit(innerRadius, 0, kBrushTable), outer = limit(outerRadius, 0, kBrushTable);
+    std::fill(m_lut_p, m_lut_p + inner, 1.0f);
+    const float e = std::exp(-2.0f), k = 1.0f / (1.0f - e);
+    for (int r = inner; r < outer; ++r) {
+        const float t = float(long(r) - innerRadius) / float(long(outerRadius) - innerRadius);
+        m_lut_p[r] = (std::exp((0.0f - 2.0f * t) * t) - e) * k;
+    }
+    std::fill(m_lut_p + outer, m_lut_p + kBrushTable, 0.0f);
+}
+
+void TDrawMask::checkBoundary(cv::Point& center, int radius)
+{
+    const Area area(center, radius, m_mask.size());
+    const long left = long(center.x) - radius, top = long(center.y) - radius;
+    m_clipX0 = saturated(area.x0 - left);
+    m_clipX1 = saturated(area.x1 - left);
+    m_clipY0 = saturated(area.y0 - top);
+    m_clipY1 = saturated(area.y1 - top);
+    m_clipMaskX = saturated(area.x0);
+    m_clipMaskY = saturated(area.y0);
+}
+
+void TDrawMask::drawDumbDot(cv::Point center, int radius)
+{
+    CV_Assert(fits(m_strokeCover, m_mask.size(), CV_8UC1));
+    checkBoundary(center, radius);
+    const Walk walk(center, radius, m_strokeCover);
+    walk.forEachDistance([&](int dy) {
+        const long reach = discReach(dy, radius);
+        const long x0 = std::max(center.x - reach, walk.area.x0), x1 = std::min(center.x + reach + 1, walk.area.x1);
+        if (x0 < x1)
+            walk.rowsAt(dy, [&](int y) { std::memset(m_strokeCover.ptr(y, int(x0)), 255, std::size_t(x1 - x0)); });
+    });
+    // A disc that ends on column `cols` runs on into the next row's first pixel. Meant; the last row has no next one.
+    for (int dy = 0; walk.spills && discReach(dy, radius) == radius; ++dy)
+        walk.rowsAt(dy, [&](int y) {
+            if (y + 1 < m_strokeCover.rows)
+                *m_strokeCover.ptr(y + 1) = 255;
+        });
+}
+
+void TDrawMask::drawMaskDotLUT(cv::Point center, int outerRadius, int /*innerRadius*/, float edge)
+{
+    CV_Assert(fits(m_strokeCover, m_mask.size(), CV_8UC1) && m_lut_p);
+    checkBoundary(center, outerRadius);
+    // The dot's last column, where it lies past the mask, has weight 0 and is left out.
+    const Walk walk(center, outerRadius, m_strokeCover);
+    if (walk.area.isEmpty())
+        return;
+    if (!m_weights_p)
+        m_weights_p = std::make_unique<BrushWeights>();
+    m_weights_p->update(outerRadius, m_lut_p);
+    if (edge > 0.0f) {
+        const EdgeBrush brush = edgeBrush(*this, center, edge);
+        paintSoft(walk, *m_weights_p, [&](int x, int y, const float* w, int n) {
+            brush.coverRow(w, pixelsUnder(*this, x, y), m_strokeCover.ptr(y, x), n);
+        });
+    } else {
+        paintSoft(walk, *m_weights_p,
+                  [&](int x, int y, const float* w, int n) { coverRow(w, m_strokeCover.ptr(y, x), n); });
+    }
+}
+
+void TDrawMask::drawMaskDot(cv::Point center, int outerRadius, int innerRadius, float edge)
+{
+    CV_Assert(fits(m_strokeCover, m_mask.size(), CV_8UC1));
+    checkBoundary(center, outerRadius);
+    const Walk walk(center, outerRadius, m_strokeCover);
+    if (walk.area.isEmpty() && !walk.spills)
+        return;
+    const SmoothRows rows{{outerRadius, innerRadius}, outerRadius};
+    const auto paint = [&](const auto& apply) {
+        // Only equal radii give the column past the mask a weight; it lands on the next row's first pixel.
+        if (walk.spills)
+            for (int y = int(walk.area.y0); y < walk.area.y1 && y + 1 < m_strokeCover.rows; ++y) {
+                float w;
+                rows.weights(outerRadius, std::abs(y - center.y), 1, &w);
+                apply(0, y + 1, &w, 1);
+            }
+        paintSoft(walk, rows, apply);
+    };
+    if (edge > 0.0f) {
+        const EdgeBrush brush = edgeBrush(*this, center, edge);
+        paint([&](int x, int y, const float* w, int n) {
+            brush.coverRowSingle(w, pixelsUnder(*this, x, y), m_strokeCover.ptr(y, x), n);
+        });
+    } else {
+        paint([&](int x, int y, const float* w, int n) { coverRow(w, m_strokeCover.ptr(y, x), n); });
+    }
+}
+
+void TDrawMask::renderStroke(unsigned char value, float opacity, cv::Point center, int radius)
+{
+    CV_Assert(isStrokeReady(*this));
+    const long x0 = std::max(long(center.x) - radius, 0L), x1 = std::min(long(center.x) + radius, long(m_mask.cols));
+    const long y0 = std::max(long(center.y) - radius, 0L), y1 = std::min(long(center.y) + radius, long(m_mask.rows));
+    if (x0 >= x1 || y0 >= y1)
+        return;
+    const int x = int(x0), n = int(x1 - x0), room = m_mask.cols - x;
+    const StrokeBlend stroke(value, opacity);
+    forEachRow({n, int(y1 - y0)}, [&](int row) {
+        const int y = int(y0) + row;
+        const uchar* cover = m_strokeCover.ptr(y, x);
+        const uchar* base = m_strokeBase.ptr(y, x);
+        uchar* mask = m_mask.ptr(y, x);
+        int i = 0;
+        for (; i + kBrushBlock <= n; i += kBrushBlock)
+            stroke.block(cover + i, base + i, mask + i);
+        if (i + kBrushBlock <= room) {
+            uchar last[kBrushBlock];
+            stroke.block(cover + i, base + i, last);
+            std::memcpy(mask + i, last, std::size_t(n - i));
+        } else {
+            stroke.row(cover + i, base + i, mask + i, n - i);
+        }
+    });
+}

@@ -1,0 +1,190 @@
+#pragma once
+
+#include <pixmill/core/detail/pixel.h>
+
+#include <cmath>
+#include <cstring>
+
+/// The arithmetic of one brush dot, on pixels of one row.
+///
+/// The order and precision of every step are settled; loops are plain so that they vectorise without changing a bit.
+/// Called with a count known to the compiler, they become straight vector code.
+namespace pixmill::detail {
+
+constexpr int kBrushTable = 8000;           ///< entries of the radial table; farther pixels have weight 0
+constexpr int kBrushBlock = 64;             ///< pixels that the loops work best on
+constexpr float kPerByte = 0.00392156886f;  ///< 1 / 255
+constexpr float kPerWord = 1.52590219e-05f; ///< 1 / 65535
+
+/// Distance of a pixel from the dot's centre, as `cv::magnitude` gives it for a plane of differences.
+inline float brushDistance(int dx, int dy)
+{
+    const float x = float(dx), y = float(dy);
+    return std::sqrt(x * x + y * y);
+}
+
+/// The farthest column of a disc's row, or -1: the largest dx with brushDistance(dx, dy) <= radius.
+inline int discReach(int dy, int radius)
+{
+    if (dy > radius)
+        return -1;
+    // Exact integers as long as no float in between is rounded across the radius.
+    if (radius < 2048)
+        return int(std::sqrt(double(radius * radius - dy * dy)));
+    int inside = -1;
+    for (long outside = long(radius) + 1; outside - inside > 1;) {
+        const int middle = int((inside + outside) / 2);
+        if (double(brushDistance(middle, dy)) <= radius)
+            inside = middle;
+        else
+            outside = middle;
+    }
+    return inside;
+}
+
+/// Weights of a row by table, from column distance dx on.
+inline void tableWeights(const float* __restrict table, int dx, int dy, float* __restrict w, int n)
+{
+    for (int i = 0; i < n; ++i) {
+        const double index = double(brushDistance(dx + i, dy)) + 0.5;
+        w[i] = index < kBrushTable ? table[int(index)] : 0.0f;
+    }
+}
+
+/// Weights of a row by a smoothstep from the inner to the outer radius.
+struct SmoothFalloff {
+    float outer, inner, span;
+
+    SmoothFalloff(int outerRadius, int innerRadius)
+        : outer(float(outerRadius)), inner(float(innerRadius)), span(float(long(outerRadius) - innerRadius))
+    {
+    }
+
+    void weights(int dx, int dy, float* __restrict w, int n) const
+    {
+        for (int i = 0; i < n; ++i) {
+            const float distance = brushDistance(dx + i, dy);
+            float t = distance > outer ? outer : distance;
+            t = (t < inner ? inner : t) - inner;
+            t = span != 0.0f ? t / span : t; // a division by 0 is not made
+            const float falloff = 1.0f - (t * t) * (t * -2.0f + 3.0f);
+            w[i] = falloff * (distance <= outer ? 1.0f : 0.0f);
+        }
+    }
+};
+
+/// Moves coverage toward full by the weights, rounding.
+inline void coverRow(const float* __restrict w, uchar* __restrict cover, int n)
+{
+    for (int i = 0; i < n; ++i) {
+        const double weight = w[i];
+        cover[i] = clamp8(roundToInt(255.0 * weight + (1.0 - weight) * double(cover[i])));
+    }
+}
+
+/// The picture under a run of pixels.
+struct BrushPixels {
+    const uchar* y8;
+    const ushort* dr;
+    const ushort* db;
+};
+
+/// How far a dot spreads over colours that differ from the one under its centre.
+struct EdgeBrush {
+    float y0, dr0, db0; ///< the colour under the centre, 0..1
+    float kc, ky;       ///< weights of a difference in chroma and in luma
+
+    EdgeBrush(uchar y8, ushort dr, ushort db, float edge)
+        : y0(float(y8) * kPerByte), dr0(float(dr) * kPerWord), db0(float(db) * kPerWord), kc(edge * 6.0f),
+          ky((edge * 0.5f) * 3.0f)
+    {
+    }
+
+    /// Colour differences of double precision, falloff partly so, coverage truncated to its low byte.
+    void coverRow(const float* __restrict w, const BrushPixels& under, uchar* __restrict cover, int n) const
+    {
+        for (int i = 0; i < n; ++i) {
+            const double dr = float(under.dr[i]) * kPerWord, db = float(under.db[i]) * kPerWord;
+            const double yy = float(under.y8[i]) * kPerByte;
+            const float dc = float(std::abs(dr - double(dr0)) + std::abs(db - double(db0)));
+            const float dy = float(std::abs(yy - double(y0)));
+            const float d = dc * kc + dy * ky;
+            const float ratio = float(double(d) / (double(w[i]) + 0.1));
+            const float t = ratio < 1.0f ? ratio : 1.0f;
+            const float s = float(double(t * t) * (3.0 - double(t) - double(t)));
+            const float kept = w[i] * (1.0f - s);
+            cover[i] = uchar(int(double(kept) * 255.0 + double(float(cover[i]) * (1.0f - kept))));
+        }
+    }
+
+    /// The same in single precision throughout.
+    void coverRowSingle(const float* __restrict w, const BrushPixels& under, uchar* __restrict cover, int n) const
+    {
+        for (int i = 0; i < n; ++i) {
+            const float dr = float(under.dr[i]) * kPerWord, db = float(under.db[i]) * kPerWord;
+            const float yy = float(under.y8[i]) * kPerByte;
+            const float d = (std::abs(dr - dr0) + std::abs(db - db0)) * kc + std::abs(yy - y0) * ky;
+            const float ratio = d / (w[i] + 0.100000001f);
+            const float t = ratio < 1.0f ? ratio : 1.0f;
+            const float s = (t * t) * (3.0f - t - t);
+            const float kept = w[i] * (1.0f - s);
+            cover[i] = uchar(int(255.0f * kept + float(cover[i]) * (1.0f - kept)));
+        }
+    }
+};
+
+/// Whether all of a block's pixels have this value.
+inline bool isBlockOf(const uchar* block, uchar value)
+{
+    const unsigned long long all = 0x0101010101010101ull * value;
+    unsigned long long differs = 0;
+    for (int i = 0; i < kBrushBlock; i += int(sizeof all)) {
+        unsigned long long part;
+        std::memcpy(&part, block + i, sizeof part);
+        differs |= part ^ all;
+    }
+    return differs == 0;
+}
+
+/// A stroke's blend of its value over its base.
+struct StrokeBlend {
+    float value;
+    float scale;   ///< opacity of one step of coverage
+    bool isWithin; ///< the opacity is 0..1, so that no blend leaves the range of its two values
+
+    StrokeBlend(uchar v, float opacity)
+        : value(v), scale(opacity * kPerByte), isWithin(opacity >= 0.0f && opacity <= 1.0f)
+    {
+    }
+
+    float blend(float cover, uchar base) const
+    {
+        const float a = cover * scale;
+        return value * a + (1.0f - a) * float(base);
+    }
+
+    void row(const uchar* __restrict cover, const uchar* __restrict base, uchar* __restrict mask, int n) const
+    {
+        if (isWithin)
+            for (int i = 0; i < n; ++i)
+                mask[i] = uchar(roundToInt(blend(cover[i], base[i])));
+        else
+            for (int i = 0; i < n; ++i)
+                mask[i] = toPixel8(blend(cover[i], base[i]));
+    }
+
+    /// A whole block. Most blocks of a stroke are untouched, or fully covered.
+    void block(const uchar* __restrict cover, const uchar* __restrict base, uchar* __restrict mask) const
+    {
+        if (isWithin && isBlockOf(cover, 0)) {
+            std::memcpy(mask, base, kBrushBlock);
+        } else if (isWithin && isBlockOf(cover, 255)) {
+            for (int i = 0; i < kBrushBlock; ++i)
+                mask[i] = uchar(roundToInt(blend(255.0f, base[i])));
+        } else {
+            row(cover, base, mask, kBrushBlock);
+        }
+    }
+};
+
+} // namespace pixmill::detail

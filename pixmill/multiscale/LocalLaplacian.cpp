@@ -1,0 +1,166 @@
+#include <pixmill/multiscale/LocalLaplacian.h>
+
+#include <pixmill/core/detail/aligned.h>
+#include <pixmill/core/detail/rows.h>
+#include <pixmill/core/detail/scratch.h>
+#include <pixmill/multiscale/detail/recursive_gaussian.h>
+#include <pixmill/multiscale/detail/remapped_pyramid.h>
+#include <pixmill/primitives/convert.h>
+#include <pixmill/primitives/copy.h>
+#include <pixmill/primitives/lookup.h>
+#include <pixmill/primitives/memory.h>
+#include <pixmill/resample/detail/planes.h>
+
+#include <opencv2/core.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+using namespace pixmill::detail;
+
+namespace {
+
+constexpr int kEntries = 65536;
+constexpr int kLeastBand = 256; ///< Rows of a band; its neighbours' rows that it computes again stay few beside them.
+
+/// The K remapped values of every pixel value.
+template <int K>
+AlignedArray<ushort> remappedValues(const ushort* remap, float step)
+{
+    AlignedArray<ushort> table(std::size_t(kEntries) * K);
+    forEachIndex(kEntries, long(kEntries) * K, [&](int v) {
+        ushort* row = table.data() + std::ptrdiff_t(v) * K;
+        for (int k = 0; k < K; ++k)
+            row[k] = clamp16(v + 2 * remap[toPixel16((float(v) - float(k) * step) * 0.5f + 32768.0f)] - 65536);
+    });
+    return table;
+}
+
+/// Adds the enlarged next level to a level's coefficients, less the bias, in place.
+void collapse(const cv::Mat& above, cv::Mat& level)
+{
+    TeamScratch<int> sums(pyramidScratch(above.cols, 1));
+    TeamScratch<ushort> enlarged(level.cols + 2);
+    forEachRow(level.size(), [&](int y) {
+        const ushort* rows[3];
+        for (int k = 0; k < 3; ++k)
+            rows[k] = above.ptr<ushort>(expanded(y / 2 - 1 + k, above.rows));
+        ushort *up = enlarged.mine(), *row = level.ptr<ushort>(y);
+        pyrUpRow<1>(rows, y % 2 != 0, above.cols, up, level.cols, sums.mine());
+        for (int x = 0; x < level.cols; ++x)
+            row[x] = clamp16(row[x] + up[x] - 32767);
+    });
+}
+
+} // namespace
+
+LocalLaplacian::LocalLaplacian()
+{
+    int step = 0;
+    m_remap_p = ippiMalloc_16u_C1(kEntries, 1, &step);
+    if (!m_remap_p)
+        throw "ERROR - LocalLaplacian::LocalLaplacian - !m_remap_p";
+    std::fill_n(m_remap_p, kEntries, ushort(32768));
+}
+
+LocalLaplacian::~LocalLaplacian()
+{
+    ippiFree(m_remap_p);
+}
+
+int LocalLaplacian::levelJ(int width, int height, float scale)
+{
+    const float t = logf(float(std::min(width, height)) * scale) / logf(2.0f);
+    const double n = double(t) + 0.5;
+    return (n >= 1 ? int(n) : 1) + 1;
+}
+
+int LocalLaplacian::clamp(int value, int low, int high)
+{
+    return value < low ? low : value > high ? high : value;
+}
+
+void LocalLaplacian::calRemapLut()
+{
+    CV_Assert(m_remap_p);
+    const int d = int(limit(32768.0f * m_sigma, -1e9f, 1e9f)), D = std::abs(d), half = D / 2;
+    const int peak = d >= 0 ? half : -half;
+    int levels[7] = {0, 32768 - D, 32768 - half, 32768, 32768 + half, 32768 + D, 65535};
+    const int values[7] = {32768, 32768, 32768 + peak, 32768, 32768 - peak, 32768, 32768};
+    for (int& level : levels)
+        level = limit(level, 0, 65535);
+    const int bytes = kEntries * int(sizeof(ushort));
+    ippiImageRamp_16u_C1R(m_remap_p, bytes, {kEntries, 1}, 0, 1, ippAxsHorizontal);
+    ippiLUT_Linear_16u_C1IR(m_remap_p, bytes, {kEntries, 1}, values, levels, 7);
+
+    const float sigma = float(D) * m_lutSmooth;
+    if (!(sigma > 1.0f))
+        return;
+    const auto gauss = RecursiveGaussian::make<double>(sigma, 2);
+    AlignedArray<float> line(kEntries);
+    ippiConvert_16u32f_C1R(m_remap_p, bytes, line.data(), 2 * bytes, {kEntries, 1});
+    for (int step = 0; step < 2; ++step)
+        sweepLine(line.data(), 1, kEntries, gauss.nu, gauss.boundary);
+    for (float& v : line)
+        v *= gauss.post;
+    ippiConvert_32f16u_C1R(line.data(), 2 * bytes, m_remap_p, bytes, {kEntries, 1}, ippRndNear);
+}
+
+template <int K>
+void LocalLaplacian::filter(const cv::Mat& in, cv::Mat& out, float step, float invStep)
+{
+    CV_Assert(in.type() == CV_16UC1 && in.dims <= 2 && !in.empty());
+    const cv::Mat picture = in; // keeps the pixels should `out` be created anew over them
+    ensure(out, in.size(), CV_16UC1);
+    calRemapLut();
+
+    const int count = std::max(m_numLevels, 1);
+    std::vector<cv::Mat> gauss(count), coefficients(count);
+    gauss[0] = picture;
+    for (int l = 1; l < count; ++l) {
+        gauss[l].create(halfSize(gauss[l - 1].size()), CV_16UC1);
+        pyramidDown(gauss[l - 1], gauss[l]);
+    }
+    coefficients[0] = overlap(picture, out) ? cv::Mat(in.size(), CV_16UC1) : out;
+    for (int l = 1; l < count; ++l)
+        coefficients[l].create(gauss[l].size(), CV_16UC1);
+
+    const AlignedArray<ushort> table = remappedValues<K>(m_remap_p, step);
+    const References<K> refs{step, invStep, table.data()};
+    const int bands = LocalLaplacian::clamp(in.rows / kLeastBand, 1, omp_get_max_threads());
+    std::vector<RemappedBand<K>> walkers(bands, RemappedBand<K>(gauss));
+    forEachIndex(bands, long(in.total()) * K, [&](int band) {
+        const int first = int(long(in.rows) * band / bands), end = int(long(in.rows) * (band + 1) / bands);
+        walkers[band].run(gauss, coefficients, refs, first, end);
+    });
+
+    for (int l = count - 2; l >= 0; --l)
+        collapse(coefficients[l + 1], coefficients[l]);
+    if (coefficients[0].data != out.data)
+        coefficients[0].copyTo(out);
+}
+
+void LocalLaplacian::proc24K(const cv::Mat& in, cv::Mat& out, float sigma, float lutSmooth, int numLevels)
+{
+    m_sigma = sigma;
+    m_lutSmooth = lutSmooth;
+    m_numLevels = numLevels;
+    filter<24>(in, out, 2730.0f, 0.000366300374f);
+}
+
+void LocalLaplacian::proc16K(const cv::Mat& in, cv::Mat& out, float sigma, float lutSmooth, int numLevels)
+{
+    m_sigma = sigma;
+    m_lutSmooth = lutSmooth;
+    m_numLevels = numLevels;
+    filter<16>(in, out, 4095.0f, 0.000244200259f);
+}
+
+void LocalLaplacian::proc10K(const cv::Mat& in, cv::Mat& out, float sigma, float lutSmooth, int numLevels)
+{
+    m_sigma = sigma;
+    m_lutSmooth = lutSmooth;
+    m_numLevels = numLevels;
+    filter<10>(in, out, 6553.0f, 0.00015260186f);
+}

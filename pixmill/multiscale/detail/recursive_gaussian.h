@@ -1,0 +1,142 @@
+#pragma once
+
+#include <pixmill/core/detail/pixel.h>
+
+#include <cmath>
+#include <cstddef>
+#include <vector>
+#include <xmmintrin.h>
+
+/// The recursive Gaussian: pairs of first-order sweeps, forward and back, whose cost does not depend on sigma.
+///
+/// Method: L. Alvarez, L. Mazorra, "Signal and Image Restoration Using Shock Filters and Anisotropic Diffusion", 1994.
+/// Each sweep is a chain of single-precision sums, so its order is its result: lines are never split, and speed comes
+/// from running independent lines side by side.
+namespace pixmill::detail {
+
+/// base to a power that is a whole number, by squaring.
+template <class Real>
+Real wholePower(Real base, int exponent)
+{
+    unsigned n = exponent < 0 ? 0u - unsigned(exponent) : unsigned(exponent);
+    Real result = n % 2 ? base : Real(1);
+    while (n >>= 1) {
+        base *= base;
+        if (n % 2)
+            result *= base;
+    }
+    return exponent < 0 ? Real(1) / result : result;
+}
+
+struct RecursiveGaussian {
+    float nu;       ///< Feedback of a sweep.
+    float boundary; ///< Gain of the sample a sweep starts from: the line goes on with that value beyond its end.
+    float post;     ///< Gain of every sample once all sweeps of all axes are done.
+
+    /// For a Gaussian of `sigma` made of `steps` pairs of sweeps along each of `axes` axes.
+    ///
+    /// The square of sigma is formed in float, all that follows in Real, narrowed at the end.
+    template <class Real>
+    static RecursiveGaussian make(float sigma, int steps, int axes = 1)
+    {
+        const Real lambda = Real(sigma * sigma) / Real(2 * steps);
+        const Real dnu = (1 + 2 * lambda - std::sqrt(1 + 4 * lambda)) / (2 * lambda);
+        return {float(dnu), float(1 / (1 - dnu)), float(wholePower<Real>(dnu / lambda, steps * axes))};
+    }
+};
+
+/// One forward and one backward sweep over each of L lines of n samples. Each line has its own coefficients.
+///
+/// @param data   Holds sample i of line l at data[i * stride + l] between the sweeps.
+/// @param read   read(i, l) is the sample the forward sweep takes in, as a float.
+/// @param write  write(i, l, v) takes the result of the backward sweep, from the last sample to the first.
+template <int L, class Read, class Write>
+inline void sweepLines(float* data, std::ptrdiff_t stride, long n, const float (&nu)[L], const float (&boundary)[L],
+                       const Read& read, const Write& write)
+{
+    if (n < 1)
+        return;
+    float last[L], feedback[L]; // of the function's own, so that no store to the lines can change them
+    for (int l = 0; l < L; ++l) {
+        feedback[l] = nu[l];
+        data[l] = last[l] = read(0, l) * boundary[l];
+    }
+    float* p = data;
+    for (long i = 1; i < n; ++i) {
+        p += stride;
+        for (int l = 0; l < L; ++l)
+            p[l] = last[l] = read(i, l) + feedback[l] * last[l];
+    }
+    for (int l = 0; l < L; ++l)
+        write(n - 1, l, last[l] = last[l] * boundary[l]);
+    for (long i = n - 2; i >= 0; --i) {
+        p -= stride;
+        for (int l = 0; l < L; ++l)
+            write(i, l, last[l] = p[l] + feedback[l] * last[l]);
+    }
+}
+
+/// The same in place.
+template <int L>
+inline void sweepLines(float* data, std::ptrdiff_t stride, long n, const float (&nu)[L], const float (&boundary)[L])
+{
+    const auto read = [=](long i, int l) { return data[i * stride + l]; };
+    const auto write = [=](long i, int l, float v) { data[i * stride + l] = v; };
+    sweepLines<L>(data, stride, n, nu, boundary, read, write);
+}
+
+/// The same in place for one line.
+inline void sweepLine(float* data, std::ptrdiff_t stride, long n, float nu, float boundary)
+{
+    sweepLines<1>(data, stride, n, {nu}, {boundary});
+}
+
+/// Lets the processor take results below 1e-37 as 0 on this thread, as long as it lives.
+///
+/// The tail of a sweep over zeros runs into such numbers, which cost a hundred times the others. For filters that end
+/// in whole numbers alone: they round away many orders of magnitude more.
+class FlushTiny {
+public:
+    FlushTiny() : m_before(_mm_getcsr()) { _mm_setcsr(m_before | 0x8040); }
+    ~FlushTiny() { _mm_setcsr(m_before); }
+    FlushTiny(const FlushTiny&) = delete;
+    FlushTiny& operator=(const FlushTiny&) = delete;
+
+private:
+    unsigned m_before;
+};
+
+inline void storePixel(uchar& out, float v)
+{
+    out = toPixel8(v);
+}
+
+inline void storePixel(ushort& out, float v)
+{
+    out = toPixel16(v);
+}
+
+/// Smooths L tables of n 8-bit or 16-bit entries, side by side, by two pairs of sweeps, each in float from end to end
+/// and rounded to nearest even at last.
+template <int L, class T>
+void smoothTables(T* const (&tables)[L], int n, const float (&sigmas)[L])
+{
+    const FlushTiny flush;
+    float nu[L], boundary[L], post[L];
+    for (int l = 0; l < L; ++l) {
+        const auto gauss = RecursiveGaussian::make<double>(sigmas[l], 2);
+        nu[l] = gauss.nu;
+        boundary[l] = gauss.boundary;
+        post[l] = gauss.post;
+    }
+    std::vector<float> lines(size_t(n) * L);
+    float* data = lines.data();
+    const auto fromTable = [&](long i, int l) { return float(tables[l][i]); };
+    const auto toTable = [&](long i, int l, float v) { storePixel(tables[l][i], v * post[l]); };
+    const auto read = [data](long i, int l) { return data[i * L + l]; };
+    const auto write = [data](long i, int l, float v) { data[i * L + l] = v; };
+    sweepLines<L>(data, L, n, nu, boundary, fromTable, write);
+    sweepLines<L>(data, L, n, nu, boundary, read, toTable);
+}
+
+} // namespace pixmill::detail

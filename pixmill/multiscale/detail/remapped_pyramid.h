@@ -1,0 +1,260 @@
+#pragma once
+
+#include <pixmill/core/detail/pixel.h>
+#include <pixmill/core/detail/plane.h>
+#include <pixmill/core/detail/rows.h>
+#include <pixmill/resample/detail/pyramid.h>
+
+#include <opencv2/core/mat.hpp>
+
+#include <algorithm>
+#include <vector>
+
+/// The pyramid of K remapped pictures, walked in rolling rows.
+///
+/// No level exists as a whole: a row of a level lives while the next level and its own coefficients read it. Of level 0
+/// not even rows exist, as a pixel's K remapped values are one row of a table by its value.
+namespace pixmill::detail {
+
+/// Reference k of the K is k * step; `table` holds the K remapped values of every pixel value.
+template <int K>
+struct References {
+    float step, invStep;
+    const ushort* table;
+
+    const ushort* of(ushort v) const { return table + std::ptrdiff_t(v) * K; }
+};
+
+/// A pixel's place between two references.
+struct Bracket {
+    int low;
+    float fraction;
+
+    Bracket(ushort g, float invStep, int top)
+    {
+        const float p = float(g) * invStep;
+        low = limit(int(p), 0, top);
+        fraction = p - float(low);
+    }
+};
+
+inline ushort blendReferences(int low, int high, float fraction)
+{
+    return ushort(int(float(high) * fraction + float(low) * (1.0f - fraction)));
+}
+
+/// Level coefficients of one row where no level lies above: the remapped values themselves, interpolated.
+template <int K, class Values>
+inline void topRow(const ushort* g, const References<K>& refs, const Values& values, ushort* out, int n)
+{
+    for (int x = 0; x < n; ++x) {
+        const Bracket at(g[x], refs.invStep, K - 2);
+        const ushort* v = values(x) + at.low;
+        out[x] = blendReferences(v[0], v[1], at.fraction);
+    }
+}
+
+/// Level coefficients of one row: remapped values less their enlarged next level, biased by 32767, interpolated.
+/// `sums` are the enlarging step's, for the row.
+template <int K, class Values>
+inline void detailRow(const ushort* g, const References<K>& refs, const Values& values, const int* sums, ushort* out,
+                      int n)
+{
+    const auto pixel = [&](int x, int up0, int up1, const Bracket& at) {
+        const ushort* v = values(x) + at.low;
+        const int low = clamp16(v[0] - ((up0 + 32) >> 6) + 32767), high = clamp16(v[1] - ((up1 + 32) >> 6) + 32767);
+        out[x] = blendReferences(low, high, at.fraction);
+    };
+    for (int x = 0; x < n; x += 2) {
+        const Bracket at(g[x], refs.invStep, K - 2);
+        const int* s = sums + std::ptrdiff_t(x / 2) * K + at.low;
+        pixel(x, s[-K] + s[K] + 6 * s[0], s[1 - K] + s[1 + K] + 6 * s[1], at);
+    }
+    for (int x = 1; x < n; x += 2) {
+        const Bracket at(g[x], refs.invStep, K - 2);
+        const int* s = sums + std::ptrdiff_t(x / 2) * K + at.low;
+        pixel(x, 4 * (s[0] + s[K]), 4 * (s[1] + s[1 + K]), at);
+    }
+}
+
+/// Sums of five rows of remapped pixels one below the other, weighed 1 4 6 4 1.
+template <int K>
+inline void remappedSums(const ushort* const rows[5], const References<K>& refs, int n, int* __restrict sums)
+{
+    for (int x = 0; x < n; ++x) {
+        const ushort *a = refs.of(rows[0][x]), *b = refs.of(rows[1][x]), *c = refs.of(rows[2][x]);
+        const ushort *d = refs.of(rows[3][x]), *e = refs.of(rows[4][x]);
+        int* __restrict s = sums + std::ptrdiff_t(x) * K;
+        for (int k = 0; k < K; ++k)
+            s[k] = (a[k] + e[k]) + 4 * (b[k] + d[k]) + 6 * c[k];
+    }
+}
+
+/// Walks a band of the picture's rows and writes its coefficients at every level.
+template <int K>
+class RemappedBand {
+public:
+    /// Memory for pyramids of these levels' sizes.
+    explicit RemappedBand(const std::vector<cv::Mat>& levels) : m_levels(int(levels.size()))
+    {
+        for (int l = 0; l < int(levels.size()); ++l) {
+            m_levels[l].size = levels[l].size();
+            if (l > 0)
+                m_levels[l].rows.resize(std::size_t(kKept) * levels[l].cols * K);
+        }
+        m_scratch.resize(std::size_t(levels[0].cols + 8) * K);
+    }
+
+    /// Coefficients of rows first..end-1 of level 0, and of the rows of each level above that lie over them.
+    /// `gauss` is the plain picture's pyramid, `out` takes the coefficients of each level.
+    void run(const std::vector<cv::Mat>& gauss, std::vector<cv::Mat>& out, const References<K>& refs, int first,
+             int end)
+    {
+        m_gauss = &gauss;
+        m_out = &out;
+        m_refs = &refs;
+        plan(first, end);
+        const int top = int(m_levels.size()) - 1;
+        if (top == 0)
+            for (int y = first; y < end; ++y)
+                emitTop(0, y);
+        else
+            produce(top, m_levels[top].last);
+    }
+
+private:
+    static constexpr int kKept = 8; ///< Rows of a level that live at a time.
+
+    struct Level {
+        cv::Size size;
+        int first = 0, end = 0;   ///< Rows whose coefficients this band writes.
+        int next = 0, last = 0;   ///< Rows to be computed: the next, and the last that is needed.
+        int emitted = 0;          ///< The next row whose coefficients are to be written.
+        std::vector<ushort> rows; ///< The last kKept rows, by row number modulo kKept.
+    };
+
+    /// Runs row kernels at the processor's level; the walk itself is recursive, and so stays as it is.
+    template <class Kernels>
+    static void atLevel(const Kernels& kernels)
+    {
+        runSpan([&](int, int) { kernels(); }, 0, 1);
+    }
+
+    ushort* row(int l, int y)
+    {
+        Level& level = m_levels[l];
+        return level.rows.data() + std::ptrdiff_t(y % kKept) * level.size.width * K;
+    }
+
+    /// Which rows of each level the band needs: its own, those that enlarge to the level below, and, from the level
+    /// above down, those that are reduced to it.
+    void plan(int first, int end)
+    {
+        const int count = int(m_levels.size());
+        for (int l = 0; l < count; ++l) {
+            Level& level = m_levels[l];
+            level.first = level.emitted = first;
+            level.end = end;
+            level.next = first;
+            level.last = end - 1;
+            if (l > 0 && m_levels[l - 1].end > m_levels[l - 1].first) {
+                const Level& below = m_levels[l - 1];
+                level.next = std::min(level.next, std::max(below.first / 2 - 1, 0));
+                level.last = std::max(level.last, std::min((below.end - 1) / 2 + 1, level.size.height - 1));
+            }
+            first = (first + 1) / 2;
+            end = (end + 1) / 2;
+        }
+        for (int l = count - 1; l > 1; --l) {
+            const Level& above = m_levels[l];
+            Level& level = m_levels[l - 1];
+            const int height = level.size.height;
+            level.next = std::min(level.next, std::max(std::min(2 * above.next - 2, height - 3), 0));
+            level.last = std::max(level.last, std::min(2 * above.last + 2, height - 1));
+        }
+    }
+
+    void produce(int l, int y)
+    {
+        while (m_levels[l].next <= y) {
+            reduce(l, m_levels[l].next++);
+            emitBelow(l);
+        }
+    }
+
+    /// Row y of level l from the level below.
+    void reduce(int l, int y)
+    {
+        const Level& level = m_levels[l];
+        const cv::Size below = m_levels[l - 1].size;
+        int* sums = m_scratch.data() + 2 * K;
+        const ushort* rows[5];
+        if (l > 1)
+            produce(l - 1, std::min(2 * y + 2, below.height - 1));
+        for (int k = 0; k < 5; ++k) {
+            const int from = mirrored(2 * y - 2 + k, below.height);
+            rows[k] = l > 1 ? row(l - 1, from) : (*m_gauss)[0].template ptr<ushort>(from);
+        }
+        ushort* const out = row(l, y);
+        atLevel([&] {
+            if (l > 1) {
+                pyrDownRow<K>(rows, below.width, out, level.size.width, m_scratch.data());
+            } else {
+                remappedSums<K>(rows, *m_refs, below.width, sums);
+                pyrDownSums<K>(sums, below.width, out, level.size.width);
+            }
+        });
+        if (l + 1 == int(m_levels.size()) && y >= level.first && y < level.end)
+            emitTop(l, y);
+    }
+
+    /// Writes the rows of the level below that the rows of level l there are by now suffice for.
+    void emitBelow(int l)
+    {
+        Level &level = m_levels[l], &below = m_levels[l - 1];
+        const int newest = level.next - 1;
+        const bool complete = newest == level.size.height - 1;
+        for (; below.emitted < below.end && (complete || below.emitted / 2 + 1 <= newest); ++below.emitted) {
+            const int y = below.emitted, n = level.size.width;
+            const ushort* rows[3];
+            for (int k = 0; k < 3; ++k)
+                rows[k] = row(l, expanded(y / 2 - 1 + k, level.size.height));
+            int* const sums = m_scratch.data() + K;
+            const ushort* const g = (*m_gauss)[l - 1].template ptr<ushort>(y);
+            ushort* const out = (*m_out)[l - 1].template ptr<ushort>(y);
+            const ushort* const values = l > 1 ? row(l - 1, y) : nullptr;
+            atLevel([&] {
+                pyrUpSums<K>(rows, y % 2 != 0, n, sums);
+                if (values)
+                    detailRow<K>(
+                        g, *m_refs, [=](int x) { return values + std::ptrdiff_t(x) * K; }, sums, out, below.size.width);
+                else
+                    detailRow<K>(
+                        g, *m_refs, [&](int x) { return m_refs->of(g[x]); }, sums, out, below.size.width);
+            });
+        }
+    }
+
+    void emitTop(int l, int y)
+    {
+        const ushort* g = (*m_gauss)[l].template ptr<ushort>(y);
+        ushort* out = (*m_out)[l].template ptr<ushort>(y);
+        const int n = m_levels[l].size.width;
+        if (l == 0) {
+            topRow<K>(
+                g, *m_refs, [&](int x) { return m_refs->of(g[x]); }, out, n);
+        } else {
+            const ushort* values = row(l, y);
+            topRow<K>(
+                g, *m_refs, [=](int x) { return values + std::ptrdiff_t(x) * K; }, out, n);
+        }
+    }
+
+    std::vector<Level> m_levels;
+    std::vector<int> m_scratch;
+    const std::vector<cv::Mat>* m_gauss = nullptr;
+    std::vector<cv::Mat>* m_out = nullptr;
+    const References<K>* m_refs = nullptr;
+};
+
+} // namespace pixmill::detail

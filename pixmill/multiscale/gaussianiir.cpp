@@ -1,0 +1,200 @@
+#include <pixmill/multiscale/gaussianiir.h>
+
+#include <pixmill/core/detail/rows.h>
+#include <pixmill/core/detail/scratch.h>
+#include <pixmill/core/detail/transpose.h>
+#include <pixmill/multiscale/detail/recursive_gaussian.h>
+#include <pixmill/primitives/convert.h>
+
+#include <algorithm>
+#include <vector>
+
+using namespace pixmill::detail;
+
+namespace {
+
+constexpr int kRowLanes = 32;     ///< Rows that are swept side by side.
+constexpr int kColumnLanes = 64;  ///< Columns that are swept side by side.
+
+void widen(const unsigned char* from, float* to, int n)
+{
+    ippiConvert_8u32f_C1R(from, n, to, n, {n, 1});
+}
+
+void widen(const unsigned short* from, float* to, int n)
+{
+    ippiConvert_16u32f_C1R(from, n, to, n, {n, 1});
+}
+
+void narrow(const float* from, unsigned char* to, int n)
+{
+    ippiConvert_32f8u_C1R(from, n, to, n, {n, 1}, ippRndNear);
+}
+
+void narrow(const float* from, unsigned short* to, int n)
+{
+    ippiConvert_32f16u_C1R(from, n, to, n, {n, 1}, ippRndNear);
+}
+
+template <class T>
+void blurThroughFloats(T* data, long length, float sigma, int numsteps)
+{
+    if (!data || length < 1)
+        return;
+    constexpr long kPiece = 1 << 20;
+    std::vector<float> line(length);
+    for (long i = 0; i < length; i += kPiece)
+        widen(data + i, &line[i], int(std::min(kPiece, length - i)));
+    gaussianiir1d(line.data(), length, sigma, numsteps);
+    for (long i = 0; i < length; i += kPiece)
+        narrow(&line[i], data + i, int(std::min(kPiece, length - i)));
+}
+
+/// The same coefficients for every lane.
+template <int L>
+struct Lanes {
+    explicit Lanes(const RecursiveGaussian& gauss)
+    {
+        std::fill_n(nu, L, gauss.nu);
+        std::fill_n(boundary, L, gauss.boundary);
+    }
+    float nu[L], boundary[L];
+};
+
+/// Sweeps every row of a plane, `steps` times; rows in groups that become lanes.
+void sweepRows(float* plane, std::ptrdiff_t stride, int width, int height, const RecursiveGaussian& gauss, int steps)
+{
+    const int groups = (height + kRowLanes - 1) / kRowLanes;
+    TeamScratch<float> scratch(std::size_t(width) * kRowLanes);
+    const Lanes<kRowLanes> lanes(gauss);
+    forEachIndex(groups, long(width) * height, [&](int group) {
+        float* tile = scratch.mine();
+        float* rows = plane + stride * group * kRowLanes;
+        const int count = std::min(kRowLanes, height - group * kRowLanes);
+        rowsToLanes<kRowLanes>(rows, stride, count, width, tile);
+        for (int i = 0; i < steps; ++i)
+            sweepLines<kRowLanes>(tile, kRowLanes, width, lanes.nu, lanes.boundary);
+        lanesToRows<kRowLanes>(tile, count, width, rows, stride);
+    });
+}
+
+/// Both sweeps of L columns at once. They meet in the middle, and each then reads what the other has written: that is
+/// meant, and it is not the row's result.
+template <int L>
+inline void sweepColumnsFused(float* column, int height, const RecursiveGaussian& gauss)
+{
+    float top[L], bottom[L];
+    float* last = column + std::ptrdiff_t(height - 1) * L;
+    for (int l = 0; l < L; ++l)
+        column[l] = top[l] = gauss.boundary * column[l];
+    for (int l = 0; l < L; ++l)
+        last[l] = bottom[l] = gauss.boundary * last[l];
+    for (int i = 1; i < height; ++i) {
+        float* up = last - std::ptrdiff_t(i) * L;
+        for (int l = 0; l < L; ++l)
+            up[l] = bottom[l] = gauss.nu * bottom[l] + up[l];
+        float* down = column + std::ptrdiff_t(i) * L;
+        for (int l = 0; l < L; ++l)
+            down[l] = top[l] = gauss.nu * top[l] + down[l];
+    }
+}
+
+/// Every column of a plane, `steps` times, and the final scaling; strips of columns go through a buffer of their own, so
+/// that no row step can map a strip onto a few cache lines.
+template <int L>
+void sweepColumns(cv::Mat& plane, const RecursiveGaussian& gauss, int steps)
+{
+    const int strips = (plane.cols + L - 1) / L;
+    TeamScratch<float> scratch(std::size_t(plane.rows) * L);
+    forEachIndex(strips, long(plane.total()), [&](int strip) {
+        float* buffer = scratch.mine();
+        const int x = strip * L, count = std::min(L, plane.cols - x);
+        std::fill_n(buffer, count < L ? std::size_t(plane.rows) * L : 0, 0.0f);
+        for (int y = 0; y < plane.rows; ++y)
+            std::copy_n(plane.ptr<float>(y) + x, count, buffer + std::ptrdiff_t(y) * L);
+        for (int i = 0; i < steps; ++i)
+            sweepColumnsFused<L>(buffer, plane.rows, gauss);
+        for (int y = 0; y < plane.rows; ++y) {
+            float* out = plane.ptr<float>(y) + x;
+            const float* in = buffer + std::ptrdiff_t(y) * L;
+            for (int l = 0; l < count; ++l)
+                out[l] = in[l] * gauss.post;
+        }
+    });
+}
+
+/// `count` neighbouring lines whose samples lie `stride` apart, `steps` times.
+void sweepNeighbours(float* data, std::ptrdiff_t stride, long length, long count, const RecursiveGaussian& gauss,
+                     int steps)
+{
+    const Lanes<kColumnLanes> lanes(gauss);
+    const long groups = (count + kColumnLanes - 1) / kColumnLanes;
+    forEachIndex(int(groups), length * count, [&](int group) {
+        const long first = long(group) * kColumnLanes, end = std::min(count, first + kColumnLanes);
+        for (int i = 0; i < steps; ++i)
+            if (end - first == kColumnLanes)
+                sweepLines<kColumnLanes>(data + first, stride, length, lanes.nu, lanes.boundary);
+            else
+                for (long k = first; k < end; ++k)
+                    sweepLine(data + k, stride, length, gauss.nu, gauss.boundary);
+    });
+}
+
+} // namespace
+
+void gaussianiir1d(float* data, long length, float sigma, int numsteps)
+{
+    if (!data || length < 1 || sigma <= 0 || numsteps < 0)
+        return;
+    const auto gauss = RecursiveGaussian::make<double>(sigma, numsteps);
+    for (int i = 0; i < numsteps; ++i)
+        sweepLine(data, 1, length, gauss.nu, gauss.boundary);
+    for (long i = 0; i < length; ++i)
+        data[i] *= gauss.post;
+}
+
+void gaussianiir1d(unsigned short* data, long length, float sigma, int numsteps)
+{
+    blurThroughFloats(data, length, sigma, numsteps);
+}
+
+void gaussianiir1d(unsigned char* data, long length, float sigma, int numsteps)
+{
+    blurThroughFloats(data, length, sigma, numsteps);
+}
+
+void gaussianiir2d(cv::Mat& inOut, float sigma, int numsteps)
+{
+    if (inOut.type() != CV_32FC1)
+        throw "ERROR - gaussianiir2d - inOut.type()!=CV_32FC1";
+    if (sigma <= 0 || numsteps < 0)
+        throw "ERROR - gaussianiir2d - sigma <= 0 || numsteps < 0";
+    CV_Assert(inOut.dims <= 2);
+    if (inOut.empty())
+        return;
+
+    const auto gauss = RecursiveGaussian::make<float>(sigma, numsteps, 2);
+    sweepRows(inOut.ptr<float>(), std::ptrdiff_t(inOut.step1()), inOut.cols, inOut.rows, gauss, numsteps);
+    if (inOut.rows <= 6000)  // a strip of columns is to stay in the second-level cache
+        sweepColumns<kColumnLanes>(inOut, gauss, numsteps);
+    else
+        sweepColumns<kColumnLanes / 4>(inOut, gauss, numsteps);
+}
+
+void gaussianiir3d(float* volume, long width, long height, long depth, float sigma, int numsteps)
+{
+    if (sigma <= 0 || numsteps < 0 || width < 1 || height < 1 || depth < 1)
+        return;
+    CV_Assert(volume && width <= INT_MAX && height <= INT_MAX && depth <= INT_MAX);
+
+    const auto gauss = RecursiveGaussian::make<double>(sigma, numsteps, 3);
+    const long slice = width * height;
+    for (long z = 0; z < depth; ++z)
+        sweepRows(volume + z * slice, width, int(width), int(height), gauss, numsteps);
+    for (long z = 0; z < depth; ++z)
+        sweepNeighbours(volume + z * slice, width, height, width, gauss, numsteps);
+    for (long y = 0; y < height; ++y)
+        sweepNeighbours(volume + y * width, slice, depth, width, gauss, numsteps);
+    for (long i = 0; i < slice * depth; ++i)
+        volume[i] *= gauss.post;
+}

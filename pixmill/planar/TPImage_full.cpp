@@ -1,0 +1,63 @@
+#include <pixmill/core/detail/aligned.h>
+#include <pixmill/core/detail/plane.h>
+#include <pixmill/core/detail/rows.h>
+#include <pixmill/planar/TPImage.h>
+#include <pixmill/planar/detail/colour_rows.h>
+#include <pixmill/resample/detail/doubling.h>
+#include <pixmill/resample/guidedUpsize.h>
+
+using namespace pixmill::detail;
+
+namespace {
+
+constexpr int kCubic = 4;
+
+/// The four rows of a half-size plane around full-size row y.
+struct HalfRows {
+    const ushort* rows[4];
+
+    HalfRows(const cv::Mat& half, int y)
+    {
+        for (int k = 0; k < 4; ++k)
+            rows[k] = half.ptr<ushort>(inside(y / 2 - 1 + k, half.rows));
+    }
+};
+
+/// Each row's differences are enlarged into the host's rows of R and B and turned into colours there.
+template <class To>
+void fullColours(const TPImage& picture, unsigned short** rgb, int stride)
+{
+    const cv::Size size = picture.m_Y.size();
+    CV_Assert(rgb && rgb[0] && rgb[1] && rgb[2]);
+    if (size.empty()) {
+        cv::Mat none;
+        upSize2XGuidedByY(picture.m_Y, picture.m_Dr, none, false, kCubic); // throws: there is nothing to enlarge into
+        return;
+    }
+    const auto wrap = [&](unsigned short* plane) { return cv::Mat(size, CV_16UC1, plane, std::size_t(stride)); };
+    cv::Mat R = wrap(rgb[0]), G = wrap(rgb[1]), B = wrap(rgb[2]);
+    const cv::Mat &Y = picture.m_Y, &Dr = picture.m_Dr, &Db = picture.m_Db;
+    CV_Assert(Y.type() == CV_16UC1 && Dr.type() == CV_16UC1 && Db.type() == CV_16UC1 && !Dr.empty() && !Db.empty());
+
+    forEachSpan(size.height, long(size.width) * size.height, [&](int y, int end) {
+        AlignedArray<int> scratch(std::size_t(std::max(Dr.cols, Db.cols)));
+        for (; y < end; ++y) {
+            ushort *r = R.ptr<ushort>(y), *b = B.ptr<ushort>(y);
+            doubleRowCubic(HalfRows(Dr, y).rows, y % 2 != 0, Dr.cols, r, size.width, scratch.data());
+            doubleRowCubic(HalfRows(Db, y).rows, y % 2 != 0, Db.cols, b, size.width, scratch.data());
+            colourRow<To>(Y.ptr<ushort>(y), r, b, r, G.ptr<ushort>(y), b, size.width);
+        }
+    });
+}
+
+} // namespace
+
+void TPImage::convertTopRGB(unsigned short** rgb, int stride) const
+{
+    fullColours<To16>(*this, rgb, stride);
+}
+
+void TPImage::convertTopRGB15U(unsigned short** rgb, int stride) const
+{
+    fullColours<To15U>(*this, rgb, stride);
+}

@@ -1,0 +1,167 @@
+#include <pixmill/core/detail/pixel.h>
+#include <pixmill/core/detail/plane.h>
+#include <pixmill/core/detail/rows.h>
+#include <pixmill/planar/TPImage.h>
+#include <pixmill/planar/detail/crop.h>
+#include <pixmill/primitives/copy.h>
+#include <pixmill/primitives/filter.h>
+#include <pixmill/primitives/resize.h>
+#include <pixmill/resample/resample.h>
+
+#include <algorithm>
+
+using namespace pixmill::detail;
+
+namespace {
+
+/// Where `count` pixels of size `scale` from `first` end, cut at the plane's edge.
+int farEdge(int first, int count, int scale, int edge)
+{
+    return int(std::clamp<long long>((long long)count * scale + first, -1, edge));
+}
+
+/// The mean of nine pixels whose sum is given, to nearest. A ninth is never closer than 1/18 to a tie, far more than
+/// the product is off.
+inline int meanOfNine(int sum)
+{
+    return roundToInt(float(sum) * (1.0f / 9.0f));
+}
+
+/// Three rows of a plane that repeats its edge pixels outside.
+template <class T>
+struct Window {
+    const T *above, *row, *below;
+    int cols;
+
+    Window(const cv::Mat& plane, int y)
+        : above(plane.ptr<T>(std::max(y - 1, 0))), row(plane.ptr<T>(y)),
+          below(plane.ptr<T>(std::min(y + 1, plane.rows - 1))), cols(plane.cols)
+    {
+    }
+
+    int columnSum(int x) const { return above[x] + row[x] + below[x]; }
+    int mean(int x) const
+    {
+        return meanOfNine(columnSum(std::max(x - 1, 0)) + columnSum(x) + columnSum(std::min(x + 1, cols - 1)));
+    }
+};
+
+constexpr int kTile = 2048;
+
+/// Means of the windows around `count` pixels, `scale` apart from `first`; all of them inside the row.
+template <class T>
+inline void meanRow(const Window<T>& window, int first, int scale, T* out, int count)
+{
+    int sums[kTile];
+    const int most = std::max((kTile - 3) / scale, 0) + 1;
+    for (int done = 0; done < count; done += most) {
+        const int part = std::min(most, count - done), left = first + done * scale - 1, n = (part - 1) * scale + 3;
+        const int begin = std::max(left, 0), end = std::min(left + n, window.cols);
+        for (int x = begin; x < end; ++x)
+            sums[x - left] = window.columnSum(x);
+        if (begin > left)
+            sums[0] = sums[1];
+        if (end < left + n)
+            sums[n - 1] = sums[n - 2];
+        for (int i = 0; i < part; ++i)
+            out[done + i] = T(meanOfNine(sums[i * scale] + sums[i * scale + 1] + sums[i * scale + 2]));
+    }
+}
+
+/// The plane's 3 x 3 means, reduced: only the pixels that reducing by 1 or by an even factor picks are averaged.
+/// As in downSizeNX, columns past the plane's image repeat its last one, and rows past it the plane's last row.
+template <class T>
+void pickedMeans(const cv::Mat& plane, cv::Mat& out, int scale)
+{
+    const int first = (scale - 1) / 2, exact = std::min(plane.cols / scale, out.cols);
+    const auto pick = [&](int i, int size) { return int(std::min<long long>((long long)i * scale + first, size - 1)); };
+    forEachRow(out.size(), [&](int y) {
+        const Window<T> window(plane, pick(y, plane.rows));
+        T* o = out.ptr<T>(y);
+        meanRow(window, first, scale, o, exact);
+        for (int x = exact; x < out.cols; ++x)
+            o[x] = exact > 0 ? o[exact - 1] : T(window.mean(pick(x, plane.cols)));
+    });
+}
+
+/// The 3 x 3 means of a float plane, in the primitives' order of sums.
+void floatMeans(const cv::Mat& plane, cv::Mat& out)
+{
+    const IppiSize size = {plane.cols, plane.rows}, more = {plane.cols + 2, plane.rows + 2};
+    cv::Mat padded(more.height, more.width, CV_32FC1);
+    ensure(out, plane.size(), CV_32FC1);
+    ippiCopyReplicateBorder_32f_C1R(plane.ptr<float>(), int(plane.step), size, padded.ptr<float>(), int(padded.step),
+                                    more, 1, 1);
+    ippiFilterBox_32f_C1R(padded.ptr<float>(1) + 1, int(padded.step), out.ptr<float>(), int(out.step), size, {3, 3},
+                          {1, 1});
+}
+
+/// Reduces `plane` into a result of w by h; where nothing of the plane lies in the region the result is black.
+void reduce(const cv::Mat& plane, int w, int h, int scale, cv::Mat& out)
+{
+    ensure(out, {w, h}, plane.type());
+    if (plane.empty() && !out.empty())
+        out.setTo(0);
+    else
+        downSizeNX(plane, out, scale, IPPI_INTER_CUBIC);
+}
+
+template <class T>
+void smoothAndReduce(const cv::Mat& plane, int w, int h, int scale, cv::Mat& out, cv::Mat& scratch)
+{
+    const bool picks = scale == 1 || scale % 2 == 0; // the other factors interpolate
+    const cv::Size size = picks && scale > 1 ? cv::Size(w, h) : plane.size();
+    cv::Mat& means = picks ? out : scratch;
+    ensure(means, size, plane.type());
+    if (plane.empty() || means.empty()) {
+        if (scale > 1)
+            reduce(plane, w, h, scale, out);
+        return;
+    }
+    pickedMeans<T>(plane, means, picks ? scale : 1);
+    if (!picks)
+        reduce(means, w, h, scale, out);
+}
+
+} // namespace
+
+void pixmill::detail::cropInto(const cv::Mat& in, cv::Rect region, int scale, bool smooth, cv::Mat& out,
+                               cv::Mat& scratch)
+{
+    CV_Assert(scale >= 1);
+    const int w = region.width, h = region.height;
+    const cv::Mat view = in(cv::Range(region.y, farEdge(region.y, h, scale, in.rows)),
+                            cv::Range(region.x, farEdge(region.x, w, scale, in.cols)));
+    if (!smooth) {
+        if (scale > 1) {
+            reduce(view, w, h, scale, out);
+        } else {
+            ensure(out, view.size(), view.type());
+            view.copyTo(out);
+        }
+        return;
+    }
+    switch (in.type()) {
+    case CV_8UC1:
+        return smoothAndReduce<uchar>(view, w, h, scale, out, scratch);
+    case CV_16UC1:
+        return smoothAndReduce<ushort>(view, w, h, scale, out, scratch);
+    case CV_32FC1:
+        floatMeans(view, scale == 1 ? out : scratch);
+        if (scale > 1)
+            reduce(scratch, w, h, scale, out);
+        return;
+    default:
+        throw "ERROR TPImage::MatRoi - input type";
+    }
+}
+
+cv::Mat TPImage::MatRoi(const cv::Mat& in, int x, int y, int w, int h, int scale, bool half, bool smooth)
+{
+    cv::Mat out, scratch;
+    if (half)
+        cropInto(in, {x / 2, y / 2, halfSize(w), halfSize(h)}, scale, smooth, out, scratch);
+    else
+        cropInto(in, {x, y, w, h}, scale, smooth, out, scratch);
+    return out;
+}

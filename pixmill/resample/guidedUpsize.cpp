@@ -1,0 +1,58 @@
+#include <pixmill/resample/guidedUpsize.h>
+
+#include <pixmill/core/detail/plane.h>
+#include <pixmill/filters/TGuidedFilter.h>
+#include <pixmill/resample/resample.h>
+
+using namespace pixmill::detail;
+
+namespace {
+
+constexpr int kCubic = 4;
+constexpr int kRadius = 1;
+constexpr float kEps = 0.0001f;
+
+/// A plane in floats of 0..1; black where its type has no such range.
+cv::Mat normalised(const cv::Mat& plane)
+{
+    cv::Mat out = cv::Mat::zeros(plane.size(), CV_32FC1);
+    if (plane.type() == CV_8UC1)
+        plane.convertTo(out, CV_32F, 0.00392156862745098);
+    else if (plane.type() == CV_16UC1)
+        plane.convertTo(out, CV_32F, 1.5259021896696422e-5);
+    return out;
+}
+
+template <class Reduce>
+void upsizeGuided(const cv::Mat& guideY, const cv::Mat& in, cv::Mat& out, const Reduce& reduce)
+{
+    cv::Mat small = cv::Mat::zeros(in.size(), guideY.type());
+    reduce(small);
+    TGuidedFilter filter;
+    filter.setup({normalised(small)}, normalised(in), kRadius, kEps);
+    filter.proc({guideY}, out);
+}
+
+} // namespace
+
+void upSize2XGuidedByY(cv::Mat guideY, const cv::Mat& in, cv::Mat& out, bool useGuide, int interpolation)
+{
+    if (useGuide) {
+        upsizeGuided(guideY, in, out, [&](cv::Mat& small) { downSize2X(guideY, small, kCubic); });
+        return;
+    }
+    const cv::Mat from = in; // `out` may be the same header
+    ensure(out, guideY.size(), from.type());
+    upSize2X(from, out, interpolation);
+}
+
+void upSizeNXGuidedByY(cv::Mat guideY, const cv::Mat& in, cv::Mat& out, int factor, bool useGuide, int interpolation)
+{
+    if (useGuide) {
+        upsizeGuided(guideY, in, out, [&](cv::Mat& small) { downSizeNX(guideY, small, factor, kCubic); });
+        return;
+    }
+    const cv::Mat from = in;
+    ensure(out, guideY.size(), from.type());
+    upSizeNX(from, out, factor, interpolation);
+}

@@ -1,0 +1,229 @@
+#include <pixmill/curves/TSpline.h>
+
+#include <gtest/gtest.h>
+#include <opencv2/core.hpp>
+
+#include <cmath>
+#include <memory>
+#include <vector>
+
+namespace {
+
+/// The coefficients of a spline, written from the text of the method, on arrays of their own.
+struct Reference {
+    std::vector<float> x, y, b, c, d, h;
+    int n;
+
+    Reference(std::vector<float> xs, std::vector<float> ys)
+        : x(xs), y(ys), b(xs.size()), c(xs.size()), d(xs.size()), n(int(xs.size()))
+    {
+        for (int i = 0; i + 1 < n; ++i)
+            h.push_back(x[i + 1] - x[i]);
+    }
+
+    static void solve(std::vector<float> dl, std::vector<float> dd, std::vector<float> du, std::vector<float>& v, int m)
+    {
+        for (int i = 0; i <= m - 2; ++i) {
+            du[i] /= dd[i];
+            const float product = dl[i] * du[i];
+            dd[i + 1] -= product;
+        }
+        v[0] /= dd[0];
+        for (int i = 1; i <= m - 1; ++i) {
+            const float product = dl[i - 1] * v[i - 1];
+            v[i] = (v[i] - product) / dd[i];
+        }
+        for (int i = m - 2; i >= 0; --i) {
+            const float product = v[i + 1] * du[i];
+            v[i] -= product;
+        }
+    }
+
+    float right(int i) const // the right side for the knot i
+    {
+        const double after = double(y[i + 1] - y[i]) / double(h[i]);
+        const double before = double(y[i] - y[i - 1]) / double(h[i - 1]);
+        return float(3.0 * (after - before));
+    }
+
+    void finish()
+    {
+        for (int i = 0; i <= n - 2; ++i) {
+            const double hi = h[i];
+            d[i] = float(double(c[i + 1] - c[i]) / (3.0 * hi));
+            const float slope = (y[i + 1] - y[i]) / h[i];
+            b[i] = float(double(slope) - (hi * 0.33333333333333333) * (double(c[i + 1]) + 2.0 * double(c[i])));
+        }
+    }
+
+    Reference& notAKnot()
+    {
+        std::vector<float> dl, dd, du, v;
+        for (int i = 0; i <= n - 4; ++i)
+            dl.push_back(h[i + 1]), du.push_back(h[i + 1]);
+        for (int i = 0; i <= n - 3; ++i)
+            dd.push_back(2 * (h[i] + h[i + 1])), v.push_back(right(i + 1));
+        const float r = 1.0f / h[1], p = r * h[0], q = h[0] * p;
+        dd[0] = (dd[0] + h[0]) + q;
+        du[0] = du[0] - q;
+        const float e = h[n - 2], f = 1.0f / h[n - 3], g = (e * e) * f;
+        dd[n - 3] = (dd[n - 3] + e) + g;
+        dl[n - 4] = dl[n - 4] - g;
+        solve(dl, dd, du, v, n - 2);
+        for (int i = 0; i <= n - 3; ++i)
+            c[i + 1] = v[i];
+        const float far0 = (r * c[2]) * h[0], ef = e * f, farN = ef * c[n - 3];
+        c[0] = float((1.0 + double(p)) * double(c[1]) - double(far0));
+        c[n - 1] = float((1.0 + double(ef)) * double(c[n - 2]) - double(farN));
+        finish();
+        return *this;
+    }
+
+    Reference& clamped(float start, float end)
+    {
+        std::vector<float> dd(n);
+        dd[0] = 2 * h[0];
+        dd[n - 1] = 2 * h[n - 2];
+        c[0] = float(3.0 * (double(y[1] - y[0]) / double(h[0]) - double(start)));
+        c[n - 1] = float(3.0 * (double(end) - double(y[n - 1] - y[n - 2]) / double(h[n - 2])));
+        for (int i = 1; i <= n - 2; ++i) {
+            dd[i] = 2 * (h[i - 1] + h[i]);
+            c[i] = right(i);
+        }
+        solve(h, dd, h, c, n);
+        finish();
+        return *this;
+    }
+};
+
+std::vector<float> risingKnots(cv::RNG& rng, int n)
+{
+    std::vector<float> x(n);
+    float at = rng.uniform(-2.0f, 2.0f);
+    for (float& v : x)
+        v = at += rng.uniform(0.01f, 0.7f);
+    return x;
+}
+
+std::vector<float> values(cv::RNG& rng, int n)
+{
+    std::vector<float> y(n);
+    for (float& v : y)
+        v = rng.uniform(-1.0f, 3.0f);
+    return y;
+}
+
+} // namespace
+
+TEST(TSpline, CoefficientsMatchTheReferenceBitForBit)
+{
+    cv::RNG rng(7);
+    for (int round = 0; round < 400; ++round) {
+        const int n = 4 + round % 7;
+        Reference expected(risingKnots(rng, n), values(rng, n));
+        TSpline spline(n);
+        std::copy(expected.x.begin(), expected.x.end(), spline.m_x_p);
+        std::copy(expected.y.begin(), expected.y.end(), spline.m_y_p);
+        spline.update();
+        expected.notAKnot();
+        ASSERT_EQ(std::vector<float>(spline.m_c_p, spline.m_c_p + n), expected.c);
+        ASSERT_EQ(std::vector<float>(spline.m_b_p, spline.m_b_p + n - 1),
+                  std::vector<float>(expected.b.begin(), expected.b.end() - 1));
+        ASSERT_EQ(std::vector<float>(spline.m_d_p, spline.m_d_p + n - 1),
+                  std::vector<float>(expected.d.begin(), expected.d.end() - 1));
+
+        const int m = 2 + round % 7; // two points are enough for clamped ends
+        Reference ends(risingKnots(rng, m), values(rng, m));
+        std::vector<float> b(m), c(m), d(m);
+        spline.cubic_clamped(m, ends.x.data(), ends.y.data(), b.data(), c.data(), d.data(), 0.3f, -1.7f);
+        ends.clamped(0.3f, -1.7f);
+        ASSERT_EQ(c, ends.c);
+        ASSERT_EQ(b, ends.b);
+        ASSERT_EQ(d, ends.d);
+    }
+}
+
+TEST(TSpline, ANewOneIsTheIdentity)
+{
+    TSpline spline(5);
+    EXPECT_EQ(spline.m_n, 5);
+    spline.update();
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(spline.m_x_p[i], i * 0.25f);
+        EXPECT_NEAR(spline.m_c_p[i], 0, 1e-6);
+    }
+    for (const float t : {-0.5f, 0.0f, 0.1f, 0.25f, 0.6f, 1.0f, 1.5f})
+        EXPECT_NEAR(spline.value(t), t, 1e-6) << t;
+}
+
+TEST(TSpline, AKnotBelongsToThePieceToItsRightAndTheEndPiecesGoOn)
+{
+    TSpline spline(4);
+    for (int i = 0; i < 4; ++i) {
+        spline.m_x_p[i] = float(i);
+        spline.m_y_p[i] = 100.0f * i; // constant pieces that tell which one was taken
+        spline.m_b_p[i] = i == 2 ? 1.0f : 0.0f;
+        spline.m_c_p[i] = spline.m_d_p[i] = 0;
+    }
+    const float cases[][2] = {{-5, 0}, {0, 0}, {0.9f, 0}, {1, 100}, {1.5f, 100}, {2, 200}, {3, 201}, {9, 207}};
+    for (const auto& c : cases)
+        EXPECT_EQ(spline.value(c[0]), c[1]) << c[0];
+    EXPECT_EQ(spline.value(NAN) == spline.value(NAN), false);
+}
+
+TEST(TSpline, FourPointsGiveTheSingleCubicThroughThem)
+{
+    const auto cubic = [](float t) { return 0.5f - t + 2 * t * t + 0.25f * t * t * t; };
+    TSpline spline(4);
+    const float x[] = {-1.0f, 0.25f, 1.0f, 2.5f};
+    for (int i = 0; i < 4; ++i) {
+        spline.m_x_p[i] = x[i];
+        spline.m_y_p[i] = cubic(x[i]);
+    }
+    spline.update();
+    for (float t = -2; t < 4; t += 0.17f)
+        EXPECT_NEAR(spline.value(t), cubic(t), 2e-4) << t;
+}
+
+TEST(TSpline, ClampedEndsHaveTheirSlopes)
+{
+    float x[] = {0, 1, 3}, y[] = {1, 2, 0}, b[3], c[3], d[3];
+    TSpline(1).cubic_clamped(3, x, y, b, c, d, 0.5f, -2.0f);
+    EXPECT_NEAR(b[0], 0.5, 1e-5);
+    EXPECT_NEAR(b[1] + 2 * (2 * c[1] + 3 * 2 * d[1]), -2.0, 1e-5);
+}
+
+TEST(TSpline, PolynomialsThroughPointsAgreeInEveryForm)
+{
+    cv::RNG rng(3);
+    TSpline tool(1);
+    for (const int n : {1, 2, 5}) {
+        std::vector<float> x = risingKnots(rng, n), y = values(rng, n);
+        const std::unique_ptr<float[]> newton(tool.divdiff(n, x.data(), y.data()));
+        for (int i = 0; i < n; ++i)
+            EXPECT_NEAR(tool.neville(n, x.data(), y.data(), x[i]), y[i], 1e-4);
+        for (float t = x[0] - 0.1f; t < x[n - 1] + 0.1f; t += 0.05f)
+            EXPECT_NEAR(tool.neville(n, x.data(), y.data(), t), tool.nf_eval(n, x.data(), newton.get(), t), 2e-3);
+    }
+    float x[] = {0, 1, 3}, y[] = {1, 3, 4};
+    const std::unique_ptr<float[]> newton(tool.divdiff(3, x, y));
+    EXPECT_EQ(newton[0], 1.0f);
+    EXPECT_EQ(newton[1], 2.0f);
+    EXPECT_EQ(newton[2], (0.5f - 2.0f) / 3.0f);
+    EXPECT_EQ(tool.nf_eval(3, x, newton.get(), 2.0f), (-0.5f * 1.0f + 2.0f) * 2.0f + 1.0f);
+}
+
+TEST(TSpline, TooFewPointsTouchNothing)
+{
+    float v[3] = {1, 2, 3};
+    TSpline tool(0);
+    tool.cubic_nak(1, v, v, v, v, v);
+    tool.cubic_clamped(1, v, v, v, v, v, 0, 0);
+    tool.tridiagonal(0, v, v, v, v);
+    EXPECT_EQ(v[0] + v[1] + v[2], 6.0f);
+    EXPECT_THROW(tool.cubic_nak(3, v, v, v, v, v), cv::Exception);
+    EXPECT_THROW(tool.value(0), cv::Exception);
+    EXPECT_THROW(tool.neville(0, v, v, 0), cv::Exception);
+    EXPECT_THROW(tool.nf_eval(0, v, v, 0), cv::Exception);
+    TSpline(-3).update();
+}

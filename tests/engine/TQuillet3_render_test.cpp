@@ -1,0 +1,228 @@
+// proc: the same pixels as its steps one after the other, and no more work than a change asks for.
+#include <support/everyway.h>
+#include <support/planes.h>
+
+#include <pixmill/adjust/TLightAdjLUTq3.h>
+#include <pixmill/curves/TLutThreshold.h>
+#include <pixmill/engine/TQuillet3.h>
+#include <pixmill/planar/TPImage.h>
+
+#include <vector>
+
+using namespace pixmill::test;
+
+namespace {
+
+void load(TQuillet3& engine, cv::Size size)
+{
+    const cv::Size half((size.width + 1) / 2, (size.height + 1) / 2);
+    engine.setup(scenePlane(size, CV_16UC1, 0, 65536, 1), randomPlane(size, CV_16UC1, 30000, 35600, 2),
+                 randomPlane(size, CV_16UC1, 24000, 41000, 3), randomPlane(size, CV_16UC1, 16000, 50000, 4),
+                 scenePlane(half, CV_16UC1, 20000, 46000, 5), scenePlane(half, CV_16UC1, 26000, 40000, 6), nullptr);
+}
+
+void setEverything(TQuillet3& engine)
+{
+    const float light[6] = {0.2f, 0.3f, -0.4f, 0.5f, 0.1f, -0.2f}, color[3] = {0.2f, -0.1f, 0.05f};
+    const float k[3][3] = {{0.5f, -0.3f, 0.2f}, {-0.4f, 0.6f, 0.0f}, {0.3f, 0.0f, -0.7f}};
+    const float t[3][3] = {{-0.2f, 0.1f, 0.0f}, {0.05f, 0.3f, -0.4f}, {0.0f, -0.6f, 0.2f}};
+    std::copy_n(light, 6, engine.m_lightParams);
+    std::copy_n(color, 3, engine.m_colorWeights);
+    std::copy_n(&k[0][0], 9, &engine.m_detailK[0][0]);
+    std::copy_n(&t[0][0], 9, &engine.m_detailT[0][0]);
+    engine.m_lightDirty = true;
+}
+
+/// Every step through the classes that stand for it, every plane made anew.
+cv::Mat renderReference(TQuillet3& engine, const cv::Rect& roi, int scale, const cv::Mat& extra)
+{
+    const auto crop = [&](const cv::Mat& plane, bool smooth) {
+        return TPImage::MatRoi(plane, roi.x, roi.y, roi.width, roi.height, scale, false, smooth);
+    };
+    cv::Mat Y = crop(engine.m_Y, false);
+    const float* c = engine.m_colorWeights;
+    if (std::abs(c[0]) >= 0.01f || std::abs(c[1]) >= 0.01f || std::abs(c[2]) >= 0.01f)
+        TQuillet3::modYWithC(crop(engine.m_fullDr, false), crop(engine.m_fullDb, false), c[0], c[1], c[2], Y);
+    TLightAdjLUTq3 light;
+    const float* p = engine.m_lightParams;
+    light.setupParams(p[0], p[1], p[2], p[3], p[4], p[5]);
+    light.proc(Y);
+
+    cv::Mat detail[3];
+    const float high[3] = {5.0f, 4.0f, 3.5f};
+    const int range[3] = {9830, 8191, 7372};
+    for (int level = 0; level < 3; ++level) {
+        detail[level] = crop(engine.m_detail[level], scale > engine.m_smoothScale);
+        if (level == 0 && !extra.empty() && extra.size() == detail[0].size())
+            for (int y = 0; y < extra.rows; ++y)
+                for (int x = 0; x < extra.cols; ++x) {
+                    const int sum = detail[0].at<ushort>(y, x) + extra.at<ushort>(y, x) - 32768;
+                    detail[0].at<ushort>(y, x) = ushort(std::min(65535, std::max(0, sum)));
+                }
+        const float *k = engine.m_detailK[level], *t = engine.m_detailT[level];
+        if (!engine.bNeedSHMix(level))
+            continue;
+        TLut16U lut(0.0f, 6.0f, 8191, 0.35f);
+        lut.setKRange(0.0f, high[level], range[level], 0.35f);
+        cv::Mat shadows = detail[level].clone(), midtones = detail[level].clone();
+        lut.setupLinearThreshold(k[1], t[1], k[0], t[0]);
+        lut.apply(shadows);
+        lut.setupLinearThreshold(k[2], t[2], k[0], t[0]);
+        lut.apply(midtones);
+        lut.setupLinearThreshold(k[0], t[0], 0.0f, 0.0f);
+        lut.apply(detail[level]);
+        TQuillet3::mixSMH(Y, shadows, midtones, detail[level]);
+    }
+    TQuillet3::addEdges(detail[0], detail[1], detail[2], Y);
+    return Y;
+}
+
+} // namespace
+
+TEST(TQuillet3Render, MatchesItsStepsAtEveryReductionEdgeAndCorner)
+{
+    TQuillet3 engine;
+    const cv::Size size(203, 157);
+    load(engine, size);
+    setEverything(engine);
+    everyWay([&] {
+        for (const int scale : {1, 2, 3, 4, 5})
+            for (const cv::Rect roi :
+                 {cv::Rect(0, 0, 203 / scale, 157 / scale), cv::Rect(31, 17, 20, 10), cv::Rect(202, 156, 1, 1),
+                  cv::Rect(0, 0, 300, 200), cv::Rect(150, 100, 40, 40)}) {
+                SCOPED_TRACE(testing::Message() << "scale " << scale << " region " << roi);
+                ASSERT_TRUE(engine.proc(roi, scale, cv::Mat()));
+                ASSERT_TRUE(samePixels<ushort>(renderReference(engine, roi, scale, cv::Mat()), engine.m_result));
+            }
+    });
+}
+
+TEST(TQuillet3Render, TinyPicturesRenderToo)
+{
+    for (const cv::Size size : {cv::Size(1, 1), cv::Size(1, 9), cv::Size(9, 1), cv::Size(5, 3)})
+        for (const int scale : {1, 2, 3, 4}) {
+            SCOPED_TRACE(testing::Message() << size << " scale " << scale);
+            TQuillet3 engine;
+            load(engine, size);
+            setEverything(engine);
+            const cv::Rect roi(0, 0, std::max(1, size.width / scale), std::max(1, size.height / scale));
+            engine.proc(roi, scale, cv::Mat());
+            EXPECT_TRUE(samePixels<ushort>(renderReference(engine, roi, scale, cv::Mat()), engine.m_result));
+        }
+}
+
+TEST(TQuillet3Render, WithEveryControlAtRestDetailIsAddedAsItIs)
+{
+    TQuillet3 engine;
+    load(engine, {80, 60});
+    engine.proc({10, 5, 40, 30}, 1, cv::Mat());
+    EXPECT_TRUE(samePixels<ushort>(renderReference(engine, {10, 5, 40, 30}, 1, cv::Mat()), engine.m_result));
+    EXPECT_TRUE(samePixels<ushort>(engine.m_detail[1](cv::Rect(10, 5, 40, 30)), engine.m_roiDetail[1]));
+}
+
+TEST(TQuillet3Render, AChangeRepeatsOnlyWhatItTouches)
+{
+    TQuillet3 engine;
+    load(engine, {80, 60});
+    setEverything(engine);
+    const cv::Rect roi(10, 5, 40, 30);
+    engine.proc(roi, 1, cv::Mat());
+    EXPECT_FALSE(engine.m_dirty || engine.m_lightDirty || engine.m_levelDirty[0]);
+
+    // A mark in a kept plane survives exactly where nothing is rendered again.
+    const auto mark = [&] {
+        for (cv::Mat* plane :
+             {&engine.m_roiY, &engine.m_roiDetail[0], &engine.m_roiDetail[1], &engine.m_roiDetail[2], &engine.m_result})
+            plane->at<ushort>(3, 3) = 12345;
+    };
+    const auto kept = [&] {
+        std::vector<bool> marks;
+        for (const cv::Mat* plane :
+             {&engine.m_roiY, &engine.m_roiDetail[0], &engine.m_roiDetail[1], &engine.m_roiDetail[2], &engine.m_result})
+            marks.push_back(plane->at<ushort>(3, 3) == 12345);
+        return marks;
+    };
+    using Marks = std::vector<bool>;
+
+    mark();
+    EXPECT_TRUE(engine.proc(roi, 1, cv::Mat()));
+    EXPECT_EQ(kept(), (Marks{true, true, true, true, true})) << "nothing changed";
+
+    engine.m_detailK[1][0] = 0.9f;
+    mark();
+    engine.proc(roi, 1, cv::Mat());
+    EXPECT_EQ(kept(), (Marks{true, true, true, true, true})) << "a control without its flag waits";
+
+    for (int level = 0; level < 3; ++level) {
+        engine.m_levelDirty[level] = true;
+        mark();
+        engine.proc(roi, 1, cv::Mat());
+        Marks expected{true, true, true, true, false};
+        expected[level + 1] = false;
+        EXPECT_EQ(kept(), expected) << "level " << level;
+    }
+
+    engine.m_lightDirty = true;
+    mark();
+    engine.proc(roi, 1, cv::Mat());
+    EXPECT_EQ(kept(), (Marks{false, false, false, false, false})) << "light";
+    EXPECT_TRUE(samePixels<ushort>(renderReference(engine, roi, 1, cv::Mat()), engine.m_result));
+
+    mark();
+    engine.proc({11, 5, 40, 30}, 1, cv::Mat());
+    EXPECT_EQ(kept(), (Marks{false, false, false, false, false})) << "region";
+}
+
+TEST(TQuillet3Render, AnExtraOfTheRegionsSizeIsAddedOnEveryCall)
+{
+    TQuillet3 engine;
+    load(engine, {80, 60});
+    setEverything(engine);
+    const cv::Rect roi(0, 0, 40, 30);
+    const cv::Mat extra = randomPlane({40, 30}, CV_16UC1, 0, 65536, 9);
+    for (int call = 0; call < 2; ++call) {
+        engine.proc(roi, 1, extra);
+        EXPECT_TRUE(samePixels<ushort>(renderReference(engine, roi, 1, extra), engine.m_result)) << call;
+    }
+    const cv::Rect smaller(0, 0, 20, 30); // the extra fits the new region alone
+    const cv::Mat narrow = extra(cv::Rect(0, 0, 20, 30));
+    engine.proc(smaller, 1, narrow);
+    EXPECT_TRUE(samePixels<ushort>(renderReference(engine, smaller, 1, narrow), engine.m_result));
+
+    engine.proc(smaller, 1, extra); // another size is none, and nothing else changed
+    EXPECT_TRUE(samePixels<ushort>(renderReference(engine, smaller, 1, narrow), engine.m_result));
+}
+
+TEST(TQuillet3Render, AfterAnExceptionTheNextCallRendersAgain)
+{
+    TQuillet3 engine;
+    EXPECT_THROW(engine.proc({0, 0, 4, 4}, 1, cv::Mat()), cv::Exception) << "no picture yet";
+    load(engine, {80, 60});
+    setEverything(engine);
+    EXPECT_THROW(engine.proc({100, 0, 4, 4}, 1, cv::Mat()), cv::Exception) << "beyond the picture";
+    EXPECT_THROW(engine.proc({-1, 0, 4, 4}, 1, cv::Mat()), cv::Exception) << "before the picture";
+    EXPECT_TRUE(engine.m_dirty);
+    const cv::Rect roi(3, 4, 20, 10);
+    EXPECT_THROW(engine.proc(roi, 1, cv::Mat(10, 20, CV_32FC1, cv::Scalar(0))), cv::Exception)
+        << "extra of another type";
+    EXPECT_TRUE(engine.m_dirty);
+    engine.proc(roi, 1, cv::Mat());
+    EXPECT_TRUE(samePixels<ushort>(renderReference(engine, roi, 1, cv::Mat()), engine.m_result));
+}
+
+TEST(TQuillet3Render, ASecondRenderOfARegionKeepsItsBuffers)
+{
+    TQuillet3 engine;
+    load(engine, {800, 600});
+    setEverything(engine);
+    for (const int scale : {1, 2, 4}) {
+        const cv::Rect roi(0, 0, 800 / scale, 600 / scale);
+        engine.proc(roi, scale, cv::Mat());
+        const uchar* const planes[] = {engine.m_result.data, engine.m_roiY.data, engine.m_roiDetail[2].data};
+        engine.m_lightDirty = true;
+        engine.proc(roi, scale, cv::Mat());
+        EXPECT_EQ(engine.m_result.data, planes[0]) << scale;
+        EXPECT_EQ(engine.m_roiY.data, planes[1]) << scale;
+        EXPECT_EQ(engine.m_roiDetail[2].data, planes[2]) << scale;
+    }
+}

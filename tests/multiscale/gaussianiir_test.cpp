@@ -1,0 +1,191 @@
+#include <support/everyway.h>
+#include <support/planes.h>
+#include <support/throws.h>
+
+#include <pixmill/multiscale/gaussianiir.h>
+
+#include <cmath>
+#include <vector>
+
+using namespace pixmill::test;
+
+namespace {
+
+/// The coefficients and the line again, as plainly as they can be written.
+template <class Real>
+struct Plain {
+    float nu, boundary, post;
+
+    Plain(float sigma, int steps, int axes)
+    {
+        const Real lambda = Real(sigma * sigma) / (2 * steps);
+        const Real dnu = (1 + 2 * lambda - std::sqrt(1 + 4 * lambda)) / (2 * lambda);
+        nu = float(dnu);
+        boundary = float(1 / (1 - dnu));
+        Real power = 1, ratio = dnu / lambda;
+        for (int n = steps * axes; n > 0; n /= 2, ratio *= ratio)
+            if (n % 2)
+                power *= ratio;
+        post = float(power);
+    }
+
+    void line(float* a, std::ptrdiff_t stride, long n) const
+    {
+        a[0] *= boundary;
+        for (long i = 1; i < n; ++i)
+            a[i * stride] += nu * a[(i - 1) * stride];
+        a[(n - 1) * stride] *= boundary;
+        for (long i = n - 2; i >= 0; --i)
+            a[i * stride] += nu * a[(i + 1) * stride];
+    }
+};
+
+cv::Mat blurReference(const cv::Mat& in, float sigma, int steps)
+{
+    const Plain<float> k(sigma, steps, 2);
+    cv::Mat out = in.clone();
+    const int H = out.rows;
+    for (int y = 0; y < H; ++y)
+        for (int i = 0; i < steps; ++i)
+            k.line(out.ptr<float>(y), 1, out.cols);
+    for (int x = 0; x < out.cols; ++x)
+        for (int s = 0; s < steps; ++s) {
+            const auto c = [&](int y) -> float& { return out.at<float>(y, x); };
+            float t = c(0) = k.boundary * c(0);
+            float b = c(H - 1) = k.boundary * c(H - 1);
+            for (int i = 1; i < H; ++i) {
+                b = k.nu * b + c(H - 1 - i);
+                c(H - 1 - i) = b;
+                t = k.nu * t + c(i);
+                c(i) = t;
+            }
+        }
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < out.cols; ++x)
+            out.at<float>(y, x) *= k.post;
+    return out;
+}
+
+} // namespace
+
+TEST(GaussianIir2d, MatchesTheReferenceBitForBit)
+{
+    for (const cv::Size size :
+         {cv::Size(1, 1), cv::Size(1, 9), cv::Size(33, 1), cv::Size(2, 2), cv::Size(70, 67), cv::Size(203, 157)})
+        for (const float sigma : {0.4f, 3.0f, 50.0f})
+            for (const int steps : {1, 2, 4}) {
+                SCOPED_TRACE(testing::Message() << size << " sigma " << sigma << " steps " << steps);
+                const cv::Mat in = randomPlane(size, CV_32FC1, -1, 3);
+                const cv::Mat expected = blurReference(in, sigma, steps);
+                everyWay([&] {
+                    cv::Mat out = randomPlane(size, CV_32FC1, 0, 1, 7);
+                    in.copyTo(out);
+                    gaussianiir2d(out, sigma, steps);
+                    ASSERT_TRUE(samePixels<float>(expected, out));
+                });
+            }
+}
+
+TEST(GaussianIir2d, TallPicturesTakeTheNarrowStripsAndWritesStayInTheView)
+{
+    cv::Mat in = randomPlane({21, 6100}, CV_32FC1, 0, 1), out = in.clone();
+    gaussianiir2d(out, 9.0f, 2);
+    EXPECT_TRUE(samePixels<float>(blurReference(in, 9.0f, 2), out));
+
+    cv::Mat padded(40, 50, CV_32FC1, cv::Scalar(5)), view = padded(cv::Rect(3, 4, 35, 33));
+    randomPlane(view.size(), CV_32FC1, 0, 1).copyTo(view);
+    gaussianiir2d(view, 3.0f, 2);
+    view = 5.0f;
+    EXPECT_EQ(cv::countNonZero(padded != 5.0f), 0);
+}
+
+TEST(GaussianIir2d, NoStepsLeaveThePictureAndBadArgumentsThrow)
+{
+    const cv::Mat in = randomPlane({9, 8}, CV_32FC1, 0, 1);
+    cv::Mat out = in.clone(), bytes = cv::Mat::zeros(4, 4, CV_8UC1), none;
+    gaussianiir2d(out, 3.0f, 0);
+    EXPECT_TRUE(samePixels<float>(in, out));
+    EXPECT_THROWS_TEXT(gaussianiir2d(bytes, 3.0f, 2), "ERROR - gaussianiir2d - inOut.type()!=CV_32FC1");
+    EXPECT_THROWS_TEXT(gaussianiir2d(none, 3.0f, 2), "ERROR - gaussianiir2d - inOut.type()!=CV_32FC1");
+    EXPECT_THROWS_TEXT(gaussianiir2d(out, 0.0f, 2), "ERROR - gaussianiir2d - sigma <= 0 || numsteps < 0");
+    EXPECT_THROWS_TEXT(gaussianiir2d(out, 3.0f, -1), "ERROR - gaussianiir2d - sigma <= 0 || numsteps < 0");
+}
+
+TEST(GaussianIir1d, FloatsMatchTheReferenceAndKeepAConstant)
+{
+    for (const long n : {1L, 2L, 17L, 256L})
+        for (const int steps : {0, 1, 2, 3}) {
+            const cv::Mat in = randomPlane({int(n), 1}, CV_32FC1, 0, 1);
+            std::vector<float> expected(in.ptr<float>(), in.ptr<float>() + n), out = expected;
+            const Plain<double> k(2.5f, steps, 1);
+            for (int i = 0; i < steps; ++i)
+                k.line(expected.data(), 1, n);
+            for (float& v : expected)
+                v *= k.post;
+            gaussianiir1d(out.data(), n, 2.5f, steps);
+            EXPECT_EQ(out, expected) << n << " " << steps;
+        }
+    std::vector<float> flat(300, 0.75f);
+    gaussianiir1d(flat.data(), 300, 20.0f, 2);
+    for (const float v : flat)
+        ASSERT_NEAR(v, 0.75f, 2e-5f); // rounding of 1200 single-precision steps
+}
+
+TEST(GaussianIir1d, IntegersGoThroughFloatsAndBackRounded)
+{
+    std::vector<unsigned short> wide(1000);
+    std::vector<unsigned char> bytes(1000);
+    std::vector<float> fromWide(1000), fromBytes(1000);
+    for (int i = 0; i < 1000; ++i) {
+        fromWide[i] = wide[i] = (unsigned short)(i % 100 < 50 ? 65535 : i * 13);
+        fromBytes[i] = bytes[i] = (unsigned char)(i % 70 < 30 ? 255 : i % 60);
+    }
+    const auto bytesBefore = bytes;
+    gaussianiir1d(bytes.data(), 1000, -1.0f, 2);
+    gaussianiir1d(bytes.data(), 1000, 3.0f, -2);
+    gaussianiir1d(bytes.data(), 0, 3.0f, 2);
+    gaussianiir1d(static_cast<unsigned short*>(nullptr), 10, 3.0f, 2);
+    gaussianiir1d(static_cast<float*>(nullptr), 10, 3.0f, 2);
+    EXPECT_EQ(bytes, bytesBefore);
+
+    gaussianiir1d(wide.data(), 1000, 4.0f, 2);
+    gaussianiir1d(fromWide.data(), 1000, 4.0f, 2);
+    gaussianiir1d(bytes.data(), 1000, 4.0f, 2);
+    gaussianiir1d(fromBytes.data(), 1000, 4.0f, 2);
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_EQ(wide[i], std::min(65535L, std::max(0L, std::lrint(fromWide[i])))) << i;
+        ASSERT_EQ(bytes[i], std::min(255L, std::max(0L, std::lrint(fromBytes[i])))) << i;
+    }
+}
+
+TEST(GaussianIir3d, MatchesTheReferenceBitForBit)
+{
+    for (const cv::Vec3i& s : {cv::Vec3i(1, 1, 1), cv::Vec3i(5, 1, 3), cv::Vec3i(70, 35, 6), cv::Vec3i(3, 9, 40)}) {
+        const int w = s[0], h = s[1], d = s[2];
+        const cv::Mat in = randomPlane({w * h * d, 1}, CV_32FC1, 0, 1);
+        std::vector<float> expected(in.ptr<float>(), in.ptr<float>() + w * h * d);
+        const std::vector<float> before = expected;
+        const Plain<double> k(1.7f, 2, 3);
+        const auto sweep = [&](int count, auto first, int stride, int n) {
+            for (int i = 0; i < count; ++i)
+                for (int step = 0; step < 2; ++step)
+                    k.line(&expected[first(i)], stride, n);
+        };
+        sweep(
+            h * d, [&](int i) { return i * w; }, 1, w);
+        sweep(
+            w * d, [&](int i) { return i / w * w * h + i % w; }, w, h);
+        sweep(
+            w * h, [&](int i) { return i; }, w * h, d);
+        for (float& v : expected)
+            v *= k.post;
+        everyWay([&] {
+            std::vector<float> out = before;
+            gaussianiir3d(out.data(), w, h, d, 1.7f, 2);
+            ASSERT_EQ(out, expected) << s;
+            gaussianiir3d(out.data(), w, h, d, 0.0f, 2);
+            gaussianiir3d(out.data(), w, h, d, 1.0f, -1);
+            ASSERT_EQ(out, expected);
+        });
+    }
+}

@@ -1,0 +1,123 @@
+#include <support/planes.h>
+#include <support/throws.h>
+
+#include <pixmill/core/TImage.h>
+#include <pixmill/core/TProgress.h>
+#include <pixmill/multiscale/tFilterBox.h>
+
+#include <opencv2/imgproc.hpp>
+
+#include <cmath>
+#include <vector>
+
+using namespace pixmill::test;
+
+namespace {
+
+/// A mean over the mirrored window, pixel by pixel.
+cv::Mat meanReference(const cv::Mat& in, int r)
+{
+    cv::Mat out(in.size(), in.type());
+    const double count = double(2 * r + 1) * (2 * r + 1);
+    for (int y = 0; y < in.rows; ++y)
+        for (int x = 0; x < in.cols; ++x) {
+            double sum = 0;
+            for (int j = -r; j <= r; ++j)
+                for (int i = -r; i <= r; ++i) {
+                    const int sy = cv::borderInterpolate(y + j, in.rows, cv::BORDER_REFLECT_101);
+                    const int sx = cv::borderInterpolate(x + i, in.cols, cv::BORDER_REFLECT_101);
+                    sum += in.depth() == CV_8U ? in.at<uchar>(sy, sx) : in.at<ushort>(sy, sx);
+                }
+            const long mean = std::lrint(sum / count);
+            if (in.depth() == CV_8U)
+                out.at<uchar>(y, x) = uchar(mean);
+            else
+                out.at<ushort>(y, x) = ushort(mean);
+        }
+    return out;
+}
+
+cv::Mat filterReference(const cv::Mat& in, int radius, int passes)
+{
+    const int scale = int(float(radius) * 0.018518519f) + 1;
+    cv::Mat current = in;
+    const cv::Size small(std::max(1, in.cols / scale), std::max(1, in.rows / scale));
+    if (scale > 1)
+        cv::resize(in, current, small, 0, 0, cv::INTER_LINEAR);
+    for (int i = 0; i < passes; ++i)
+        current = meanReference(current, radius / scale);
+    cv::Mat out = current;
+    if (scale > 1)
+        cv::resize(current, out, in.size(), 0, 0, cv::INTER_LINEAR);
+    return out;
+}
+
+TImage imageOf(TImage::IMTYPE type, const cv::Mat& pixels)
+{
+    TImage image(type, {pixels.cols, pixels.rows});
+    image.fromMat(pixels, 0);
+    return image;
+}
+
+struct Host {
+    int refuse, reports;
+    static bool callback(int, void* self)
+    {
+        auto* host = static_cast<Host*>(self);
+        return host->reports++ != host->refuse;
+    }
+};
+
+} // namespace
+
+TEST(TFilterBox, MatchesTheMirroredMeanAtEveryRadiusAndType)
+{
+    for (const int radius : {1, 3, 53, 54, 200})
+        for (const cv::Size size : {cv::Size(1, 1), cv::Size(7, 1), cv::Size(60, 41)})
+            for (const int passes : {1, 2}) {
+                SCOPED_TRACE(testing::Message() << "radius " << radius << " " << size << " passes " << passes);
+                const cv::Mat wide = scenePlane(size, CV_16UC1, 0, 65536), bytes = scenePlane(size, CV_8UC1, 0, 256);
+                const TImage in16 = imageOf(TImage::IMTYPE(0), wide), in8 = imageOf(TImage::IMTYPE(2), bytes);
+                TImage out16(TImage::IMTYPE(0), in16.size()), out8(TImage::IMTYPE(2), in8.size());
+                EXPECT_FALSE(tFilterBox(&in16, &out16, radius, passes, nullptr));
+                EXPECT_FALSE(tFilterBox(&in8, &out8, radius, passes, nullptr));
+                ASSERT_TRUE(samePixels<ushort>(filterReference(wide, radius, passes), out16.toMat(0)));
+                ASSERT_TRUE(samePixels<uchar>(filterReference(bytes, radius, passes), out8.toMat(0)));
+            }
+}
+
+TEST(TFilterBox, WithoutRadiusOrPassesItCopies)
+{
+    const cv::Mat pixels = scenePlane({20, 10}, CV_16UC1, 0, 65536);
+    const TImage in = imageOf(TImage::IMTYPE(0), pixels);
+    for (const auto& [radius, passes] : {std::pair(0, 3), std::pair(4, 0)}) {
+        TImage out(TImage::IMTYPE(0), {3, 3});
+        Host host{-1, 0};
+        TProgress progress(Host::callback, &host);
+        EXPECT_FALSE(tFilterBox(&in, &out, radius, passes, &progress));
+        EXPECT_EQ(host.reports, 1);
+        EXPECT_TRUE(samePixels<ushort>(pixels, out.toMat(0)));
+    }
+}
+
+TEST(TFilterBox, ARefusalAtAnyReportCountsAsCancelled)
+{
+    const TImage in = imageOf(TImage::IMTYPE(0), scenePlane({20, 10}, CV_16UC1, 0, 65536));
+    for (int refuse = 0; refuse < 5; ++refuse) {
+        TImage out = imageOf(TImage::IMTYPE(0), cv::Mat(10, 20, CV_16UC1, cv::Scalar(77)));
+        Host host{refuse, 0};
+        TProgress progress(Host::callback, &host);
+        EXPECT_EQ(tFilterBox(&in, &out, 2, 3, &progress), refuse < 4);
+        const bool untouched = cv::countNonZero(out.toMat(0) != 77) == 0;
+        EXPECT_EQ(untouched, refuse < 3) << refuse;
+    }
+}
+
+TEST(TFilterBox, RejectsTypesThatDifferOrArePacked)
+{
+    const TImage wide(TImage::IMTYPE(0), {4, 4}), packed(TImage::IMTYPE(4), {4, 4});
+    TImage bytes(TImage::IMTYPE(2), {4, 4}), packedOut(TImage::IMTYPE(4), {4, 4}), small(TImage::IMTYPE(0), {3, 4});
+    EXPECT_THROWS_TEXT(tFilterBox(&wide, &bytes, 1, 1, nullptr), "tFilterBox - in_p->type() != out_p->type()");
+    EXPECT_THROWS_TEXT(tFilterBox(&packed, &packedOut, 1, 1, nullptr), "tFilterBox - type not supported");
+    EXPECT_THROWS_TEXT(tFilterBox(&wide, &small, 1, 1, nullptr), "ERROR - TImage::copyFrom - size is not equal");
+}

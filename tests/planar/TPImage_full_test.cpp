@@ -1,0 +1,134 @@
+#include <support/everyway.h>
+#include <support/planes.h>
+#include <support/resize_reference.h>
+
+#include <pixmill/planar/TPImage.h>
+
+#include <gmock/gmock.h>
+
+using namespace pixmill::test;
+
+namespace {
+
+struct Rgb {
+    int r, g, b;
+};
+
+int clampedTo16(long v)
+{
+    return int(v < 1 ? 0 : std::min(v, 65535L));
+}
+
+int greenOf(int y, int r, int b)
+{
+    float share = float(y) - 0.299f * float(r);
+    share -= 0.114f * float(b);
+    return clampedTo16(std::lrint(double(share) * 1.7036));
+}
+
+Rgb colours16(int y, int dr, int db)
+{
+    const int r = clampedTo16(y + 2L * dr - 65536), b = clampedTo16(y + 2L * db - 65536);
+    return {r, greenOf(y, r, b), b};
+}
+
+Rgb colours15U(int y, int dr, int db)
+{
+    const int half = y / 2, r = clampedTo16(dr + half - 32768), b = clampedTo16(db + half - 32768);
+    return {r, greenOf(half, r, b), b};
+}
+
+/// A picture whose differences have hard edges and reach the ends of their range.
+TPImage picture(cv::Size size)
+{
+    TPImage image(size.width, size.height);
+    const cv::Size half((size.width + 1) / 2, (size.height + 1) / 2);
+    image.m_Y = randomPlane(size, CV_16UC1, 0, 65536, 1);
+    image.m_Dr = randomPlane(half, CV_16UC1, 0, 65536, 2);
+    image.m_Db = scenePlane(half, CV_16UC1, 0, 65536, 3);
+    return image;
+}
+
+/// Three of the host's planes with rows of `step` pixels, all 7 at first.
+struct HostPlanes {
+    int step;
+    std::vector<ushort> pixels[3];
+    unsigned short* rgb[3];
+
+    HostPlanes(cv::Size size, int extra) : step(size.width + extra)
+    {
+        for (int i = 0; i < 3; ++i) {
+            pixels[i].assign(std::size_t(step) * size.height, 7);
+            rgb[i] = pixels[i].data();
+        }
+    }
+};
+
+using Form = void (TPImage::*)(unsigned short**, int) const;
+
+void expectFullColours(cv::Size size, const TPImage& image, Form form, Rgb (*colours)(int, int, int))
+{
+    const Fraction two = {2, 1}, shift = {-1, 2};
+    const cv::Mat dr = referenceResize<ushort>(image.m_Dr, size, two, shift, 4);
+    const cv::Mat db = referenceResize<ushort>(image.m_Db, size, two, shift, 4);
+    for (const int extra : {0, 5}) {
+        HostPlanes host(size, extra);
+        (image.*form)(host.rgb, extra ? host.step * 2 : 0);
+        int wrong = 0;
+        for (int y = 0; y < size.height; ++y)
+            for (int x = 0; x < host.step; ++x) {
+                const std::size_t i = std::size_t(y) * host.step + x;
+                Rgb expected = {7, 7, 7}; // nothing between the rows is touched
+                if (x < size.width)
+                    expected = colours(image.m_Y.at<ushort>(y, x), dr.at<ushort>(y, x), db.at<ushort>(y, x));
+                wrong += host.pixels[0][i] != expected.r || host.pixels[1][i] != expected.g ||
+                         host.pixels[2][i] != expected.b;
+            }
+        EXPECT_EQ(wrong, 0) << size << ", stride of " << extra << " more";
+    }
+}
+
+} // namespace
+
+TEST(TPImageFull, EnlargesDifferencesCubicallyAndTurnsThemIntoColours)
+{
+    for (const cv::Size size : oddSizes()) {
+        const TPImage image = picture(size);
+        everyWay([&] {
+            expectFullColours(size, image, &TPImage::convertTopRGB, colours16);
+            expectFullColours(size, image, &TPImage::convertTopRGB15U, colours15U);
+        });
+    }
+}
+
+TEST(TPImageFull, StrongColoursPassTheFifteenBitScale)
+{
+    TPImage image(4, 4);
+    image.m_Y.setTo(65535);
+    image.m_Dr.setTo(65535);
+    image.m_Db.setTo(1);
+    HostPlanes host({4, 4}, 0);
+    image.convertTopRGB15U(host.rgb, 0);
+    EXPECT_EQ(host.pixels[0][5], 65534);
+    EXPECT_EQ(host.pixels[2][5], 0);
+    image.convertTopRGB(host.rgb, 0);
+    EXPECT_EQ(host.pixels[0][5], 65535);
+    EXPECT_EQ(host.pixels[2][5], 1);
+}
+
+TEST(TPImageFull, AnEmptyPictureHasNothingToEnlargeInto)
+{
+    TPImage image(4, 4);
+    image.release();
+    HostPlanes host({4, 4}, 0);
+    try {
+        image.convertTopRGB(host.rgb, 0);
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (const char* text) {
+        EXPECT_THAT(text, testing::HasSubstr("out2X is not allocated"));
+    }
+    image.create(4, 4, true);
+    image.m_Db = cv::Mat::zeros(2, 2, CV_8UC1);
+    EXPECT_THROW(image.convertTopRGB(host.rgb, 0), cv::Exception);
+    EXPECT_EQ(host.pixels[0], std::vector<ushort>(16, 7));
+}

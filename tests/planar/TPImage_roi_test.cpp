@@ -1,0 +1,217 @@
+#include "reference.h"
+
+#include <support/everyway.h>
+#include <support/planes.h>
+#include <support/throws.h>
+
+#include <pixmill/planar/TPImage.h>
+
+#include <vector>
+
+using namespace pixmill::test;
+
+namespace {
+
+/// Pixel (x, y) of a plane that repeats its edge.
+template <class T>
+double edged(const cv::Mat& m, int x, int y)
+{
+    return double(m.at<T>(std::clamp(y, 0, m.rows - 1), std::clamp(x, 0, m.cols - 1)));
+}
+
+template <class T>
+T stored(double v)
+{
+    if (std::is_floating_point_v<T>)
+        return T(v);
+    return T(clamped(v, int(std::numeric_limits<T>::max())));
+}
+
+template <class T>
+cv::Mat boxReference(const cv::Mat& in)
+{
+    cv::Mat out(in.size(), in.type());
+    for (int y = 0; y < in.rows; ++y)
+        for (int x = 0; x < in.cols; ++x) {
+            double sum = 0;
+            for (int i = -1; i <= 1; ++i)
+                sum += edged<T>(in, x + i, y - 1) + edged<T>(in, x + i, y) + edged<T>(in, x + i, y + 1);
+            out.at<T>(y, x) = stored<T>(sum / 9);
+        }
+    return out;
+}
+
+/// Cubic reduction at the library's shift, exact halves going up, then the surplus columns from the one before them.
+template <class T>
+cv::Mat reducedReference(const cv::Mat& in, int w, int h, int scale)
+{
+    const auto weights = [](double t) {
+        return std::vector<double>{-t * (t - 1) * (t - 2) / 6, (t + 1) * (t - 1) * (t - 2) / 2,
+                                   -(t + 1) * t * (t - 2) / 2, (t + 1) * t * (t - 1) / 6};
+    };
+    cv::Mat out(h, w, in.type());
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const double u = scale * x + scale / 2.0 - 1, v = scale * y + scale / 2.0 - 1;
+            const int i = int(std::floor(u)), k = int(std::floor(v));
+            const auto wx = weights(u - i), wy = weights(v - k);
+            double sum = 0;
+            for (int b = 0; b < 4; ++b) {
+                double row = 0;
+                for (int a = 0; a < 4; ++a)
+                    row += wx[a] * edged<T>(in, i - 1 + a, k - 1 + b);
+                sum += wy[b] * row;
+            }
+            out.at<T>(y, x) = std::is_floating_point_v<T> ? T(sum) : stored<T>(std::floor(sum + 0.5));
+        }
+    const int right = w - in.cols / scale;
+    if (right > 0 && right < w)
+        for (int i = 0; i < right; ++i)
+            out.col(w - right - 1).copyTo(out.col(w - right + i));
+    return out;
+}
+
+struct Region {
+    const char* name;
+    int x, y, w, h, scale;
+    bool half;
+};
+
+// Of a plane of 61 by 47.
+// clang-format off
+const Region kRegions[] = {
+    // name                   x   y   w   h   scale half
+    {"inside",                 5,  7, 40, 30, 1,    false},
+    {"whole",                  0,  0, 61, 47, 1,    false},
+    {"onePixel",              60, 46,  1,  1, 1,    false},
+    {"cutAtTheFarEdge",       50, 40, 30, 30, 1,    false},
+    {"byTwo",                  3,  2, 20, 15, 2,    false},
+    {"byTwoOddEdge",           0,  0, 31, 24, 2,    false},
+    {"byTwoFarPast",          50, 40, 20, 20, 2,    false},
+    {"byThree",                4,  1, 17, 12, 3,    false},
+    {"byThreeCut",            31, 30, 15,  9, 3,    false},
+    {"byFour",                 1,  5, 15, 11, 4,    false},
+    {"byFourCut",             40, 33, 10, 10, 4,    false},
+    {"byFive",                 0,  0, 12,  9, 5,    false},
+    {"byEight",                0,  0,  8,  6, 8,    false},
+    {"coarserThanTheView",    58, 45,  6,  4, 8,    false},
+    {"oneOfAll",               0,  0,  1,  1, 4096, false},
+    {"halfOdd",               11, 13, 21, 19, 1,    true},
+    {"halfByTwo",             11, 13, 21, 19, 2,    true},
+};
+// clang-format on
+
+cv::Mat viewReference(const cv::Mat& in, Region& r)
+{
+    if (r.half) {
+        r.w = r.w / 2 + r.w % 2;
+        r.h = r.h / 2 + r.h % 2;
+        r.x /= 2;
+        r.y /= 2;
+    }
+    const int right = std::min(r.x + r.w * r.scale, in.cols), bottom = std::min(r.y + r.h * r.scale, in.rows);
+    return in(cv::Range(r.y, bottom), cv::Range(r.x, right));
+}
+
+template <class T>
+void compareRegion(const Region& region, double high)
+{
+    const cv::Mat in = randomPlane({61, 47}, cv::DataType<T>::type, 0, high);
+    Region r = region;
+    const cv::Mat view = viewReference(in, r), smooth = boxReference<T>(view);
+    const auto at = [&](const cv::Mat& m) {
+        return r.scale == 1 ? m.clone() : reducedReference<T>(m, r.w, r.h, r.scale);
+    };
+    const cv::Mat expected[] = {at(view), at(smooth)};
+    everyWay([&] {
+        for (const bool smoothed : {false, true}) {
+            SCOPED_TRACE(smoothed ? "smooth" : "plain");
+            const cv::Mat out =
+                TPImage::MatRoi(in, region.x, region.y, region.w, region.h, region.scale, region.half, smoothed);
+            EXPECT_TRUE(samePixels<T>(expected[smoothed], out));
+            EXPECT_TRUE(out.data < in.datastart || out.data >= in.dataend);
+        }
+    });
+}
+
+class MatRoiRegion : public testing::TestWithParam<Region> {};
+
+} // namespace
+
+TEST_P(MatRoiRegion, MatchesTheReferenceBitForBit)
+{
+    compareRegion<uchar>(GetParam(), 256);
+    compareRegion<ushort>(GetParam(), 65536);
+    compareRegion<float>(GetParam(), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, MatRoiRegion, testing::ValuesIn(kRegions),
+                         [](const auto& info) { return info.param.name; });
+
+TEST(MatRoi, MeansOfEverySumRoundToNearest)
+{
+    // One bright pixel count and value a column: sums 0..2295 and their neighbours at 16 bits.
+    cv::Mat in(3, 3 * 2296, CV_16UC1, cv::Scalar(0));
+    for (int s = 0; s < 2296; ++s)
+        for (int i = 0; i < 9; ++i)
+            in.at<ushort>(i / 3, 3 * s + i % 3) = ushort(s * 28 + i * 7);
+    EXPECT_TRUE(
+        samePixels<ushort>(boxReference<ushort>(in), TPImage::MatRoi(in, 0, 0, in.cols, in.rows, 1, false, true)));
+}
+
+TEST(MatRoi, LargePlanesGoThroughInTilesWithoutASeam)
+{
+    for (const int scale : {1, 2, 6}) {
+        const cv::Mat in = randomPlane({6151, 13}, CV_16UC1, 0, 65536);
+        const int w = 6151 / scale + 1, h = 13 / scale;
+        const cv::Mat smooth = boxReference<ushort>(in);
+        const cv::Mat expected = scale == 1 ? smooth : reducedReference<ushort>(smooth, w, h, scale);
+        EXPECT_TRUE(samePixels<ushort>(expected, TPImage::MatRoi(in, 0, 0, w, h, scale, false, true)));
+    }
+}
+
+TEST(MatRoi, PlainCopiesTakeAnyType)
+{
+    const cv::Mat in = randomPlane({9, 7}, CV_16UC3, 0, 65536);
+    EXPECT_TRUE(samePixels<ushort>(in(cv::Rect(2, 1, 4, 3)).clone(), TPImage::MatRoi(in, 2, 1, 4, 3, 1, false, false)));
+    EXPECT_THROWS_TEXT(TPImage::MatRoi(in, 2, 1, 4, 3, 1, false, true), "ERROR TPImage::MatRoi - input type");
+    EXPECT_THROWS_TEXT(TPImage::MatRoi(in, 0, 0, 4, 3, 2, false, true), "ERROR TPImage::MatRoi - input type");
+    EXPECT_THROWS_TEXT(TPImage::MatRoi(in, 0, 0, 4, 3, 2, false, false), "ERROR - downSizeNX - type");
+}
+
+TEST(MatRoi, RegionsThatReachOutsideAtTheNearEdgeAreRefused)
+{
+    const cv::Mat in = randomPlane({9, 7}, CV_16UC1, 0, 65536);
+    constexpr int kMost = std::numeric_limits<int>::max(), kLeast = std::numeric_limits<int>::min();
+    for (const bool smooth : {false, true})
+        for (const int scale : {1, 2, 3}) {
+            const auto roi = [&](int x, int y, int w, int h) {
+                return TPImage::MatRoi(in, x, y, w, h, scale, false, smooth);
+            };
+            EXPECT_THROW(roi(-1, 0, 4, 4), cv::Exception);
+            EXPECT_THROW(roi(0, -1, 4, 4), cv::Exception);
+            EXPECT_THROW(roi(10, 0, 4, 4), cv::Exception);
+            EXPECT_THROW(roi(0, 8, 4, 4), cv::Exception);
+            EXPECT_THROW(roi(0, 0, -3, 4), cv::Exception);
+            EXPECT_THROW(roi(kMost, 0, 4, 4), cv::Exception);
+            EXPECT_THROW(roi(kLeast, kLeast, kLeast, kLeast), cv::Exception);
+        }
+    EXPECT_THROW(TPImage::MatRoi(cv::Mat(), 0, 0, 1, 1, 1, false, false), cv::Exception);
+    EXPECT_THROW(TPImage::MatRoi(in, 0, 0, 4, 4, 0, false, true), cv::Exception);
+    EXPECT_THROW(TPImage::MatRoi(in, 0, 0, 4, 4, -2, false, false), cv::Exception);
+    EXPECT_EQ(TPImage::MatRoi(in, 0, 0, kMost, 4, 1, false, false).size(), cv::Size(9, 4));
+}
+
+TEST(MatRoi, ARegionWithoutPixelsIsEmptyOrBlack)
+{
+    const cv::Mat in = randomPlane({9, 7}, CV_16UC1, 1, 65536);
+    for (const bool smooth : {false, true}) {
+        EXPECT_TRUE(TPImage::MatRoi(in, 0, 0, 0, 4, 1, false, smooth).empty());
+        EXPECT_TRUE(TPImage::MatRoi(in, 9, 7, 4, 4, 1, false, smooth).empty());
+        EXPECT_THROWS_TEXT(TPImage::MatRoi(in, 0, 0, 0, 4, 2, false, smooth), "downSizeNX - out is not allocated");
+        for (const int scale : {2, 3}) {
+            const cv::Mat past = TPImage::MatRoi(in, 9, 0, 3, 4, scale, false, smooth);
+            EXPECT_TRUE(samePixels<ushort>(cv::Mat(4, 3, CV_16UC1, cv::Scalar(0)), past));
+        }
+    }
+}
