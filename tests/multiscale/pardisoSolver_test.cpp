@@ -27,7 +27,11 @@ using pixmill::detail::solverLimits;
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifndef __has_feature
+#define __has_feature(name) 0 // only clang tells its sanitizers this way
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || __has_feature(thread_sanitizer) ||                \
+    __has_feature(address_sanitizer)
 constexpr bool kSanitized = true; // whose own memory hides what is measured, and which cannot live under a limit
 #else
 constexpr bool kSanitized = false;
