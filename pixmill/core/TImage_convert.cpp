@@ -1,6 +1,7 @@
 #include <pixmill/core/TImage.h>
 
 #include <pixmill/core/detail/rows.h>
+#include <pixmill/planar/detail/colour_rows.h>
 #include <pixmill/planar/detail/ydrdb.h>
 
 #include <algorithm>
@@ -10,9 +11,6 @@
 namespace {
 
 using namespace pixmill::detail;
-
-/// Two 16-bit samples or one 8-bit pixel of a packed picture, at any address.
-using AnyWord __attribute__((aligned(1), may_alias)) = std::uint32_t;
 
 template <class T>
 T* rowOf(const TImage& image, int plane, int y)
@@ -40,7 +38,8 @@ struct Rgba {
     int r, g, b, a;
 };
 
-// How packed pixels of either depth and order read and write as 16-bit values.
+// How packed pixels of either depth and order read and write as 16-bit values: a word is two samples of 16 bits, or a
+// pixel of 8.
 
 struct Rgba16 {
     static constexpr int kWords = 2; ///< A pixel.

@@ -83,6 +83,30 @@ ushort edgeOfBand(const ushort* const* tables, int j, int count, int pair)
     return ushort((dr << 8) | db);
 }
 
+// Rows are not inlined, so that every processor takes plain loads: see lookUpRow.
+
+__attribute__((noinline)) void chromaRow(const ushort* table, const uchar* dr, const uchar* db, uchar* outDr,
+                                         uchar* outDb, int n)
+{
+    for (int x = 0; x < n; ++x) {
+        const ushort t = table[(dr[x] << 8) | db[x]];
+        outDr[x] = uchar(t >> 8);
+        outDb[x] = uchar(t);
+    }
+}
+
+__attribute__((noinline)) void bandRow(const ushort* const* tables, int log2NC, const ushort* y, const uchar* dr,
+                                       const uchar* db, uchar* outDr, uchar* outDb, int n)
+{
+    const int shift = 16 - log2NC, inside = (1 << shift) - 1;
+    for (int x = 0; x < n; ++x) {
+        const int j = y[x] >> shift, pair = (dr[x] << 8) | db[x];
+        const ushort t = y[x] & inside ? tables[j][pair] : edgeOfBand(tables, j, 1 << log2NC, pair);
+        outDr[x] = uchar(t >> 8);
+        outDb[x] = uchar(t);
+    }
+}
+
 } // namespace
 
 TLutYDrDb::TLutYDrDb(int log2NC) : m_lutY_p(allocateTable()), m_log2NC(-1)
@@ -181,15 +205,8 @@ void TLutYDrDb::applyCLUT(const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& out
     const cv::Mat dr = inDr, db = inDb; // an output that is given new memory must not take the inputs with it
     ensure(outDr, dr.size(), CV_8UC1);
     ensure(outDb, dr.size(), CV_8UC1);
-    const ushort* table = m_lutC_p[0];
     forEachRow(dr.size(), [&](int row) {
-        const uchar *r = dr.ptr(row), *b = db.ptr(row);
-        uchar *toR = outDr.ptr(row), *toB = outDb.ptr(row);
-        for (int x = 0; x < dr.cols; ++x) {
-            const ushort t = table[(r[x] << 8) | b[x]];
-            toR[x] = uchar(t >> 8);
-            toB[x] = uchar(t);
-        }
+        chromaRow(m_lutC_p[0], dr.ptr(row), db.ptr(row), outDr.ptr(row), outDb.ptr(row), dr.cols);
     });
 }
 
@@ -206,16 +223,8 @@ void TLutYDrDb::applyCLUT(const cv::Mat& inY, const cv::Mat& inDr, const cv::Mat
     const cv::Mat luma = inY, dr = inDr, db = inDb; // as above
     ensure(outDr, dr.size(), CV_8UC1);
     ensure(outDb, dr.size(), CV_8UC1);
-    const int shift = 16 - m_log2NC, inside = (1 << shift) - 1;
     forEachRow(dr.size(), [&](int row) {
-        const ushort* y = luma.ptr<ushort>(row);
-        const uchar *r = dr.ptr(row), *b = db.ptr(row);
-        uchar *toR = outDr.ptr(row), *toB = outDb.ptr(row);
-        for (int x = 0; x < dr.cols; ++x) {
-            const int j = y[x] >> shift, pair = (r[x] << 8) | b[x];
-            const ushort t = y[x] & inside ? m_lutC_p[j][pair] : edgeOfBand(m_lutC_p, j, count, pair);
-            toR[x] = uchar(t >> 8);
-            toB[x] = uchar(t);
-        }
+        bandRow(m_lutC_p, m_log2NC, luma.ptr<ushort>(row), dr.ptr(row), db.ptr(row), outDr.ptr(row), outDb.ptr(row),
+                dr.cols);
     });
 }

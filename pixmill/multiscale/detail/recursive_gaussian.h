@@ -13,8 +13,8 @@
 /// The recursive Gaussian: pairs of first-order sweeps, forward and back, whose cost does not depend on sigma.
 ///
 /// Method: L. Alvarez, L. Mazorra, "Signal and Image Restoration Using Shock Filters and Anisotropic Diffusion", 1994.
-/// Each sweep is a chain of single-precision sums, so its order is its result: lines are never split, and speed comes
-/// from running independent lines side by side.
+/// Each sweep is a chain of single-precision sums, so its order is its result. Speed comes from running chains side by
+/// side: independent lines, and chunks of a line that prove to have started from the right value.
 namespace pixmill::detail {
 
 /// base to a power that is a whole number, by squaring.
