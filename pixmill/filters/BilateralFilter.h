@@ -9,28 +9,28 @@ class TProgress;
 /// Smooths a picture and keeps the edges of a second one, in a grid of x, y and the edge picture's value.
 ///
 /// Samples are splatted into a grid of `sampleS` pixels and `sampleR` edge values a cell, the grid is blurred along its
-/// three axes by a recursive Gaussian of 0.85 cells, and the picture is read back by trilinear interpolation. The cell of
-/// (x, y, z) lies at (y * m_gridX + x) * m_gridZ + z.
+/// three axes by a recursive Gaussian of 0.85 cells, and the picture is read back by trilinear interpolation. The cell
+/// of (x, y, z) lies at (y * m_gridX + x) * m_gridZ + z.
 ///
 /// Method: J. Chen, S. Paris, F. Durand, "Real-time Edge-Aware Image Processing with the Bilateral Grid", 2007.
 ///
 /// One thread at a time per object; not copyable.
 class PIXMILL_API BilateralFilter {
 public:
-    bool m_is16Bit = false;         ///< Samples of the filtered picture are 16-bit, otherwise 8-bit.
-    int m_gridX = 0;                ///< Cells along x.
-    int m_gridY = 0;                ///< Cells along y.
-    int m_gridZ = 0;                ///< Cells along the edge value, at most 252.
-    float* m_weights_p = nullptr;   ///< Sample counts, then a guard word; owned.
-    float* m_values_p = nullptr;    ///< Sample sums, later the result, then a guard word; owned.
-    int m_padXY = 1;                ///< Padding in cells on x and y.
-    int m_padZ = 1;                 ///< Padding in cells on the edge value.
-    int m_minVal = 0;               ///< Least edge value, truncated.
-    int m_width = 0;                ///< Columns of the picture that the grid was made for.
-    int m_height = 0;               ///< Rows of that picture.
-    int m_sampleS = 0;              ///< Pixels a cell.
-    int m_sampleR = 0;              ///< Edge values a cell; raised where more than 252 cells would be needed.
-    int m_gridDirty = 1;            ///< 0 when `proc` has finished.
+    bool m_is16Bit = false;       ///< Samples of the filtered picture are 16-bit, otherwise 8-bit.
+    int m_gridX = 0;              ///< Cells along x.
+    int m_gridY = 0;              ///< Cells along y.
+    int m_gridZ = 0;              ///< Cells along the edge value, at most 252.
+    float* m_weights_p = nullptr; ///< Sample counts, then a guard word; owned.
+    float* m_values_p = nullptr;  ///< Sample sums, later the result, then a guard word; owned.
+    int m_padXY = 1;              ///< Padding in cells on x and y.
+    int m_padZ = 1;               ///< Padding in cells on the edge value.
+    int m_minVal = 0;             ///< Least edge value, truncated.
+    int m_width = 0;              ///< Columns of the picture that the grid was made for.
+    int m_height = 0;             ///< Rows of that picture.
+    int m_sampleS = 0;            ///< Pixels a cell.
+    int m_sampleR = 0;            ///< Edge values a cell; raised where more than 252 cells would be needed.
+    int m_gridDirty = 1;          ///< 0 when `proc` has finished.
 
     BilateralFilter() = default;
     BilateralFilter(const BilateralFilter&) = delete;
@@ -72,12 +72,13 @@ public:
     /// The recursive Gaussian along one line of n samples `stride` apart, in K pairs of sweeps.
     void iir(float* line, int n, int stride, float sigma, int K);
 
-    /// Reads the picture back from the grid. The edge value's cell is rounded, so that its fraction is -0.5 to 0.5 and a
-    /// sample may be extrapolated from the cell and the next: that is meant.
+    /// Reads the picture back from the grid. The edge value's cell is rounded, so that its fraction is -0.5 to 0.5 and
+    /// a sample may be extrapolated from the cell and the next: that is meant.
     void interpGrid(cv::Mat& inOut, const cv::Mat& edge);
 
-    /// Sharpens `guide` against `in`: a guide sample becomes the input's where that lies strictly inside the half of the
-    /// guide's local range (a disc of radius r + 0.5) that is away from the nearer extremum. The outer r samples stay.
+    /// Sharpens `guide` against `in`: a guide sample becomes the input's where that lies strictly inside the half of
+    /// the guide's local range (a disc of radius r + 0.5) that is away from the nearer extremum. The outer r samples
+    /// stay.
     ///
     /// @param in  CV_8UC1 or CV_16UC1; `guide` of the same type and size. With r below 1 nothing is looked at.
     /// @return 1.

@@ -13,8 +13,8 @@ using namespace pixmill::detail;
 
 namespace {
 
-constexpr int kRowLanes = 32;     ///< Rows that are swept side by side.
-constexpr int kColumnLanes = 64;  ///< Columns that are swept side by side.
+constexpr int kRowLanes = 32;    ///< Rows that are swept side by side.
+constexpr int kColumnLanes = 64; ///< Columns that are swept side by side.
 
 void widen(const unsigned char* from, float* to, int n)
 {
@@ -99,8 +99,8 @@ inline void sweepColumnsFused(float* column, int height, const RecursiveGaussian
     }
 }
 
-/// Every column of a plane, `steps` times, and the final scaling; strips of columns go through a buffer of their own, so
-/// that no row step can map a strip onto a few cache lines.
+/// Every column of a plane, `steps` times, and the final scaling; strips of columns go through a buffer of their own,
+/// so that no row step can map a strip onto a few cache lines.
 template <int L>
 void sweepColumns(cv::Mat& plane, const RecursiveGaussian& gauss, int steps)
 {
@@ -175,7 +175,7 @@ void gaussianiir2d(cv::Mat& inOut, float sigma, int numsteps)
 
     const auto gauss = RecursiveGaussian::make<float>(sigma, numsteps, 2);
     sweepRows(inOut.ptr<float>(), std::ptrdiff_t(inOut.step1()), inOut.cols, inOut.rows, gauss, numsteps);
-    if (inOut.rows <= 6000)  // a strip of columns is to stay in the second-level cache
+    if (inOut.rows <= 6000) // a strip of columns is to stay in the second-level cache
         sweepColumns<kColumnLanes>(inOut, gauss, numsteps);
     else
         sweepColumns<kColumnLanes / 4>(inOut, gauss, numsteps);

@@ -136,8 +136,8 @@ TEST(BilateralFilter, MatchesTheReferenceBitForBit)
 {
     for (const Case& c : kCases)
         for (const cv::Size size : {cv::Size(1, 1), cv::Size(1, 9), cv::Size(33, 1), cv::Size(103, 77)}) {
-            SCOPED_TRACE(testing::Message() << c.type << " " << c.edgeType << " " << c.sampleS << " " << c.sampleR
-                                            << " " << size);
+            SCOPED_TRACE(testing::Message()
+                         << c.type << " " << c.edgeType << " " << c.sampleS << " " << c.sampleR << " " << size);
             const cv::Mat in = scenePlane(size, c.type, 0, topOf(c.type), 3);
             const cv::Mat edge = scenePlane(size, c.edgeType, 0, topOf(c.edgeType), 4);
             const cv::Mat expected = Reference(edge, c.sampleS, c.sampleR).filter(in, edge);
@@ -259,7 +259,8 @@ TEST(BilateralGradientGuide, MatchesTheReferenceBitForBit)
     for (const int type : {CV_8UC1, CV_16UC1})
         for (const int r : {1, 2, 5})
             for (const cv::Size size : {cv::Size(3, 40), cv::Size(12, 11), cv::Size(61, 47)}) {
-                const cv::Mat in = scenePlane(size, type, 0, topOf(type), 1), before = scenePlane(size, type, 0, topOf(type), 2);
+                const cv::Mat in = scenePlane(size, type, 0, topOf(type), 1),
+                              before = scenePlane(size, type, 0, topOf(type), 2);
                 cv::Mat expected = before.clone();
                 for (int y = r; y < size.height - r; ++y)
                     for (int x = r; x < size.width - r; ++x) {

@@ -6,8 +6,8 @@
 
 namespace pixmill::detail {
 
-/// Working memory for a parallel loop, one piece for each thread of the team, made before the loop since bodies must not
-/// throw.
+/// Working memory for a parallel loop, one piece for each thread of the team, made before the loop since bodies must
+/// not throw.
 template <class T>
 class TeamScratch {
 public:

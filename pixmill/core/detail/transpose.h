@@ -33,8 +33,8 @@ inline void transpose8x8(const float* in, std::ptrdiff_t inStride, float* out, s
         std::memcpy(out + x * outStride, &r[x], sizeof(Eight));
 }
 
-/// Rows to lanes: out[x * L + l] = in[l][x] for `rows` rows of n samples; lanes from `rows` on become 0. L is a multiple
-/// of 8, `out` holds n * L floats.
+/// Rows to lanes: out[x * L + l] = in[l][x] for `rows` rows of n samples; lanes from `rows` on become 0. L is a
+/// multiple of 8, `out` holds n * L floats.
 template <int L>
 inline void rowsToLanes(const float* in, std::ptrdiff_t stride, int rows, int n, float* out)
 {
