@@ -74,17 +74,26 @@ public:
 
 void domainTransform(Toolbox& box)
 {
-    DomainTransform filter;
-    cv::Mat out;
-    box.filter("DomainTransform::RecursiveFilter",
-               "Smooths texture at a cost that does not grow with the radius, and stops at edges; the detail planes of "
-               "the developer are made with it.");
-    for (const Pair s : {Pair{8, 0.15f}, Pair{40, 0.5f}})
-        box.shot(
-            cv::format("DomainTransform().RecursiveFilter(luma, out, %g, %g)", s.first, s.second),
-            cv::format("sigmaS %g px, sigmaR %g", s.first, s.second), nothing,
-            [&] { filter.RecursiveFilter(box.scene.luma, out, s.first, s.second); },
-            [&] { return box.scene.show(out); });
+    struct Form {
+        const char* name;
+        int (DomainTransform::*run)(const cv::Mat&, cv::Mat&, float, float);
+        const char* purpose;
+    };
+    const Form forms[] = {
+        {"RecursiveFilter", &DomainTransform::RecursiveFilter,
+         "Smooths texture at a cost that does not grow with the radius, and stops at edges; the detail planes of the "
+         "developer are made with it."},
+    };
+    for (const Form& form : forms) {
+        DomainTransform filter;
+        cv::Mat in, out;
+        box.filter(std::string("DomainTransform::") + form.name, form.purpose);
+        for (const Pair s : {Pair{8, 0.15f}, Pair{40, 0.5f}})
+            box.shot(
+                cv::format("DomainTransform().%s(luma, out, %g, %gf)", form.name, s.first, s.second),
+                cv::format("sigmaS %g px, sigmaR %g", s.first, s.second), [&] { in = box.scene.luma.clone(); },
+                [&] { (filter.*form.run)(in, out, s.first, s.second); }, [&] { return box.scene.show(out); });
+    }
 }
 
 void guided(Toolbox& box)
@@ -137,9 +146,10 @@ void bilateral(Toolbox& box)
             [&] { filter.proc(cv::Mat(), out, int(s.first), int(s.second), nullptr); },
             [&] { return box.scene.show(out); });
 
-    cv::Mat soft = box.scene.luma.clone();
-    gaussianiir2d(soft, 2.5f, 3);
-    soft.convertTo(soft, CV_16U, 65535.0);
+    TImage blurred(TImage::IM_Y, {Y.cols, Y.rows});
+    blurred.fromMat(Y, 0);
+    tFilterBox(&blurred, &blurred, 3, 2, nullptr);
+    const cv::Mat soft = blurred.toMat(0);
     box.filter("BilateralFilter::gradientGuide",
                "Gives a blurred guide its edges back from the picture, and leaves the texture out.",
                box.scene.show(soft), "before: the guide, the photograph blurred");
@@ -172,7 +182,7 @@ void localLaplacian(Toolbox& box)
         for (const float sigma : {0.15f, -0.3f})
             box.shot(
                 cv::format("LocalLaplacian().%s(luma16, out, %gf, 0.3f, %d)", form.name, sigma, levels),
-                cv::format("sigma %g, lutSmooth 0.3, %d levels", sigma, levels), nothing,
+                cv::format("sigma %g, smooth 0.3, %d levels", sigma, levels), nothing,
                 [&] { (filter.*form.run)(Y, out, sigma, 0.3f, levels); }, [&] { return box.scene.show(out); });
     }
 }
@@ -181,7 +191,10 @@ void blurs(Toolbox& box)
 {
     const Scene& scene = box.scene;
     cv::Mat out;
-    box.filter("gaussianiir2d", "A Gaussian blur by recursion: any width at the same cost.");
+    box.filter(
+        "gaussianiir2d",
+        "A Gaussian blur by recursion: any width at the same cost. Along columns it runs from both ends at once, which "
+        "leaves a seam in the middle row.");
     for (const float sigma : {2.0f, 10.0f})
         box.shot(
             cv::format("gaussianiir2d(inOut, %g, 3)", sigma), cv::format("sigma %g px, 3 steps", sigma),
@@ -338,8 +351,9 @@ void colorTable(Toolbox& box)
             }
         }
         box.shot(
-            "table.applyLutOn16UC3Mat(in, out, TLut3D::LUT3D_LINEAR)", cv::format("%d^3 entries, %s", kGrid, look.name),
-            nothing, [&] { table.applyLutOn16UC3Mat(in, out, TLut3D::LUT3D_LINEAR); },
+            "table.applyLutOn16UC3Mat(in, out, TLut3D::LUT3D_LINEAR)",
+            cv::format("%d x %d x %d, %s", kGrid, kGrid, kGrid, look.name), nothing,
+            [&] { table.applyLutOn16UC3Mat(in, out, TLut3D::LUT3D_LINEAR); },
             [&] {
                 out.convertTo(shown, CV_8U, 1.0 / 257.0);
                 return shown.clone();
@@ -355,16 +369,18 @@ void guidedChroma(Toolbox& box)
     cv::Mat dr(Y.size(), CV_16UC1), db(Y.size(), CV_16UC1);
     upSize2X(scene.picture.m_Dr, dr, kNearest);
     upSize2X(scene.picture.m_Db, db, kNearest);
-    // Twice the colour, on a luma without any detail: what is seen is chroma alone.
+    // On a luma without any detail, and enlarged: what is seen is the chroma alone, pixel by pixel.
+    const cv::Size part(std::max(1, Y.cols / 4), std::max(1, Y.rows / 4));
+    const cv::Rect middle({(Y.cols - part.width) / 2, (Y.rows - part.height) / 2}, part);
     const auto show = [&] {
-        cv::Mat strongDr, strongDb;
-        dr.convertTo(strongDr, CV_16U, 2, -32768);
-        db.convertTo(strongDb, CV_16U, 2, -32768);
-        return scene.show(gray, strongDr, strongDb);
+        cv::Mat shown;
+        cv::resize(scene.show(gray, dr, db)(middle), shown, {}, 4, 4, cv::INTER_NEAREST);
+        return shown;
     };
     box.filter("upSize2XGuidedByY",
-               "Enlarges half-size colour so that it ends where the luma's edges are; shown without the luma.", show(),
-               "before: the colour alone, its half-size pixels");
+               "Enlarges half-size colour so that it ends where the luma's edges are; shown without the luma,"
+               " four times as large.",
+               show(), "before: the colour alone, its half-size pixels");
     for (const bool guide : {false, true})
         box.shot(
             cv::format("upSize2XGuidedByY(luma16, Dr, out, %s, 4), and Db", guide ? "true" : "false"),
@@ -408,7 +424,7 @@ void ycm(Toolbox& box)
     TImage newY(TImage::IM_Y, {size.width, size.height}), newC(C);
     newY.fromMat(brighter, 0);
     box.shot(
-        "TImage::updateCfromYChange(Y, C, newY, outC, 0.1f)", "luma ^ 0.6, guard 0.1", nothing,
+        "TImage::updateCfromYChange(Y, C, newY, outC, 0.1f)", "luma to the power 0.6", nothing,
         [&] { TImage::updateCfromYChange(Y, C, newY, newC, 0.1f); },
         [&] {
             Y.copyFrom(newY);

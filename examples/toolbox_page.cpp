@@ -83,6 +83,15 @@ std::string escaped(const std::string& text)
     return out;
 }
 
+/// A heading that may break where its names do.
+std::string breakable(const std::string& name)
+{
+    std::string out = escaped(name);
+    for (size_t at = 0; (at = out.find("::", at)) != std::string::npos; at += 7)
+        out.insert(at + 2, "<wbr>");
+    return out;
+}
+
 /// A name for a file: letters and digits, the rest a hyphen.
 std::string fileName(const std::string& text)
 {
@@ -101,7 +110,7 @@ public:
 
     void entry(const Entry& entry)
     {
-        m_html << "<section>\n<h2>" << escaped(entry.name) << "</h2>\n<p>" << escaped(entry.purpose)
+        m_html << "<section>\n<h2>" << breakable(entry.name) << "</h2>\n<p>" << escaped(entry.purpose)
                << "</p>\n<div class=\"grid\">\n";
         const std::string name = fileName(entry.name);
         picture(entry.before, name + "-0", entry.name + ", " + entry.beforeIs);
@@ -166,7 +175,7 @@ private:
             m_html << "<path " << style << " d=\"";
             char verb = 'M';
             for (const cv::Point2d& p : plot.curves[i].points) {
-                if (!r.contains(p) && p != cv::Point2d(r.br()))
+                if (!r.contains(p))
                     continue;
                 m_html << verb << cv::format("%.1f %.1f", toX(p.x), toY(p.y));
                 verb = 'L';

@@ -26,13 +26,15 @@ Curve sampled(const std::string& name, const T* table, double origin)
 
 Plot remapPlot()
 {
-    Plot plot{"Remap curve of LocalLaplacian",
-              "What becomes of half a difference from the reference brightness. Near the reference the curve leans "
-              "against the difference and flattens it, or goes with it and enhances it; large differences stay.",
-              "half difference",
-              "remapped",
-              {-16384, -16384, 32768, 32768},
-              {}};
+    Plot plot{
+        "Remap curve of LocalLaplacian",
+        "What is added to a pixel, by its difference from the reference brightness, both halved. Near the reference "
+        "the "
+        "curve leans against the difference and flattens it, or goes with it and enhances it; large differences stay.",
+        "half difference",
+        "half of what is added",
+        {-16384, -4096, 32768, 8192},
+        {}};
     LocalLaplacian filter;
     for (const float sigma : {0.15f, -0.3f}) {
         filter.m_sigma = sigma;
@@ -45,14 +47,13 @@ Plot remapPlot()
 
 Plot thresholdPlot()
 {
-    Plot plot{
-        "Threshold curves of TLut16U",
-        "What the developer does to detail around mid-grey: a slope above 1 makes it crisper. A threshold below 0 "
-        "leaves weak detail out, one above 0 lifts it.",
-        "detail in",
-        "detail out",
-        {-16384, -32768, 32768, 65536},
-        {}};
+    Plot plot{"Threshold curves of TLut16U",
+              "What the developer does to detail: the slope makes it crisper or smoother. A threshold below 0 "
+              "leaves weak detail out, one above 0 lifts it.",
+              "detail in",
+              "detail out",
+              {-8192, -16384, 16384, 32768},
+              {}};
     TLut16U table(0, 5, 9830, 0.35f);
     for (const float threshold : {-0.9f, 0.5f}) {
         table.setupLinearThreshold(0.2f, threshold, 0, 0);
@@ -68,7 +69,7 @@ Plot lightPlot()
               "Luma in, luma out, as computeLUT16U makes the table.",
               "luma in",
               "luma out",
-              {0, 0, 65535, 65535},
+              {0, 0, 65536, 65536},
               {}};
     struct Light {
         const char* name;
