@@ -68,10 +68,8 @@ cv::Mat toFile16(const cv::Mat planes[3])
     return out;
 }
 
-void save(const std::string& out, const std::string& name, const cv::Mat& pixels)
+void store(const std::string& path, const cv::Mat& pixels)
 {
-    std::filesystem::create_directories(out);
-    const std::string path = (std::filesystem::path(out) / name).string();
     cv::Mat file = pixels;
     if (pixels.channels() == 4)
         cv::cvtColor(pixels, file, cv::COLOR_BGRA2BGR);
@@ -84,6 +82,13 @@ void save(const std::string& out, const std::string& name, const cv::Mat& pixels
     }
     if (!done)
         throw std::runtime_error("cannot write " + path);
+}
+
+void save(const std::string& out, const std::string& name, const cv::Mat& pixels)
+{
+    std::filesystem::create_directories(out);
+    const std::string path = (std::filesystem::path(out) / name).string();
+    store(path, pixels);
     wrote(path);
 }
 

@@ -24,6 +24,9 @@ cv::Mat toDisplay(const TPImage& picture);
 /// A CV_16UC3 B, G, R picture for a 16-bit file.
 cv::Mat toFile16(const cv::Mat planes[3]);
 
+/// Writes a picture file, of the kind that its ending names. @throws std::runtime_error
+void store(const std::string& path, const cv::Mat& pixels);
+
 /// Writes out/name and says so; the folder is made. @throws std::runtime_error
 void save(const std::string& out, const std::string& name, const cv::Mat& pixels);
 
