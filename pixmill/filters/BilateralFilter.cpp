@@ -59,7 +59,12 @@ bool freeGrid(float*& grid, std::size_t cells)
 
 BilateralFilter::~BilateralFilter() noexcept(false)
 {
-    dealloc();
+    try {
+        dealloc();
+    } catch (...) {
+        freeGrid(m_values_p, cellCount(*this)); // what a broken first guard left
+        throw;
+    }
 }
 
 int BilateralFilter::proc(const cv::Mat& edge, cv::Mat& inOut, int sampleS, int sampleR, TProgress* progress)

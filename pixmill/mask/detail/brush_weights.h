@@ -15,7 +15,7 @@ public:
     void update(int radius, const float* table);
 
     /// Columns, from the centre on, of which all others have weight 0.
-    int reach(int dy) const { return isKept() ? m_reach[dy] : m_radius + 1; }
+    long reach(int dy) const { return isKept() ? m_reach[dy] : m_radius + 1L; }
 
     /// Columns, from the centre on, that all have weight 1.
     int full(int dy) const { return isKept() ? m_full[dy] : 0; }
