@@ -7,11 +7,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <mutex>
 #include <new>
-#include <optional>
 #include <vector>
 
 /// The sparse solver on MUMPS, sequential: P. R. Amestoy, I. S. Duff, J. Koster and J.-Y. L'Excellent, "A fully
@@ -53,13 +54,12 @@ bool wellFormed(const UpperRows<T>& m)
 {
     if (m.n < 1 || !m.a || !m.ia || !m.ja || m.ia[0] != 1)
         return false;
-    for (int i = 0; i < m.n; ++i) {
-        if (m.ia[i + 1] < m.ia[i])
-            return false;
+    if (!std::is_sorted(m.ia, m.ia + m.n + 1)) // before any column is read by them
+        return false;
+    for (int i = 0; i < m.n; ++i)
         for (int k = m.ia[i] - 1; k < m.ia[i + 1] - 1; ++k)
             if (m.ja[k] <= i || m.ja[k] > m.n)
                 return false;
-    }
     return true;
 }
 
@@ -202,6 +202,8 @@ SolveOutcome SparseSolver<T>::State::analyse(const UpperRows<T>& m, MatrixKind k
     control(12, 1);                       // no compressed ordering
     control(28, 1);                       // sequential analysis
     control(58, 2);                       // symbolic factorisation by column counts, in half the time
+    if (kind == MatrixKind::indefinite)
+        control(14, 100); // percent of room for pivots that must wait
     if (!position.empty())
         m_mumps.keep[0] = 12; // least unknowns a front for fronts to be merged: many small leaves cost time
     m_mumps.n = m.n;
