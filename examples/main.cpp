@@ -76,7 +76,9 @@ int main(int argc, char** argv)
     std::string names;
     for (const Chapter& c : kChapters)
         names += (names.empty() ? "" : ", ") + std::string(c.name);
-    app.add_option("--only", options.chapters, "only these chapters: " + names)->delimiter(',');
+    app.add_option("--only", options.chapters, "only these chapters: " + names)
+        ->allow_extra_args(false)
+        ->delimiter(',');
     app.add_option("--strokes", options.strokes, "brush strokes to paint, a text file");
     std::vector<int> region;
     app.add_option("--region", region, "part of the photograph to show: x,y,width,height in its pixels")

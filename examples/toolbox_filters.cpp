@@ -83,6 +83,10 @@ void domainTransform(Toolbox& box)
         {"RecursiveFilter", &DomainTransform::RecursiveFilter,
          "Smooths texture at a cost that does not grow with the radius, and stops at edges; the detail planes of the "
          "developer are made with it."},
+        {"NormalizedConvolutionFilter", &DomainTransform::NormalizedConvolutionFilter,
+         "Averages what is near both in place and in colour: flatter areas than the recursive form, sharper corners."},
+        {"InterpolatedConvolutionFilter", &DomainTransform::InterpolatedConvolutionFilter,
+         "The same means, worked out in the pixels handed in, where memory is short."},
     };
     for (const Form& form : forms) {
         DomainTransform filter;

@@ -109,6 +109,27 @@ void recursivePeer(benchmark::State& state)
 }
 #endif
 
+void convolution(benchmark::State& state)
+{
+    const cv::Mat in = pixmill::bench::plane(int(state.range(0)), int(state.range(1)), CV_32FC3, 0, 1);
+    cv::Mat out = in.clone();
+    DomainTransform filter;
+    for (auto _ : state)
+        filter.NormalizedConvolutionFilter(in, out, 20, 0.3f);
+    pixmill::bench::report(state, double(in.total()), double(in.total()) * 24);
+}
+
+#ifdef PIXMILL_HAVE_XIMGPROC
+void convolutionPeer(benchmark::State& state)
+{
+    const cv::Mat in = pixmill::bench::plane(int(state.range(0)), int(state.range(1)), CV_32FC3, 0, 1);
+    cv::Mat out = in.clone();
+    for (auto _ : state)
+        cv::ximgproc::dtFilter(in, in, out, 20, 0.3, cv::ximgproc::DTF_NC, 3);
+    pixmill::bench::report(state, double(in.total()), double(in.total()) * 24);
+}
+#endif
+
 } // namespace
 
 #ifdef PIXMILL_HAVE_XIMGPROC
@@ -125,3 +146,8 @@ void recursivePeer(benchmark::State& state)
 DOMAIN_TRANSFORM_ROWS(1);
 DOMAIN_TRANSFORM_ROWS(2);
 DOMAIN_TRANSFORM_ROWS(3);
+
+BENCHMARK(convolution)->Name("DomainTransform_convolution3C")->Apply(sizes);
+#ifdef PIXMILL_HAVE_XIMGPROC
+BENCHMARK(convolutionPeer)->Name("DomainTransform_convolution3C:ximgproc")->Apply(sizes);
+#endif

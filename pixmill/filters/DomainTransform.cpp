@@ -32,7 +32,11 @@ int DomainTransform::setup(float sigmaS, float sigmaR)
 
 int DomainTransform::proc(const cv::Mat& in, cv::Mat& out, int mode)
 {
-    return mode == 0 ? RecursiveFilter(in, out, m_sigmaS, m_sigmaR) : 1;
+    if (mode == 0)
+        return RecursiveFilter(in, out, m_sigmaS, m_sigmaR);
+    if (mode == 1)
+        return NormalizedConvolutionFilter(in, out, m_sigmaS, m_sigmaR);
+    return 1;
 }
 
 int DomainTransform::proc(const std::vector<cv::Mat>& in, std::vector<cv::Mat>& out, int mode,

@@ -24,8 +24,8 @@ public:
     /// sizes off. Tells the number of processors on standard output.
     int setup(float sigmaS, float sigmaR);
 
-    /// Filters one picture with the object's sigmas, itself being the guide: mode 0 by RecursiveFilter. Any other mode
-    /// leaves `out` alone.
+    /// Filters one picture with the object's sigmas, itself being the guide: mode 0 by RecursiveFilter, mode 1
+    /// by NormalizedConvolutionFilter. Any other mode leaves `out` alone.
     int proc(const cv::Mat& in, cv::Mat& out, int mode);
 
     /// Filters planes with the object's sigmas, guided by `joint`: mode 0 by RecursiveFilter. Any other mode leaves
@@ -64,4 +64,19 @@ public:
     /// of its own. The gradients reach into the last row and column, which the form above takes as flat.
     int RecursiveFilter(const std::vector<cv::Mat>& in, std::vector<cv::Mat>& out, float sigmaS, float sigmaR,
                         const std::vector<cv::Mat>& joint);
+
+    /// One pass along the rows of `img`, in place: every pixel becomes the mean of those of its row whose coordinate is
+    /// above its own less `radius` and not above its own plus `radius`. A radius of 0 gives 0 / 0.
+    ///
+    /// @param ct  Coordinates, CV_32FC1, H x W, rising along each row.
+    int NCcompute(cv::Mat& img, cv::Mat& ct, float radius);
+    int ICcompute(cv::Mat& img, cv::Mat& ct, float radius);
+
+    /// The box filter over domain coordinates (running sums of 1 + (sigmaS / sigmaR) * |gradient|), `in` being its own
+    /// guide: three times rows and columns, with radii of 2^e * sqrt(3) / sqrt(63) * sqrt(3) * sigmaS, e = 2, 1, 0.
+    /// Unlike RecursiveFilter's, each comes from `sigmaS` itself.
+    int NormalizedConvolutionFilter(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR);
+
+    /// The same by ICcompute. It works in the pixels of `in`, which hold the result too in the end.
+    int InterpolatedConvolutionFilter(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR);
 };

@@ -4,6 +4,7 @@
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/core/detail/scratch.h>
+#include <pixmill/curves/detail/look_up.h>
 #include <pixmill/planar/detail/edge_gain.h>
 #include <pixmill/primitives/lookup.h>
 #include <pixmill/resample/detail/doubling.h>
@@ -54,10 +55,18 @@ cv::Mat ownHalf(const cv::Mat& full)
     return reduced(cv::Range(0, halfSize(full.rows)), cv::Range(0, halfSize(full.cols)));
 }
 
-inline void edgeRow(const ushort* full, const ushort* up, const uchar* table, uchar* edge, int n)
+inline void differenceRow(const ushort* full, const ushort* up, ushort* difference, int n)
 {
     for (int x = 0; x < n; ++x)
-        edge[x] = table[clamp16((full[x] - up[x]) / 2 + 32768)];
+        difference[x] = clamp16((full[x] - up[x]) / 2 + 32768);
+}
+
+/// The stored differences of a row of edge bytes. Kept out of line, so that it stays the plain loop at every processor
+/// level: a vector of table look-ups is slower.
+__attribute__((noinline)) void pickRow(const float* table, const uchar* edge, float* picked, int n)
+{
+    for (int x = 0; x < n; ++x)
+        picked[x] = table[edge[x]];
 }
 
 /// The centred half difference of every edge byte, times `strength`.
@@ -93,8 +102,11 @@ void TPImage::fullToEdge(const cv::Mat& full, const cv::Mat& half, cv::Mat& edge
     const cv::Mat source = full; // keeps the pixels should `edge` be the same object
     ensure(edge, full.size(), CV_8UC1);
     const uchar* table = m_lutFullToEdge_p;
+    TeamScratch<ushort> differences(source.cols);
     forEachEnlargedRow(small, source.size(), [&](int y, const ushort* up) {
-        edgeRow(source.ptr<ushort>(y), up, table, edge.ptr<uchar>(y), source.cols);
+        ushort* d = differences.mine();
+        differenceRow(source.ptr<ushort>(y), up, d, source.cols);
+        lookUpRow<16>(d, edge.ptr<uchar>(y), table, source.cols);
     });
 }
 
@@ -105,20 +117,23 @@ void TPImage::edgeToFull(const cv::Mat& edge, const cv::Mat& half, cv::Mat& full
     ensure(full, edge.size(), CV_16UC1);
     if (std::abs(strength - 1.0f) <= 0.01f) {
         const ushort* table = m_lutEdgeToFull_p;
+        TeamScratch<ushort> stored(bytes.cols);
         forEachEnlargedRow(small, bytes.size(), [&](int y, const ushort* up) {
-            const uchar* e = bytes.ptr<uchar>(y);
-            ushort* out = full.ptr<ushort>(y);
+            ushort *d = stored.mine(), *out = full.ptr<ushort>(y);
+            lookUpRow<8>(bytes.ptr<uchar>(y), d, table, bytes.cols);
             for (int x = 0; x < bytes.cols; ++x)
-                out[x] = clamp16(up[x] + table[e[x]] - 32768);
+                out[x] = clamp16(up[x] + d[x] - 32768);
         });
         return;
     }
     const std::array<float, 256> scaled = differences(strength);
+    TeamScratch<float> stored(bytes.cols);
     forEachEnlargedRow(small, bytes.size(), [&](int y, const ushort* up) {
-        const uchar* e = bytes.ptr<uchar>(y);
+        float* d = stored.mine();
         ushort* out = full.ptr<ushort>(y);
+        pickRow(scaled.data(), bytes.ptr<uchar>(y), d, bytes.cols);
         for (int x = 0; x < bytes.cols; ++x)
-            out[x] = toPixel16(float(up[x]) + scaled[e[x]]);
+            out[x] = toPixel16(float(up[x]) + d[x]);
     });
 }
 
@@ -133,14 +148,17 @@ void TPImage::edgeToFull(const cv::Mat& edge, const cv::Mat& before, const cv::M
 
     const std::array<float, 256> scaled = differences(strength * 0.0234375f); // 6 / 256: a byte of gain is up to 6
     TeamScratch<uchar> gains(bytes.cols);
+    TeamScratch<float> stored(bytes.cols);
     forEachEnlargedRow(small, bytes.size(), [&](int y, const ushort* up) {
-        const uchar *above = gain.ptr<uchar>(inside(y / 2, gain.rows)), *e = bytes.ptr<uchar>(y);
+        const uchar* above = gain.ptr<uchar>(inside(y / 2, gain.rows));
         const uchar* below = gain.ptr<uchar>(inside(y / 2 + 1, gain.rows));
         uchar* g = gains.mine();
-        doubleRowLinear(above, below, y % 2 != 0, gain.cols, g, bytes.cols);
+        float* d = stored.mine();
         ushort* out = full.ptr<ushort>(y);
+        doubleRowLinear(above, below, y % 2 != 0, gain.cols, g, bytes.cols);
+        pickRow(scaled.data(), bytes.ptr<uchar>(y), d, bytes.cols);
         for (int x = 0; x < bytes.cols; ++x)
-            out[x] = toPixel16(float(up[x]) + scaled[e[x]] * float(g[x]));
+            out[x] = toPixel16(float(up[x]) + d[x] * float(g[x]));
     });
 }
 

@@ -1,0 +1,126 @@
+#include <support/everyway.h>
+#include <support/planes.h>
+
+#include <pixmill/filters/DomainTransform.h>
+
+#include <cmath>
+#include <vector>
+
+using namespace pixmill::test;
+
+namespace {
+
+/// One pass, every window searched from the start.
+void averageReference(cv::Mat& img, const cv::Mat& ct, float radius)
+{
+    const int W = img.cols, C = img.channels();
+    for (int y = 0; y < img.rows; ++y) {
+        const float* t = ct.ptr<float>(y);
+        float* row = img.ptr<float>(y);
+        std::vector<float> sat(std::size_t(W + 1) * C, 0.0f);
+        for (int i = 0; i < W * C; ++i)
+            sat[i + C] = sat[i] + row[i];
+        std::vector<float> result(std::size_t(W) * C);
+        for (int x = 0; x < W; ++x) {
+            int l = 0, u = 0;
+            while (l < W && !(t[l] > t[x] - radius))
+                ++l;
+            while (u < W && !(t[u] > t[x] + radius))
+                ++u;
+            for (int c = 0; c < C; ++c)
+                result[x * C + c] = (sat[u * C + c] - sat[l * C + c]) / float(u - l);
+        }
+        std::copy(result.begin(), result.end(), row);
+    }
+}
+
+cv::Mat coordinatesReference(const cv::Mat& in, float ratio, bool down)
+{
+    cv::Mat ct(in.size(), CV_32FC1, cv::Scalar(1));
+    const int C = in.channels(), limit = in.cols < 2 ? 0 : in.cols == 2 ? 1 : in.cols - 2;
+    for (int y = 0; y + 1 < in.rows; ++y)
+        for (int x = 0; x < limit; ++x) {
+            const float *a = in.ptr<float>(y) + x * C, *b = down ? in.ptr<float>(y + 1) + x * C : a + C;
+            float sum = 0;
+            for (int c = 0; c < C; ++c)
+                sum += std::fabs(b[c] - a[c]);
+            ct.at<float>(y, x) = 1 + ratio * sum;
+        }
+    if (down)
+        ct = ct.t();
+    for (int y = 0; y < ct.rows; ++y)
+        for (int x = 1; x < ct.cols; ++x)
+            ct.at<float>(y, x) = ct.at<float>(y, x - 1) + ct.at<float>(y, x);
+    return ct;
+}
+
+cv::Mat filterReference(const cv::Mat& in, float sigmaS, float sigmaR)
+{
+    const cv::Mat across = coordinatesReference(in, sigmaS / sigmaR, false);
+    const cv::Mat down = coordinatesReference(in, sigmaS / sigmaR, true);
+    cv::Mat out = in.clone();
+    const double base = (std::sqrt(3.0) / std::sqrt(63.0)) * sigmaS;
+    for (int e = 2; e >= 0; --e) {
+        const float sigma = float(std::pow(2.0, e) * base), radius = float(double(sigma) * std::sqrt(3.0));
+        averageReference(out, across, radius);
+        cv::Mat T = out.t();
+        averageReference(T, down, radius);
+        out = T.t();
+    }
+    return out;
+}
+
+} // namespace
+
+TEST(DomainConvolution, BothFiltersMatchTheReferenceBitForBit)
+{
+    for (const int type : {CV_32FC3, CV_32FC1})
+        for (const cv::Size size : oddSizes()) {
+            SCOPED_TRACE(testing::Message() << type << " " << size);
+            const cv::Mat in = randomPlane(size, type, 0, 1);
+            const cv::Mat expected = filterReference(in, 7.0f, 0.4f);
+            everyWay([&] {
+                DomainTransform filter;
+                cv::Mat out = randomPlane(size, type, 0, 1, 9), used = in.clone(), other;
+                filter.NormalizedConvolutionFilter(in, out, 7.0f, 0.4f);
+                ASSERT_TRUE(samePixels<float>(expected, out));
+                filter.InterpolatedConvolutionFilter(used, other, 7.0f, 0.4f);
+                ASSERT_TRUE(samePixels<float>(expected, other));
+                ASSERT_TRUE(samePixels<float>(expected, used)) << "the input is used up";
+                used = in.clone();
+                filter.NormalizedConvolutionFilter(used, used, 7.0f, 0.4f);
+                ASSERT_TRUE(samePixels<float>(expected, used)) << "in place";
+            });
+        }
+}
+
+TEST(DomainConvolution, WindowsHoldTheirOwnPixelAndEndWithTheRow)
+{
+    DomainTransform filter;
+    cv::Mat img = (cv::Mat_<float>(1, 4) << 1, 2, 4, 8), ct = (cv::Mat_<float>(1, 4) << 1, 2, 3, 10);
+    cv::Mat same = img.clone(), all = img.clone(), none = img.clone();
+    EXPECT_EQ(filter.NCcompute(img, ct, 1.0f), 1); // above t - 1 and not above t + 1
+    EXPECT_EQ(cv::Vec4f(img.ptr<float>()), cv::Vec4f(1.5f, 3, 4, 8));
+    filter.ICcompute(same, ct, 1.0f);
+    EXPECT_TRUE(samePixels<float>(img, same));
+    filter.NCcompute(all, ct, 100.0f);
+    EXPECT_EQ(cv::Vec4f(all.ptr<float>()), cv::Vec4f::all(3.75f));
+    filter.NCcompute(none, ct, 0.0f);
+    EXPECT_TRUE(std::isnan(none.at<float>(0, 1)));
+}
+
+TEST(DomainConvolution, ModesPickTheFilterAndOthersLeaveTheOutput)
+{
+    const cv::Mat in = randomPlane({30, 20}, CV_32FC3, 0, 1);
+    DomainTransform filter;
+    filter.m_sigmaS = 5;
+    filter.m_sigmaR = 0.3f;
+    cv::Mat byMode, direct, untouched;
+    EXPECT_EQ(filter.proc(in, byMode, 1), 1);
+    filter.NormalizedConvolutionFilter(in, direct, 5, 0.3f);
+    EXPECT_TRUE(samePixels<float>(direct, byMode));
+    EXPECT_EQ(filter.proc(in, untouched, 2), 1);
+    EXPECT_TRUE(untouched.empty());
+    cv::Mat ct(3, 3, CV_32FC1, cv::Scalar(1)), bytes = cv::Mat::zeros(3, 3, CV_8UC1);
+    EXPECT_THROW(filter.NCcompute(bytes, ct, 1), cv::Exception);
+}
