@@ -4,7 +4,9 @@
 #include <pixmill/adjust/TLightAdjLUTq3.h>
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/engine/TQuillet3.h>
-#include <pixmill/planar/TPImage.h>
+#include <pixmill/primitives/copy.h>
+#include <pixmill/primitives/filter.h>
+#include <pixmill/primitives/resize.h>
 
 #include <opencv2/imgproc.hpp>
 #ifdef PIXMILL_HAVE_XIMGPROC
@@ -15,6 +17,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <vector>
 
 using namespace pixmill;
 
@@ -77,13 +80,36 @@ TQuillet3& engine()
     return *e;
 }
 
+/// The crop by its recipe: the view with a border, its 3 x 3 means in place where `smooth`, then the resize primitive.
+cv::Mat plainCrop(const cv::Mat& in, const cv::Rect& roi, int scale, bool smooth)
+{
+    const cv::Mat view = in(cv::Range(roi.y, std::min(roi.height * scale + roi.y, in.rows)),
+                            cv::Range(roi.x, std::min(roi.width * scale + roi.x, in.cols)));
+    if (scale == 1 && !smooth)
+        return view.clone();
+    cv::Mat padded(view.rows + 2, view.cols + 2, CV_16UC1), out(roi.height, roi.width, CV_16UC1);
+    const IppiSize size{view.cols, view.rows};
+    ippiCopyReplicateBorder_16u_C1R(view.ptr<ushort>(), int(view.step), size, padded.ptr<ushort>(), int(padded.step),
+                                    {padded.cols, padded.rows}, 1, 1);
+    if (smooth)
+        ippiFilterBox_16u_C1IR(padded.ptr<ushort>(1) + 1, int(padded.step), size, {3, 3}, {1, 1});
+    const IppiRect from{0, 0, view.cols, view.rows}, to{0, 0, out.cols, out.rows};
+    int bytes = 0;
+    ippiResizeGetBufSize(from, to, 1, IPPI_INTER_CUBIC, &bytes);
+    std::vector<unsigned char> buffer(bytes);
+    ippiResizeSqrPixel_16u_C1R(padded.ptr<ushort>(1) + 1, size, int(padded.step), from, out.ptr<ushort>(),
+                               int(out.step), to, 1.0 / scale, 1.0 / scale, 0.5 / scale, 0.5 / scale, IPPI_INTER_CUBIC,
+                               buffer.data());
+    return out;
+}
+
 /// The engine's recipe by whole planes, one step after the other.
 struct Plain {
     cv::Mat Y, detail[3], result;
 
     void luma(TQuillet3& e, const cv::Rect& roi, int scale)
     {
-        Y = TPImage::MatRoi(e.m_Y, roi.x, roi.y, roi.width, roi.height, scale, false, false);
+        Y = plainCrop(e.m_Y, roi, scale, false);
         TLightAdjLUTq3 light;
         const float* p = e.m_lightParams;
         light.setupParams(p[0], p[1], p[2], p[3], p[4], p[5]);
@@ -107,7 +133,7 @@ struct Plain {
         const float high[3] = {5.0f, 4.0f, 3.5f};
         const int range[3] = {9830, 8191, 7372};
         const bool smooth = scale > e.m_smoothScale;
-        detail[l] = TPImage::MatRoi(e.m_detail[l], roi.x, roi.y, roi.width, roi.height, scale, false, smooth);
+        detail[l] = plainCrop(e.m_detail[l], roi, scale, smooth);
         const float *k = e.m_detailK[l], *t = e.m_detailT[l];
         TLut16U lut(0.0f, high[l], range[l], 0.35f);
         cv::Mat shadows = detail[l].clone(), midtones = detail[l].clone();
