@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <xmmintrin.h>
@@ -135,34 +136,67 @@ struct ZeroEnds {
     }
 };
 
+/// Single precision in units of 2^-149, its smallest number, held as doubles: for numbers around 2^-126, where the
+/// processor's own single precision takes a hundred times as long.
+struct SmallUnits {
+    static double of(float v)
+    {
+        std::int32_t bits;
+        std::memcpy(&bits, &v, sizeof bits);
+        return bits < 1 << 23 ? double(bits) : double(v) * 0x1p149;
+    }
+
+    static float toFloat(double units)
+    {
+        if (!(units < 0x1p23))
+            return float(units * 0x1p-149);
+        const std::int32_t bits = std::int32_t(units);
+        float v;
+        std::memcpy(&v, &bits, sizeof v);
+        return v;
+    }
+
+    /// The exact result rounded as single precision has it: to 24 bits, or to whole units.
+    static double rounded(double exact)
+    {
+        constexpr double wholes = 0x1.8p52;
+        return exact < 0x1p23 ? (exact + wholes) - wholes : double(float(exact * 0x1p-149)) * 0x1p149;
+    }
+};
+
 /// Puts right what a sweep of sweepChunks over line `l` with FlushTiny did with tiny numbers: from sample `first` on,
 /// counted in the sweep's direction, until a result comes out the same and not tiny.
 template <int L, bool forward, class Read>
 inline void restoreTiny(float* out, int n, int l, float nu, float boundary, const Read& read, int first)
 {
+    using S = SmallUnits;
     const auto at = [=](int i) { return forward ? i : n - 1 - i; };
-    float sample = read(at(first), l), v = first == 0 ? sample * boundary : sample + nu * out[at(first - 1) * L + l];
+    const double feedback = nu;
+    double sample = S::of(read(at(first), l));
+    double v = first == 0 ? S::rounded(sample * boundary)
+                          : S::rounded(sample + S::rounded(feedback * S::of(out[at(first - 1) * L + l])));
     bool steady = false; // the last step changed nothing; nor does the next one with the same sample
     for (int i = first;;) {
         float& o = out[at(i) * L + l];
-        if (v >= kTiny && sameBits(v, o))
+        const float result = S::toFloat(v);
+        if (result >= kTiny && sameBits(result, o))
             return;
-        o = v;
+        o = result;
         if (++i == n)
             return;
-        const float next = read(at(i), l);
+        const double next = S::of(read(at(i), l)), before = v;
         if (steady && next == sample)
             continue;
-        const float before = v;
-        v = next + nu * v;
+        v = S::rounded(next + S::rounded(feedback * v));
         steady = v == before && next == sample;
         sample = next;
     }
 }
 
-/// The same for both ends of a sweep where the table had zeros.
+/// The same for both ends of a sweep where the table had zeros; the far end of the last sweep rounds to 0 anyway.
 template <int L, bool forward, class Read>
-inline void restoreEnds(float* out, int n, int l, float nu, float boundary, const Read& read, const ZeroEnds& zeros)
+inline void restoreEnds(float* out, int n, int l, float nu, float boundary, const Read& read, const ZeroEnds& zeros,
+                        bool last)
 {
     const auto at = [=](int i) { return forward ? i : n - 1 - i; };
     const int front = forward ? zeros.low : zeros.high, back = forward ? zeros.high : zeros.low;
@@ -170,6 +204,8 @@ inline void restoreEnds(float* out, int n, int l, float nu, float boundary, cons
     // are.
     if (front > zeros.deep && out[at(0) * L + l] < kTiny && read(at(front - 1), l) != 0)
         restoreTiny<L, forward>(out, n, l, nu, boundary, read, 0);
+    if (last)
+        return;
     int first = n - back + zeros.deep;
     while (first < n && !(out[at(first) * L + l] < kTiny))
         ++first;
@@ -180,14 +216,14 @@ inline void restoreEnds(float* out, int n, int l, float nu, float boundary, cons
 /// One sweep over L tables, as strict arithmetic has it.
 template <int K, bool forward, int L, class Read>
 __attribute__((noinline)) void sweepTables(float* out, int n, const LineGains<L>& gains, const ZeroEnds (&zeros)[L],
-                                           const Read& read, int ahead)
+                                           const Read& read, int ahead, bool last = false)
 {
     {
         const FlushTiny flush;
         sweepChunks<L, K, forward>(out, n, gains.nu, gains.boundary, read, ahead);
     }
     for (int l = 0; l < L; ++l)
-        restoreEnds<L, forward>(out, n, l, gains.nu[l], gains.boundary[l], read, zeros[l]);
+        restoreEnds<L, forward>(out, n, l, gains.nu[l], gains.boundary[l], read, zeros[l], last);
 }
 
 /// Both pairs of sweeps, each line in K chunks.
@@ -205,7 +241,7 @@ inline void smoothChunks(T* const (&tables)[L], int n, const LineGains<L>& gains
     sweepTables<K, true>(a, n, gains, zeros, fromTable, ahead);
     sweepTables<K, false>(b, n, gains, zeros, readA, ahead);
     sweepTables<K, true>(a, n, gains, zeros, readB, ahead);
-    sweepTables<K, false>(b, n, gains, zeros, readA, ahead);
+    sweepTables<K, false>(b, n, gains, zeros, readA, ahead, true);
     for (int l = 0; l < L; ++l) {
         const auto store = [table = tables[l], gain = gains.post[l], line = b + l](int first, int end) {
             for (int i = first; i < end; ++i)
