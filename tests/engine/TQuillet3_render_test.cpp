@@ -173,6 +173,26 @@ TEST(TQuillet3Render, AChangeRepeatsOnlyWhatItTouches)
     EXPECT_EQ(kept(), (Marks{false, false, false, false, false})) << "region";
 }
 
+TEST(TQuillet3Render, EachControlThatMovesIsFollowedAndCopiesOfAnEngineKeepTheirOwnTables)
+{
+    TQuillet3 engine;
+    load(engine, {40, 30});
+    setEverything(engine);
+    const cv::Rect roi(0, 0, 40, 30);
+    engine.proc(roi, 1, cv::Mat());
+    TQuillet3 copy = engine;
+    for (int zone = 0; zone < 3; ++zone)
+        for (float* control : {&engine.m_detailK[1][zone], &engine.m_detailT[1][zone]}) {
+            *control = 0.25f - *control;
+            engine.m_levelDirty[1] = true;
+            engine.proc(roi, 1, cv::Mat());
+            EXPECT_TRUE(samePixels<ushort>(renderReference(engine, roi, 1, cv::Mat()), engine.m_result)) << zone;
+        }
+    copy.m_levelDirty[1] = true;
+    copy.proc(roi, 1, cv::Mat());
+    EXPECT_TRUE(samePixels<ushort>(renderReference(copy, roi, 1, cv::Mat()), copy.m_result));
+}
+
 TEST(TQuillet3Render, AnExtraOfTheRegionsSizeIsAddedOnEveryCall)
 {
     TQuillet3 engine;
