@@ -1,6 +1,7 @@
 #include <support/everyway.h>
 
 #include <pixmill/core/detail/pixel.h>
+#include <pixmill/core/detail/scratch.h>
 
 #include <cmath>
 #include <limits>
@@ -40,6 +41,18 @@ TEST(Rows, ABodyInsideABodyRunsOnItsOwnThread)
         std::vector<int> sums(8, 0);
         forEachIndex(8, 1 << 20, [&](int i) { forEachIndex(5, 1 << 20, [&](int k) { sums[i] += k; }); });
         EXPECT_EQ(sums, std::vector<int>(8, 10));
+    });
+}
+
+TEST(Rows, AnyThreadOfAHostsTeamHasScratchOfItsOwn)
+{
+    everyWay([] {
+        std::vector<int> has(8, 0);
+        forEachIndex(8, 1 << 20, [&](int i) {
+            omp_set_num_threads(1); // from here on this thread's teams are smaller than the one it belongs to
+            has[i] = omp_get_thread_num() < scratchPieces();
+        });
+        EXPECT_EQ(has, std::vector<int>(8, 1));
     });
 }
 
