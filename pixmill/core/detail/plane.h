@@ -17,6 +17,12 @@ inline void ensure(cv::Mat& out, cv::Size size, int type)
         out.create(size, type);
 }
 
+/// Whether `m` has a pixel wherever a picture of this size has one.
+inline bool covers(const cv::Mat& m, cv::Size size)
+{
+    return m.dims <= 2 && m.cols >= size.width && m.rows >= size.height;
+}
+
 /// Half of n, rounded up: the size of chroma and mask planes.
 inline int halfSize(int n)
 {
