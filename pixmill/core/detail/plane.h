@@ -17,10 +17,16 @@ inline void ensure(cv::Mat& out, cv::Size size, int type)
         out.create(size, type);
 }
 
-/// Whether `m` has a pixel wherever a picture of this size has one.
-inline bool covers(const cv::Mat& m, cv::Size size)
+/// Whether `plane` has a pixel wherever a picture of this size has one.
+inline bool covers(const cv::Mat& plane, cv::Size size)
 {
-    return m.dims <= 2 && m.cols >= size.width && m.rows >= size.height;
+    return size.empty() || (plane.dims <= 2 && plane.cols >= size.width && plane.rows >= size.height);
+}
+
+/// The same, and is of this type; of an empty size none is asked.
+inline bool covers(const cv::Mat& plane, cv::Size size, int type)
+{
+    return size.empty() || (plane.type() == type && covers(plane, size));
 }
 
 /// Half of n, rounded up: the size of chroma and mask planes.
