@@ -66,6 +66,8 @@ bool TQuillet3::proc(cv::Rect roi, int scale, cv::Mat extra)
         CV_Assert(plane.type() == CV_16UC1 && plane.size() == m_Y.size());
 
     setRoi(roi, scale);
+    for (cv::Mat& plane : m_scratch) // a copy of the engine works in memory of its own
+        leaveShared(plane);
     if (m_dirty || m_lightDirty)
         renderLuma();
     if (isExtraFor(extra, m_roiDetail[0]))
@@ -87,6 +89,7 @@ void TQuillet3::renderLuma()
     const auto crop = [this](const cv::Mat& plane, cv::Mat& out) {
         cropInto(plane, m_roi, m_scale, false, out, m_scratch[0]);
     };
+    leaveShared(m_roiY);
     crop(m_Y, m_roiY);
     const float* weights = m_colorWeights;
     if (neq(weights[0], 0.0f) || neq(weights[1], 0.0f) || neq(weights[2], 0.0f)) {
@@ -104,6 +107,7 @@ void TQuillet3::renderLuma()
 void TQuillet3::renderLevel(int level, const cv::Mat& extra, bool last)
 {
     cv::Mat& plane = m_roiDetail[level];
+    leaveShared(plane);
     const cv::Mat* source = &plane;
     const bool smooth = m_scale > m_smoothScale, toned = bNeedSHMix(level);
     cv::Mat view;
@@ -153,6 +157,7 @@ const cv::Mat& TQuillet3::tablesOf(int level)
         {k[1], t[1], k[0], t[0]}, {k[2], t[2], k[0], t[0]}, {k[0], t[0], 0.0f, 0.0f}};
     setupLinearThresholds(luts, thresholds, 3);
 
+    leaveShared(tables.pairs);
     tables.pairs.create(2, kEntries, CV_32SC1);
     std::copy(controls, controls + 6, tables.controls);
     pairUp(entriesOf(*midtones), entriesOf(*shadows), tables.pairs.ptr<int>(0));
