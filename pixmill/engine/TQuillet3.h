@@ -16,7 +16,7 @@ class TProgress;
 /// 32768) to luma. Level 0 is the finest. Zone 0 is the base control, which also acts on the highlights, 1 the shadows,
 /// 2 the midtones. The host writes the controls and sets the flag that goes with each; there are no setters.
 ///
-/// A copy shares all planes with the original, the rendered ones too, as copies of cv::Mat do.
+/// A copy shares the picture's planes and `m_result` with the original, as copies of cv::Mat do, and nothing else.
 /// One thread at a time per object. An exception leaves the flags as they were, so that the next `proc` renders again.
 class PIXMILL_API TQuillet3 {
 public:

@@ -65,6 +65,8 @@ bool TQuillet3::proc(cv::Rect roi, int scale, cv::Mat extra)
         CV_Assert(plane.type() == CV_16UC1 && plane.size() == m_Y.size());
 
     setRoi(roi, scale);
+    for (cv::Mat& plane : m_scratch) // a copy of the engine works in memory of its own
+        leaveShared(plane);
     if (m_dirty || m_lightDirty)
         renderLuma();
     if (isExtraFor(extra, m_roiDetail[0]))
@@ -86,6 +88,7 @@ void TQuillet3::renderLuma()
     const auto crop = [this](const cv::Mat& plane, cv::Mat& out) {
         cropInto(plane, m_roi, m_scale, false, out, m_scratch[0]);
     };
+    leaveShared(m_roiY);
     crop(m_Y, m_roiY);
     const float* weights = m_colorWeights;
     if (neq(weights[0], 0.0f) || neq(weights[1], 0.0f) || neq(weights[2], 0.0f)) {
@@ -103,6 +106,7 @@ void TQuillet3::renderLuma()
 void TQuillet3::renderLevel(int level, const cv::Mat& extra, bool last)
 {
     cv::Mat& plane = m_roiDetail[level];
+    leaveShared(plane);
     const cv::Mat* source = &plane;
     const bool smooth = m_scale > m_smoothScale, toned = bNeedSHMix(level);
     cv::Mat view;
@@ -140,8 +144,6 @@ const unsigned* TQuillet3::tablesOf(int level)
     const float controls[3][4] = {{k[1], t[1], k[0], t[0]}, {k[2], t[2], k[0], t[0]}, {k[0], t[0], 0, 0}};
     Tables& tables = m_tables[level];
     const bool fresh = tables.pairs.empty();
-    tables.pairs.resize(2 * kEntries);
-
     const LevelRange& range = kLevelRanges[level];
     std::unique_ptr<TLut16U> owners[3];
     TLut16U* luts[3];
@@ -158,6 +160,7 @@ const unsigned* TQuillet3::tablesOf(int level)
     }
     setupLinearThresholds(luts, changed, count);
 
+    tables.pairs.resize(2 * kEntries);
     unsigned *dark = tables.pairs.data(), *light = dark + kEntries;
     for (int i = 0; i < count; ++i) {
         const auto* entries = static_cast<const ushort*>(luts[i]->m_lut_p);

@@ -29,10 +29,17 @@ inline bool covers(const cv::Mat& plane, cv::Size size, int type)
     return size.empty() || (plane.type() == type && covers(plane, size));
 }
 
+/// Lets go of pixels that others hold too, so that what is written next goes into memory of its own.
+inline void leaveShared(cv::Mat& m)
+{
+    if (m.u && CV_XADD(&m.u->refcount, 0) > 1)
+        m.release();
+}
+
 /// Half of n, rounded up: the size of chroma and mask planes.
 inline int halfSize(int n)
 {
-    return n / 2 + n % 2;
+    return n / 2 + (n % 2 != 0);
 }
 
 inline cv::Size halfSize(cv::Size size)
