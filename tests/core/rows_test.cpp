@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <vector>
 
 using namespace pixmill::detail;
@@ -60,6 +61,13 @@ TEST(Rows, ScratchMadeInAHostsTeamIsOfOneThreadWhateverItsNumber)
         kept[i] = std::count(scratch.mine(), scratch.mine() + kSize, i);
     });
     EXPECT_EQ(kept, std::vector<long>(8, 1 << 20));
+}
+
+TEST(Rows, WhatABodyThrowsReachesTheCaller)
+{
+    everyWay([] {
+        EXPECT_THROW(forEachIndex(8, 1 << 20, [](int i) { i == 5 ? throw std::bad_alloc() : void(); }), std::bad_alloc);
+    });
 }
 
 TEST(Pixel, RoundingAgreesWithLrintAroundEveryTie)
