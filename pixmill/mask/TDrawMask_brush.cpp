@@ -82,8 +82,7 @@ constexpr int kPiece = 1024; ///< pixels of a row weighed at a time
 /// Paints a soft dot row by row: apply(x, y, w, n, room) applies n weights to pixels from x on.
 ///
 /// `rows` gives the weights by distance from the centre; those of a row serve the rows above and below it alike. A run
-/// may be taken on to whole blocks within the `room` left in the mask's row: weights of 0 follow it, which change no
-/// coverage.
+/// may be taken on to whole blocks within the `room` left in the mask's row: weights that change no coverage follow it.
 template <class Rows, class Apply>
 void paintSoft(const Walk& walk, const Rows& rows, const Apply& apply)
 {
@@ -92,19 +91,19 @@ void paintSoft(const Walk& walk, const Rows& rows, const Apply& apply)
     walk.forEachDistance([&](int dy) {
         const long reach = rows.reach(dy);
         const int first = int(std::max(cx - reach + 1, walk.area.x0)), end = int(std::min(cx + reach, walk.area.x1));
-        float room[kPiece], w[kPiece + kBrushBlock];
+        float room[kPiece + kBrushLanes], line[kBrushLanes + kPiece + kBrushBlock];
+        float* const w = line + kBrushLanes;
         for (int x = first; x < end; x += kPiece) {
             const int n = std::min(kPiece, end - x), left = int(limit(cx - x, 0L, long(n))), right = n - left;
             if (left > 0) {
                 const float* nearer = rows.weights(int(cx - x - left + 1), dy, left, room);
-                for (int i = 0; i < left; ++i)
-                    w[i] = nearer[left - 1 - i];
+                mirrorWeights(nearer, w + left, left);
             }
             if (right > 0) {
                 const float* farther = rows.weights(int(x + left - cx), dy, right, room);
-                std::memcpy(w + left, farther, right * sizeof *w);
+                copyWeights(farther, w + left, right);
             }
-            std::memset(w + n, 0, kBrushBlock * sizeof *w);
+            std::fill_n(w + n, kBrushBlock, rows.none());
             walk.rowsAt(dy, [&](int y) { apply(x, y, w, n, cols - x); });
         }
     });
@@ -116,6 +115,7 @@ struct SmoothRows {
     int radius;
 
     long reach(int) const { return long(radius) + 1; }
+    float none() const { return 0.0f; }
     const float* weights(int dx, int dy, int n, float* room) const
     {
         falloff.weights(dx, dy, room, n);
@@ -236,18 +236,20 @@ void TDrawMask::drawMaskDotLUT(cv::Point center, int outerRadius, int /*innerRad
         return;
     if (!m_weights_p)
         m_weights_p = std::make_unique<BrushWeights>();
-    m_weights_p->update(outerRadius, m_lut_p);
-    const bool isWithinOne = m_weights_p->isWithinOne();
+    const BrushWeights& weights = *m_weights_p;
+    m_weights_p->update(outerRadius, m_lut_p, edge > 0.0f);
     if (edge > 0.0f) {
         const EdgeBrush brush = edgeBrush(*this, center, edge);
-        paintSoft(walk, *m_weights_p, [&](int x, int y, const float* w, int n, int room) {
+        paintSoft(walk, weights, [&](int x, int y, const float* w, int n, int room) {
             const BrushPixels under = pixelsUnder(*this, x, y);
-            brush.coverRun(w, under, m_strokeCover.ptr(y, x), n, room, isWithinOne);
+            brush.coverRun(w, under, m_strokeCover.ptr(y, x), n, room, weights.areWithinOne());
+        });
+    } else if (weights.areShares()) {
+        paintSoft(walk, weights, [&](int x, int y, const float* share, int n, int room) {
+            coverSharesRun(share, m_strokeCover.ptr(y, x), n, room);
         });
     } else {
-        paintSoft(walk, *m_weights_p, [&](int x, int y, const float* w, int n, int room) {
-            coverRun(w, m_strokeCover.ptr(y, x), n, room, isWithinOne);
-        });
+        paintSoft(walk, weights, [&](int x, int y, const float* w, int n, int) { coverRow(w, m_strokeCover.ptr(y, x), n); });
     }
 }
 
@@ -275,9 +277,7 @@ void TDrawMask::drawMaskDot(cv::Point center, int outerRadius, int innerRadius, 
             brush.coverRowSingle(w, pixelsUnder(*this, x, y), m_strokeCover.ptr(y, x), n);
         });
     } else {
-        paint([&](int x, int y, const float* w, int n, int room) {
-            coverRun(w, m_strokeCover.ptr(y, x), n, room, false);
-        });
+        paint([&](int x, int y, const float* w, int n, int) { coverRow(w, m_strokeCover.ptr(y, x), n); });
     }
 }
 

@@ -13,6 +13,7 @@ namespace pixmill::detail {
 
 constexpr int kBrushTable = 8000;           ///< entries of the radial table; farther pixels have weight 0
 constexpr int kBrushBlock = 64;             ///< pixels that the loops work best on
+constexpr int kBrushLanes = 16;             ///< the floats of a block handled at a time
 constexpr float kPerByte = 0.00392156886f;  ///< 1 / 255
 constexpr float kPerWord = 1.52590219e-05f; ///< 1 / 65535
 
@@ -51,12 +52,30 @@ inline int discReach(int dy, int radius)
     return inside;
 }
 
-/// Weights of a row by table, from column distance dx on.
-inline void tableWeights(const float* __restrict table, int dx, int dy, float* __restrict w, int n)
+/// Weights of a row by table, from column distance dx on; `beyond` is the one past the table.
+inline void tableWeights(const float* __restrict table, float beyond, int dx, int dy, float* __restrict w, int n)
 {
     for (int i = 0; i < n; ++i) {
         const double index = double(brushDistance(dx + i, dy)) + 0.5;
-        w[i] = index < kBrushTable ? table[int(index)] : 0.0f;
+        w[i] = index < kBrushTable ? table[int(index)] : beyond;
+    }
+}
+
+/// Copies n weights from the centre outward to n of them up to `end`, nearest last. Up to kBrushLanes - 1 more are read
+/// and written.
+inline void mirrorWeights(const float* __restrict w, float* __restrict end, int n)
+{
+    for (int i = 0; i < n; i += kBrushLanes)
+        for (int j = 0; j < kBrushLanes; ++j)
+            end[j - i - kBrushLanes] = w[i + kBrushLanes - 1 - j];
+}
+
+/// Copies n weights. Up to kBrushLanes - 1 more are read and written.
+inline void copyWeights(const float* __restrict w, float* __restrict out, int n)
+{
+    for (int i = 0; i < n; i += kBrushLanes) {
+        std::memcpy(out + i, w + i, kBrushLanes * sizeof *w);
+        asm volatile("" ::: "memory"); // or the loop becomes a string instruction, several times slower on short rows
     }
 }
 
@@ -86,6 +105,8 @@ struct SmoothFalloff {
 inline bool isBlockOf(const uchar* block, uchar value)
 {
     const unsigned long long all = 0x0101010101010101ull * value;
+    if (std::memcmp(block, &all, sizeof all) != 0) // so it is with most blocks that differ
+        return false;
     unsigned long long differs = 0;
     for (int i = 0; i < kBrushBlock; i += int(sizeof all)) {
         unsigned long long part;
@@ -104,33 +125,59 @@ inline void coverRow(const float* __restrict w, uchar* __restrict cover, int n)
     }
 }
 
-/// A whole block of weights 0..1 with the same result, in single precision; false, and nothing done, where that cannot
-/// be told from it. Both values lie within 2.3e-5 of each other, so rounding differs around a half only.
-inline bool coverBlock(const float* __restrict w, uchar* __restrict cover)
+/// The same by the share of what is open that each weight leaves open, see openShare.
+inline void coverShares(const float* __restrict share, uchar* __restrict cover, int n)
 {
-    float rounded[kBrushBlock];
-    int unsure = 0;
-    for (int i = 0; i < kBrushBlock; ++i) {
-        const float old = cover[i], v = old + w[i] * (255.0f - old);
-        rounded[i] = v + kToInteger;
-        unsure |= int(std::abs(v - (rounded[i] - kToInteger)) > 0.4999f);
+    for (int i = 0; i < n; ++i) {
+        const int open = 255 - cover[i];
+        cover[i] = uchar(255 - lowBits(float(open) * share[i] + kToInteger));
     }
-    if (unsure)
-        return false;
-    for (int i = 0; i < kBrushBlock; ++i)
-        cover[i] = uchar(lowBits(rounded[i]));
-    return true;
 }
 
-/// A run of n pixels, followed by weights of 0, in a row that holds `room` of them from its first on.
-inline void coverRun(const float* __restrict w, uchar* __restrict cover, int n, int room, bool isWithinOne)
+/// A whole block, in pieces for which compilers find the short conversions between bytes and floats.
+inline void coverSharesBlock(const float* __restrict share, uchar* __restrict cover)
+{
+    for (int i = 0; i < kBrushBlock; i += kBrushLanes)
+        coverShares(share + i, cover + i, kBrushLanes);
+}
+
+/// A share with which coverShares does to every coverage what coverRow does with this weight, or -1.
+///
+/// That is 1 - weight, or a neighbour of it. None is found for weights outside 0..1 and for those that lead to an exact
+/// half, which is rounded to an even coverage.
+inline float openShare(float weight)
+{
+    constexpr float kStep = 5.96046448e-08f; // 2^-24
+    float weights[256];
+    uchar every[256], wanted[256];
+    for (int i = 0; i < 256; ++i) {
+        weights[i] = weight;
+        every[i] = wanted[i] = uchar(i);
+    }
+    coverRow(weights, wanted, 256);
+    const float left = 1.0f - weight;
+    for (const float share : {1.0f, 0.0f, left, left - kStep, left + kStep, left - 2 * kStep, left + 2 * kStep}) {
+        float shares[256];
+        uchar covered[256];
+        for (int i = 0; i < 256; ++i)
+            shares[i] = share;
+        std::memcpy(covered, every, sizeof covered);
+        coverShares(shares, covered, 256);
+        if (std::memcmp(covered, wanted, sizeof covered) == 0)
+            return share;
+    }
+    return -1.0f;
+}
+
+/// A run of n pixels by shares, followed by shares of 1, in a row that holds `room` of them from its first on.
+inline void coverSharesRun(const float* __restrict share, uchar* __restrict cover, int n, int room)
 {
     int i = 0;
     for (; i < n && i + kBrushBlock <= room; i += kBrushBlock)
-        if (!isBlockOf(cover + i, 255) && !(isWithinOne && coverBlock(w + i, cover + i))) // full coverage stays full
-            coverRow(w + i, cover + i, kBrushBlock);
+        if (!isBlockOf(cover + i, 255)) // full coverage stays full
+            coverSharesBlock(share + i, cover + i);
     if (i < n)
-        coverRow(w + i, cover + i, n - i);
+        coverShares(share + i, cover + i, n - i);
 }
 
 /// The picture under a run of pixels.
