@@ -5,7 +5,7 @@
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/curves/detail/threshold_tables.h>
-#include <pixmill/engine/detail/zones.h>
+#include <pixmill/engine/detail/zone_rows.h>
 #include <pixmill/planar/detail/crop.h>
 
 #include <opencv2/core.hpp>
@@ -46,24 +46,13 @@ void pairUp(const ushort* low, const ushort* high, int* pairs)
         pairs[v] = int(std::uint32_t(low[v]) | std::uint32_t(high[v]) << 16);
 }
 
-/// Tones one level: two table look-ups in one read and a mix a pixel, in pieces that stay in the nearest cache. `in`
-/// may be `out`. `after(y)` runs while the toned row is still near.
+/// Tones one level; `in` may be `out`. `after(y)` runs while the toned row is still near.
 template <class After>
 void tone(const cv::Mat& Y, const cv::Mat& pairs, const cv::Mat& in, cv::Mat& out, const After& after)
 {
     const auto* table = reinterpret_cast<const std::uint32_t*>(pairs.data);
     forEachRow(out.size(), [&](int y) {
-        constexpr int kPiece = 1024;
-        std::uint32_t index[kPiece], picked[kPiece];
-        ushort midtone[kPiece], beside[kPiece];
-        for (int x = 0; x < out.cols; x += kPiece) {
-            const int n = std::min(kPiece, out.cols - x);
-            const ushort* luma = Y.ptr<ushort>(y) + x;
-            indexRow(luma, in.ptr<ushort>(y) + x, index, n);
-            pickRow(table, index, picked, n);
-            weightsRow(luma, midtone, beside, n);
-            mixPickedRow(picked, midtone, beside, out.ptr<ushort>(y) + x, n);
-        }
+        toneRow(table, Y.ptr<ushort>(y), in.ptr<ushort>(y), out.ptr<ushort>(y), out.cols);
         after(y);
     });
 }
