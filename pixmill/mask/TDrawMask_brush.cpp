@@ -4,6 +4,7 @@
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/mask/detail/brush.h>
+#include <pixmill/mask/detail/brush_avx512.h>
 #include <pixmill/mask/detail/brush_weights.h>
 
 #include <algorithm>
@@ -105,6 +106,27 @@ void paintSoft(const Walk& walk, const Rows& rows, const Apply& apply)
             }
             std::fill_n(w + n, kBrushBlock, rows.none());
             walk.rowsAt(dy, [&](int y) { apply(x, y, w, n, cols - x); });
+        }
+    });
+}
+
+/// Paints a soft dot by shares, each row from the centre outward.
+void paintShares512(const Walk& walk, const BrushWeights& shares, cv::Mat& cover)
+{
+    const long cx = walk.center.x;
+    walk.forEachDistance([&](int dy) {
+        const long reach = shares.reach(dy);
+        const long first = std::max(cx - reach + 1, walk.area.x0), end = std::min(cx + reach, walk.area.x1);
+        float room[kPiece];
+        for (long x = std::max(cx, first); x < end; x += kPiece) {
+            const int n = int(std::min(long(kPiece), end - x));
+            const float* share = shares.weights(int(x - cx), dy, n, room);
+            walk.rowsAt(dy, [&](int y) { coverOutward512<false>(share, cover.ptr(y) + x, n); });
+        }
+        for (long x = std::min(cx, end); x > first; x -= kPiece) {
+            const int n = int(std::min(long(kPiece), x - first));
+            const float* share = shares.weights(int(cx - x + 1), dy, n, room);
+            walk.rowsAt(dy, [&](int y) { coverOutward512<true>(share, cover.ptr(y) + x, n); });
         }
     });
 }
@@ -244,6 +266,8 @@ void TDrawMask::drawMaskDotLUT(cv::Point center, int outerRadius, int /*innerRad
             const BrushPixels under = pixelsUnder(*this, x, y);
             brush.coverRun(w, under, m_strokeCover.ptr(y, x), n, room, weights.areWithinOne());
         });
+    } else if (weights.areShares() && rowPolicy().level == 2) {
+        paintShares512(walk, weights, m_strokeCover);
     } else if (weights.areShares()) {
         paintSoft(walk, weights, [&](int x, int y, const float* share, int n, int room) {
             coverSharesRun(share, m_strokeCover.ptr(y, x), n, room);
@@ -289,7 +313,7 @@ void TDrawMask::renderStroke(unsigned char value, float opacity, cv::Point cente
     if (x0 >= x1 || y0 >= y1)
         return;
     const int x = int(x0), n = int(x1 - x0), room = m_mask.cols - x;
-    const StrokeBlend stroke(value, opacity);
+    const StrokeBlend stroke(value, opacity, *m_strokeBase.ptr(int((y0 + y1) / 2), int((x0 + x1) / 2)));
     forEachRow({n, int(y1 - y0)}, [&](int row) {
         const int y = int(y0) + row;
         const uchar* cover = m_strokeCover.ptr(y, x);

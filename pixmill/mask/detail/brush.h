@@ -2,6 +2,7 @@
 
 #include <pixmill/core/detail/pixel.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -18,6 +19,8 @@ constexpr float kPerByte = 0.00392156886f;  ///< 1 / 255
 constexpr float kPerWord = 1.52590219e-05f; ///< 1 / 65535
 
 constexpr float kToInteger = 12582912.0f; ///< 1.5 * 2^23: a sum with it is a rounded value, in its low bits
+
+constexpr float kFullToInteger = kToInteger + 255.0f;
 
 inline int lowBits(float v)
 {
@@ -130,7 +133,7 @@ inline void coverShares(const float* __restrict share, uchar* __restrict cover, 
 {
     for (int i = 0; i < n; ++i) {
         const int open = 255 - cover[i];
-        cover[i] = uchar(255 - lowBits(float(open) * share[i] + kToInteger));
+        cover[i] = uchar(lowBits(kFullToInteger - float(open) * share[i]));
     }
 }
 
@@ -275,15 +278,61 @@ struct EdgeBrush {
     }
 };
 
+/// A map of bytes by one multiplication of 16 bits: ((v << 8) * slope >> 16) + shift, less its low 8 bits.
+struct ByteLine {
+    ushort slope = 0, shift = 0;
+    uchar flip = 0; ///< 255 where the map falls: it is then one of 255 - v
+
+    uchar operator()(uchar v) const
+    {
+        const ushort moved = ushort(unsigned(ushort(uchar(v ^ flip) << 8)) * unsigned(slope) >> 16);
+        return uchar(ushort(moved + shift) >> 8);
+    }
+
+    /// Takes a map that rises or falls by about `rise` a step, 0..1. False where no line has all of its 256 values.
+    bool fit(const uchar* map, double rise)
+    {
+        flip = map[255] < map[0] ? 255 : 0;
+        const int near = int(rise * 65536 + 0.5);
+        for (const int off : {0, -1, 1, -2, 2, -3, 3, -4, 4}) {
+            int low = -65536, high = 65536; // what the shift must lie within
+            const int k = limit(near + off, 0, 65535);
+            for (int v = 0; v < 256; ++v) {
+                const int moved = int(unsigned(v << 8) * unsigned(k) >> 16), wanted = 256 * map[v ^ flip];
+                low = std::max(low, wanted - moved);
+                high = std::min(high, wanted + 255 - moved);
+            }
+            slope = ushort(k);
+            shift = ushort(low);
+            if (low <= high)
+                return true;
+        }
+        return false;
+    }
+};
+
 /// A stroke's blend of its value over its base.
 struct StrokeBlend {
     float value;
-    float scale;   ///< opacity of one step of coverage
-    bool isWithin; ///< the opacity is 0..1, so that no blend leaves the range of its two values
+    float scale;    ///< opacity of one step of coverage
+    bool isWithin;  ///< the opacity is 0..1, so that no blend leaves the range of its two values
+    uchar evenBase; ///< a base pixel...
+    bool hasLine;   ///< ...over which `line` gives the blend by coverage
+    ByteLine line;
 
-    StrokeBlend(uchar v, float opacity)
-        : value(v), scale(opacity * kPerByte), isWithin(opacity >= 0.0f && opacity <= 1.0f)
+    StrokeBlend(uchar v, float opacity, uchar base)
+        : value(v), scale(opacity * kPerByte), isWithin(opacity >= 0.0f && opacity <= 1.0f), evenBase(base)
     {
+        uchar every[256], same[256], blended[256];
+        for (int i = 0; i < 256; ++i) {
+            every[i] = uchar(i);
+            same[i] = base;
+        }
+        hasLine = false;
+        if (!isWithin)
+            return;
+        row(every, same, blended, 256);
+        hasLine = line.fit(blended, scale * std::abs(value - float(base)));
     }
 
     float blend(float cover, uchar base) const
@@ -302,10 +351,13 @@ struct StrokeBlend {
                 mask[i] = toPixel8(blend(cover[i], base[i]));
     }
 
-    /// A whole block. Most blocks of a stroke are untouched, or fully covered.
+    /// A whole block. Most blocks of a stroke have an even base, are untouched, or fully covered.
     void block(const uchar* __restrict cover, const uchar* __restrict base, uchar* __restrict mask) const
     {
-        if (isWithin && isBlockOf(cover, 0)) {
+        if (hasLine && isBlockOf(base, evenBase)) {
+            for (int i = 0; i < kBrushBlock; ++i)
+                mask[i] = line(cover[i]);
+        } else if (isWithin && isBlockOf(cover, 0)) {
             std::memcpy(mask, base, kBrushBlock);
         } else if (isWithin && isBlockOf(cover, 255)) {
             for (int i = 0; i < kBrushBlock; ++i)
