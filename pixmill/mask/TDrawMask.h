@@ -10,6 +10,7 @@
 
 namespace pixmill::detail {
 class BrushWeights;
+struct StrokeBlend;
 }
 
 /// What a command of the mask document does.
@@ -185,4 +186,5 @@ public:
 
 private:
     std::unique_ptr<pixmill::detail::BrushWeights> m_weights_p; ///< Weights of the last soft dot, made on demand.
+    std::unique_ptr<pixmill::detail::StrokeBlend> m_blend_p;    ///< The last dot's blend, made on demand.
 };

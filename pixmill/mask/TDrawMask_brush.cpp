@@ -78,7 +78,8 @@ struct Walk {
     }
 };
 
-constexpr int kPiece = 1024; ///< pixels of a row weighed at a time
+constexpr int kPiece = 1024;      ///< pixels of a row weighed at a time
+constexpr int kWorthALine = 4096; ///< pixels of a rectangle that pay for another line of its base
 
 /// Paints a soft dot row by row: apply(x, y, w, n, room) applies n weights to pixels from x on.
 ///
@@ -313,7 +314,11 @@ void TDrawMask::renderStroke(unsigned char value, float opacity, cv::Point cente
     if (x0 >= x1 || y0 >= y1)
         return;
     const int x = int(x0), n = int(x1 - x0), room = m_mask.cols - x;
-    const StrokeBlend stroke(value, opacity, *m_strokeBase.ptr(int((y0 + y1) / 2), int((x0 + x1) / 2)));
+    const uchar evenBase = *m_strokeBase.ptr(int((y0 + y1) / 2), int((x0 + x1) / 2));
+    const bool isLarge = (x1 - x0) * (y1 - y0) >= kWorthALine;
+    if (!m_blend_p || !m_blend_p->isOf(value, opacity) || (isLarge && m_blend_p->evenBase != evenBase))
+        m_blend_p = std::make_unique<StrokeBlend>(value, opacity, evenBase);
+    const StrokeBlend& stroke = *m_blend_p;
     forEachRow({n, int(y1 - y0)}, [&](int row) {
         const int y = int(y0) + row;
         const uchar* cover = m_strokeCover.ptr(y, x);

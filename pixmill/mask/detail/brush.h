@@ -313,15 +313,15 @@ struct ByteLine {
 
 /// A stroke's blend of its value over its base.
 struct StrokeBlend {
-    float value;
+    float value, opacity;
     float scale;    ///< opacity of one step of coverage
     bool isWithin;  ///< the opacity is 0..1, so that no blend leaves the range of its two values
     uchar evenBase; ///< a base pixel...
     bool hasLine;   ///< ...over which `line` gives the blend by coverage
     ByteLine line;
 
-    StrokeBlend(uchar v, float opacity, uchar base)
-        : value(v), scale(opacity * kPerByte), isWithin(opacity >= 0.0f && opacity <= 1.0f), evenBase(base)
+    StrokeBlend(uchar v, float share, uchar base)
+        : value(v), opacity(share), scale(share * kPerByte), isWithin(share >= 0.0f && share <= 1.0f), evenBase(base)
     {
         uchar every[256], same[256], blended[256];
         for (int i = 0; i < 256; ++i) {
@@ -334,6 +334,8 @@ struct StrokeBlend {
         row(every, same, blended, 256);
         hasLine = line.fit(blended, scale * std::abs(value - float(base)));
     }
+
+    bool isOf(uchar v, float share) const { return value == float(v) && opacity == share; }
 
     float blend(float cover, uchar base) const
     {
