@@ -11,7 +11,7 @@
 namespace pixmill::detail {
 class BrushWeights;
 struct StrokeBlend;
-}
+} // namespace pixmill::detail
 
 /// What a command of the mask document does.
 enum TMaskCmdType {

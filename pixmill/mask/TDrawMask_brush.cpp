@@ -57,14 +57,15 @@ struct Walk {
     static int nearest(long c, long low, long high) { return int(std::max({0L, low - c, c - (high - 1)})); }
     static int farthest(long c, long low, long high) { return int(std::max(c - low, high - 1 - c)); }
 
-    /// Calls body(dy) for every distance of a row from the centre.
+    /// Calls body(dy) for every distance of a row from the centre. `pixels` of its work weigh as much as one elsewhere.
     template <class Body>
-    void forEachDistance(const Body& body) const
+    void forEachDistance(int pixels, const Body& body) const
     {
         if (area.isEmpty())
             return;
         const int first = nearest(center.y, area.y0, area.y1), last = farthest(center.y, area.y0, area.y1);
-        forEachIndex(last - first + 1, (area.x1 - area.x0) * (area.y1 - area.y0), [&](int i) { body(first + i); });
+        forEachIndex(last - first + 1, (area.x1 - area.x0) * (area.y1 - area.y0) / pixels,
+                     [&](int i) { body(first + i); });
     }
 
     /// Calls body(y) for the one or two rows at this distance.
@@ -79,6 +80,7 @@ struct Walk {
 };
 
 constexpr int kPiece = 1024;      ///< pixels of a row weighed at a time
+constexpr int kLightPixels = 4;   ///< pixels of a cheap loop that weigh as much as one elsewhere, see forEachSpan
 constexpr int kWorthALine = 4096; ///< pixels of a rectangle that pay for another line of its base
 
 /// Paints a soft dot row by row: apply(x, y, w, n, room) applies n weights to pixels from x on.
@@ -90,7 +92,7 @@ void paintSoft(const Walk& walk, const Rows& rows, const Apply& apply)
 {
     const long cx = walk.center.x;
     const int cols = walk.cols;
-    walk.forEachDistance([&](int dy) {
+    walk.forEachDistance(1, [&](int dy) {
         const long reach = rows.reach(dy);
         const int first = int(std::max(cx - reach + 1, walk.area.x0)), end = int(std::min(cx + reach, walk.area.x1));
         float room[kPiece + kBrushLanes], line[kBrushLanes + kPiece + kBrushBlock];
@@ -115,7 +117,7 @@ void paintSoft(const Walk& walk, const Rows& rows, const Apply& apply)
 void paintShares512(const Walk& walk, const BrushWeights& shares, cv::Mat& cover)
 {
     const long cx = walk.center.x;
-    walk.forEachDistance([&](int dy) {
+    walk.forEachDistance(kLightPixels, [&](int dy) {
         const long reach = shares.reach(dy);
         const long first = std::max(cx - reach + 1, walk.area.x0), end = std::min(cx + reach, walk.area.x1);
         float room[kPiece];
@@ -235,7 +237,7 @@ void TDrawMask::drawDumbDot(cv::Point center, int radius)
     CV_Assert(fits(m_strokeCover, m_mask.size(), CV_8UC1));
     checkBoundary(center, radius);
     const Walk walk(center, radius, m_strokeCover);
-    walk.forEachDistance([&](int dy) {
+    walk.forEachDistance(kLightPixels, [&](int dy) {
         const long reach = discReach(dy, radius);
         const long x0 = std::max(center.x - reach, walk.area.x0), x1 = std::min(center.x + reach + 1, walk.area.x1);
         if (x0 < x1)
@@ -274,7 +276,8 @@ void TDrawMask::drawMaskDotLUT(cv::Point center, int outerRadius, int /*innerRad
             coverSharesRun(share, m_strokeCover.ptr(y, x), n, room);
         });
     } else {
-        paintSoft(walk, weights, [&](int x, int y, const float* w, int n, int) { coverRow(w, m_strokeCover.ptr(y, x), n); });
+        paintSoft(walk, weights,
+                  [&](int x, int y, const float* w, int n, int) { coverRow(w, m_strokeCover.ptr(y, x), n); });
     }
 }
 
@@ -319,7 +322,7 @@ void TDrawMask::renderStroke(unsigned char value, float opacity, cv::Point cente
     if (!m_blend_p || !m_blend_p->isOf(value, opacity) || (isLarge && m_blend_p->evenBase != evenBase))
         m_blend_p = std::make_unique<StrokeBlend>(value, opacity, evenBase);
     const StrokeBlend& stroke = *m_blend_p;
-    forEachRow({n, int(y1 - y0)}, [&](int row) {
+    forEachIndex(int(y1 - y0), n * (y1 - y0) / kLightPixels, [&](int row) {
         const int y = int(y0) + row;
         const uchar* cover = m_strokeCover.ptr(y, x);
         const uchar* base = m_strokeBase.ptr(y, x);

@@ -128,7 +128,8 @@ inline void coverRow(const float* __restrict w, uchar* __restrict cover, int n)
     }
 }
 
-/// The same by the share of what is open that each weight leaves open, see openShare.
+/// The same by the share of what is open that each weight leaves open, see openShare. The last difference is rounded,
+/// not its second operand, so that an exact half becomes an even coverage here too.
 inline void coverShares(const float* __restrict share, uchar* __restrict cover, int n)
 {
     for (int i = 0; i < n; ++i) {
@@ -146,8 +147,7 @@ inline void coverSharesBlock(const float* __restrict share, uchar* __restrict co
 
 /// A share with which coverShares does to every coverage what coverRow does with this weight, or -1.
 ///
-/// That is 1 - weight, or a neighbour of it. None is found for weights outside 0..1 and for those that lead to an exact
-/// half, which is rounded to an even coverage.
+/// That is 1 - weight, or a neighbour of it, for every weight of 0..1 that was tried; most of the others have none.
 inline float openShare(float weight)
 {
     constexpr float kStep = 5.96046448e-08f; // 2^-24

@@ -46,7 +46,7 @@ void BrushWeights::useTable(bool hasEdge)
     m_areWithinOne = std::all_of(m_key.begin(), m_key.end(), [](float v) { return v >= 0.0f && v <= 1.0f; });
     m_areShares = false;
     m_table = m_key;
-    if (hasEdge || !m_areWithinOne)
+    if (hasEdge)
         return;
     const int n = int(m_key.size());
     forEachIndex(n, n * 256L, [&](int i) { m_table[i] = openShare(m_key[i]); });
