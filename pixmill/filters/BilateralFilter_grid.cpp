@@ -4,6 +4,7 @@
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/core/detail/scratch.h>
 #include <pixmill/core/detail/transpose.h>
+#include <pixmill/filters/detail/bilateral_avx512.h>
 #include <pixmill/filters/detail/bilateral_grid.h>
 
 #include <opencv2/core.hpp>
@@ -123,32 +124,31 @@ inline void blurStrip(const float* grid, std::size_t stride, int count, int grid
     scaleAll(strip, std::size_t(gridY) * kLanes, gauss.scale);
 }
 
-/// The four columns around a pixel, side by side for every (x, z): y, y + 1 of x, then of x + 1.
-inline void gatherCorners(const float* slab, std::size_t slabSize, int gridX, int gridZ, float* corners)
+/// The cells of two slabs side by side: y, then y + 1.
+inline void pairSlabs(const float* __restrict slab, const float* __restrict below, float* __restrict pairs,
+                      std::size_t cells)
 {
-    const float* below = slab + slabSize;
-    const std::size_t cells = std::size_t(gridX - 1) * gridZ;
     for (std::size_t i = 0; i < cells; ++i) {
-        corners[4 * i] = slab[i];
-        corners[4 * i + 1] = below[i];
-        corners[4 * i + 2] = slab[i + gridZ];
-        corners[4 * i + 3] = below[i + gridZ];
+        pairs[2 * i] = slab[i];
+        pairs[2 * i + 1] = below[i];
     }
 }
 
-/// Trilinear: along z for the four columns, then along x, then along y.
-inline void interpolateRow(const float* corners, const int* offset, const float* zFraction, const float* xFraction,
-                           float yFraction, float* __restrict out, int n)
+/// Trilinear: along z for the four columns around a pixel, then along x, then along y.
+inline void interpolateRow(const float* pairs, int gridZ, const int* offset, const float* zFraction,
+                           const float* xFraction, float yFraction, float* __restrict out, int n)
 {
-    for (int x = 0; x < n; ++x) {
-        const float* p = corners + std::ptrdiff_t(offset[x]) * 4;
+    const auto between = [](float a, float b, float f) { return a + (b - a) * f; };
+    const float* const next = pairs + 2 * std::ptrdiff_t(gridZ);
+    for (int x = rowPolicy().level == 2
+                     ? interpolateRow512(pairs, gridZ, offset, zFraction, xFraction, yFraction, out, n)
+                     : 0;
+         x < n; ++x) {
+        const float *p = pairs + 2 * std::ptrdiff_t(offset[x]), *q = next + 2 * std::ptrdiff_t(offset[x]);
         const float f = zFraction[x];
-        float c[4];
-        for (int k = 0; k < 4; ++k)
-            c[k] = p[k] + (p[k + 4] - p[k]) * f;
-        const float top = c[0] + (c[2] - c[0]) * xFraction[x];
-        const float bottom = c[1] + (c[3] - c[1]) * xFraction[x];
-        out[x] = top + (bottom - top) * yFraction;
+        const float top = between(between(p[0], p[2], f), between(q[0], q[2], f), xFraction[x]);
+        const float bottom = between(between(p[1], p[3], f), between(q[1], q[3], f), xFraction[x]);
+        out[x] = between(top, bottom, yFraction);
     }
 }
 
@@ -264,22 +264,22 @@ void BilateralFilter::interpGrid(cv::Mat& inOut, const cv::Mat& edge)
         xOffset[x] = int(position) * m_gridZ;
         xFraction[x] = position - float(int(position));
     }
-    TeamScratch<float> corners(slab * 4), lines(std::size_t(width) * 2);
+    TeamScratch<float> pairs(slab * 2), lines(std::size_t(width) * 2);
     TeamScratch<int> offsets(width);
     const auto readRows = [&](const cv::Mat& edges, auto edgeType) {
         using Edge = decltype(edgeType);
         forEachSpan(m_height, long(width) * m_height, [&](int y, int end) {
-            float *corner = corners.mine(), *fraction = lines.mine(), *line = fraction + width;
+            float *pair = pairs.mine(), *fraction = lines.mine(), *line = fraction + width;
             int* offset = offsets.mine();
             int gathered = -1;
             for (; y < end; ++y) {
                 const float position = float(y) / float(m_sampleS) + float(m_padXY) + 0.5f;
                 const int yi = int(position);
                 if (yi != gathered)
-                    gatherCorners(m_values_p + yi * slab, slab, m_gridX, m_gridZ, corner);
+                    pairSlabs(m_values_p + yi * slab, m_values_p + (yi + 1) * slab, pair, slab);
                 gathered = yi;
                 readRow(edges.ptr<Edge>(y), axis, m_gridZ - 2, xOffset.data(), offset, fraction, width);
-                interpolateRow(corner, offset, fraction, xFraction.data(), position - float(yi), line, width);
+                interpolateRow(pair, m_gridZ, offset, fraction, xFraction.data(), position - float(yi), line, width);
                 if (m_is16Bit)
                     storeRow(line, inOut.ptr<ushort>(y), width);
                 else
