@@ -3,7 +3,7 @@
 #include <pixmill/core/TProgress.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/rows.h>
-#include <pixmill/filters/detail/bilateral_grid.h>
+#include <pixmill/filters/detail/bilateral_blur.h>
 
 #include <opencv2/core.hpp>
 

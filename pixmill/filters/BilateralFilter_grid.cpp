@@ -3,8 +3,8 @@
 #include <pixmill/core/detail/aligned.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/core/detail/scratch.h>
-#include <pixmill/core/detail/transpose.h>
 #include <pixmill/filters/detail/bilateral_avx512.h>
+#include <pixmill/filters/detail/bilateral_blur.h>
 #include <pixmill/filters/detail/bilateral_grid.h>
 
 #include <opencv2/core.hpp>
@@ -15,10 +15,6 @@
 using namespace pixmill::detail;
 
 namespace {
-
-constexpr float kSigma = 0.85f;
-constexpr int kRounds = 2;
-constexpr int kLanes = 32;
 
 /// Calls `work` with the edge picture's row type; depths other than 8 and 16 bits unsigned go through float.
 template <class Work>
@@ -68,60 +64,6 @@ inline void splatBlock(const T* const* pixels, const uchar* const* z, int rows, 
             cell.weights[k] += float(sum & 0xffffffff);
         }
     }
-}
-
-template <int L>
-struct GridLanes {
-    explicit GridLanes(const GridGaussian& gauss)
-    {
-        std::fill_n(nu, L, gauss.nu);
-        std::fill_n(gain, L, gauss.edgeGain);
-    }
-    float nu[L], gain[L];
-};
-
-template <int L>
-inline void sweepRounds(float* data, std::ptrdiff_t stride, int n, const GridLanes<L>& lanes)
-{
-    for (int round = 0; round < kRounds; ++round)
-        sweepLines<L>(data, stride, n, lanes.nu, lanes.gain);
-}
-
-inline void scaleAll(float* data, std::size_t n, float scale)
-{
-    for (std::size_t i = 0; i < n; ++i)
-        data[i] *= scale;
-}
-
-/// Blurs one slab (all x and z of a y) along z, then along x. `padded` holds gridX rows of `width` floats, the first
-/// gridZ of them cells, `width` being a multiple of kLanes; `tile` holds gridZ * kLanes.
-inline void blurSlab(float* slab, int gridX, int gridZ, int width, const GridGaussian& gauss,
-                     const GridLanes<kLanes>& lanes, float* padded, float* tile)
-{
-    for (int x = 0; x < gridX; x += kLanes) {
-        const int count = std::min(kLanes, gridX - x);
-        rowsToLanes<kLanes>(slab + std::ptrdiff_t(x) * gridZ, gridZ, count, gridZ, tile);
-        sweepRounds<kLanes>(tile, kLanes, gridZ, lanes);
-        scaleAll(tile, std::size_t(gridZ) * kLanes, gauss.scale);
-        lanesToRows<kLanes>(tile, count, gridZ, padded + std::ptrdiff_t(x) * width, width);
-    }
-    for (int z = 0; z < gridZ; z += kLanes)
-        sweepRounds<kLanes>(padded + z, width, gridX, lanes);
-    for (int x = 0; x < gridX; ++x)
-        for (int z = 0; z < gridZ; ++z)
-            slab[std::ptrdiff_t(x) * gridZ + z] = padded[std::ptrdiff_t(x) * width + z] * gauss.scale;
-}
-
-/// Blurs `count` neighbouring lines along y in a strip of kLanes, and leaves them there scaled.
-inline void blurStrip(const float* grid, std::size_t stride, int count, int gridY, const GridGaussian& gauss,
-                      const GridLanes<kLanes>& lanes, float* strip)
-{
-    if (count < kLanes)
-        std::fill_n(strip, std::size_t(gridY) * kLanes, 0.0f);
-    for (int y = 0; y < gridY; ++y)
-        std::copy_n(grid + y * stride, count, strip + std::ptrdiff_t(y) * kLanes);
-    sweepRounds<kLanes>(strip, kLanes, gridY, lanes);
-    scaleAll(strip, std::size_t(gridY) * kLanes, gauss.scale);
 }
 
 /// The cells of two slabs side by side: y, then y + 1.
@@ -214,31 +156,36 @@ void BilateralFilter::splat(const cv::Mat& picture, const cv::Mat& edge)
 
 void BilateralFilter::blur(bool divide)
 {
-    const GridGaussian gauss = GridGaussian::make(kSigma, kRounds);
-    const GridLanes<kLanes> lanes(gauss);
-    const int width = (m_gridZ + kLanes - 1) / kLanes * kLanes;
     const std::size_t slab = std::size_t(m_gridX) * m_gridZ;
     const long work = long(slab) * m_gridY;
-
-    TeamScratch<float> padded(std::size_t(m_gridX) * width), tiles(std::size_t(m_gridZ) * kLanes);
-    forEachIndex(m_gridY, work, [&](int y) {
-        float* rows = padded.mine();
-        std::fill_n(rows, std::size_t(m_gridX) * width, 0.0f);
-        for (float* grid : {m_weights_p, m_values_p})
-            blurSlab(grid + y * slab, m_gridX, m_gridZ, width, gauss, lanes, rows, tiles.mine());
+    SlabBlur slabs(m_gridX, m_gridZ);
+    forEachSpan(m_gridY, work, [&](int y, int end) {
+        slabs.start();
+        for (; y < end; ++y)
+            slabs.blur(m_weights_p + y * slab, m_values_p + y * slab);
     });
 
-    const int strips = int((slab + kLanes - 1) / kLanes);
-    TeamScratch<float> scratch(std::size_t(m_gridY) * kLanes * 2);
+    const GridGaussian gauss = GridGaussian::ofGrid();
+    const int strips = int((slab + kGridLanes - 1) / kGridLanes);
+    const std::size_t column = std::size_t(m_gridY) * kGridLanes;
+    TeamScratch<float> scratch(column * 2);
     forEachIndex(strips, work, [&](int strip) {
-        const std::size_t x = std::size_t(strip) * kLanes;
-        const int count = int(std::min<std::size_t>(kLanes, slab - x));
-        float* weights = scratch.mine();
-        float* values = weights + std::size_t(m_gridY) * kLanes;
-        blurStrip(m_weights_p + x, slab, count, m_gridY, gauss, lanes, weights);
-        blurStrip(m_values_p + x, slab, count, m_gridY, gauss, lanes, values);
+        const std::size_t x = std::size_t(strip) * kGridLanes;
+        const int count = int(std::min<std::size_t>(kGridLanes, slab - x));
+        float *counts = scratch.mine(), *sums = counts + column;
+        const GridLines<float> lines{counts, sums, kGridLanes};
+        if (count == kGridLanes) {
+            blurLines({m_weights_p + x, m_values_p + x, std::ptrdiff_t(slab)}, lines, m_gridY, gauss);
+        } else {
+            std::fill_n(counts, column * 2, 0.0f);
+            for (int y = 0; y < m_gridY; ++y) {
+                std::copy_n(m_weights_p + y * slab + x, count, counts + std::ptrdiff_t(y) * kGridLanes);
+                std::copy_n(m_values_p + y * slab + x, count, sums + std::ptrdiff_t(y) * kGridLanes);
+            }
+            blurLines({counts, sums, kGridLanes}, lines, m_gridY, gauss);
+        }
         for (int y = 0; y < m_gridY; ++y) {
-            const float *w = weights + std::ptrdiff_t(y) * kLanes, *v = values + std::ptrdiff_t(y) * kLanes;
+            const float *w = counts + std::ptrdiff_t(y) * kGridLanes, *v = sums + std::ptrdiff_t(y) * kGridLanes;
             float *outW = m_weights_p + y * slab + x, *outV = m_values_p + y * slab + x;
             for (int l = 0; l < count; ++l) {
                 outW[l] = w[l];

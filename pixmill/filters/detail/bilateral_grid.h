@@ -1,26 +1,11 @@
 #pragma once
 
 #include <pixmill/core/detail/pixel.h>
-#include <pixmill/multiscale/detail/recursive_gaussian.h>
 
-#include <cmath>
 #include <cstdint>
 
-/// Row kernels and coefficients of the bilateral grid.
+/// Row kernels of the bilateral grid.
 namespace pixmill::detail {
-
-/// The grid's Gaussian: its gains follow from nu as it was narrowed to float, unlike the picture filters'.
-struct GridGaussian {
-    float nu, edgeGain, scale;
-
-    static GridGaussian make(float sigma, int K)
-    {
-        const float q = sigma * sigma / float(K + K);
-        const double wide = q;
-        const float nu = float(((2 * wide + 1) - std::sqrt(4 * wide + 1)) / (2 * wide));
-        return {nu, 1 / (1 - nu), wholePower(nu / q, K)};
-    }
-};
 
 /// The grid position of edge values: value * alpha + beta in single precision.
 struct GridAxis {
