@@ -175,14 +175,15 @@ void BilateralFilter::blur(bool divide)
         float *counts = scratch.mine(), *sums = counts + column;
         const GridLines<float> lines{counts, sums, kGridLanes};
         if (count == kGridLanes) {
-            blurLines({m_weights_p + x, m_values_p + x, std::ptrdiff_t(slab)}, lines, m_gridY, gauss);
+            blurLines(GridLines<const float>{m_weights_p + x, m_values_p + x, std::ptrdiff_t(slab)}, lines, m_gridY,
+                      gauss);
         } else {
             std::fill_n(counts, column * 2, 0.0f);
             for (int y = 0; y < m_gridY; ++y) {
                 std::copy_n(m_weights_p + y * slab + x, count, counts + std::ptrdiff_t(y) * kGridLanes);
                 std::copy_n(m_values_p + y * slab + x, count, sums + std::ptrdiff_t(y) * kGridLanes);
             }
-            blurLines({counts, sums, kGridLanes}, lines, m_gridY, gauss);
+            blurLines(lines, m_gridY, gauss);
         }
         for (int y = 0; y < m_gridY; ++y) {
             const float *w = counts + std::ptrdiff_t(y) * kGridLanes, *v = sums + std::ptrdiff_t(y) * kGridLanes;

@@ -41,55 +41,80 @@ struct GridLines {
 struct GridFront {
     float counts[kGridLanes], sums[kGridLanes];
 
-    void gain(float by)
+    static void start(float (&at)[kGridLanes], const float* __restrict from, float* __restrict to, float gain)
     {
         for (int l = 0; l < kGridLanes; ++l)
-            counts[l] *= by;
-        for (int l = 0; l < kGridLanes; ++l)
-            sums[l] *= by;
+            to[l] = at[l] = from[l] * gain;
     }
-    void step(float nu, const float* nextCounts, const float* nextSums)
+    static void step(float (&at)[kGridLanes], const float* __restrict from, float* __restrict to, float nu)
     {
         for (int l = 0; l < kGridLanes; ++l)
-            counts[l] = nextCounts[l] + nu * counts[l];
-        for (int l = 0; l < kGridLanes; ++l)
-            sums[l] = nextSums[l] + nu * sums[l];
+            to[l] = at[l] = from[l] + nu * at[l];
     }
-    void store(float* toCounts, float* toSums, float scale) const
+    static void startHere(float (&at)[kGridLanes], float* here, float gain, float scale)
     {
-        for (int l = 0; l < kGridLanes; ++l)
-            toCounts[l] = counts[l] * scale;
-        for (int l = 0; l < kGridLanes; ++l)
-            toSums[l] = sums[l] * scale;
+        for (int l = 0; l < kGridLanes; ++l) {
+            at[l] = here[l] * gain;
+            here[l] = at[l] * scale;
+        }
+    }
+    static void stepHere(float (&at)[kGridLanes], float* here, float nu, float scale)
+    {
+        for (int l = 0; l < kGridLanes; ++l) {
+            at[l] = here[l] + nu * at[l];
+            here[l] = at[l] * scale;
+        }
     }
 };
 
-/// Blurs kGridLanes lines of n samples of each grid into `to`, which may be `from`.
+/// A forward sweep over kGridLanes lines of n samples of each grid.
+inline void sweepForward(GridLines<const float> from, GridLines<float> to, int n, const GridGaussian& gauss)
+{
+    const float nu = gauss.nu;
+    GridFront front;
+    GridFront::start(front.counts, from.counts, to.counts, gauss.edgeGain);
+    GridFront::start(front.sums, from.sums, to.sums, gauss.edgeGain);
+    for (std::ptrdiff_t i = 1; i < n; ++i) {
+        GridFront::step(front.counts, from.counts + i * from.stride, to.counts + i * to.stride, nu);
+        GridFront::step(front.sums, from.sums + i * from.stride, to.sums + i * to.stride, nu);
+    }
+}
+
+/// A sweep in place, its results multiplied by `scale`; a negative stride goes back.
+inline void sweepHere(GridLines<float> lines, int n, const GridGaussian& gauss, float scale)
+{
+    const float nu = gauss.nu;
+    GridFront front;
+    GridFront::startHere(front.counts, lines.counts, gauss.edgeGain, scale);
+    GridFront::startHere(front.sums, lines.sums, gauss.edgeGain, scale);
+    for (std::ptrdiff_t i = 1; i < n; ++i) {
+        GridFront::stepHere(front.counts, lines.counts + i * lines.stride, nu, scale);
+        GridFront::stepHere(front.sums, lines.sums + i * lines.stride, nu, scale);
+    }
+}
+
+/// What follows the first forward sweep.
+inline void finishLines(GridLines<float> lines, int n, const GridGaussian& gauss)
+{
+    const std::ptrdiff_t last = (n - 1) * lines.stride;
+    const GridLines<float> back{lines.counts + last, lines.sums + last, -lines.stride};
+    sweepHere(back, n, gauss, 1.0f);
+    sweepHere(lines, n, gauss, 1.0f);
+    sweepHere(back, n, gauss, gauss.scale);
+}
+
+/// Blurs lines in place.
+inline void blurLines(GridLines<float> lines, int n, const GridGaussian& gauss)
+{
+    sweepHere(lines, n, gauss, 1.0f);
+    finishLines(lines, n, gauss);
+}
+
+/// Blurs lines into others.
 inline void blurLines(GridLines<const float> from, GridLines<float> to, int n, const GridGaussian& gauss)
 {
-    const float nu = gauss.nu, edgeGain = gauss.edgeGain;
-    for (int round = 0; round < 2; ++round) {
-        GridFront front;
-        std::copy_n(from.counts, kGridLanes, front.counts);
-        std::copy_n(from.sums, kGridLanes, front.sums);
-        front.gain(edgeGain);
-        front.store(to.counts, to.sums, 1.0f); // a product with 1 changes nothing
-        std::ptrdiff_t at = 0;
-        for (int i = 1; i < n; ++i) {
-            at += to.stride;
-            front.step(nu, from.counts + i * from.stride, from.sums + i * from.stride);
-            front.store(to.counts + at, to.sums + at, 1.0f);
-        }
-        const float scale = round ? gauss.scale : 1.0f;
-        front.gain(edgeGain);
-        front.store(to.counts + at, to.sums + at, scale);
-        for (int i = n - 2; i >= 0; --i) {
-            at -= to.stride;
-            front.step(nu, to.counts + at, to.sums + at);
-            front.store(to.counts + at, to.sums + at, scale);
-        }
-        from = {to.counts, to.sums, to.stride};
-    }
+    sweepForward(from, to, n, gauss);
+    finishLines(to, n, gauss);
 }
 
 /// Rows of n samples, side by side in memory, to lanes kGridLanes * 2 apart; lanes from `rows` on become 0.
@@ -164,7 +189,7 @@ public:
         alongZ(counts, sums);
         float *rows = m_rows.mine(), *rows2 = rows + m_half;
         for (int z = 0; z < m_width; z += kGridLanes)
-            blurLines({rows + z, rows2 + z, m_width}, {rows + z, rows2 + z, m_width}, m_gridX, m_gauss);
+            blurLines(GridLines<float>{rows + z, rows2 + z, m_width}, m_gridX, m_gauss);
         packRows(rows, m_width, m_gridX, m_gridZ, counts);
         packRows(rows2, m_width, m_gridX, m_gridZ, sums);
     }
@@ -180,7 +205,7 @@ private:
             const std::ptrdiff_t cell = std::ptrdiff_t(at) * m_gridZ, row = std::ptrdiff_t(at) * m_width;
             gridToLanes(counts + cell, lanes, m_gridZ, tile);
             gridToLanes(sums + cell, lanes, m_gridZ, tile2);
-            blurLines({tile, tile2, lines.stride}, lines, m_gridZ, m_gauss);
+            blurLines(lines, m_gridZ, m_gauss);
             lanesToGrid(tile, lanes, m_gridZ, rows + row, m_width);
             lanesToGrid(tile2, lanes, m_gridZ, rows + m_half + row, m_width);
         }
