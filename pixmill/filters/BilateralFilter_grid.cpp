@@ -45,26 +45,47 @@ inline void splatPixels(const T* pixels, const uchar* z, int n, Cell cell)
     }
 }
 
-/// The same sums for a whole block of step x step pixels while they are whole numbers below 2^24, when any order gives
-/// the same: four counters take turns, so that pixels of one value need not wait for each other.
-template <class T>
-inline void splatBlock(const T* const* pixels, const uchar* const* z, int rows, int n, int gridZ, std::uint64_t* sums,
-                       Cell cell)
-{
-    constexpr int kTurns = 4;
-    std::fill_n(sums, gridZ * kTurns, 0);
-    for (int y = 0; y < rows; ++y)
-        for (int x = 0; x < n; ++x)
-            sums[z[y][x] * kTurns + x % kTurns] += std::uint64_t(pixels[y][x]) << 32 | 1;
-    for (int k = 0; k < gridZ; ++k) {
-        const std::uint64_t* s = sums + k * kTurns;
-        const std::uint64_t sum = s[0] + s[1] + s[2] + s[3];
-        if (sum) {
-            cell.values[k] += float(sum >> 32);
-            cell.weights[k] += float(sum & 0xffffffff);
-        }
+/// Sums and counts of a block of at most 256 pixels: whole numbers below 2^24, which any order adds up to the same.
+///
+/// Four sets take turns, so that pixels of one cell need not wait for each other.
+struct BlockSums {
+    static constexpr int kTurns = 4;
+    static constexpr int kSet = 264; ///< kMostZ at least; sets must not lie a multiple of a page apart
+
+    std::uint64_t sets[kTurns][kSet]; ///< sum in the low half, count in the high
+
+    template <class T>
+    static void add(std::uint64_t* set, T pixel, uchar z)
+    {
+        set[z] += (std::uint64_t(1) << 32) + pixel;
     }
-}
+
+    template <class T>
+    void addRow(const T* pixels, const uchar* z, int n)
+    {
+        int x = 0;
+        for (; x + kTurns <= n; x += kTurns) {
+            add(sets[0], pixels[x], z[x]);
+            add(sets[1], pixels[x + 1], z[x + 1]);
+            add(sets[2], pixels[x + 2], z[x + 2]);
+            add(sets[3], pixels[x + 3], z[x + 3]);
+        }
+        for (; x < n; ++x)
+            add(sets[0], pixels[x], z[x]);
+    }
+
+    /// Adds the sums of gridZ cells to `cell`, and clears them.
+    void moveTo(Cell cell, int gridZ)
+    {
+        for (int k = 0; k < gridZ; ++k) {
+            const std::uint64_t sum = sets[0][k] + sets[1][k] + sets[2][k] + sets[3][k];
+            cell.values[k] += float(int(sum & 0xffffffff));
+            cell.weights[k] += float(int(sum >> 32));
+        }
+        for (auto& set : sets)
+            std::fill_n(set, gridZ, 0);
+    }
+};
 
 /// The cells of two slabs side by side: y, then y + 1.
 inline void pairSlabs(const float* __restrict slab, const float* __restrict below, float* __restrict pairs,
@@ -118,12 +139,12 @@ void BilateralFilter::splat(const cv::Mat& picture, const cv::Mat& edge)
     const bool blocks = step <= 16 && step * step >= 2 * m_gridZ;
 
     TeamScratch<uchar> cells(std::size_t(m_width) * step);
-    TeamScratch<std::uint64_t> counters(std::size_t(m_gridZ) * 4);
     const auto splatRows = [&](const cv::Mat& edges, auto edgeType, auto pixelType) {
         using Edge = decltype(edgeType);
         using Pixel = decltype(pixelType);
         forEachIndex(gridRows, long(m_width) * m_height, [&](int row) {
             uchar* const z = cells.mine();
+            BlockSums sums = {};
             const int y0 = row * step, rows = std::min(step, m_height - y0);
             for (int y = 0; y < rows; ++y)
                 cellRow(edges.ptr<Edge>(y0 + y), axis, m_gridZ - 2, z + std::ptrdiff_t(y) * m_width, m_width);
@@ -132,13 +153,9 @@ void BilateralFilter::splat(const cv::Mat& picture, const cv::Mat& edge)
                 const std::size_t at = (row + first) * slab + std::size_t(column + first) * m_gridZ;
                 const Cell cell{m_values_p + at, m_weights_p + at};
                 if (blocks) {
-                    const Pixel* pixels[16];
-                    const uchar* zs[16];
-                    for (int y = 0; y < rows; ++y) {
-                        pixels[y] = picture.ptr<Pixel>(y0 + y) + x0;
-                        zs[y] = z + std::ptrdiff_t(y) * m_width + x0;
-                    }
-                    splatBlock(pixels, zs, rows, n, m_gridZ, counters.mine(), cell);
+                    for (int y = 0; y < rows; ++y)
+                        sums.addRow(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * m_width + x0, n);
+                    sums.moveTo(cell, m_gridZ);
                 } else {
                     for (int y = 0; y < rows; ++y)
                         splatPixels(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * m_width + x0, n, cell);
