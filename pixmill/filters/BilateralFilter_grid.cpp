@@ -97,34 +97,11 @@ inline void pairSlabs(const float* __restrict slab, const float* __restrict belo
     }
 }
 
-/// Trilinear: along z for the four columns around a pixel, then along x, then along y.
-inline void interpolateRow(const float* pairs, int gridZ, const int* offset, const float* zFraction,
-                           const float* xFraction, float yFraction, float* __restrict out, int n)
+template <class Edge, class Pixel>
+inline void readBackRow(const GridRead& grid, const Edge* edge, float yFraction, Pixel* out, int n)
 {
-    const auto between = [](float a, float b, float f) { return a + (b - a) * f; };
-    const float* const next = pairs + 2 * std::ptrdiff_t(gridZ);
-    for (int x = rowPolicy().level == 2
-                     ? interpolateRow512(pairs, gridZ, offset, zFraction, xFraction, yFraction, out, n)
-                     : 0;
-         x < n; ++x) {
-        const float *p = pairs + 2 * std::ptrdiff_t(offset[x]), *q = next + 2 * std::ptrdiff_t(offset[x]);
-        const float f = zFraction[x];
-        const float top = between(between(p[0], p[2], f), between(q[0], q[2], f), xFraction[x]);
-        const float bottom = between(between(p[1], p[3], f), between(q[1], q[3], f), xFraction[x]);
-        out[x] = between(top, bottom, yFraction);
-    }
-}
-
-inline void storeRow(const float* __restrict v, ushort* __restrict out, int n)
-{
-    for (int x = 0; x < n; ++x)
-        out[x] = toPixel16(v[x]);
-}
-
-inline void storeRow(const float* __restrict v, uchar* __restrict out, int n)
-{
-    for (int x = 0; x < n; ++x)
-        out[x] = toPixel8(v[x]);
+    const int done = rowPolicy().level == 2 ? readBackRow512(grid, edge, yFraction, out, n) : 0;
+    readBackPixels(grid, edge, yFraction, out, done, n);
 }
 
 } // namespace
@@ -229,26 +206,22 @@ void BilateralFilter::interpGrid(cv::Mat& inOut, const cv::Mat& edge)
         xOffset[x] = int(position) * m_gridZ;
         xFraction[x] = position - float(int(position));
     }
-    TeamScratch<float> pairs(slab * 2), lines(std::size_t(width) * 2);
-    TeamScratch<int> offsets(width);
+    TeamScratch<float> scratch(slab * 2);
     const auto readRows = [&](const cv::Mat& edges, auto edgeType) {
         using Edge = decltype(edgeType);
         forEachSpan(m_height, long(width) * m_height, [&](int y, int end) {
-            float *pair = pairs.mine(), *fraction = lines.mine(), *line = fraction + width;
-            int* offset = offsets.mine();
-            int gathered = -1;
-            for (; y < end; ++y) {
+            float* const pairs = scratch.mine();
+            const GridRead grid{pairs, m_gridZ, axis, xOffset.data(), xFraction.data()};
+            for (int paired = -1; y < end; ++y) {
                 const float position = float(y) / float(m_sampleS) + float(m_padXY) + 0.5f;
                 const int yi = int(position);
-                if (yi != gathered)
-                    pairSlabs(m_values_p + yi * slab, m_values_p + (yi + 1) * slab, pair, slab);
-                gathered = yi;
-                readRow(edges.ptr<Edge>(y), axis, m_gridZ - 2, xOffset.data(), offset, fraction, width);
-                interpolateRow(pair, m_gridZ, offset, fraction, xFraction.data(), position - float(yi), line, width);
+                if (yi != paired)
+                    pairSlabs(m_values_p + yi * slab, m_values_p + (yi + 1) * slab, pairs, slab);
+                paired = yi;
                 if (m_is16Bit)
-                    storeRow(line, inOut.ptr<ushort>(y), width);
+                    readBackRow(grid, edges.ptr<Edge>(y), position - float(yi), inOut.ptr<ushort>(y), width);
                 else
-                    storeRow(line, inOut.ptr<uchar>(y), width);
+                    readBackRow(grid, edges.ptr<Edge>(y), position - float(yi), inOut.ptr<uchar>(y), width);
             }
         });
     };

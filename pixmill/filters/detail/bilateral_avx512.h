@@ -1,7 +1,9 @@
 #pragma once
 
 #include <pixmill/core/detail/intrinsics.h>
+#include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/rows.h>
+#include <pixmill/filters/detail/bilateral_grid.h>
 
 #include <cstddef>
 
@@ -41,22 +43,76 @@ PIXMILL_KERNEL void columns512(const float* pairs, const int* offset, __m512 f, 
                         _mm512_castpd_ps(_mm512_unpackhi_pd(high0, high1)), f);
 }
 
-/// interpolateRow, for as many whole vectors of 16 pixels as there are; tells how many pixels that was.
-PIXMILL_KERNEL int interpolateRow512(const float* pairs, int gridZ, const int* offset, const float* zFraction,
-                                     const float* xFraction, float yFraction, float* out, int n)
+PIXMILL_KERNEL __m512 sixteen512(const uchar* v)
 {
-    const float* const next = pairs + 2 * std::ptrdiff_t(gridZ);
+    return _mm512_cvtepi32_ps(_mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(v))));
+}
+
+PIXMILL_KERNEL __m512 sixteen512(const ushort* v)
+{
+    return _mm512_cvtepi32_ps(_mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(v))));
+}
+
+PIXMILL_KERNEL __m512 sixteen512(const float* v)
+{
+    return _mm512_loadu_ps(v);
+}
+
+/// Rounded as by toPixel8 and toPixel16, as a sum with 1.5 * 2^23.
+PIXMILL_KERNEL __m512 rounded512(__m512 v, float top)
+{
+    const __m512 limited = _mm512_min_ps(_mm512_max_ps(v, _mm512_setzero_ps()), _mm512_set1_ps(top));
+    return _mm512_add_ps(limited, _mm512_set1_ps(12582912.0f));
+}
+
+PIXMILL_KERNEL void store512(__m512 v, uchar* out)
+{
+    const __m512i bits = _mm512_castps_si512(rounded512(v, 255.0f));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm512_cvtepi32_epi8(bits));
+}
+
+PIXMILL_KERNEL void store512(__m512 v, ushort* out)
+{
+    const __m512i bits = _mm512_castps_si512(rounded512(v, 65535.0f));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm512_cvtepi32_epi16(bits));
+}
+
+/// Where 16 pixels are read: the offsets of their cells and the fractions to the next along z.
+template <class Edge>
+PIXMILL_KERNEL void place512(const Edge* edge, GridAxis axis, int top, const int* xOffset, int* offset, float* fraction)
+{
+    const __m512 z =
+        _mm512_add_ps(_mm512_mul_ps(sixteen512(edge), _mm512_set1_ps(axis.alpha)), _mm512_set1_ps(axis.beta));
+    const __m512 cell = rounded512(z, 255.0f);
+    _mm512_storeu_ps(fraction, _mm512_sub_ps(z, _mm512_sub_ps(cell, _mm512_set1_ps(12582912.0f))));
+    const __m512i low = _mm512_and_si512(_mm512_castps_si512(cell), _mm512_set1_epi32(255));
+    const __m512i limited = _mm512_min_epi32(low, _mm512_set1_epi32(top));
+    _mm512_storeu_si512(offset, _mm512_add_epi32(limited, _mm512_loadu_si512(xOffset)));
+}
+
+/// readBackPixels for as many whole vectors of 16 pixels as there are; tells how many pixels that was.
+template <class Edge, class Pixel>
+PIXMILL_KERNEL int readBackRow512(const GridRead& grid, const Edge* edge, float yFraction, Pixel* out, int n)
+{
+    constexpr int kPiece = 256;
+    const float* const next = grid.pairs + 2 * std::ptrdiff_t(grid.gridZ);
     const __m512 yf = _mm512_set1_ps(yFraction);
-    int x = 0;
-    for (; x + 16 <= n; x += 16) {
-        const __m512 zf = _mm512_loadu_ps(zFraction + x), xf = _mm512_loadu_ps(xFraction + x);
-        __m512 top0, bottom0, top1, bottom1;
-        columns512(pairs, offset + x, zf, top0, bottom0);
-        columns512(next, offset + x, zf, top1, bottom1);
-        const __m512 top = between512(top0, top1, xf), bottom = between512(bottom0, bottom1, xf);
-        _mm512_storeu_ps(out + x, between512(top, bottom, yf));
+    int offset[kPiece];
+    float fraction[kPiece];
+    const int whole = n / 16 * 16;
+    for (int x0 = 0; x0 < whole; x0 += kPiece) {
+        const int end = whole - x0 < kPiece ? whole : x0 + kPiece;
+        for (int x = x0; x < end; x += 16)
+            place512(edge + x, grid.axis, grid.gridZ - 2, grid.xOffset + x, offset + (x - x0), fraction + (x - x0));
+        for (int x = x0; x < end; x += 16) {
+            const __m512 zf = _mm512_loadu_ps(fraction + (x - x0)), xf = _mm512_loadu_ps(grid.xFraction + x);
+            __m512 top0, bottom0, top1, bottom1;
+            columns512(grid.pairs, offset + (x - x0), zf, top0, bottom0);
+            columns512(next, offset + (x - x0), zf, top1, bottom1);
+            store512(between512(between512(top0, top1, xf), between512(bottom0, bottom1, xf), yf), out + x);
+        }
     }
-    return x;
+    return whole;
 }
 
 #undef PIXMILL_KERNEL
