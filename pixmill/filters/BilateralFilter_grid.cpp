@@ -35,6 +35,15 @@ struct Cell {
     float* weights;
 };
 
+/// Whether nothing was added to a column yet: its sums are then whole numbers to come, its first counts too.
+inline bool isEmpty(Cell cell, int gridZ)
+{
+    bool empty = true;
+    for (int k = 0; k < gridZ; ++k)
+        empty &= cell.values[k] == 0.0f && cell.weights[k] >= 0.0f && cell.weights[k] <= kEmptyWeight;
+    return empty;
+}
+
 /// Adds up to `n` neighbouring pixels of one row to their cell. Sums go in the picture's order.
 template <class T>
 inline void splatPixels(const T* pixels, const uchar* z, int n, Cell cell)
@@ -106,7 +115,7 @@ inline void readBackRow(const GridRead& grid, const Edge* edge, float yFraction,
 
 } // namespace
 
-void BilateralFilter::splat(const cv::Mat& picture, const cv::Mat& edge)
+void BilateralFilter::build(const cv::Mat& picture, const cv::Mat& edge, bool fresh)
 {
     const double alpha = 1.0 / m_sampleR;
     const GridAxis axis{float(alpha), float(double(float(m_padZ) + 1.0f) - m_minVal * alpha)};
@@ -116,54 +125,74 @@ void BilateralFilter::splat(const cv::Mat& picture, const cv::Mat& edge)
     const bool blocks = step <= 16 && step * step >= 2 * m_gridZ;
 
     TeamScratch<uchar> cells(std::size_t(m_width) * step);
-    const auto splatRows = [&](const cv::Mat& edges, auto edgeType, auto pixelType) {
+    const auto splatRow = [&](const cv::Mat& edges, auto edgeType, auto pixelType, int row) {
         using Edge = decltype(edgeType);
         using Pixel = decltype(pixelType);
-        forEachIndex(gridRows, long(m_width) * m_height, [&](int row) {
-            uchar* const z = cells.mine();
-            BlockSums sums = {};
-            const int y0 = row * step, rows = std::min(step, m_height - y0);
-            for (int y = 0; y < rows; ++y)
-                cellRow(edges.ptr<Edge>(y0 + y), axis, m_gridZ - 2, z + std::ptrdiff_t(y) * m_width, m_width);
-            for (int column = 0; column < columns; ++column) {
-                const int x0 = column * step, n = std::min(step, m_width - x0);
-                const std::size_t at = (row + first) * slab + std::size_t(column + first) * m_gridZ;
-                const Cell cell{m_values_p + at, m_weights_p + at};
-                if (blocks) {
-                    for (int y = 0; y < rows; ++y)
-                        sums.addRow(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * m_width + x0, n);
-                    sums.moveTo(cell, m_gridZ);
-                } else {
-                    for (int y = 0; y < rows; ++y)
-                        splatPixels(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * m_width + x0, n, cell);
-                }
+        uchar* const z = cells.mine();
+        BlockSums sums = {};
+        const int y0 = row * step, rows = std::min(step, m_height - y0);
+        for (int y = 0; y < rows; ++y)
+            cellRow(edges.ptr<Edge>(y0 + y), axis, m_gridZ - 2, z + std::ptrdiff_t(y) * m_width, m_width);
+        for (int column = 0; column < columns; ++column) {
+            const int x0 = column * step, n = std::min(step, m_width - x0);
+            const std::size_t at = (row + first) * slab + std::size_t(column + first) * m_gridZ;
+            const Cell cell{m_values_p + at, m_weights_p + at};
+            if (blocks && (fresh || isEmpty(cell, m_gridZ))) {
+                for (int y = 0; y < rows; ++y)
+                    sums.addRow(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * m_width + x0, n);
+                sums.moveTo(cell, m_gridZ);
+            } else {
+                for (int y = 0; y < rows; ++y)
+                    splatPixels(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * m_width + x0, n, cell);
             }
-        });
+        }
     };
     withEdge(edge, [&](const cv::Mat& edges, auto edgeType) {
-        if (m_is16Bit)
-            splatRows(edges, edgeType, ushort());
-        else
-            splatRows(edges, edgeType, uchar());
+        blurSlabs([&](int y, int end) {
+            if (fresh)
+                fillGrids(m_weights_p + y * slab, m_values_p + y * slab, (end - y) * slab, kEmptyWeight, 0.0f);
+            for (int row = std::max(y - first, 0); row < std::min(end - first, gridRows); ++row)
+                if (m_is16Bit)
+                    splatRow(edges, edgeType, ushort(), row);
+                else
+                    splatRow(edges, edgeType, uchar(), row);
+        });
+    });
+    blurAlongY(true);
+}
+
+void BilateralFilter::filterGrids()
+{
+    if (!m_weights_p || !m_values_p)
+        return;
+    blurSlabs([](int, int) {});
+    blurAlongY(false);
+}
+
+/// Blurs every slab along z and x, right after `prepare(y, y + 1)` while it is near.
+template <class Prepare>
+void BilateralFilter::blurSlabs(const Prepare& prepare)
+{
+    const std::size_t slab = std::size_t(m_gridX) * m_gridZ;
+    SlabBlur slabs(m_gridX, m_gridZ);
+    const auto blur = [&](int y, int) { slabs.blur(m_weights_p + y * slab, m_values_p + y * slab); };
+    forEachSpan(m_gridY, long(slab) * m_gridY, [&](int y, int end) {
+        slabs.start();
+        for (; y < end; ++y) { // each by a call of its own: there are many forms of the first and one of the second
+            runSpan(prepare, y, y + 1);
+            runSpan(blur, y, y + 1);
+        }
     });
 }
 
-void BilateralFilter::blur(bool divide)
+void BilateralFilter::blurAlongY(bool divide)
 {
     const std::size_t slab = std::size_t(m_gridX) * m_gridZ;
-    const long work = long(slab) * m_gridY;
-    SlabBlur slabs(m_gridX, m_gridZ);
-    forEachSpan(m_gridY, work, [&](int y, int end) {
-        slabs.start();
-        for (; y < end; ++y)
-            slabs.blur(m_weights_p + y * slab, m_values_p + y * slab);
-    });
-
     const GridGaussian gauss = GridGaussian::ofGrid();
     const int strips = int((slab + kGridLanes - 1) / kGridLanes);
     const std::size_t column = std::size_t(m_gridY) * kGridLanes;
     TeamScratch<float> scratch(column * 2);
-    forEachIndex(strips, work, [&](int strip) {
+    forEachIndex(strips, long(slab) * m_gridY, [&](int strip) {
         const std::size_t x = std::size_t(strip) * kGridLanes;
         const int count = int(std::min<std::size_t>(kGridLanes, slab - x));
         float *counts = scratch.mine(), *sums = counts + column;

@@ -2,10 +2,20 @@
 
 #include <pixmill/core/detail/pixel.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 /// Row kernels of the bilateral grid.
 namespace pixmill::detail {
+
+constexpr float kEmptyWeight = 1e-20f; ///< keeps a cell that received nothing from a division by zero
+
+inline void fillGrids(float* weights, float* values, std::size_t cells, float weight, float value)
+{
+    std::fill_n(weights, cells, weight);
+    std::fill_n(values, cells, value);
+}
 
 /// The grid position of edge values: value * alpha + beta in single precision.
 struct GridAxis {
