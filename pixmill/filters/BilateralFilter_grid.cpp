@@ -10,6 +10,7 @@
 #include <opencv2/core.hpp>
 
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 using namespace pixmill::detail;
@@ -35,12 +36,12 @@ struct Cell {
     float* weights;
 };
 
-/// Whether nothing was added to a column yet: its sums are then whole numbers to come, its first counts too.
+/// Whether nothing was added to a column yet, so that its sums and counts will be whole numbers.
 inline bool isEmpty(Cell cell, int gridZ)
 {
     bool empty = true;
     for (int k = 0; k < gridZ; ++k)
-        empty &= cell.values[k] == 0.0f && cell.weights[k] >= 0.0f && cell.weights[k] <= kEmptyWeight;
+        empty &= cell.values[k] == 0.0f && cell.weights[k] == kEmptyWeight;
     return empty;
 }
 
@@ -59,7 +60,7 @@ inline void splatPixels(const T* pixels, const uchar* z, int n, Cell cell)
 /// Four sets take turns, so that pixels of one cell need not wait for each other.
 struct BlockSums {
     static constexpr int kTurns = 4;
-    static constexpr int kSet = 264; ///< kMostZ at least; sets must not lie a multiple of a page apart
+    static constexpr int kSet = 264; ///< 252 cells in whole pieces; sets must not lie a multiple of a page apart
 
     std::uint64_t sets[kTurns][kSet]; ///< sum in the low half, count in the high
 
@@ -83,16 +84,28 @@ struct BlockSums {
             add(sets[0], pixels[x], z[x]);
     }
 
-    /// Adds the sums of gridZ cells to `cell`, and clears them.
-    void moveTo(Cell cell, int gridZ)
+    /// Adds the sums of gridZ cells to empty ones, and clears them. Up to `room` cells are written, with no more than
+    /// what empty ones hold.
+    void moveTo(Cell cell, int gridZ, std::ptrdiff_t room)
     {
-        for (int k = 0; k < gridZ; ++k) {
-            const std::uint64_t sum = sets[0][k] + sets[1][k] + sets[2][k] + sets[3][k];
-            cell.values[k] += float(int(sum & 0xffffffff));
-            cell.weights[k] += float(int(sum >> 32));
+        constexpr int kPiece = 16;
+        for (int k = 0; k < gridZ; k += kPiece) {
+            float sum[kPiece], count[kPiece];
+            for (int i = 0; i < kPiece; ++i) {
+                const std::uint64_t all = sets[0][k + i] + sets[1][k + i] + sets[2][k + i] + sets[3][k + i];
+                sum[i] = float(int(all & 0xffffffff));
+                count[i] = kEmptyWeight + float(int(all >> 32));
+            }
+            if (k + kPiece <= room) {
+                std::memcpy(cell.values + k, sum, sizeof sum);
+                std::memcpy(cell.weights + k, count, sizeof count);
+            } else {
+                std::copy_n(sum, gridZ - k, cell.values + k);
+                std::copy_n(count, gridZ - k, cell.weights + k);
+            }
+            for (auto& set : sets)
+                std::fill_n(set + k, kPiece, 0);
         }
-        for (auto& set : sets)
-            std::fill_n(set, gridZ, 0);
     }
 };
 
@@ -104,6 +117,13 @@ inline void pairSlabs(const float* __restrict slab, const float* __restrict belo
         pairs[2 * i] = slab[i];
         pairs[2 * i + 1] = below[i];
     }
+}
+
+template <class Edge>
+inline void cellRow(const Edge* edge, GridAxis axis, int top, uchar* cells, int n)
+{
+    const int done = rowPolicy().level == 2 ? cellRow512(edge, axis, top, cells, n) : 0;
+    cellPixels(edge, axis, top, cells, done, n);
 }
 
 template <class Edge, class Pixel>
@@ -140,7 +160,8 @@ void BilateralFilter::build(const cv::Mat& picture, const cv::Mat& edge, bool fr
             if (blocks && (fresh || isEmpty(cell, m_gridZ))) {
                 for (int y = 0; y < rows; ++y)
                     sums.addRow(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * m_width + x0, n);
-                sums.moveTo(cell, m_gridZ);
+                sums.moveTo(cell, m_gridZ,
+                            fresh ? std::ptrdiff_t(slab) - std::ptrdiff_t(column + first) * m_gridZ : m_gridZ);
             } else {
                 for (int y = 0; y < rows; ++y)
                     splatPixels(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * m_width + x0, n, cell);

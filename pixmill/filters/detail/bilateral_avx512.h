@@ -77,6 +77,21 @@ PIXMILL_KERNEL void store512(__m512 v, ushort* out)
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm512_cvtepi32_epi16(bits));
 }
 
+/// cellRow for as many whole vectors of 16 pixels as there are; tells how many pixels that was.
+template <class Edge>
+PIXMILL_KERNEL int cellRow512(const Edge* edge, GridAxis axis, int top, uchar* cells, int n)
+{
+    const __m512 alpha = _mm512_set1_ps(axis.alpha), beta = _mm512_set1_ps(axis.beta);
+    const int whole = n / 16 * 16;
+    for (int x = 0; x < whole; x += 16) {
+        const __m512 z = _mm512_add_ps(_mm512_mul_ps(sixteen512(edge + x), alpha), beta);
+        const __m128i cell = _mm512_cvtepi32_epi8(_mm512_castps_si512(rounded512(z, 255.0f)));
+        const __m128i limited = _mm_min_epu8(cell, _mm_set1_epi8(char(top)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(cells + x), limited);
+    }
+    return whole;
+}
+
 /// Where 16 pixels are read: the offsets of their cells and the fractions to the next along z.
 template <class Edge>
 PIXMILL_KERNEL void place512(const Edge* edge, GridAxis axis, int top, const int* xOffset, int* offset, float* fraction)

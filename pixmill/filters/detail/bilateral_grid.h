@@ -30,9 +30,9 @@ struct GridAxis {
 
 /// Cells of a row of edge values, rounded, limited to `top`.
 template <class T>
-inline void cellRow(const T* __restrict edge, GridAxis axis, int top, uchar* __restrict cells, int n)
+inline void cellPixels(const T* __restrict edge, GridAxis axis, int top, uchar* __restrict cells, int x, int n)
 {
-    for (int x = 0; x < n; ++x)
+    for (; x < n; ++x)
         cells[x] = uchar(limit(int(toPixel8(axis(edge[x]))), 0, top));
 }
 
