@@ -150,6 +150,8 @@ inline void coverSharesBlock(const float* __restrict share, uchar* __restrict co
 /// That is 1 - weight, or a neighbour of it, for every weight of 0..1 that was tried; most of the others have none.
 inline float openShare(float weight)
 {
+    if (weight == 0.0f || weight == 1.0f) // most of a table
+        return 1.0f - weight;
     constexpr float kStep = 5.96046448e-08f; // 2^-24
     float weights[256];
     uchar every[256], wanted[256];
@@ -159,7 +161,7 @@ inline float openShare(float weight)
     }
     coverRow(weights, wanted, 256);
     const float left = 1.0f - weight;
-    for (const float share : {1.0f, 0.0f, left, left - kStep, left + kStep, left - 2 * kStep, left + 2 * kStep}) {
+    for (const float share : {left, left - kStep, left + kStep, left - 2 * kStep, left + 2 * kStep, 1.0f, 0.0f}) {
         float shares[256];
         uchar covered[256];
         for (int i = 0; i < 256; ++i)
