@@ -1,13 +1,16 @@
 #include <support/everyway.h>
 
 #include <pixmill/core/detail/pixel.h>
+#include <pixmill/core/detail/scratch.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <vector>
 
 using namespace pixmill::detail;
 using pixmill::test::everyWay;
+using pixmill::test::PolicyGuard;
 
 TEST(Rows, VisitsEveryRowOnceAndIgnoresEmptyRanges)
 {
@@ -41,6 +44,22 @@ TEST(Rows, ABodyInsideABodyRunsOnItsOwnThread)
         forEachIndex(8, 1 << 20, [&](int i) { forEachIndex(5, 1 << 20, [&](int k) { sums[i] += k; }); });
         EXPECT_EQ(sums, std::vector<int>(8, 10));
     });
+}
+
+TEST(Rows, ScratchMadeInAHostsTeamIsOfOneThreadWhateverItsNumber)
+{
+    PolicyGuard guard;
+    rowPolicy().leastParallelPixels = 1;
+    omp_set_num_threads(8);
+    std::vector<long> kept(8, 0);
+    forEachIndex(8, 1 << 20, [&](int i) {
+        omp_set_num_threads(1); // of this thread's own loops
+        constexpr int kSize = 1 << 20;
+        TeamScratch<int> scratch(kSize);
+        std::fill_n(scratch.mine(), kSize, i);
+        kept[i] = std::count(scratch.mine(), scratch.mine() + kSize, i);
+    });
+    EXPECT_EQ(kept, std::vector<long>(8, 1 << 20));
 }
 
 TEST(Pixel, RoundingAgreesWithLrintAroundEveryTie)
