@@ -89,6 +89,6 @@ private:
     bool hasGridFor(const cv::Mat& picture) const;
     void build(const cv::Mat& picture, const cv::Mat& edge, bool fresh);
     template <class Prepare>
-    void blurSlabs(const Prepare& prepare);
+    void blurSlabs(long pixels, const Prepare& prepare);
     void blurAlongY(bool divide);
 };

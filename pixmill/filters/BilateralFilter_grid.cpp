@@ -144,7 +144,7 @@ void BilateralFilter::build(const cv::Mat& picture, const cv::Mat& edge, bool fr
     // Whole blocks pay where they are larger than the cells to go through; sums must stay exact in float.
     const bool blocks = step <= 16 && step * step >= 2 * m_gridZ;
 
-    TeamScratch<uchar> cells(std::size_t(m_width) * step);
+    TeamScratch<uchar> cells(std::size_t(m_width) * std::min(step, m_height));
     const auto splatRow = [&](const cv::Mat& edges, auto edgeType, auto pixelType, int row) {
         using Edge = decltype(edgeType);
         using Pixel = decltype(pixelType);
@@ -169,7 +169,7 @@ void BilateralFilter::build(const cv::Mat& picture, const cv::Mat& edge, bool fr
         }
     };
     withEdge(edge, [&](const cv::Mat& edges, auto edgeType) {
-        blurSlabs([&](int y, int end) {
+        blurSlabs(long(m_width) * m_height, [&](int y, int end) {
             if (fresh)
                 fillGrids(m_weights_p + y * slab, m_values_p + y * slab, (end - y) * slab, kEmptyWeight, 0.0f);
             for (int row = std::max(y - first, 0); row < std::min(end - first, gridRows); ++row)
@@ -186,18 +186,19 @@ void BilateralFilter::filterGrids()
 {
     if (!m_weights_p || !m_values_p)
         return;
-    blurSlabs([](int, int) {});
+    blurSlabs(0, [](int, int) {});
     blurAlongY(false);
 }
 
-/// Blurs every slab along z and x, right after `prepare(y, y + 1)` while it is near.
+/// Blurs every slab along z and x, right after `prepare(y, y + 1)` while it is near. `pixels`: the work of preparing
+/// all.
 template <class Prepare>
-void BilateralFilter::blurSlabs(const Prepare& prepare)
+void BilateralFilter::blurSlabs(long pixels, const Prepare& prepare)
 {
     const std::size_t slab = std::size_t(m_gridX) * m_gridZ;
     SlabBlur slabs(m_gridX, m_gridZ);
     const auto blur = [&](int y, int) { slabs.blur(m_weights_p + y * slab, m_values_p + y * slab); };
-    forEachSpan(m_gridY, long(slab) * m_gridY, [&](int y, int end) {
+    forEachSpan(m_gridY, long(slab) * m_gridY + pixels, [&](int y, int end) {
         slabs.start();
         for (; y < end; ++y) { // each by a call of its own: there are many forms of the first and one of the second
             runSpan(prepare, y, y + 1);
