@@ -3,6 +3,7 @@
 #include <pixmill/core/TProgress.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/rows.h>
+#include <pixmill/filters/detail/bilateral_blur.h>
 #include <pixmill/filters/detail/bilateral_grid.h>
 
 #include <opencv2/core.hpp>
@@ -18,8 +19,7 @@ using namespace pixmill::detail;
 namespace {
 
 constexpr unsigned kGuard = 0x6d6d6d6d;
-constexpr int kMostZ = 252;            ///< The cell of an edge value is held in 8 bits.
-constexpr float kEmptyWeight = 1e-20f; ///< Keeps a cell that received nothing from a division by zero.
+constexpr int kMostZ = 252; ///< The cell of an edge value is held in 8 bits.
 
 bool refused(TProgress* progress)
 {
@@ -80,14 +80,17 @@ int BilateralFilter::proc(const cv::Mat& edge, cv::Mat& inOut, int sampleS, int 
     setup(edgeImage, inOut.cols, inOut.rows, sampleS, sampleR, inOut.type() == CV_16UC1);
     if (refused(progress))
         return 0;
-    gridInit(kEmptyWeight, 0);
+    // Cells are emptied as they are filled, unless nothing will fill them.
+    const bool fits = hasGridFor(inOut), stopped = refused(progress);
+    if (!fits || stopped)
+        gridInit(kEmptyWeight, 0);
+    if (stopped)
+        return 0;
+    if (fits)
+        build(inOut, edgeImage, true);
     if (refused(progress))
         return 0;
-    if (hasGridFor(inOut))
-        buildGrid(inOut, edgeImage);
-    if (refused(progress))
-        return 0;
-    if (hasGridFor(inOut))
+    if (fits)
         interpGrid(inOut, edgeImage);
     if (refused(progress))
         return 0;
@@ -160,9 +163,8 @@ void BilateralFilter::gridInit(float weight, float value)
     if (!m_weights_p || !m_values_p)
         return;
     const std::size_t slab = std::size_t(m_gridX) * m_gridZ;
-    forEachIndex(m_gridY, long(cellCount(*this)), [&](int y) {
-        std::fill_n(m_weights_p + y * slab, slab, weight);
-        std::fill_n(m_values_p + y * slab, slab, value);
+    forEachSpan(m_gridY, long(cellCount(*this)), [&](int y, int end) {
+        fillGrids(m_weights_p + y * slab, m_values_p + y * slab, (end - y) * slab, weight, value);
     });
 }
 
@@ -170,14 +172,7 @@ void BilateralFilter::buildGrid(cv::Mat& inOut, const cv::Mat& edge)
 {
     CV_Assert(hasGridFor(inOut) && edge.size() == inOut.size() && edge.channels() == 1);
     CV_Assert(inOut.type() == (m_is16Bit ? CV_16UC1 : CV_8UC1));
-    splat(inOut, edge);
-    blur(true);
-}
-
-void BilateralFilter::filterGrids()
-{
-    if (m_weights_p && m_values_p)
-        blur(false);
+    build(inOut, edge, false);
 }
 
 void BilateralFilter::iir(float* line, int n, int stride, float sigma, int K)

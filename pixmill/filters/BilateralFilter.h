@@ -87,6 +87,8 @@ public:
 
 private:
     bool hasGridFor(const cv::Mat& picture) const;
-    void splat(const cv::Mat& picture, const cv::Mat& edge);
-    void blur(bool divide);
+    void build(const cv::Mat& picture, const cv::Mat& edge, bool fresh);
+    template <class Prepare>
+    void blurSlabs(long pixels, const Prepare& prepare);
+    void blurAlongY(bool divide);
 };

@@ -3,21 +3,19 @@
 #include <pixmill/core/detail/aligned.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/core/detail/scratch.h>
-#include <pixmill/core/detail/transpose.h>
+#include <pixmill/filters/detail/bilateral_avx512.h>
+#include <pixmill/filters/detail/bilateral_blur.h>
 #include <pixmill/filters/detail/bilateral_grid.h>
 
 #include <opencv2/core.hpp>
 
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 using namespace pixmill::detail;
 
 namespace {
-
-constexpr float kSigma = 0.85f;
-constexpr int kRounds = 2;
-constexpr int kLanes = 32;
 
 /// Calls `work` with the edge picture's row type; depths other than 8 and 16 bits unsigned go through float.
 template <class Work>
@@ -38,6 +36,15 @@ struct Cell {
     float* weights;
 };
 
+/// Whether nothing was added to a column yet, so that its sums and counts will be whole numbers.
+inline bool isEmpty(Cell cell, int gridZ)
+{
+    bool empty = true;
+    for (int k = 0; k < gridZ; ++k)
+        empty &= cell.values[k] == 0.0f && cell.weights[k] == kEmptyWeight;
+    return empty;
+}
+
 /// Adds up to `n` neighbouring pixels of one row to their cell. Sums go in the picture's order.
 template <class T>
 inline void splatPixels(const T* pixels, const uchar* z, int n, Cell cell)
@@ -48,125 +55,87 @@ inline void splatPixels(const T* pixels, const uchar* z, int n, Cell cell)
     }
 }
 
-/// The same sums for a whole block of step x step pixels while they are whole numbers below 2^24, when any order gives
-/// the same: four counters take turns, so that pixels of one value need not wait for each other.
-template <class T>
-inline void splatBlock(const T* const* pixels, const uchar* const* z, int rows, int n, int gridZ, std::uint64_t* sums,
-                       Cell cell)
-{
-    constexpr int kTurns = 4;
-    std::fill_n(sums, gridZ * kTurns, 0);
-    for (int y = 0; y < rows; ++y)
-        for (int x = 0; x < n; ++x)
-            sums[z[y][x] * kTurns + x % kTurns] += std::uint64_t(pixels[y][x]) << 32 | 1;
-    for (int k = 0; k < gridZ; ++k) {
-        const std::uint64_t* s = sums + k * kTurns;
-        const std::uint64_t sum = s[0] + s[1] + s[2] + s[3];
-        if (sum) {
-            cell.values[k] += float(sum >> 32);
-            cell.weights[k] += float(sum & 0xffffffff);
+/// Sums and counts of a block of at most 256 pixels: whole numbers below 2^24, which any order adds up to the same.
+///
+/// Four sets take turns, so that pixels of one cell need not wait for each other.
+struct BlockSums {
+    static constexpr int kTurns = 4;
+    static constexpr int kSet = 264; ///< 252 cells in whole pieces; sets must not lie a multiple of a page apart
+
+    std::uint64_t sets[kTurns][kSet]; ///< sum in the low half, count in the high
+
+    template <class T>
+    static void add(std::uint64_t* set, T pixel, uchar z)
+    {
+        set[z] += (std::uint64_t(1) << 32) + pixel;
+    }
+
+    template <class T>
+    void addRow(const T* pixels, const uchar* z, int n)
+    {
+        int x = 0;
+        for (; x + kTurns <= n; x += kTurns) {
+            add(sets[0], pixels[x], z[x]);
+            add(sets[1], pixels[x + 1], z[x + 1]);
+            add(sets[2], pixels[x + 2], z[x + 2]);
+            add(sets[3], pixels[x + 3], z[x + 3]);
+        }
+        for (; x < n; ++x)
+            add(sets[0], pixels[x], z[x]);
+    }
+
+    /// Adds the sums of gridZ cells to empty ones, and clears them. Up to `room` cells are written, with no more than
+    /// what empty ones hold.
+    void moveTo(Cell cell, int gridZ, std::ptrdiff_t room)
+    {
+        constexpr int kPiece = 16;
+        for (int k = 0; k < gridZ; k += kPiece) {
+            float sum[kPiece], count[kPiece];
+            for (int i = 0; i < kPiece; ++i) {
+                const std::uint64_t all = sets[0][k + i] + sets[1][k + i] + sets[2][k + i] + sets[3][k + i];
+                sum[i] = float(int(all & 0xffffffff));
+                count[i] = kEmptyWeight + float(int(all >> 32));
+            }
+            if (k + kPiece <= room) {
+                std::memcpy(cell.values + k, sum, sizeof sum);
+                std::memcpy(cell.weights + k, count, sizeof count);
+            } else {
+                std::copy_n(sum, gridZ - k, cell.values + k);
+                std::copy_n(count, gridZ - k, cell.weights + k);
+            }
+            for (auto& set : sets)
+                std::fill_n(set + k, kPiece, 0);
         }
     }
-}
-
-template <int L>
-struct GridLanes {
-    explicit GridLanes(const GridGaussian& gauss)
-    {
-        std::fill_n(nu, L, gauss.nu);
-        std::fill_n(gain, L, gauss.edgeGain);
-    }
-    float nu[L], gain[L];
 };
 
-template <int L>
-inline void sweepRounds(float* data, std::ptrdiff_t stride, int n, const GridLanes<L>& lanes)
+/// The cells of two slabs side by side: y, then y + 1.
+inline void pairSlabs(const float* __restrict slab, const float* __restrict below, float* __restrict pairs,
+                      std::size_t cells)
 {
-    for (int round = 0; round < kRounds; ++round)
-        sweepLines<L>(data, stride, n, lanes.nu, lanes.gain);
-}
-
-inline void scaleAll(float* data, std::size_t n, float scale)
-{
-    for (std::size_t i = 0; i < n; ++i)
-        data[i] *= scale;
-}
-
-/// Blurs one slab (all x and z of a y) along z, then along x. `padded` holds gridX rows of `width` floats, the first
-/// gridZ of them cells, `width` being a multiple of kLanes; `tile` holds gridZ * kLanes.
-inline void blurSlab(float* slab, int gridX, int gridZ, int width, const GridGaussian& gauss,
-                     const GridLanes<kLanes>& lanes, float* padded, float* tile)
-{
-    for (int x = 0; x < gridX; x += kLanes) {
-        const int count = std::min(kLanes, gridX - x);
-        rowsToLanes<kLanes>(slab + std::ptrdiff_t(x) * gridZ, gridZ, count, gridZ, tile);
-        sweepRounds<kLanes>(tile, kLanes, gridZ, lanes);
-        scaleAll(tile, std::size_t(gridZ) * kLanes, gauss.scale);
-        lanesToRows<kLanes>(tile, count, gridZ, padded + std::ptrdiff_t(x) * width, width);
-    }
-    for (int z = 0; z < gridZ; z += kLanes)
-        sweepRounds<kLanes>(padded + z, width, gridX, lanes);
-    for (int x = 0; x < gridX; ++x)
-        for (int z = 0; z < gridZ; ++z)
-            slab[std::ptrdiff_t(x) * gridZ + z] = padded[std::ptrdiff_t(x) * width + z] * gauss.scale;
-}
-
-/// Blurs `count` neighbouring lines along y in a strip of kLanes, and leaves them there scaled.
-inline void blurStrip(const float* grid, std::size_t stride, int count, int gridY, const GridGaussian& gauss,
-                      const GridLanes<kLanes>& lanes, float* strip)
-{
-    if (count < kLanes)
-        std::fill_n(strip, std::size_t(gridY) * kLanes, 0.0f);
-    for (int y = 0; y < gridY; ++y)
-        std::copy_n(grid + y * stride, count, strip + std::ptrdiff_t(y) * kLanes);
-    sweepRounds<kLanes>(strip, kLanes, gridY, lanes);
-    scaleAll(strip, std::size_t(gridY) * kLanes, gauss.scale);
-}
-
-/// The four columns around a pixel, side by side for every (x, z): y, y + 1 of x, then of x + 1.
-inline void gatherCorners(const float* slab, std::size_t slabSize, int gridX, int gridZ, float* corners)
-{
-    const float* below = slab + slabSize;
-    const std::size_t cells = std::size_t(gridX - 1) * gridZ;
     for (std::size_t i = 0; i < cells; ++i) {
-        corners[4 * i] = slab[i];
-        corners[4 * i + 1] = below[i];
-        corners[4 * i + 2] = slab[i + gridZ];
-        corners[4 * i + 3] = below[i + gridZ];
+        pairs[2 * i] = slab[i];
+        pairs[2 * i + 1] = below[i];
     }
 }
 
-/// Trilinear: along z for the four columns, then along x, then along y.
-inline void interpolateRow(const float* corners, const int* offset, const float* zFraction, const float* xFraction,
-                           float yFraction, float* __restrict out, int n)
+template <class Edge>
+inline void cellRow(const Edge* edge, GridAxis axis, int top, uchar* cells, int n)
 {
-    for (int x = 0; x < n; ++x) {
-        const float* p = corners + std::ptrdiff_t(offset[x]) * 4;
-        const float f = zFraction[x];
-        float c[4];
-        for (int k = 0; k < 4; ++k)
-            c[k] = p[k] + (p[k + 4] - p[k]) * f;
-        const float top = c[0] + (c[2] - c[0]) * xFraction[x];
-        const float bottom = c[1] + (c[3] - c[1]) * xFraction[x];
-        out[x] = top + (bottom - top) * yFraction;
-    }
+    const int done = rowPolicy().level == 2 ? cellRow512(edge, axis, top, cells, n) : 0;
+    cellPixels(edge, axis, top, cells, done, n);
 }
 
-inline void storeRow(const float* __restrict v, ushort* __restrict out, int n)
+template <class Edge, class Pixel>
+inline void readBackRow(const GridRead& grid, const Edge* edge, float yFraction, Pixel* out, int n)
 {
-    for (int x = 0; x < n; ++x)
-        out[x] = toPixel16(v[x]);
-}
-
-inline void storeRow(const float* __restrict v, uchar* __restrict out, int n)
-{
-    for (int x = 0; x < n; ++x)
-        out[x] = toPixel8(v[x]);
+    const int done = rowPolicy().level == 2 ? readBackRow512(grid, edge, yFraction, out, n) : 0;
+    readBackPixels(grid, edge, yFraction, out, done, n);
 }
 
 } // namespace
 
-void BilateralFilter::splat(const cv::Mat& picture, const cv::Mat& edge)
+void BilateralFilter::build(const cv::Mat& picture, const cv::Mat& edge, bool fresh)
 {
     const double alpha = 1.0 / m_sampleR;
     const GridAxis axis{float(alpha), float(double(float(m_padZ) + 1.0f) - m_minVal * alpha)};
@@ -175,70 +144,94 @@ void BilateralFilter::splat(const cv::Mat& picture, const cv::Mat& edge)
     // Whole blocks pay where they are larger than the cells to go through; sums must stay exact in float.
     const bool blocks = step <= 16 && step * step >= 2 * m_gridZ;
 
-    TeamScratch<uchar> cells(std::size_t(m_width) * step);
-    TeamScratch<std::uint64_t> counters(std::size_t(m_gridZ) * 4);
-    const auto splatRows = [&](const cv::Mat& edges, auto edgeType, auto pixelType) {
+    TeamScratch<uchar> cells(std::size_t(m_width) * std::min(step, m_height));
+    const auto splatRow = [&](const cv::Mat& edges, auto edgeType, auto pixelType, int row) {
         using Edge = decltype(edgeType);
         using Pixel = decltype(pixelType);
-        forEachIndex(gridRows, long(m_width) * m_height, [&](int row) {
-            uchar* const z = cells.mine();
-            const int y0 = row * step, rows = std::min(step, m_height - y0);
-            for (int y = 0; y < rows; ++y)
-                cellRow(edges.ptr<Edge>(y0 + y), axis, m_gridZ - 2, z + std::ptrdiff_t(y) * m_width, m_width);
-            for (int column = 0; column < columns; ++column) {
-                const int x0 = column * step, n = std::min(step, m_width - x0);
-                const std::size_t at = (row + first) * slab + std::size_t(column + first) * m_gridZ;
-                const Cell cell{m_values_p + at, m_weights_p + at};
-                if (blocks) {
-                    const Pixel* pixels[16];
-                    const uchar* zs[16];
-                    for (int y = 0; y < rows; ++y) {
-                        pixels[y] = picture.ptr<Pixel>(y0 + y) + x0;
-                        zs[y] = z + std::ptrdiff_t(y) * m_width + x0;
-                    }
-                    splatBlock(pixels, zs, rows, n, m_gridZ, counters.mine(), cell);
-                } else {
-                    for (int y = 0; y < rows; ++y)
-                        splatPixels(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * m_width + x0, n, cell);
-                }
+        uchar* const z = cells.mine();
+        BlockSums sums = {};
+        const int y0 = row * step, rows = std::min(step, m_height - y0);
+        for (int y = 0; y < rows; ++y)
+            cellRow(edges.ptr<Edge>(y0 + y), axis, m_gridZ - 2, z + std::ptrdiff_t(y) * m_width, m_width);
+        for (int column = 0; column < columns; ++column) {
+            const int x0 = column * step, n = std::min(step, m_width - x0);
+            const std::size_t at = (row + first) * slab + std::size_t(column + first) * m_gridZ;
+            const Cell cell{m_values_p + at, m_weights_p + at};
+            if (blocks && (fresh || isEmpty(cell, m_gridZ))) {
+                for (int y = 0; y < rows; ++y)
+                    sums.addRow(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * m_width + x0, n);
+                sums.moveTo(cell, m_gridZ,
+                            fresh ? std::ptrdiff_t(slab) - std::ptrdiff_t(column + first) * m_gridZ : m_gridZ);
+            } else {
+                for (int y = 0; y < rows; ++y)
+                    splatPixels(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * m_width + x0, n, cell);
             }
-        });
+        }
     };
     withEdge(edge, [&](const cv::Mat& edges, auto edgeType) {
-        if (m_is16Bit)
-            splatRows(edges, edgeType, ushort());
-        else
-            splatRows(edges, edgeType, uchar());
+        blurSlabs(long(m_width) * m_height, [&](int y, int end) {
+            if (fresh)
+                fillGrids(m_weights_p + y * slab, m_values_p + y * slab, (end - y) * slab, kEmptyWeight, 0.0f);
+            for (int row = std::max(y - first, 0); row < std::min(end - first, gridRows); ++row)
+                if (m_is16Bit)
+                    splatRow(edges, edgeType, ushort(), row);
+                else
+                    splatRow(edges, edgeType, uchar(), row);
+        });
+    });
+    blurAlongY(true);
+}
+
+void BilateralFilter::filterGrids()
+{
+    if (!m_weights_p || !m_values_p)
+        return;
+    blurSlabs(0, [](int, int) {});
+    blurAlongY(false);
+}
+
+/// Blurs every slab along z and x, right after `prepare(y, y + 1)` while it is near. `pixels`: the work of preparing
+/// all.
+template <class Prepare>
+void BilateralFilter::blurSlabs(long pixels, const Prepare& prepare)
+{
+    const std::size_t slab = std::size_t(m_gridX) * m_gridZ;
+    SlabBlur slabs(m_gridX, m_gridZ);
+    const auto blur = [&](int y, int) { slabs.blur(m_weights_p + y * slab, m_values_p + y * slab); };
+    forEachSpan(m_gridY, long(slab) * m_gridY + pixels, [&](int y, int end) {
+        slabs.start();
+        for (; y < end; ++y) { // each by a call of its own: there are many forms of the first and one of the second
+            runSpan(prepare, y, y + 1);
+            runSpan(blur, y, y + 1);
+        }
     });
 }
 
-void BilateralFilter::blur(bool divide)
+void BilateralFilter::blurAlongY(bool divide)
 {
-    const GridGaussian gauss = GridGaussian::make(kSigma, kRounds);
-    const GridLanes<kLanes> lanes(gauss);
-    const int width = (m_gridZ + kLanes - 1) / kLanes * kLanes;
     const std::size_t slab = std::size_t(m_gridX) * m_gridZ;
-    const long work = long(slab) * m_gridY;
-
-    TeamScratch<float> padded(std::size_t(m_gridX) * width), tiles(std::size_t(m_gridZ) * kLanes);
-    forEachIndex(m_gridY, work, [&](int y) {
-        float* rows = padded.mine();
-        std::fill_n(rows, std::size_t(m_gridX) * width, 0.0f);
-        for (float* grid : {m_weights_p, m_values_p})
-            blurSlab(grid + y * slab, m_gridX, m_gridZ, width, gauss, lanes, rows, tiles.mine());
-    });
-
-    const int strips = int((slab + kLanes - 1) / kLanes);
-    TeamScratch<float> scratch(std::size_t(m_gridY) * kLanes * 2);
-    forEachIndex(strips, work, [&](int strip) {
-        const std::size_t x = std::size_t(strip) * kLanes;
-        const int count = int(std::min<std::size_t>(kLanes, slab - x));
-        float* weights = scratch.mine();
-        float* values = weights + std::size_t(m_gridY) * kLanes;
-        blurStrip(m_weights_p + x, slab, count, m_gridY, gauss, lanes, weights);
-        blurStrip(m_values_p + x, slab, count, m_gridY, gauss, lanes, values);
+    const GridGaussian gauss = GridGaussian::ofGrid();
+    const int strips = int((slab + kGridLanes - 1) / kGridLanes);
+    const std::size_t column = std::size_t(m_gridY) * kGridLanes;
+    TeamScratch<float> scratch(column * 2);
+    forEachIndex(strips, long(slab) * m_gridY, [&](int strip) {
+        const std::size_t x = std::size_t(strip) * kGridLanes;
+        const int count = int(std::min<std::size_t>(kGridLanes, slab - x));
+        float *counts = scratch.mine(), *sums = counts + column;
+        const GridLines<float> lines{counts, sums, kGridLanes};
+        if (count == kGridLanes) {
+            blurLines(GridLines<const float>{m_weights_p + x, m_values_p + x, std::ptrdiff_t(slab)}, lines, m_gridY,
+                      gauss);
+        } else {
+            std::fill_n(counts, column * 2, 0.0f);
+            for (int y = 0; y < m_gridY; ++y) {
+                std::copy_n(m_weights_p + y * slab + x, count, counts + std::ptrdiff_t(y) * kGridLanes);
+                std::copy_n(m_values_p + y * slab + x, count, sums + std::ptrdiff_t(y) * kGridLanes);
+            }
+            blurLines(lines, m_gridY, gauss);
+        }
         for (int y = 0; y < m_gridY; ++y) {
-            const float *w = weights + std::ptrdiff_t(y) * kLanes, *v = values + std::ptrdiff_t(y) * kLanes;
+            const float *w = counts + std::ptrdiff_t(y) * kGridLanes, *v = sums + std::ptrdiff_t(y) * kGridLanes;
             float *outW = m_weights_p + y * slab + x, *outV = m_values_p + y * slab + x;
             for (int l = 0; l < count; ++l) {
                 outW[l] = w[l];
@@ -264,26 +257,22 @@ void BilateralFilter::interpGrid(cv::Mat& inOut, const cv::Mat& edge)
         xOffset[x] = int(position) * m_gridZ;
         xFraction[x] = position - float(int(position));
     }
-    TeamScratch<float> corners(slab * 4), lines(std::size_t(width) * 2);
-    TeamScratch<int> offsets(width);
+    TeamScratch<float> scratch(slab * 2);
     const auto readRows = [&](const cv::Mat& edges, auto edgeType) {
         using Edge = decltype(edgeType);
         forEachSpan(m_height, long(width) * m_height, [&](int y, int end) {
-            float *corner = corners.mine(), *fraction = lines.mine(), *line = fraction + width;
-            int* offset = offsets.mine();
-            int gathered = -1;
-            for (; y < end; ++y) {
+            float* const pairs = scratch.mine();
+            const GridRead grid{pairs, m_gridZ, axis, xOffset.data(), xFraction.data()};
+            for (int paired = -1; y < end; ++y) {
                 const float position = float(y) / float(m_sampleS) + float(m_padXY) + 0.5f;
                 const int yi = int(position);
-                if (yi != gathered)
-                    gatherCorners(m_values_p + yi * slab, slab, m_gridX, m_gridZ, corner);
-                gathered = yi;
-                readRow(edges.ptr<Edge>(y), axis, m_gridZ - 2, xOffset.data(), offset, fraction, width);
-                interpolateRow(corner, offset, fraction, xFraction.data(), position - float(yi), line, width);
+                if (yi != paired)
+                    pairSlabs(m_values_p + yi * slab, m_values_p + (yi + 1) * slab, pairs, slab);
+                paired = yi;
                 if (m_is16Bit)
-                    storeRow(line, inOut.ptr<ushort>(y), width);
+                    readBackRow(grid, edges.ptr<Edge>(y), position - float(yi), inOut.ptr<ushort>(y), width);
                 else
-                    storeRow(line, inOut.ptr<uchar>(y), width);
+                    readBackRow(grid, edges.ptr<Edge>(y), position - float(yi), inOut.ptr<uchar>(y), width);
             }
         });
     };

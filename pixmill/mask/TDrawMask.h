@@ -10,7 +10,8 @@
 
 namespace pixmill::detail {
 class BrushWeights;
-}
+struct StrokeBlend;
+} // namespace pixmill::detail
 
 /// What a command of the mask document does.
 enum TMaskCmdType {
@@ -185,4 +186,5 @@ public:
 
 private:
     std::unique_ptr<pixmill::detail::BrushWeights> m_weights_p; ///< Weights of the last soft dot, made on demand.
+    std::unique_ptr<pixmill::detail::StrokeBlend> m_blend_p;    ///< The last dot's blend, made on demand.
 };

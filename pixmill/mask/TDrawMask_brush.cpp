@@ -4,6 +4,7 @@
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/mask/detail/brush.h>
+#include <pixmill/mask/detail/brush_avx512.h>
 #include <pixmill/mask/detail/brush_weights.h>
 
 #include <algorithm>
@@ -56,14 +57,15 @@ struct Walk {
     static int nearest(long c, long low, long high) { return int(std::max({0L, low - c, c - (high - 1)})); }
     static int farthest(long c, long low, long high) { return int(std::max(c - low, high - 1 - c)); }
 
-    /// Calls body(dy) for every distance of a row from the centre.
+    /// Calls body(dy) for every distance of a row from the centre. `pixels` of its work weigh as much as one elsewhere.
     template <class Body>
-    void forEachDistance(const Body& body) const
+    void forEachDistance(int pixels, const Body& body) const
     {
         if (area.isEmpty())
             return;
         const int first = nearest(center.y, area.y0, area.y1), last = farthest(center.y, area.y0, area.y1);
-        forEachIndex(last - first + 1, (area.x1 - area.x0) * (area.y1 - area.y0), [&](int i) { body(first + i); });
+        forEachIndex(last - first + 1, (area.x1 - area.x0) * (area.y1 - area.y0) / pixels,
+                     [&](int i) { body(first + i); });
     }
 
     /// Calls body(y) for the one or two rows at this distance.
@@ -77,35 +79,57 @@ struct Walk {
     }
 };
 
-constexpr int kPiece = 1024; ///< pixels of a row weighed at a time
+constexpr int kPiece = 1024;      ///< pixels of a row weighed at a time
+constexpr int kLightPixels = 4;   ///< pixels of a cheap loop that weigh as much as one elsewhere, see forEachSpan
+constexpr int kWorthALine = 4096; ///< pixels of a rectangle that pay for another line of its base
 
 /// Paints a soft dot row by row: apply(x, y, w, n, room) applies n weights to pixels from x on.
 ///
 /// `rows` gives the weights by distance from the centre; those of a row serve the rows above and below it alike. A run
-/// may be taken on to whole blocks within the `room` left in the mask's row: weights of 0 follow it, which change no
-/// coverage.
+/// may be taken on to whole blocks within the `room` left in the mask's row: weights that change no coverage follow it.
 template <class Rows, class Apply>
 void paintSoft(const Walk& walk, const Rows& rows, const Apply& apply)
 {
     const long cx = walk.center.x;
     const int cols = walk.cols;
-    walk.forEachDistance([&](int dy) {
+    walk.forEachDistance(1, [&](int dy) {
         const long reach = rows.reach(dy);
         const int first = int(std::max(cx - reach + 1, walk.area.x0)), end = int(std::min(cx + reach, walk.area.x1));
-        float room[kPiece], w[kPiece + kBrushBlock];
+        float room[kPiece + kBrushLanes], line[kBrushLanes + kPiece + kBrushBlock];
+        float* const w = line + kBrushLanes;
         for (int x = first; x < end; x += kPiece) {
             const int n = std::min(kPiece, end - x), left = int(limit(cx - x, 0L, long(n))), right = n - left;
             if (left > 0) {
                 const float* nearer = rows.weights(int(cx - x - left + 1), dy, left, room);
-                for (int i = 0; i < left; ++i)
-                    w[i] = nearer[left - 1 - i];
+                mirrorWeights(nearer, w + left, left);
             }
             if (right > 0) {
                 const float* farther = rows.weights(int(x + left - cx), dy, right, room);
-                std::memcpy(w + left, farther, right * sizeof *w);
+                copyWeights(farther, w + left, right);
             }
-            std::memset(w + n, 0, kBrushBlock * sizeof *w);
+            std::fill_n(w + n, kBrushBlock, rows.none());
             walk.rowsAt(dy, [&](int y) { apply(x, y, w, n, cols - x); });
+        }
+    });
+}
+
+/// Paints a soft dot by shares, each row from the centre outward.
+void paintShares512(const Walk& walk, const BrushWeights& shares, cv::Mat& cover)
+{
+    const long cx = walk.center.x;
+    walk.forEachDistance(kLightPixels, [&](int dy) {
+        const long reach = shares.reach(dy);
+        const long first = std::max(cx - reach + 1, walk.area.x0), end = std::min(cx + reach, walk.area.x1);
+        float room[kPiece];
+        for (long x = std::max(cx, first); x < end; x += kPiece) {
+            const int n = int(std::min(long(kPiece), end - x));
+            const float* share = shares.weights(int(x - cx), dy, n, room);
+            walk.rowsAt(dy, [&](int y) { coverOutward512<false>(share, cover.ptr(y) + x, n); });
+        }
+        for (long x = std::min(cx, end); x > first; x -= kPiece) {
+            const int n = int(std::min(long(kPiece), x - first));
+            const float* share = shares.weights(int(cx - x + 1), dy, n, room);
+            walk.rowsAt(dy, [&](int y) { coverOutward512<true>(share, cover.ptr(y) + x, n); });
         }
     });
 }
@@ -116,6 +140,7 @@ struct SmoothRows {
     int radius;
 
     long reach(int) const { return long(radius) + 1; }
+    float none() const { return 0.0f; }
     const float* weights(int dx, int dy, int n, float* room) const
     {
         falloff.weights(dx, dy, room, n);
@@ -212,7 +237,7 @@ void TDrawMask::drawDumbDot(cv::Point center, int radius)
     CV_Assert(fits(m_strokeCover, m_mask.size(), CV_8UC1));
     checkBoundary(center, radius);
     const Walk walk(center, radius, m_strokeCover);
-    walk.forEachDistance([&](int dy) {
+    walk.forEachDistance(kLightPixels, [&](int dy) {
         const long reach = discReach(dy, radius);
         const long x0 = std::max(center.x - reach, walk.area.x0), x1 = std::min(center.x + reach + 1, walk.area.x1);
         if (x0 < x1)
@@ -236,18 +261,23 @@ void TDrawMask::drawMaskDotLUT(cv::Point center, int outerRadius, int /*innerRad
         return;
     if (!m_weights_p)
         m_weights_p = std::make_unique<BrushWeights>();
-    m_weights_p->update(outerRadius, m_lut_p);
-    const bool isWithinOne = m_weights_p->isWithinOne();
+    const BrushWeights& weights = *m_weights_p;
+    m_weights_p->update(outerRadius, m_lut_p, edge > 0.0f);
     if (edge > 0.0f) {
         const EdgeBrush brush = edgeBrush(*this, center, edge);
-        paintSoft(walk, *m_weights_p, [&](int x, int y, const float* w, int n, int room) {
+        paintSoft(walk, weights, [&](int x, int y, const float* w, int n, int room) {
             const BrushPixels under = pixelsUnder(*this, x, y);
-            brush.coverRun(w, under, m_strokeCover.ptr(y, x), n, room, isWithinOne);
+            brush.coverRun(w, under, m_strokeCover.ptr(y, x), n, room, weights.areWithinOne());
+        });
+    } else if (weights.areShares() && rowPolicy().level == 2) {
+        paintShares512(walk, weights, m_strokeCover);
+    } else if (weights.areShares()) {
+        paintSoft(walk, weights, [&](int x, int y, const float* share, int n, int room) {
+            coverSharesRun(share, m_strokeCover.ptr(y, x), n, room);
         });
     } else {
-        paintSoft(walk, *m_weights_p, [&](int x, int y, const float* w, int n, int room) {
-            coverRun(w, m_strokeCover.ptr(y, x), n, room, isWithinOne);
-        });
+        paintSoft(walk, weights,
+                  [&](int x, int y, const float* w, int n, int) { coverRow(w, m_strokeCover.ptr(y, x), n); });
     }
 }
 
@@ -275,9 +305,7 @@ void TDrawMask::drawMaskDot(cv::Point center, int outerRadius, int innerRadius, 
             brush.coverRowSingle(w, pixelsUnder(*this, x, y), m_strokeCover.ptr(y, x), n);
         });
     } else {
-        paint([&](int x, int y, const float* w, int n, int room) {
-            coverRun(w, m_strokeCover.ptr(y, x), n, room, false);
-        });
+        paint([&](int x, int y, const float* w, int n, int) { coverRow(w, m_strokeCover.ptr(y, x), n); });
     }
 }
 
@@ -289,8 +317,12 @@ void TDrawMask::renderStroke(unsigned char value, float opacity, cv::Point cente
     if (x0 >= x1 || y0 >= y1)
         return;
     const int x = int(x0), n = int(x1 - x0), room = m_mask.cols - x;
-    const StrokeBlend stroke(value, opacity);
-    forEachRow({n, int(y1 - y0)}, [&](int row) {
+    const uchar evenBase = *m_strokeBase.ptr(int((y0 + y1) / 2), int((x0 + x1) / 2));
+    const bool isLarge = (x1 - x0) * (y1 - y0) >= kWorthALine;
+    if (!m_blend_p || !m_blend_p->isOf(value, opacity) || (isLarge && m_blend_p->evenBase != evenBase))
+        m_blend_p = std::make_unique<StrokeBlend>(value, opacity, evenBase);
+    const StrokeBlend& stroke = *m_blend_p;
+    forEachIndex(int(y1 - y0), n * (y1 - y0) / kLightPixels, [&](int row) {
         const int y = int(y0) + row;
         const uchar* cover = m_strokeCover.ptr(y, x);
         const uchar* base = m_strokeBase.ptr(y, x);

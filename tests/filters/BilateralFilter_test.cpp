@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 using namespace pixmill::test;
@@ -121,9 +122,10 @@ struct Case {
     int type, edgeType, sampleS, sampleR;
 };
 
-const Case kCases[] = {{CV_16UC1, CV_16UC1, 8, 3072}, {CV_16UC1, CV_16UC1, 16, 4096}, {CV_16UC1, CV_16UC1, 17, 9000},
-                       {CV_16UC1, CV_16UC1, 2, 100},  {CV_8UC1, CV_8UC1, 8, 12},      {CV_8UC1, CV_16UC1, 5, 2000},
-                       {CV_16UC1, CV_8UC1, 3, 1},     {CV_16UC1, CV_32FC1, 4, 700}};
+const Case kCases[] = {{CV_16UC1, CV_16UC1, 8, 3072},  {CV_16UC1, CV_16UC1, 16, 4096}, {CV_16UC1, CV_16UC1, 17, 9000},
+                       {CV_16UC1, CV_16UC1, 2, 100},   {CV_8UC1, CV_8UC1, 8, 12},      {CV_8UC1, CV_16UC1, 5, 2000},
+                       {CV_16UC1, CV_8UC1, 3, 1},      {CV_16UC1, CV_32FC1, 4, 700},   {CV_16UC1, CV_16UC1, 2, 60000},
+                       {CV_8UC1, CV_16UC1, 16, 70000}, {CV_8UC1, CV_32FC1, 9, 9000}};
 
 double topOf(int type)
 {
@@ -167,6 +169,28 @@ TEST(BilateralFilter, GuidesItselfWithoutAnEdgePictureAndKeepsItsGrid)
     filter.proc(cv::Mat(), out, 8, 3072, nullptr);
     EXPECT_EQ(filter.m_values_p, grid);
     EXPECT_TRUE(samePixels<ushort>(Reference(in, 8, 3072).filter(in, in), out));
+}
+
+TEST(BilateralFilter, BuildsUponWhatTheHostPutIntoTheGrid)
+{
+    const cv::Mat in = scenePlane({90, 70}, CV_16UC1, 1000, 60000, 3);
+    for (const auto& [weight, value] : std::vector<std::pair<float, float>>{{0.3f, 0.7f}, {0.0f, 1e9f}, {1.0f, 0.0f}}) {
+        Reference reference(in, 8, 3072);
+        std::fill(reference.weights.begin(), reference.weights.end(), weight);
+        std::fill(reference.values.begin(), reference.values.end(), value);
+        const cv::Mat expected = reference.filter(in, in);
+        everyWay([&] {
+            BilateralFilter filter;
+            cv::Mat out = in.clone();
+            filter.setup(in, in.cols, in.rows, 8, 3072, true);
+            filter.gridInit(weight, value);
+            filter.buildGrid(out, in);
+            for (std::size_t i = 0; i < reference.values.size(); ++i)
+                ASSERT_EQ(reference.values[i], filter.m_values_p[i]) << "cell " << i << " weight " << weight;
+            filter.interpGrid(out, in);
+            ASSERT_TRUE(samePixels<ushort>(expected, out));
+        });
+    }
 }
 
 TEST(BilateralFilter, SizesItsGridFromThePictureAndTheRange)

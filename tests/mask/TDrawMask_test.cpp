@@ -8,6 +8,7 @@
 #include <pixmill/mask/detail/brush.h>
 
 #include <climits>
+#include <cmath>
 #include <stdexcept>
 
 using namespace pixmill::test;
@@ -295,6 +296,67 @@ TEST(TDrawMask, EveryWeightMeetsEveryCoverage)
             ASSERT_TRUE(pair.agree()) << "radius " << R << " edge " << edge;
         }
     }
+}
+
+TEST(TDrawMask, WeightsThatTheHostWritesBetweenDotsAreUsed)
+{
+    // Weights outside 0..1 have no share; a radius of 1100 is too large for its weights to be kept.
+    const std::vector<float> written[] = {{0.3f},         {0.5f}, {0.75f, 0.125f}, {1.25f, -0.5f}, {1e-30f, 0.9999999f},
+                                          {std::nanf("")}};
+    everyWay([&] {
+        for (const int R : {20, 1100})
+            for (const float edge : {0.0f, 0.3f}) {
+                Pair pair({150, 43});
+                pair.startStroke(unsigned(R));
+                pair.painter.updateLUT(R, R / 3);
+                pair.twin.fillTable(R, R / 3);
+                for (const auto& weights : written) {
+                    if (R > 20 ? weights[0] > 0.3f || edge > 0 : std::isnan(weights[0]) && edge > 0)
+                        continue; // a large dot takes the twin long; with an edge a NaN becomes any byte
+                    for (std::size_t i = 0; i < weights.size(); ++i)
+                        for (int r = int(i); r < 60; r += 3)
+                            pair.painter.m_lut_p[r] = pair.twin.table[r] = weights[i];
+                    pair.painter.drawMaskDotLUT({75, 21}, R, R / 3, edge);
+                    pair.twin.softDot({75, 21}, R, edge);
+                    ASSERT_TRUE(pair.agree()) << "radius " << R << " edge " << edge << " weight " << weights[0];
+                }
+            }
+    });
+}
+
+TEST(TDrawMask, AnEvenBaseIsBlendedAsAnyOther)
+{
+    Pair pair({150, 40});
+    everyWay([&] {
+        for (const float opacity : {-0.5f, 0.0f, 0.004f, 0.25f, 0.5f, 0.8f, 0.97f, 1.0f, 1.5f})
+            for (const int value : {0, 9, 128, 255})
+                for (const int base : {0, 1, 128, 200, 255}) {
+                    pair.startStroke(3);
+                    pair.twin.base.setTo(base);
+                    pair.twin.base.at<uchar>(11, 90) = uchar(base + 40); // so one block is not even
+                    pair.painter.m_strokeBase = pair.twin.base.clone();
+                    pair.painter.renderStroke(uchar(value), opacity, {75, 20}, 70);
+                    pair.twin.render(uchar(value), opacity, {75, 20}, 70);
+                    ASSERT_TRUE(pair.agree()) << "value " << value << " base " << base << " opacity " << opacity;
+                }
+    });
+}
+
+TEST(BrushShares, CoverEveryCoverageAsTheirWeight)
+{
+    using namespace pixmill::detail;
+    cv::RNG rng(5);
+    for (int i = 0; i < 20000; ++i) {
+        const float w = i < 512 ? float(i) / 511 : i < 1024 ? float(i - 512) / 512 : rng.uniform(0.0f, 1.0f);
+        const float share = openShare(w);
+        ASSERT_GE(share, 0.0f) << "weight " << w;
+        for (int c = 0; c < 256; ++c) {
+            uchar covered = uchar(c);
+            coverShares(&share, &covered, 1);
+            ASSERT_EQ(std::lrint(255.0 * w + (1.0 - w) * c), covered) << "weight " << w << " coverage " << c;
+        }
+    }
+    EXPECT_LT(openShare(-0.5f), 0.0f);
 }
 
 TEST(TDrawMask, DistancesPastTheTableHaveNoWeight)

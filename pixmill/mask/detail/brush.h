@@ -2,6 +2,7 @@
 
 #include <pixmill/core/detail/pixel.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -13,10 +14,13 @@ namespace pixmill::detail {
 
 constexpr int kBrushTable = 8000;           ///< entries of the radial table; farther pixels have weight 0
 constexpr int kBrushBlock = 64;             ///< pixels that the loops work best on
+constexpr int kBrushLanes = 16;             ///< the floats of a block handled at a time
 constexpr float kPerByte = 0.00392156886f;  ///< 1 / 255
 constexpr float kPerWord = 1.52590219e-05f; ///< 1 / 65535
 
 constexpr float kToInteger = 12582912.0f; ///< 1.5 * 2^23: a sum with it is a rounded value, in its low bits
+
+constexpr float kFullToInteger = kToInteger + 255.0f;
 
 inline int lowBits(float v)
 {
@@ -51,12 +55,30 @@ inline int discReach(int dy, int radius)
     return inside;
 }
 
-/// Weights of a row by table, from column distance dx on.
-inline void tableWeights(const float* __restrict table, int dx, int dy, float* __restrict w, int n)
+/// Weights of a row by table, from column distance dx on; `beyond` is the one past the table.
+inline void tableWeights(const float* __restrict table, float beyond, int dx, int dy, float* __restrict w, int n)
 {
     for (int i = 0; i < n; ++i) {
         const double index = double(brushDistance(dx + i, dy)) + 0.5;
-        w[i] = index < kBrushTable ? table[int(index)] : 0.0f;
+        w[i] = index < kBrushTable ? table[int(index)] : beyond;
+    }
+}
+
+/// Copies n weights from the centre outward to n of them up to `end`, nearest last. Up to kBrushLanes - 1 more are read
+/// and written.
+inline void mirrorWeights(const float* __restrict w, float* __restrict end, int n)
+{
+    for (int i = 0; i < n; i += kBrushLanes)
+        for (int j = 0; j < kBrushLanes; ++j)
+            end[j - i - kBrushLanes] = w[i + kBrushLanes - 1 - j];
+}
+
+/// Copies n weights. Up to kBrushLanes - 1 more are read and written.
+inline void copyWeights(const float* __restrict w, float* __restrict out, int n)
+{
+    for (int i = 0; i < n; i += kBrushLanes) {
+        std::memcpy(out + i, w + i, kBrushLanes * sizeof *w);
+        asm volatile("" ::: "memory"); // or the loop becomes a string instruction, several times slower on short rows
     }
 }
 
@@ -86,6 +108,8 @@ struct SmoothFalloff {
 inline bool isBlockOf(const uchar* block, uchar value)
 {
     const unsigned long long all = 0x0101010101010101ull * value;
+    if (std::memcmp(block, &all, sizeof all) != 0) // so it is with most blocks that differ
+        return false;
     unsigned long long differs = 0;
     for (int i = 0; i < kBrushBlock; i += int(sizeof all)) {
         unsigned long long part;
@@ -104,33 +128,61 @@ inline void coverRow(const float* __restrict w, uchar* __restrict cover, int n)
     }
 }
 
-/// A whole block of weights 0..1 with the same result, in single precision; false, and nothing done, where that cannot
-/// be told from it. Both values lie within 2.3e-5 of each other, so rounding differs around a half only.
-inline bool coverBlock(const float* __restrict w, uchar* __restrict cover)
+/// The same by the share of what is open that each weight leaves open, see openShare. The last difference is rounded,
+/// not its second operand, so that an exact half becomes an even coverage here too.
+inline void coverShares(const float* __restrict share, uchar* __restrict cover, int n)
 {
-    float rounded[kBrushBlock];
-    int unsure = 0;
-    for (int i = 0; i < kBrushBlock; ++i) {
-        const float old = cover[i], v = old + w[i] * (255.0f - old);
-        rounded[i] = v + kToInteger;
-        unsure |= int(std::abs(v - (rounded[i] - kToInteger)) > 0.4999f);
+    for (int i = 0; i < n; ++i) {
+        const int open = 255 - cover[i];
+        cover[i] = uchar(lowBits(kFullToInteger - float(open) * share[i]));
     }
-    if (unsure)
-        return false;
-    for (int i = 0; i < kBrushBlock; ++i)
-        cover[i] = uchar(lowBits(rounded[i]));
-    return true;
 }
 
-/// A run of n pixels, followed by weights of 0, in a row that holds `room` of them from its first on.
-inline void coverRun(const float* __restrict w, uchar* __restrict cover, int n, int room, bool isWithinOne)
+/// A whole block, in pieces for which compilers find the short conversions between bytes and floats.
+inline void coverSharesBlock(const float* __restrict share, uchar* __restrict cover)
+{
+    for (int i = 0; i < kBrushBlock; i += kBrushLanes)
+        coverShares(share + i, cover + i, kBrushLanes);
+}
+
+/// A share with which coverShares does to every coverage what coverRow does with this weight, or -1.
+///
+/// That is 1 - weight, or a neighbour of it, for every weight of 0..1 that was tried; most of the others have none.
+inline float openShare(float weight)
+{
+    if (weight == 0.0f || weight == 1.0f) // most of a table
+        return 1.0f - weight;
+    constexpr float kStep = 5.96046448e-08f; // 2^-24
+    float weights[256];
+    uchar every[256], wanted[256];
+    for (int i = 0; i < 256; ++i) {
+        weights[i] = weight;
+        every[i] = wanted[i] = uchar(i);
+    }
+    coverRow(weights, wanted, 256);
+    const float left = 1.0f - weight;
+    for (const float share : {left, left - kStep, left + kStep, left - 2 * kStep, left + 2 * kStep, 1.0f, 0.0f}) {
+        float shares[256];
+        uchar covered[256];
+        for (int i = 0; i < 256; ++i)
+            shares[i] = share;
+        std::memcpy(covered, every, sizeof covered);
+        coverShares(shares, covered, 256);
+        if (std::memcmp(covered, wanted, sizeof covered) == 0)
+            return share;
+    }
+    return -1.0f;
+}
+
+/// A run of n pixels by shares, followed by shares of 1, in a row that holds `room` of them from its first on.
+inline void coverSharesRun(const float* __restrict share, uchar* __restrict cover, int n, int room)
 {
     int i = 0;
     for (; i < n && i + kBrushBlock <= room; i += kBrushBlock)
-        if (!isBlockOf(cover + i, 255) && !(isWithinOne && coverBlock(w + i, cover + i))) // full coverage stays full
-            coverRow(w + i, cover + i, kBrushBlock);
+        if (!isBlockOf(cover + i, 255)) // full coverage stays full
+            coverSharesBlock(share + i, cover + i);
     if (i < n)
-        coverRow(w + i, cover + i, n - i);
+        coverShares(share + i, cover + i, n - i);
 }
 
 /// The picture under a run of pixels.
@@ -228,16 +280,64 @@ struct EdgeBrush {
     }
 };
 
+/// A map of bytes by one multiplication of 16 bits: ((v << 8) * slope >> 16) + shift, less its low 8 bits.
+struct ByteLine {
+    ushort slope = 0, shift = 0;
+    uchar flip = 0; ///< 255 where the map falls: it is then one of 255 - v
+
+    uchar operator()(uchar v) const
+    {
+        const ushort moved = ushort(unsigned(ushort(uchar(v ^ flip) << 8)) * unsigned(slope) >> 16);
+        return uchar(ushort(moved + shift) >> 8);
+    }
+
+    /// Takes a map that rises or falls by about `rise` a step, 0..1. False where no line has all of its 256 values.
+    bool fit(const uchar* map, double rise)
+    {
+        flip = map[255] < map[0] ? 255 : 0;
+        const int near = int(rise * 65536 + 0.5);
+        for (const int off : {0, -1, 1, -2, 2, -3, 3, -4, 4}) {
+            int low = -65536, high = 65536; // what the shift must lie within
+            const int k = limit(near + off, 0, 65535);
+            for (int v = 0; v < 256; ++v) {
+                const int moved = int(unsigned(v << 8) * unsigned(k) >> 16), wanted = 256 * map[v ^ flip];
+                low = std::max(low, wanted - moved);
+                high = std::min(high, wanted + 255 - moved);
+            }
+            slope = ushort(k);
+            shift = ushort(low);
+            if (low <= high)
+                return true;
+        }
+        return false;
+    }
+};
+
 /// A stroke's blend of its value over its base.
 struct StrokeBlend {
-    float value;
-    float scale;   ///< opacity of one step of coverage
-    bool isWithin; ///< the opacity is 0..1, so that no blend leaves the range of its two values
+    float value, opacity;
+    float scale;    ///< opacity of one step of coverage
+    bool isWithin;  ///< the opacity is 0..1, so that no blend leaves the range of its two values
+    uchar evenBase; ///< a base pixel...
+    bool hasLine;   ///< ...over which `line` gives the blend by coverage
+    ByteLine line;
 
-    StrokeBlend(uchar v, float opacity)
-        : value(v), scale(opacity * kPerByte), isWithin(opacity >= 0.0f && opacity <= 1.0f)
+    StrokeBlend(uchar v, float share, uchar base)
+        : value(v), opacity(share), scale(share * kPerByte), isWithin(share >= 0.0f && share <= 1.0f), evenBase(base)
     {
+        uchar every[256], same[256], blended[256];
+        for (int i = 0; i < 256; ++i) {
+            every[i] = uchar(i);
+            same[i] = base;
+        }
+        hasLine = false;
+        if (!isWithin)
+            return;
+        row(every, same, blended, 256);
+        hasLine = line.fit(blended, scale * std::abs(value - float(base)));
     }
+
+    bool isOf(uchar v, float share) const { return value == float(v) && opacity == share; }
 
     float blend(float cover, uchar base) const
     {
@@ -255,10 +355,13 @@ struct StrokeBlend {
                 mask[i] = toPixel8(blend(cover[i], base[i]));
     }
 
-    /// A whole block. Most blocks of a stroke are untouched, or fully covered.
+    /// A whole block. Most blocks of a stroke have an even base, are untouched, or fully covered.
     void block(const uchar* __restrict cover, const uchar* __restrict base, uchar* __restrict mask) const
     {
-        if (isWithin && isBlockOf(cover, 0)) {
+        if (hasLine && isBlockOf(base, evenBase)) {
+            for (int i = 0; i < kBrushBlock; ++i)
+                mask[i] = line(cover[i]);
+        } else if (isWithin && isBlockOf(cover, 0)) {
             std::memcpy(mask, base, kBrushBlock);
         } else if (isWithin && isBlockOf(cover, 255)) {
             for (int i = 0; i < kBrushBlock; ++i)

@@ -8,33 +8,39 @@ namespace pixmill::detail {
 /// The weights of a dot by its distance from the centre in rows and columns, kept from one dot of a stroke to the next.
 ///
 /// All four quarters of a dot have the same weights, so one is kept. Very large dots are not; their weights are
-/// computed row by row.
+/// computed row by row. A dot without an edge has shares in place of weights (see openShare), unless a weight has none.
 class BrushWeights {
 public:
     /// Makes the weights those of this radius and this table of kBrushTable entries, unless they are.
-    void update(int radius, const float* table);
+    void update(int radius, const float* table, bool hasEdge);
 
-    /// Columns, from the centre on, of which all others have weight 0.
+    /// Columns, from the centre on, of which all others have no weight.
     long reach(int dy) const { return isKept() ? m_reach[dy] : m_radius + 1L; }
 
-    /// Columns, from the centre on, that all have weight 1.
-    int full(int dy) const { return isKept() ? m_full[dy] : 0; }
+    /// The weight, or share, that changes no coverage.
+    float none() const { return m_areShares ? 1.0f : 0.0f; }
+
+    bool areShares() const { return m_areShares; }
 
     /// Whether all weights are 0..1, as they are unless the host wrote others into the table.
-    bool isWithinOne() const { return m_isWithinOne; }
+    bool areWithinOne() const { return m_areWithinOne; }
 
-    /// n weights from column dx on; `room` for as many, which are used when the weights are not kept.
+    /// n weights or shares from column dx on, and kBrushLanes more of no meaning; `room` for as many, which are used
+    /// when they are not kept.
     const float* weights(int dx, int dy, int n, float* room) const;
 
 private:
     bool isKept() const { return !m_reach.empty(); }
+    void useTable(bool hasEdge);
 
     int m_radius = -1;
-    bool m_isWithinOne = false;
-    const float* m_table_p = nullptr; ///< the caller's, between an update and the end of its dot
-    std::vector<float> m_key;         ///< the part of the table that the weights were made from
-    std::vector<float> m_quarter;     ///< row by row, m_radius + 1 of each
-    std::vector<int> m_reach, m_full;
+    bool m_hasEdge = false;
+    bool m_areShares = false;
+    bool m_areWithinOne = false;
+    std::vector<float> m_key;     ///< the part of the host's table that the weights are made from
+    std::vector<float> m_table;   ///< the same, or its shares
+    std::vector<float> m_quarter; ///< row by row, m_radius + 1 of each, then kBrushLanes more
+    std::vector<int> m_reach;
 };
 
 } // namespace pixmill::detail
