@@ -139,7 +139,7 @@ int BilateralFilter::setup(const cv::Mat& edge, int width, int height, int sampl
 void BilateralFilter::alloc()
 {
     const std::size_t cells = cellCount(*this);
-    CV_Assert(cells > 0 && cells < std::size_t(INT_MAX));
+    CV_Assert(cells < std::size_t(INT_MAX));
     m_weights_p = newGrid(cells);
     m_values_p = newGrid(cells);
 }

@@ -57,8 +57,8 @@ int BilateralFilter::gradientGuide(const cv::Mat& in, cv::Mat& guide, int r)
     CV_Assert(in.size() == guide.size());
 
     cv::Mat dil = guide.clone(), ero = guide.clone();
-    const IppiSize inner{guide.cols - 2 * r, guide.rows - 2 * r}, side{2 * r + 1, 2 * r + 1};
-    if (inner.width > 0 && inner.height > 0) { // elsewhere up and down are 0 and the guide stays
+    if ((guide.cols - 1) / 2 >= r && (guide.rows - 1) / 2 >= r) { // elsewhere up and down are 0 and the guide stays
+        const IppiSize inner{guide.cols - 2 * r, guide.rows - 2 * r}, side{2 * r + 1, 2 * r + 1};
         const std::vector<uchar> mask = discMask(r);
         const int from = int(guide.step), to = int(dil.step);
         if (in.type() == CV_8UC1) {
