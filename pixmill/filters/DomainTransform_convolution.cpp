@@ -3,6 +3,8 @@
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/core/detail/scratch.h>
+#include <pixmill/filters/detail/domain_coordinates.h>
+#include <pixmill/filters/detail/domain_windows.h>
 
 #include <opencv2/core.hpp>
 
@@ -14,160 +16,172 @@ using namespace pixmill::detail;
 
 namespace {
 
-constexpr int kStrip = 16; ///< Columns that are turned into lines at a time.
+constexpr int kStrip = 16; ///< Columns that are averaged at a time.
 
 /// How the running sums begin: from nothing, or with the first pixel as it is (which keeps a negative zero).
 enum Start { fromZero, fromFirstPixel };
 
-/// Working memory of one line of n pixels: its coordinates with a sentinel behind them, and its running sums.
-std::size_t lineScratch(int n, int channels)
+/// Runs `pass` with the number of channels as a constant, 0 for more than four.
+template <class Pass>
+void withChannels(int channels, const Pass& pass)
 {
-    return std::size_t(n + 1) + std::size_t(n + 1) * channels;
-}
-
-/// The first of j, j + 1, ... n whose coordinate lies above `limit`; the sentinel at n ends every search.
-inline int firstAbove(const float* coordinate, float limit, int j, int n)
-{
-    while (j < n && !(coordinate[j] > limit))
-        ++j;
-    return j;
-}
-
-/// Replaces every pixel of a line by the mean of those whose coordinate is above its own less `radius` and not above
-/// its own plus `radius`. Sums run along the line in single precision.
-inline void averageLine(float* line, const float* coordinates, float radius, int n, int channels, Start start,
-                        float* scratch)
-{
-    float *coordinate = scratch, *sums = scratch + n + 1;
-    std::copy_n(coordinates, n, coordinate);
-    coordinate[n] = std::numeric_limits<float>::infinity();
-    std::fill_n(sums, channels, 0.0f);
-    for (int i = 0; i < n * channels; ++i)
-        sums[i + channels] = start == fromFirstPixel && i < channels ? line[i] : sums[i] + line[i];
-
-    int low = firstAbove(coordinate, coordinate[0] - radius, 0, n), high = 0;
-    if (low == n)
-        low = 0; // no sample lies above: the window begins with the line
-    for (int x = 0; x < n; ++x) {
-        if (x > 0)
-            low = firstAbove(coordinate, coordinate[x] - radius, low, n);
-        high = firstAbove(coordinate, coordinate[x] + radius, high, n);
-        const float count = float(high - low);
-        const float *upper = sums + std::ptrdiff_t(high) * channels, *lower = sums + std::ptrdiff_t(low) * channels;
-        for (int k = 0; k < channels; ++k)
-            line[x * channels + k] = (upper[k] - lower[k]) / count;
+    switch (channels) {
+    case 1:
+        return pass(std::integral_constant<int, 1>());
+    case 2:
+        return pass(std::integral_constant<int, 2>());
+    case 3:
+        return pass(std::integral_constant<int, 3>());
+    case 4:
+        return pass(std::integral_constant<int, 4>());
+    default:
+        return pass(std::integral_constant<int, 0>());
     }
 }
 
-void checkPass(const cv::Mat& img, const cv::Mat& ct)
+/// Replaces a line by the means of its windows. The last of them go by way of `spare`, since three channels touch a
+/// float more.
+template <int C>
+inline void averageLine(Windows windows, const float* sums, int channels, float* line, float* spare)
 {
-    CV_Assert(img.dims <= 2 && img.depth() == CV_32F && ct.type() == CV_32FC1 && img.size() == ct.size());
+    int x = 0;
+    for (; x + kWindows < windows.n; x += kWindows) {
+        windows.find(x, kWindows);
+        windowMeans<C>(windows, sums, channels, kWindows, line + std::ptrdiff_t(x) * channels, channels);
+    }
+    windows.find(x, windows.n - x);
+    windowMeans<C>(windows, sums, channels, windows.n - x, spare, channels);
+    std::copy_n(spare, (windows.n - x) * channels, line + std::ptrdiff_t(x) * channels);
 }
 
-/// One pass along the rows.
-void averageRows(cv::Mat& img, const cv::Mat& ct, float radius, Start start)
+/// One pass along the rows of `in`, which may be `out`; `lineOf(y, scratch)` gives a row's coordinates.
+template <class LineOf>
+void averageRows(const cv::Mat& in, cv::Mat& out, float radius, Start start, const LineOf& lineOf)
 {
-    const int n = img.cols, channels = img.channels();
-    TeamScratch<float> scratch(lineScratch(n, channels));
-    forEachRow(img.size(), [&](int y) {
-        averageLine(img.ptr<float>(y), ct.ptr<float>(y), radius, n, channels, start, scratch.mine());
+    const int n = in.cols, channels = in.channels();
+    const std::size_t sumsSize = std::size_t(n + 1) * sumsStep(channels), spareSize = kWindows * channels + 1;
+    TeamScratch<float> scratch(sumsSize + spareSize + n + kCoordinatesPad);
+    withChannels(channels, [&](auto c) {
+        constexpr int C = decltype(c)::value;
+        forEachRow(in.size(), [&](int y) {
+            float *sums = scratch.mine(), *spare = sums + sumsSize;
+            const float* coordinate = lineOf(y, spare + spareSize);
+            sumLine<C>(in.ptr<float>(y), n, channels, start == fromFirstPixel, sums);
+            averageLine<C>({coordinate, n, radius, plainLine(coordinate, n, radius)}, sums, channels, out.ptr<float>(y),
+                           spare);
+        });
     });
 }
 
-/// One pass along the columns, whose coordinates are the rows of `ct`. Columns are turned into lines a strip at a time,
-/// so that the picture need not be transposed.
-void averageColumns(cv::Mat& img, const cv::Mat& ct, float radius, Start start)
+/// The running sums of up to sixteen columns, `line` floats from one column to the next.
+template <int C>
+inline void sumColumns(const cv::Mat& img, int left, int columns, Start start, float* sums, std::ptrdiff_t line)
+{
+    const int channels = C > 0 ? C : img.channels(), step = sumsStep(channels);
+    for (int x = 0; x < columns; ++x)
+        std::fill_n(sums + x * line, step, 0.0f);
+    for (int y = 0; y < img.rows; ++y) {
+        const float* row = img.ptr<float>(y) + std::ptrdiff_t(left) * channels;
+        float pixels[C > 0 ? kStrip * C + 1 : 1];
+        if (C > 0) {
+            std::copy_n(row, columns * C, pixels);
+            row = pixels;
+        }
+        for (int x = 0; x < columns; ++x) {
+            float* sum = sums + x * line + std::ptrdiff_t(y) * step;
+            if (C > 0) {
+                constexpr int kStep = C == 3 ? 4 : C > 0 ? C : 1;
+                float next[kStep];
+                for (int k = 0; k < kStep; ++k)
+                    next[k] = sum[k] + row[x * C + k];
+                std::copy_n(next, kStep, sum + kStep);
+            } else {
+                for (int k = 0; k < channels; ++k)
+                    sum[step + k] = sum[k] + row[x * channels + k];
+            }
+            if (start == fromFirstPixel && y == 0)
+                std::copy_n(row + x * channels, channels, sum + step);
+        }
+    }
+}
+
+/// One pass along the columns, a strip at a time, so that the picture need not be transposed.
+void averageColumns(cv::Mat& img, const DomainCoordinates& coordinates, float radius, Start start)
 {
     const int n = img.rows, channels = img.channels(), strips = (img.cols + kStrip - 1) / kStrip;
-    const std::size_t line = std::size_t(n) * channels;
-    TeamScratch<float> lines(line * kStrip), scratch(lineScratch(n, channels));
-    forEachIndex(strips, long(img.total()), [&](int strip) {
-        float* const buffer = lines.mine();
-        const int x0 = strip * kStrip, count = std::min(kStrip, img.cols - x0);
-        for (int y = 0; y < n; ++y) {
-            const float* row = img.ptr<float>(y) + std::ptrdiff_t(x0) * channels;
-            for (int x = 0; x < count; ++x)
-                for (int k = 0; k < channels; ++k)
-                    buffer[x * line + std::ptrdiff_t(y) * channels + k] = row[x * channels + k];
-        }
-        for (int x = 0; x < count; ++x)
-            averageLine(buffer + x * line, ct.ptr<float>(x0 + x), radius, n, channels, start, scratch.mine());
-        for (int y = 0; y < n; ++y) {
-            float* row = img.ptr<float>(y) + std::ptrdiff_t(x0) * channels;
-            for (int x = 0; x < count; ++x)
-                for (int k = 0; k < channels; ++k)
-                    row[x * channels + k] = buffer[x * line + std::ptrdiff_t(y) * channels + k];
-        }
+    const std::ptrdiff_t line = (std::ptrdiff_t(n + 1) * sumsStep(channels) + 63) / 64 * 64 + 16;
+    const std::ptrdiff_t pitch = kStrip * channels + 16;
+    TeamScratch<float> scratch(line * kStrip + pitch * kWindows);
+    withChannels(channels, [&](auto c) {
+        constexpr int C = decltype(c)::value;
+        forEachIndex(strips, long(img.total()), [&](int strip) {
+            float *sums = scratch.mine(), *tile = sums + line * kStrip;
+            const int left = strip * kStrip, columns = std::min(kStrip, img.cols - left);
+            sumColumns<C>(img, left, columns, start, sums, line);
+            Windows windows[kStrip];
+            for (int x = 0; x < columns; ++x) {
+                const float* coordinate = coordinates.down(left + x);
+                windows[x] = {coordinate, n, radius, plainLine(coordinate, n, radius)};
+            }
+            for (int y = 0; y < n; y += kWindows) {
+                const int count = std::min(kWindows, n - y);
+                for (int x = 0; x < columns; ++x) {
+                    windows[x].find(y, count);
+                    windowMeans<C>(windows[x], sums + x * line, channels, count, tile + x * channels, pitch);
+                }
+                for (int i = 0; i < count; ++i)
+                    std::copy_n(tile + i * pitch, columns * channels,
+                                img.ptr<float>(y + i) + std::ptrdiff_t(left) * channels);
+            }
+        });
     });
 }
 
-/// Domain coordinates along rows: running sums of the steps 1 + ratio * gradient, in place of the gradients.
-void accumulateSteps(cv::Mat& gradients, float ratio)
+/// Three times rows and columns, from `in` to `out`, which may be the same; every radius comes from `sigmaS` itself.
+void convolve(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR, Start start)
 {
-    forEachRow(gradients.size(), [&](int y) {
-        float* row = gradients.ptr<float>(y);
-        float sum = 0;
-        for (int x = 0; x < gradients.cols; ++x) {
-            const float step = 1 + ratio * row[x];
-            sum = x == 0 ? step : sum + step;
-            row[x] = sum;
-        }
-    });
-}
-
-struct Coordinates {
-    cv::Mat across; ///< H x W.
-    cv::Mat down;   ///< W x H: a column's coordinates are a row.
-
-    Coordinates(DomainTransform& filter, const cv::Mat& in, float sigmaS, float sigmaR)
-    {
-        const float ratio = sigmaS / sigmaR;
-        cv::Mat gaps, sum;
-        filter.diffx(in, gaps);
-        filter.channelSum(gaps, across, 0);
-        filter.diffy(in, gaps);
-        filter.channelSum(gaps, sum, 0);
-        cv::transpose(sum, down);
-        accumulateSteps(across, ratio);
-        accumulateSteps(down, ratio);
-    }
-};
-
-/// Three times rows and columns; every radius comes from `sigmaS` itself.
-void convolve(cv::Mat& img, const Coordinates& coordinates, float sigmaS, Start start)
-{
+    if (in.empty())
+        return;
+    const DomainCoordinates coordinates(in, sigmaS / sigmaR);
     const double base = std::sqrt(3.0) / std::sqrt(63.0) * double(sigmaS);
     for (const int factor : {4, 2, 1}) {
         const float sigma = float(factor * base), radius = float(double(sigma) * std::sqrt(3.0));
-        averageRows(img, coordinates.across, radius, start);
-        averageColumns(img, coordinates.down, radius, start);
+        averageRows(factor == 4 ? in : out, out, radius, start, [&](int y, float*) { return coordinates.across(y); });
+        averageColumns(out, coordinates, radius, start);
     }
+}
+
+/// One pass along the rows with coordinates that stand in a plane.
+int averageRows(cv::Mat& img, const cv::Mat& ct, float radius, Start start)
+{
+    CV_Assert(img.dims <= 2 && img.depth() == CV_32F && ct.type() == CV_32FC1 && img.size() == ct.size());
+    if (!img.empty())
+        averageRows(img, img, radius, start, [&](int y, float* coordinate) -> const float* {
+            std::copy_n(ct.ptr<float>(y), ct.cols, coordinate);
+            std::fill_n(coordinate + ct.cols, kCoordinatesPad, std::numeric_limits<float>::infinity());
+            return coordinate;
+        });
+    return 1;
 }
 
 } // namespace
 
 int DomainTransform::NCcompute(cv::Mat& img, cv::Mat& ct, float radius)
 {
-    checkPass(img, ct);
-    averageRows(img, ct, radius, fromZero);
-    return 1;
+    return averageRows(img, ct, radius, fromZero);
 }
 
 int DomainTransform::ICcompute(cv::Mat& img, cv::Mat& ct, float radius)
 {
-    checkPass(img, ct);
-    averageRows(img, ct, radius, fromFirstPixel);
-    return 1;
+    return averageRows(img, ct, radius, fromFirstPixel);
 }
 
 int DomainTransform::NormalizedConvolutionFilter(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR)
 {
     CV_Assert(in.dims <= 2 && in.depth() == CV_32F);
-    const cv::Mat source = in;
-    const Coordinates coordinates(*this, source, sigmaS, sigmaR);
+    const cv::Mat source = in.data != out.data && overlap(in, out) ? in.clone() : in;
     ensure(out, source.size(), source.type());
-    source.copyTo(out);
-    convolve(out, coordinates, sigmaS, fromZero);
+    convolve(source, out, sigmaS, sigmaR, fromZero);
     return 1;
 }
 
@@ -175,9 +189,8 @@ int DomainTransform::InterpolatedConvolutionFilter(const cv::Mat& in, cv::Mat& o
 {
     CV_Assert(in.dims <= 2 && in.depth() == CV_32F);
     cv::Mat working = in; // the host's own pixels, which are meant to be used up
-    const Coordinates coordinates(*this, working, sigmaS, sigmaR);
+    convolve(working, working, sigmaS, sigmaR, fromFirstPixel);
     ensure(out, working.size(), working.type());
-    convolve(working, coordinates, sigmaS, fromFirstPixel);
     working.copyTo(out);
     return 1;
 }

@@ -3,45 +3,15 @@
 #include <pixmill/core/detail/largepages.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/rows.h>
+#include <pixmill/filters/detail/domain_gaps.h>
 #include <pixmill/filters/detail/lanes.h>
 
 #include <algorithm>
-#include <cmath>
 
 namespace pixmill::detail {
 namespace {
 
 constexpr int kBlock = 256; // columns whose steps stay in the first cache on their way into lanes
-
-template <int C>
-inline void addGaps(const float* __restrict from, const float* __restrict to, int n, float* __restrict sum)
-{
-    for (int x = 0; x < n; ++x)
-        for (int c = 0; c < C; ++c)
-            sum[x] += std::fabs(to[x * C + c] - from[x * C + c]);
-}
-
-inline void addGaps(const float* from, const float* to, int n, int channels, float* __restrict sum)
-{
-    switch (channels) {
-    case 1:
-        return addGaps<1>(from, to, n, sum);
-    case 2:
-        return addGaps<2>(from, to, n, sum);
-    case 3:
-        return addGaps<3>(from, to, n, sum);
-    default:
-        for (int x = 0; x < n; ++x)
-            for (int c = 0; c < channels; ++c)
-                sum[x] += std::fabs(to[x * channels + c] - from[x * channels + c]);
-    }
-}
-
-inline void sumsToSteps(float ratio, int n, float* __restrict sum)
-{
-    for (int x = 0; x < n; ++x)
-        sum[x] = 1.0f + ratio * sum[x];
-}
 
 std::size_t roundUp(int n, int unit)
 {

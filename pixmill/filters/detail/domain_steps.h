@@ -9,13 +9,6 @@
 
 namespace pixmill::detail {
 
-/// How many gaps between neighbouring columns the domain transform looks at. The last one that exists is left out,
-/// unless it is the only one.
-inline int gapColumns(int columns)
-{
-    return columns < 2 ? 0 : columns == 2 ? 1 : columns - 2;
-}
-
 /// The double rounded to float. It stays a call: where g++ 12 pairs up two of double -> float -> double, it drops the
 /// rounding.
 __attribute__((noinline)) inline float narrow(double v)
