@@ -59,7 +59,7 @@ template <class LineOf>
 void averageRows(const cv::Mat& in, cv::Mat& out, float radius, Start start, const LineOf& lineOf)
 {
     const int n = in.cols, channels = in.channels();
-    const std::size_t sumsSize = std::size_t(n + 1) * sumsStep(channels), spareSize = kWindows * channels + 1;
+    const std::size_t sumsSize = std::size_t(n + 1) * channels + 1, spareSize = kWindows * channels + 1;
     TeamScratch<float> scratch(sumsSize + spareSize + n + kCoordinatesPad);
     withChannels(channels, [&](auto c) {
         constexpr int C = decltype(c)::value;
@@ -73,35 +73,35 @@ void averageRows(const cv::Mat& in, cv::Mat& out, float radius, Start start, con
     });
 }
 
+/// A row of a strip; whole strips are copied by a known length.
+template <int C>
+inline void copyStrip(const float* __restrict from, int columns, int channels, float* __restrict to)
+{
+    if (C > 0 && columns == kStrip)
+        std::copy_n(from, kStrip * C, to);
+    else
+        std::copy_n(from, columns * channels, to);
+}
+
 /// The running sums of up to sixteen columns, `line` floats from one column to the next.
 template <int C>
-inline void sumColumns(const cv::Mat& img, int left, int columns, Start start, float* sums, std::ptrdiff_t line)
+inline void sumColumns(const cv::Mat& img, int left, int columns, Start start, float* sums, std::ptrdiff_t line,
+                       float* spare)
 {
-    const int channels = C > 0 ? C : img.channels(), step = sumsStep(channels);
+    constexpr int kAhead = 8; // rows
+    const int channels = C > 0 ? C : img.channels();
     for (int x = 0; x < columns; ++x)
-        std::fill_n(sums + x * line, step, 0.0f);
+        std::fill_n(sums + x * line, channels, 0.0f);
     for (int y = 0; y < img.rows; ++y) {
-        const float* row = img.ptr<float>(y) + std::ptrdiff_t(left) * channels;
-        float pixels[C > 0 ? kStrip * C + 1 : 1];
-        if (C > 0) {
-            std::copy_n(row, columns * C, pixels);
-            row = pixels;
-        }
-        for (int x = 0; x < columns; ++x) {
-            float* sum = sums + x * line + std::ptrdiff_t(y) * step;
-            if (C > 0) {
-                constexpr int kStep = C == 3 ? 4 : C > 0 ? C : 1;
-                float next[kStep];
-                for (int k = 0; k < kStep; ++k)
-                    next[k] = sum[k] + row[x * C + k];
-                std::copy_n(next, kStep, sum + kStep);
-            } else {
-                for (int k = 0; k < channels; ++k)
-                    sum[step + k] = sum[k] + row[x * channels + k];
-            }
-            if (start == fromFirstPixel && y == 0)
-                std::copy_n(row + x * channels, channels, sum + step);
-        }
+        const float* ahead = img.ptr<float>(std::min(y + kAhead, img.rows - 1)) + std::ptrdiff_t(left) * channels;
+        for (int i = 0; i < columns * channels; i += 16)
+            __builtin_prefetch(ahead + i);
+        copyStrip<C>(img.ptr<float>(y) + std::ptrdiff_t(left) * channels, columns, channels, spare);
+        float* sum = sums + std::ptrdiff_t(y) * channels;
+        for (int x = 0; x < columns; ++x, sum += line)
+            addPixel<C>(sum, spare + x * channels, channels, sum + channels);
+        for (int x = 0; x < columns && y == 0 && start == fromFirstPixel; ++x)
+            std::copy_n(spare + x * channels, channels, sums + x * line + channels);
     }
 }
 
@@ -109,7 +109,7 @@ inline void sumColumns(const cv::Mat& img, int left, int columns, Start start, f
 void averageColumns(cv::Mat& img, const DomainCoordinates& coordinates, float radius, Start start)
 {
     const int n = img.rows, channels = img.channels(), strips = (img.cols + kStrip - 1) / kStrip;
-    const std::ptrdiff_t line = (std::ptrdiff_t(n + 1) * sumsStep(channels) + 63) / 64 * 64 + 16;
+    const std::ptrdiff_t line = (std::ptrdiff_t(n + 1) * channels + 63) / 64 * 64 + 16;
     const std::ptrdiff_t pitch = kStrip * channels + 16;
     TeamScratch<float> scratch(line * kStrip + pitch * kWindows);
     withChannels(channels, [&](auto c) {
@@ -117,7 +117,7 @@ void averageColumns(cv::Mat& img, const DomainCoordinates& coordinates, float ra
         forEachIndex(strips, long(img.total()), [&](int strip) {
             float *sums = scratch.mine(), *tile = sums + line * kStrip;
             const int left = strip * kStrip, columns = std::min(kStrip, img.cols - left);
-            sumColumns<C>(img, left, columns, start, sums, line);
+            sumColumns<C>(img, left, columns, start, sums, line, tile);
             Windows windows[kStrip];
             for (int x = 0; x < columns; ++x) {
                 const float* coordinate = coordinates.down(left + x);
@@ -130,8 +130,8 @@ void averageColumns(cv::Mat& img, const DomainCoordinates& coordinates, float ra
                     windowMeans<C>(windows[x], sums + x * line, channels, count, tile + x * channels, pitch);
                 }
                 for (int i = 0; i < count; ++i)
-                    std::copy_n(tile + i * pitch, columns * channels,
-                                img.ptr<float>(y + i) + std::ptrdiff_t(left) * channels);
+                    copyStrip<C>(tile + i * pitch, columns, channels,
+                                 img.ptr<float>(y + i) + std::ptrdiff_t(left) * channels);
             }
         });
     });

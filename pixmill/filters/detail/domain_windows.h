@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <emmintrin.h>
 
 /// Means over the windows of a line, whose ends are found by domain coordinates.
 namespace pixmill::detail {
@@ -52,6 +53,7 @@ struct Windows {
     bool plain;            ///< of plainLine
     int low = 0, high = 0; ///< of the last pixel found
     int lows[kWindows] = {}, highs[kWindows] = {};
+    float sizes[kWindows] = {};
 
     inline void find(int x, int count)
     {
@@ -73,37 +75,43 @@ struct Windows {
                     lows[i] = l = 0; // no sample lies above: the window begins with the line
             }
         }
+        for (int i = 0; i < kWindows; ++i)
+            sizes[i] = float(highs[i] - lows[i]);
         low = lows[count - 1];
         high = highs[count - 1];
     }
 };
 
-/// Floats of a pixel's running sums: three channels take a place more, to be one vector.
-inline int sumsStep(int channels)
+/// Whether C channels are taken as one vector of four: three of them then touch the float behind a pixel.
+template <int C>
+constexpr bool kAsFour = C == 3 || C == 4;
+
+/// after = before + sample for the running sums of a pixel with C channels, or `channels` if C is 0.
+template <int C>
+inline void addPixel(const float* before, const float* sample, int channels, float* after)
 {
-    return channels == 3 ? 4 : channels;
+    if (kAsFour<C>)
+        _mm_storeu_ps(after, _mm_add_ps(_mm_loadu_ps(before), _mm_loadu_ps(sample)));
+    else
+        for (int k = 0; k < (C > 0 ? C : channels); ++k)
+            after[k] = before[k] + sample[k];
 }
 
-/// Means of the windows of `count` pixels with C channels (`channels` if C is 0), `pitch` floats from one to the next.
-/// Three channels touch the float behind a pixel.
+/// Means of the windows of `count` pixels, `pitch` floats from one to the next.
 template <int C>
 inline void windowMeans(const Windows& windows, const float* sums, int channels, int count, float* out,
                         std::ptrdiff_t pitch)
 {
-    const int step = C > 0 ? (C == 3 ? 4 : C) : channels;
+    const int c = C > 0 ? C : channels;
     for (int i = 0; i < count; ++i, out += pitch) {
-        const int low = windows.lows[i], high = windows.highs[i];
-        const float *lower = sums + std::ptrdiff_t(low) * step, *upper = sums + std::ptrdiff_t(high) * step;
-        const float size = float(high - low);
-        float mean[C > 0 ? (C == 3 ? 4 : C) : 1];
-        if (C > 0) {
-            for (int k = 0; k < step; ++k)
-                mean[k] = (upper[k] - lower[k]) / size;
-            std::copy_n(mean, step, out);
-        } else {
-            for (int k = 0; k < step; ++k)
+        const float* lower = sums + std::ptrdiff_t(windows.lows[i]) * c;
+        const float* upper = sums + std::ptrdiff_t(windows.highs[i]) * c;
+        const float size = windows.sizes[i];
+        if (kAsFour<C>)
+            _mm_storeu_ps(out, _mm_div_ps(_mm_sub_ps(_mm_loadu_ps(upper), _mm_loadu_ps(lower)), _mm_set1_ps(size)));
+        else
+            for (int k = 0; k < c; ++k)
                 out[k] = (upper[k] - lower[k]) / size;
-        }
     }
 }
 
@@ -112,24 +120,21 @@ inline void windowMeans(const Windows& windows, const float* sums, int channels,
 template <int C>
 inline void sumLine(const float* line, int n, int channels, bool firstAsItIs, float* sums)
 {
-    const int c = C > 0 ? C : channels, step = C == 3 ? 4 : c;
-    std::fill_n(sums, step, 0.0f);
+    const int c = C > 0 ? C : channels;
+    std::fill_n(sums, c, 0.0f);
     for (int k = 0; k < c; ++k)
-        sums[step + k] = firstAsItIs ? line[k] : 0.0f + line[k];
-    if (C == 3) {
-        float sum[4] = {sums[4], sums[5], sums[6], 0.0f};
-        for (int i = 1; i < n - 1; ++i) { // reads a float of the next pixel
-            for (int k = 0; k < 4; ++k)
-                sum[k] += line[i * 3 + k];
-            std::copy_n(sum, 4, sums + (i + 1) * 4);
+        sums[c + k] = firstAsItIs ? line[k] : 0.0f + line[k];
+    int i = 1;
+    if (kAsFour<C> && n > 1) {
+        __m128 sum = C == 4 ? _mm_loadu_ps(sums + c) : _mm_setr_ps(sums[c], sums[c + 1], sums[c + 2], 0.0f);
+        for (; i < n - 1; ++i) {
+            sum = _mm_add_ps(sum, _mm_loadu_ps(line + i * c));
+            _mm_storeu_ps(sums + (i + 1) * c, sum);
         }
-        for (int k = 0; k < 3 && n > 1; ++k)
-            sums[n * 4 + k] = sum[k] + line[(n - 1) * 3 + k];
-        sums[n * 4 + 3] = 0.0f;
-    } else {
-        for (int i = c; i < n * c; ++i)
-            sums[i + c] = sums[i] + line[i];
     }
+    for (; i < n; ++i)
+        for (int k = 0; k < c; ++k)
+            sums[(i + 1) * c + k] = sums[i * c + k] + line[i * c + k];
 }
 
 } // namespace pixmill::detail
