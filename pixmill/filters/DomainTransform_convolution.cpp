@@ -16,7 +16,8 @@ using namespace pixmill::detail;
 
 namespace {
 
-constexpr int kStrip = 16; ///< Columns that are averaged at a time.
+constexpr int kStrip = 32; ///< Columns that are averaged at a time.
+constexpr int kAhead = 16; ///< Rows that are fetched before they are summed.
 
 /// How the running sums begin: from nothing, or with the first pixel as it is (which keeps a negative zero).
 enum Start { fromZero, fromFirstPixel };
@@ -42,21 +43,22 @@ void withChannels(int channels, const Pass& pass)
 /// Replaces a line by the means of its windows. The last of them go by way of `spare`, since three channels touch a
 /// float more.
 template <int C>
-inline void averageLine(Windows windows, const float* sums, int channels, float* line, float* spare)
+inline void averageLine(Windows& windows, const float* sums, int channels, float* line, float* spare)
 {
     int x = 0;
     for (; x + kWindows < windows.n; x += kWindows) {
         windows.find(x, kWindows);
-        windowMeans<C>(windows, sums, channels, kWindows, line + std::ptrdiff_t(x) * channels, channels);
+        windowMeans<C>(windows, sums, channels, ~0u, channels, kWindows, line + std::ptrdiff_t(x) * channels, channels);
     }
     windows.find(x, windows.n - x);
-    windowMeans<C>(windows, sums, channels, windows.n - x, spare, channels);
+    windowMeans<C>(windows, sums, channels, ~0u, channels, windows.n - x, spare, channels);
     std::copy_n(spare, (windows.n - x) * channels, line + std::ptrdiff_t(x) * channels);
 }
 
-/// One pass along the rows of `in`, which may be `out`; `lineOf(y, scratch)` gives a row's coordinates.
+/// One pass along the rows of `in`, which may be `out`; `lineOf(y, scratch)` gives a row's coordinates,
+/// which are known to be `apart`.
 template <class LineOf>
-void averageRows(const cv::Mat& in, cv::Mat& out, float radius, Start start, const LineOf& lineOf)
+void averageRows(const cv::Mat& in, cv::Mat& out, float radius, Start start, bool apart, const LineOf& lineOf)
 {
     const int n = in.cols, channels = in.channels();
     const std::size_t sumsSize = std::size_t(n + 1) * channels + 1, spareSize = kWindows * channels + 1;
@@ -67,71 +69,80 @@ void averageRows(const cv::Mat& in, cv::Mat& out, float radius, Start start, con
             float *sums = scratch.mine(), *spare = sums + sumsSize;
             const float* coordinate = lineOf(y, spare + spareSize);
             sumLine<C>(in.ptr<float>(y), n, channels, start == fromFirstPixel, sums);
-            averageLine<C>({coordinate, n, radius, plainLine(coordinate, n, radius)}, sums, channels, out.ptr<float>(y),
-                           spare);
+            Windows windows;
+            windows.begin(coordinate, n, radius, apart);
+            averageLine<C>(windows, sums, channels, out.ptr<float>(y), spare);
         });
     });
 }
 
-/// A row of a strip; whole strips are copied by a known length.
-template <int C>
-inline void copyStrip(const float* __restrict from, int columns, int channels, float* __restrict to)
-{
-    if (C > 0 && columns == kStrip)
-        std::copy_n(from, kStrip * C, to);
-    else
-        std::copy_n(from, columns * channels, to);
-}
+/// Running sums down the columns of a strip, row by row; only the last rows are kept, `mask` + 1 of them.
+struct ColumnSums {
+    float* rows;
+    std::ptrdiff_t pitch;
+    unsigned mask;
+    int done = 0; ///< row i holds the sums of the picture's rows above i
 
-/// The running sums of up to sixteen columns, `line` floats from one column to the next.
-template <int C>
-inline void sumColumns(const cv::Mat& img, int left, int columns, Start start, float* sums, std::ptrdiff_t line,
-                       float* spare)
-{
-    constexpr int kAhead = 8; // rows
-    const int channels = C > 0 ? C : img.channels();
-    for (int x = 0; x < columns; ++x)
-        std::fill_n(sums + x * line, channels, 0.0f);
-    for (int y = 0; y < img.rows; ++y) {
-        const float* ahead = img.ptr<float>(std::min(y + kAhead, img.rows - 1)) + std::ptrdiff_t(left) * channels;
-        for (int i = 0; i < columns * channels; i += 16)
-            __builtin_prefetch(ahead + i);
-        copyStrip<C>(img.ptr<float>(y) + std::ptrdiff_t(left) * channels, columns, channels, spare);
-        float* sum = sums + std::ptrdiff_t(y) * channels;
-        for (int x = 0; x < columns; ++x, sum += line)
-            addPixel<C>(sum, spare + x * channels, channels, sum + channels);
-        for (int x = 0; x < columns && y == 0 && start == fromFirstPixel; ++x)
-            std::copy_n(spare + x * channels, channels, sums + x * line + channels);
+    float* row(int y) const { return rows + std::ptrdiff_t(unsigned(y) & mask) * pitch; }
+
+    /// Goes on to row `end`, reading samples left..left+n-1 of the picture's rows.
+    inline void advance(const cv::Mat& img, int left, int n, int end, Start start)
+    {
+        for (; done < end; ++done) {
+            const float* __restrict in = img.ptr<float>(done) + left;
+            const float* ahead = img.ptr<float>(std::min(done + kAhead, img.rows - 1)) + left;
+            for (int i = 0; i < n; i += 16)
+                __builtin_prefetch(ahead + i, 1);
+            const float* __restrict sum = row(done);
+            float* __restrict next = row(done + 1);
+            for (int i = 0; i < n; ++i)
+                next[i] = sum[i] + in[i];
+            if (done == 0 && start == fromFirstPixel)
+                std::copy_n(in, n, next);
+        }
     }
+};
+
+/// How many rows of sums the windows of sixteen rows reach over: with coordinates at least 7/8 apart, a power of two.
+int sumRows(bool apart, float radius, int n)
+{
+    const double reach = 2 * std::ceil(double(radius) / 0.875) + 2 * kWindows + 8;
+    int rows = 64;
+    while (rows < reach && rows <= n)
+        rows *= 2;
+    return apart && rows <= n ? rows : n + 1;
 }
 
 /// One pass along the columns, a strip at a time, so that the picture need not be transposed.
 void averageColumns(cv::Mat& img, const DomainCoordinates& coordinates, float radius, Start start)
 {
     const int n = img.rows, channels = img.channels(), strips = (img.cols + kStrip - 1) / kStrip;
-    const std::ptrdiff_t line = (std::ptrdiff_t(n + 1) * channels + 63) / 64 * 64 + 16;
+    const int kept = sumRows(coordinates.apart(), radius, n);
     const std::ptrdiff_t pitch = kStrip * channels + 16;
-    TeamScratch<float> scratch(line * kStrip + pitch * kWindows);
+    TeamScratch<float> scratch(pitch * (kept + kWindows));
     withChannels(channels, [&](auto c) {
         constexpr int C = decltype(c)::value;
         forEachIndex(strips, long(img.total()), [&](int strip) {
-            float *sums = scratch.mine(), *tile = sums + line * kStrip;
-            const int left = strip * kStrip, columns = std::min(kStrip, img.cols - left);
-            sumColumns<C>(img, left, columns, start, sums, line, tile);
+            const int left = strip * kStrip, columns = std::min(kStrip, img.cols - left), samples = columns * channels;
+            float* tile = scratch.mine();
+            ColumnSums sums{tile + pitch * kWindows, pitch, kept == n + 1 ? ~0u : unsigned(kept - 1)};
+            std::fill_n(sums.row(0), samples, 0.0f);
             Windows windows[kStrip];
-            for (int x = 0; x < columns; ++x) {
-                const float* coordinate = coordinates.down(left + x);
-                windows[x] = {coordinate, n, radius, plainLine(coordinate, n, radius)};
-            }
+            for (int x = 0; x < columns; ++x)
+                windows[x].begin(coordinates.down(left + x), n, radius, coordinates.apart());
             for (int y = 0; y < n; y += kWindows) {
                 const int count = std::min(kWindows, n - y);
+                int reach = y + count;
                 for (int x = 0; x < columns; ++x) {
                     windows[x].find(y, count);
-                    windowMeans<C>(windows[x], sums + x * line, channels, count, tile + x * channels, pitch);
+                    reach = std::max(reach, windows[x].high);
                 }
+                sums.advance(img, left * channels, samples, reach, start);
+                for (int x = 0; x < columns; ++x)
+                    windowMeans<C>(windows[x], sums.rows + x * channels, pitch, sums.mask, channels, count,
+                                   tile + x * channels, pitch);
                 for (int i = 0; i < count; ++i)
-                    copyStrip<C>(tile + i * pitch, columns, channels,
-                                 img.ptr<float>(y + i) + std::ptrdiff_t(left) * channels);
+                    std::copy_n(tile + i * pitch, samples, img.ptr<float>(y + i) + left * channels);
             }
         });
     });
@@ -146,7 +157,8 @@ void convolve(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR, Start
     const double base = std::sqrt(3.0) / std::sqrt(63.0) * double(sigmaS);
     for (const int factor : {4, 2, 1}) {
         const float sigma = float(factor * base), radius = float(double(sigma) * std::sqrt(3.0));
-        averageRows(factor == 4 ? in : out, out, radius, start, [&](int y, float*) { return coordinates.across(y); });
+        averageRows(factor == 4 ? in : out, out, radius, start, coordinates.apart(),
+                    [&](int y, float*) { return coordinates.across(y); });
         averageColumns(out, coordinates, radius, start);
     }
 }
@@ -156,7 +168,7 @@ int averageRows(cv::Mat& img, const cv::Mat& ct, float radius, Start start)
 {
     CV_Assert(img.dims <= 2 && img.depth() == CV_32F && ct.type() == CV_32FC1 && img.size() == ct.size());
     if (!img.empty())
-        averageRows(img, img, radius, start, [&](int y, float* coordinate) -> const float* {
+        averageRows(img, img, radius, start, false, [&](int y, float* coordinate) -> const float* {
             std::copy_n(ct.ptr<float>(y), ct.cols, coordinate);
             std::fill_n(coordinate + ct.cols, kCoordinatesPad, std::numeric_limits<float>::infinity());
             return coordinate;

@@ -33,6 +33,12 @@ DomainCoordinates::DomainCoordinates(const cv::Mat& guide, float ratio)
     preferLargePages(m_down.data(), m_down.size() * sizeof(float));
     fillAcross(guide, ratio);
     fillDown(guide, ratio);
+    constexpr float kExact = 1 << 20;
+    m_apart = ratio >= 0.0f;
+    for (int y = 0; y < guide.rows; ++y)
+        m_apart = m_apart && across(y)[guide.cols - 1] < kExact;
+    for (int x = 0; x < guide.cols; ++x)
+        m_apart = m_apart && down(x)[guide.rows - 1] < kExact;
 }
 
 void DomainCoordinates::fillAcross(const cv::Mat& guide, float ratio)

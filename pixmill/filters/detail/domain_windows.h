@@ -10,18 +10,6 @@ namespace pixmill::detail {
 constexpr int kWindows = 16;       ///< Pixels whose windows are found together.
 constexpr int kCoordinatesPad = 4; ///< Infinite coordinates behind a line's own.
 
-/// Whether no window of a line can tell a walk pixel by pixel from a count: no coordinate falls, and no limit leaves
-/// the finite numbers or all coordinates below it.
-inline bool plainLine(const float* coordinate, int n, float radius)
-{
-    int falls = 0;
-    for (int i = 1; i < n; ++i)
-        falls |= !(coordinate[i] >= coordinate[i - 1]);
-    constexpr float kHuge = 1e38f;
-    const float first = coordinate[0] - radius, last = coordinate[n - 1] + radius;
-    return !falls && radius >= 0.0f && first >= -kHuge && last <= kHuge && coordinate[n - 1] > first;
-}
-
 /// ends[i] is the first of `from`, `from` + 1, ... whose coordinate lies above limits[i]; limits never fall.
 inline void countUpTo(const float* coordinate, const float* __restrict limits, int from, int* __restrict ends)
 {
@@ -50,14 +38,28 @@ struct Windows {
     const float* coordinate; ///< n of them, and kCoordinatesPad infinities
     int n;
     float radius;
-    bool plain;            ///< of plainLine
+    bool rising;           ///< no coordinate falls, and no limit is below all coordinates or not a number
     int low = 0, high = 0; ///< of the last pixel found
     int lows[kWindows] = {}, highs[kWindows] = {};
     float sizes[kWindows] = {};
 
+    /// `apart` tells that the coordinates are known to rise and to be finite.
+    inline void begin(const float* line, int pixels, float r, bool apart)
+    {
+        coordinate = line;
+        n = pixels;
+        radius = r;
+        int falls = 0;
+        for (int i = 1; i < n && !apart; ++i)
+            falls |= !(line[i] >= line[i - 1]);
+        constexpr float kHuge = 1e38f;
+        const float first = line[0] - radius, last = line[n - 1] + radius;
+        rising = !falls && radius >= 0.0f && first >= -kHuge && last <= kHuge && line[n - 1] > first;
+    }
+
     inline void find(int x, int count)
     {
-        if (plain) {
+        if (rising) {
             float below[kWindows], above[kWindows];
             for (int i = 0; i < kWindows; ++i) {
                 const float at = coordinate[std::min(x + i, n - 1)];
@@ -86,31 +88,20 @@ struct Windows {
 template <int C>
 constexpr bool kAsFour = C == 3 || C == 4;
 
-/// after = before + sample for the running sums of a pixel with C channels, or `channels` if C is 0.
+/// Means of the windows of `count` pixels, `pitch` floats from one to the next. The sums of the pixels before pixel i
+/// stand at sums[(i & mask) * step].
 template <int C>
-inline void addPixel(const float* before, const float* sample, int channels, float* after)
+inline void windowMeans(const Windows& windows, const float* sums, std::ptrdiff_t step, unsigned mask, int channels,
+                        int count, float* out, std::ptrdiff_t pitch)
 {
-    if (kAsFour<C>)
-        _mm_storeu_ps(after, _mm_add_ps(_mm_loadu_ps(before), _mm_loadu_ps(sample)));
-    else
-        for (int k = 0; k < (C > 0 ? C : channels); ++k)
-            after[k] = before[k] + sample[k];
-}
-
-/// Means of the windows of `count` pixels, `pitch` floats from one to the next.
-template <int C>
-inline void windowMeans(const Windows& windows, const float* sums, int channels, int count, float* out,
-                        std::ptrdiff_t pitch)
-{
-    const int c = C > 0 ? C : channels;
     for (int i = 0; i < count; ++i, out += pitch) {
-        const float* lower = sums + std::ptrdiff_t(windows.lows[i]) * c;
-        const float* upper = sums + std::ptrdiff_t(windows.highs[i]) * c;
+        const float* lower = sums + std::ptrdiff_t(unsigned(windows.lows[i]) & mask) * step;
+        const float* upper = sums + std::ptrdiff_t(unsigned(windows.highs[i]) & mask) * step;
         const float size = windows.sizes[i];
         if (kAsFour<C>)
             _mm_storeu_ps(out, _mm_div_ps(_mm_sub_ps(_mm_loadu_ps(upper), _mm_loadu_ps(lower)), _mm_set1_ps(size)));
         else
-            for (int k = 0; k < c; ++k)
+            for (int k = 0; k < (C > 0 ? C : channels); ++k)
                 out[k] = (upper[k] - lower[k]) / size;
     }
 }
