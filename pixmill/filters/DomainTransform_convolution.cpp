@@ -45,13 +45,14 @@ void withChannels(int channels, const Pass& pass)
 template <int C>
 inline void averageLine(Windows& windows, const float* sums, int channels, float* line, float* spare)
 {
+    const int step = C > 0 ? C : channels;
     int x = 0;
     for (; x + kWindows < windows.n; x += kWindows) {
         windows.find(x, kWindows);
-        windowMeans<C>(windows, sums, channels, ~0u, channels, kWindows, line + std::ptrdiff_t(x) * channels, channels);
+        windowMeans<C>(windows, sums, step, ~0u, channels, kWindows, line + std::ptrdiff_t(x) * step, step);
     }
     windows.find(x, windows.n - x);
-    windowMeans<C>(windows, sums, channels, ~0u, channels, windows.n - x, spare, channels);
+    windowMeans<C>(windows, sums, step, ~0u, channels, windows.n - x, spare, step);
     std::copy_n(spare, (windows.n - x) * channels, line + std::ptrdiff_t(x) * channels);
 }
 
@@ -60,18 +61,25 @@ inline void averageLine(Windows& windows, const float* sums, int channels, float
 template <class LineOf>
 void averageRows(const cv::Mat& in, cv::Mat& out, float radius, Start start, bool apart, const LineOf& lineOf)
 {
-    const int n = in.cols, channels = in.channels();
-    const std::size_t sumsSize = std::size_t(n + 1) * channels + 1, spareSize = kWindows * channels + 1;
-    TeamScratch<float> scratch(sumsSize + spareSize + n + kCoordinatesPad);
+    constexpr int kLines = 4; // side by side
+    const int n = in.cols, height = in.rows, channels = in.channels();
+    const std::ptrdiff_t sumsSize = (std::ptrdiff_t(n + 1) * channels + 31) / 16 * 16,
+                         spareSize = kWindows * channels + 1;
+    TeamScratch<float> scratch(sumsSize * kLines + spareSize + n + kCoordinatesPad);
     withChannels(channels, [&](auto c) {
         constexpr int C = decltype(c)::value;
-        forEachRow(in.size(), [&](int y) {
-            float *sums = scratch.mine(), *spare = sums + sumsSize;
-            const float* coordinate = lineOf(y, spare + spareSize);
-            sumLine<C>(in.ptr<float>(y), n, channels, start == fromFirstPixel, sums);
-            Windows windows;
-            windows.begin(coordinate, n, radius, apart);
-            averageLine<C>(windows, sums, channels, out.ptr<float>(y), spare);
+        forEachIndex((height + kLines - 1) / kLines, long(in.total()), [&](int group) {
+            float *sums = scratch.mine(), *spare = sums + sumsSize * kLines;
+            const int first = group * kLines;
+            const float* lines[kLines];
+            for (int r = 0; r < kLines; ++r) // the last group may sum its last row again
+                lines[r] = in.ptr<float>(std::min(first + r, height - 1));
+            sumLines<C, kLines>(lines, n, channels, start == fromFirstPixel, sums, sumsSize);
+            for (int r = 0; r < std::min(kLines, height - first); ++r) {
+                Windows windows;
+                windows.begin(lineOf(first + r, spare + spareSize), n, radius, apart);
+                averageLine<C>(windows, sums + r * sumsSize, channels, out.ptr<float>(first + r), spare);
+            }
         });
     });
 }

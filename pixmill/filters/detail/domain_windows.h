@@ -106,26 +106,34 @@ inline void windowMeans(const Windows& windows, const float* sums, std::ptrdiff_
     }
 }
 
-/// sums[0] = 0 and sums[i + 1] = sums[i] + line[i] for every channel; or with the first pixel as it is, which keeps a
-/// negative zero.
-template <int C>
-inline void sumLine(const float* line, int n, int channels, bool firstAsItIs, float* sums)
+/// For each of R lines, sums[0] = 0 and sums[i + 1] = sums[i] + line[i] for every channel; or with the first pixel as
+/// it is, which keeps a negative zero. Lines side by side hide each other's latency. Sums are `apart` floats from one
+/// line's to the next one's.
+template <int C, int R>
+inline void sumLines(const float* const* lines, int n, int channels, bool firstAsItIs, float* sums,
+                     std::ptrdiff_t apart)
 {
     const int c = C > 0 ? C : channels;
-    std::fill_n(sums, c, 0.0f);
-    for (int k = 0; k < c; ++k)
-        sums[c + k] = firstAsItIs ? line[k] : 0.0f + line[k];
-    int i = 1;
-    if (kAsFour<C> && n > 1) {
-        __m128 sum = C == 4 ? _mm_loadu_ps(sums + c) : _mm_setr_ps(sums[c], sums[c + 1], sums[c + 2], 0.0f);
-        for (; i < n - 1; ++i) {
-            sum = _mm_add_ps(sum, _mm_loadu_ps(line + i * c));
-            _mm_storeu_ps(sums + (i + 1) * c, sum);
+    for (int r = 0; r < R; ++r)
+        for (int k = 0; k < c; ++k) {
+            sums[r * apart + k] = 0.0f;
+            sums[r * apart + c + k] = firstAsItIs ? lines[r][k] : 0.0f + lines[r][k];
         }
+    std::ptrdiff_t i = c;
+    const std::ptrdiff_t last = std::ptrdiff_t(n - 1) * c;
+    if (kAsFour<C> && n > 2) {
+        __m128 sum[R];
+        for (int r = 0; r < R; ++r)
+            sum[r] = _mm_loadu_ps(sums + r * apart + c);
+        for (; i < last; i += c)
+            for (int r = 0; r < R; ++r) {
+                sum[r] = _mm_add_ps(sum[r], _mm_loadu_ps(lines[r] + i));
+                _mm_storeu_ps(sums + r * apart + i + c, sum[r]);
+            }
     }
-    for (; i < n; ++i)
-        for (int k = 0; k < c; ++k)
-            sums[(i + 1) * c + k] = sums[i * c + k] + line[i * c + k];
+    for (; i < last + c; ++i)
+        for (int r = 0; r < R; ++r)
+            sums[r * apart + i + c] = sums[r * apart + i] + lines[r][i];
 }
 
 } // namespace pixmill::detail
