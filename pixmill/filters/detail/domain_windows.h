@@ -1,8 +1,10 @@
 #pragma once
 
+#include <pixmill/core/detail/rows.h>
+
 #include <algorithm>
 #include <cstddef>
-#include <emmintrin.h>
+#include <immintrin.h>
 
 /// Means over the windows of a line, whose ends are found by domain coordinates.
 namespace pixmill::detail {
@@ -25,6 +27,24 @@ inline void countUpTo(const float* coordinate, const float* __restrict limits, i
     std::copy_n(counts, kWindows, ends);
 }
 
+/// The same; the compiler does not come upon adding under a mask.
+__attribute__((target("avx512f"))) inline void countUpToWide(const float* coordinate, const float* limits, int from,
+                                                             int* ends)
+{
+    const __m512 limit = _mm512_loadu_ps(limits);
+    const __m512i one = _mm512_set1_epi32(1);
+    __m512i count = _mm512_set1_epi32(from);
+    for (const float* c = coordinate + from;; c += kCoordinatesPad) {
+        for (int j = 0; j < kCoordinatesPad; ++j) {
+            const __mmask16 more = _mm512_cmp_ps_mask(_mm512_set1_ps(c[j]), limit, _CMP_NGT_UQ);
+            count = _mm512_mask_add_epi32(count, more, count, one);
+        }
+        if (c[kCoordinatesPad - 1] > limits[kWindows - 1])
+            break;
+    }
+    _mm512_storeu_si512(ends, count);
+}
+
 /// The first of j, j + 1, ... n whose coordinate lies above `limit`.
 inline int firstAbove(const float* coordinate, float limit, int j, int n)
 {
@@ -38,7 +58,8 @@ struct Windows {
     const float* coordinate; ///< n of them, and kCoordinatesPad infinities
     int n;
     float radius;
-    bool rising;           ///< no coordinate falls, and no limit is below all coordinates or not a number
+    bool rising; ///< no coordinate falls, and no limit is below all coordinates or not a number
+    bool wide = rowPolicy().level == 2;
     int low = 0, high = 0; ///< of the last pixel found
     int lows[kWindows] = {}, highs[kWindows] = {};
     float sizes[kWindows] = {};
@@ -66,8 +87,13 @@ struct Windows {
                 below[i] = at - radius;
                 above[i] = at + radius;
             }
-            countUpTo(coordinate, below, low, lows);
-            countUpTo(coordinate, above, high, highs);
+            if (wide) {
+                countUpToWide(coordinate, below, low, lows);
+                countUpToWide(coordinate, above, high, highs);
+            } else {
+                countUpTo(coordinate, below, low, lows);
+                countUpTo(coordinate, above, high, highs);
+            }
         } else {
             int l = low, h = high;
             for (int i = 0; i < count; ++i) {
