@@ -22,22 +22,16 @@ constexpr int kAhead = 16; ///< Rows that are fetched before they are summed.
 /// How the running sums begin: from nothing, or with the first pixel as it is (which keeps a negative zero).
 enum Start { fromZero, fromFirstPixel };
 
-/// Runs `pass` with the number of channels as a constant, 0 for more than four.
+/// Runs `pass` with the number of channels as a constant where it is a common one, else with 0.
 template <class Pass>
 void withChannels(int channels, const Pass& pass)
 {
-    switch (channels) {
-    case 1:
-        return pass(std::integral_constant<int, 1>());
-    case 2:
-        return pass(std::integral_constant<int, 2>());
-    case 3:
-        return pass(std::integral_constant<int, 3>());
-    case 4:
-        return pass(std::integral_constant<int, 4>());
-    default:
-        return pass(std::integral_constant<int, 0>());
-    }
+    if (channels == 1)
+        pass(std::integral_constant<int, 1>());
+    else if (channels == 3)
+        pass(std::integral_constant<int, 3>());
+    else
+        pass(std::integral_constant<int, 0>());
 }
 
 /// Replaces a line by the means of its windows. The last of them go by way of `spare`, since three channels touch a
@@ -46,20 +40,35 @@ template <int C>
 inline void averageLine(Windows& windows, const float* sums, int channels, float* line, float* spare)
 {
     const int step = C > 0 ? C : channels;
-    int x = 0;
-    for (; x + kWindows < windows.n; x += kWindows) {
-        windows.find(x, kWindows);
-        windowMeans<C>(windows, sums, step, ~0u, channels, kWindows, line + std::ptrdiff_t(x) * step, step);
+    for (int x = 0; x < windows.n; x += kWindows) {
+        const bool last = x + kWindows >= windows.n;
+        const int count = last ? windows.n - x : kWindows;
+        float* place = line + std::ptrdiff_t(x) * step;
+        windows.find(x, count);
+        windowMeans<C>(windows, sums, step, ~0u, channels, count, last ? spare : place, step);
+        if (last)
+            std::copy_n(spare, count * step, place);
     }
-    windows.find(x, windows.n - x);
-    windowMeans<C>(windows, sums, step, ~0u, channels, windows.n - x, spare, step);
-    std::copy_n(spare, (windows.n - x) * channels, line + std::ptrdiff_t(x) * channels);
 }
 
-/// One pass along the rows of `in`, which may be `out`; `lineOf(y, scratch)` gives a row's coordinates,
-/// which are known to be `apart`.
-template <class LineOf>
-void averageRows(const cv::Mat& in, cv::Mat& out, float radius, Start start, bool apart, const LineOf& lineOf)
+/// Where the rows' coordinates come from: lines that stand ready, or a plane whose rows are copied to gain their end.
+struct RowCoordinates {
+    const DomainCoordinates* ready;
+    cv::Mat plane;
+
+    bool apart() const { return ready && ready->apart(); }
+    const float* line(int y, float* scratch) const
+    {
+        if (ready)
+            return ready->across(y);
+        std::copy_n(plane.ptr<float>(y), plane.cols, scratch);
+        std::fill_n(scratch + plane.cols, kCoordinatesPad, std::numeric_limits<float>::infinity());
+        return scratch;
+    }
+};
+
+/// One pass along the rows of `in`, which may be `out`.
+void averageRows(const cv::Mat& in, cv::Mat& out, float radius, Start start, const RowCoordinates& coordinates)
 {
     constexpr int kLines = 4; // side by side
     const int n = in.cols, height = in.rows, channels = in.channels();
@@ -77,7 +86,7 @@ void averageRows(const cv::Mat& in, cv::Mat& out, float radius, Start start, boo
             sumLines<C, kLines>(lines, n, channels, start == fromFirstPixel, sums, sumsSize);
             for (int r = 0; r < std::min(kLines, height - first); ++r) {
                 Windows windows;
-                windows.begin(lineOf(first + r, spare + spareSize), n, radius, apart);
+                windows.begin(coordinates.line(first + r, spare + spareSize), n, radius, coordinates.apart());
                 averageLine<C>(windows, sums + r * sumsSize, channels, out.ptr<float>(first + r), spare);
             }
         });
@@ -165,8 +174,7 @@ void convolve(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR, Start
     const double base = std::sqrt(3.0) / std::sqrt(63.0) * double(sigmaS);
     for (const int factor : {4, 2, 1}) {
         const float sigma = float(factor * base), radius = float(double(sigma) * std::sqrt(3.0));
-        averageRows(factor == 4 ? in : out, out, radius, start, coordinates.apart(),
-                    [&](int y, float*) { return coordinates.across(y); });
+        averageRows(factor == 4 ? in : out, out, radius, start, {&coordinates, {}});
         averageColumns(out, coordinates, radius, start);
     }
 }
@@ -176,11 +184,7 @@ int averageRows(cv::Mat& img, const cv::Mat& ct, float radius, Start start)
 {
     CV_Assert(img.dims <= 2 && img.depth() == CV_32F && ct.type() == CV_32FC1 && img.size() == ct.size());
     if (!img.empty())
-        averageRows(img, img, radius, start, false, [&](int y, float* coordinate) -> const float* {
-            std::copy_n(ct.ptr<float>(y), ct.cols, coordinate);
-            std::fill_n(coordinate + ct.cols, kCoordinatesPad, std::numeric_limits<float>::infinity());
-            return coordinate;
-        });
+        averageRows(img, img, radius, start, {nullptr, ct});
     return 1;
 }
 

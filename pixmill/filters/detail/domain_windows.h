@@ -110,9 +110,9 @@ struct Windows {
     }
 };
 
-/// Whether C channels are taken as one vector of four: three of them then touch the float behind a pixel.
+/// Whether C channels are taken as one vector of four, which touches the float behind a pixel.
 template <int C>
-constexpr bool kAsFour = C == 3 || C == 4;
+constexpr bool kAsFour = C == 3;
 
 /// Means of the windows of `count` pixels, `pitch` floats from one to the next. The sums of the pixels before pixel i
 /// stand at sums[(i & mask) * step].
