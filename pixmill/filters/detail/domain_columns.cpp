@@ -36,17 +36,17 @@ inline void walkStanding(float* top, std::ptrdiff_t stride, int height, const St
         const int n = std::min(kBlock, height - y), start = y == 0; // the first row has none above
         fetch(y + n, std::min(y + 2 * kBlock, height));
         make(y, n);
-        walkLines<C, true>({top + (y + start) * stride, weights + std::ptrdiff_t(y + start) * kLanes, n - start, stride,
-                            kLanes, pixel, strips.line},
-                           strips.count);
+        walkLines<C>({top + (y + start) * stride, weights + std::ptrdiff_t(y + start) * kLanes, n - start, stride,
+                      kLanes, pixel, strips.line},
+                     strips.count);
     }
     for (int y = (height - 1) / kBlock * kBlock; y >= 0; y -= kBlock) {
         const int last = std::min(y + kBlock, height - 1) - 1; // the last row has none below
         if (crowded)
             fetch(y - kBlock, y);
-        walkLines<C, true>({top + last * stride, weights + std::ptrdiff_t(last + 1) * kLanes, last + 1 - y, -stride,
-                            -kLanes, pixel, strips.line},
-                           strips.count);
+        walkLines<C>({top + last * stride, weights + std::ptrdiff_t(last + 1) * kLanes, last + 1 - y, -stride, -kLanes,
+                      pixel, strips.line},
+                     strips.count);
     }
 }
 

@@ -17,19 +17,20 @@ int roundUp(int n, int unit)
 }
 
 /// A walk along rows whose pixels have any number of channels.
-inline void walkRows(Walk way, int channels)
+inline void walkRows(float* p, const float* w, int pixels, int channels, int direction)
 {
-    for (; channels > 4; channels -= 4, way.samples += 4 * kLanes)
-        walk<4, 1, false>(way);
+    const std::ptrdiff_t step = std::ptrdiff_t(direction) * channels * kLanes, weightStep = direction * kLanes;
+    for (; channels > 4; channels -= 4, p += 4 * kLanes)
+        walkPlanar<4>(p, w, pixels, step, weightStep);
     switch (channels) {
     case 1:
-        return walk<1, 1, false>(way);
+        return walkPlanar<1>(p, w, pixels, step, weightStep);
     case 2:
-        return walk<2, 1, false>(way);
+        return walkPlanar<2>(p, w, pixels, step, weightStep);
     case 3:
-        return walk<3, 1, false>(way);
+        return walkPlanar<3>(p, w, pixels, step, weightStep);
     default:
-        return walk<4, 1, false>(way);
+        return walkPlanar<4>(p, w, pixels, step, weightStep);
     }
 }
 
@@ -87,13 +88,11 @@ void DomainRecursion::eachTile(const std::vector<cv::Mat>& from, int first, int 
                 if (i == 0)
                     weigh(steps + x * kLanes, k, roundUp(n, 4), weights + x * kLanes);
                 toLanes(sources, x * channels, (x + n) * channels, lanes + x * pixel);
-                walkRows({lanes + (x + start) * pixel, weights + (x + start) * kLanes, n - start, pixel, kLanes, 0, 0},
-                         channels);
+                walkRows(lanes + (x + start) * pixel, weights + (x + start) * kLanes, n - start, channels, 1);
             }
             for (int x = (width - 1) / kBlock * kBlock; x >= 0; x -= kBlock) {
                 const int n = std::min(kBlock, width - x), last = std::min(x + n, width - 1) - 1;
-                walkRows({lanes + last * pixel, weights + (last + 1) * kLanes, last + 1 - x, -pixel, -kLanes, 0, 0},
-                         channels);
+                walkRows(lanes + last * pixel, weights + (last + 1) * kLanes, last + 1 - x, channels, -1);
                 fromLanes(lanes + x * pixel, x * channels, (x + n) * channels, rows);
             }
         }

@@ -40,10 +40,42 @@ struct Walk {
     std::ptrdiff_t step, weightStep, nextLine, nextWeights;
 };
 
+/// Sixteen samples, a struct because g++ keeps a few of them in registers, but not one long array.
+struct Sixteen {
+    float v[kLanes];
+};
+
+inline Sixteen pulled(const Sixteen& before, const float* __restrict samples, const float* __restrict weights)
+{
+    Sixteen now;
+    for (int r = 0; r < kLanes; ++r)
+        now.v[r] = samples[r] + (before.v[r] - samples[r]) * weights[r];
+    return now;
+}
+
+/// Pulls every pixel of a line towards the one before it in the walk. Its C channels stand one behind the other, each
+/// in sixteen lanes.
+template <int C>
+inline void walkPlanar(float* p, const float* w, int pixels, std::ptrdiff_t step, std::ptrdiff_t weightStep)
+{
+    Sixteen state[C];
+    for (int c = 0; c < C; ++c)
+        for (int r = 0; r < kLanes; ++r)
+            state[c].v[r] = p[c * kLanes - step + r];
+    for (; pixels > 0; --pixels, p += step, w += weightStep) {
+#pragma GCC unroll 4
+        for (int c = 0; c < C; ++c) {
+            state[c] = pulled(state[c], p + c * kLanes, w);
+            for (int r = 0; r < kLanes; ++r)
+                p[c * kLanes + r] = state[c].v[r];
+        }
+    }
+}
+
 /// Pulls every pixel of T lines towards the one before it in the walk. Side by side, the lines hide each other's
-/// latency. The channels of a pixel stand one behind the other, each in sixteen lanes, or (`Mixed`) interleaved.
-template <int C, int T, bool Mixed>
-inline void walk(const Walk& way)
+/// latency. The channels of a pixel are interleaved.
+template <int C, int T>
+inline void walkMixed(const Walk& way)
 {
     float state[T][C * kLanes];
     float* samples = way.samples;
@@ -59,7 +91,7 @@ inline void walk(const Walk& way)
             float wide[C * kLanes];
             for (int r = 0; r < kLanes; ++r)
                 for (int c = 0; c < C; ++c)
-                    wide[Mixed ? r * C + c : c * kLanes + r] = weights[t * nextWeights + r];
+                    wide[r * C + c] = weights[t * nextWeights + r];
             for (int i = 0; i < C * kLanes; ++i) {
                 const float sample = p[i];
                 state[t][i] = sample + (state[t][i] - sample) * wide[i];
@@ -69,7 +101,7 @@ inline void walk(const Walk& way)
 }
 
 /// The same for any number of lines.
-template <int C, bool Mixed>
+template <int C>
 inline void walkLines(Walk way, int lines)
 {
     const auto next = [&](int n) {
@@ -79,12 +111,12 @@ inline void walkLines(Walk way, int lines)
     };
     if (C == 1)
         for (; lines >= 4; next(4))
-            walk<C, C == 1 ? 4 : 1, Mixed>(way);
+            walkMixed<C, C == 1 ? 4 : 1>(way);
     if (C <= 3)
         for (; lines >= 2; next(2))
-            walk<C, C <= 3 ? 2 : 1, Mixed>(way);
+            walkMixed<C, C <= 3 ? 2 : 1>(way);
     for (; lines > 0; next(1))
-        walk<C, 1, Mixed>(way);
+        walkMixed<C, 1>(way);
 }
 
 } // namespace pixmill::detail
