@@ -127,7 +127,7 @@ int sumRows(bool apart, float radius, int n)
     int rows = 64;
     while (rows < reach && rows <= n)
         rows *= 2;
-    return apart && rows <= n ? rows : n + 1;
+    return apart && radius >= 0.0f && rows <= n ? rows : n + 1;
 }
 
 /// One pass along the columns, a strip at a time, so that the picture need not be transposed.
@@ -152,7 +152,7 @@ void averageColumns(cv::Mat& img, const DomainCoordinates& coordinates, float ra
                 int reach = y + count;
                 for (int x = 0; x < columns; ++x) {
                     windows[x].find(y, count);
-                    reach = std::max(reach, windows[x].high);
+                    reach = std::max({reach, windows[x].low, windows[x].high}); // a negative radius swaps the ends
                 }
                 sums.advance(img, left * channels, samples, reach, start);
                 for (int x = 0; x < columns; ++x)

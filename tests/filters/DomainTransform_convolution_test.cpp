@@ -103,8 +103,11 @@ TEST(DomainConvolution, WindowsOfEveryReachMatchTheReference)
     struct {
         cv::Size size;
         float sigmaS, sigmaR;
-    } const cases[] = {
-        {{37, 300}, 7.0f, 0.4f}, {{300, 37}, 7.0f, 0.4f}, {{35, 150}, 300.0f, 0.4f}, {{33, 200}, 9.0f, 1e-6f}};
+    } const cases[] = {{{37, 300}, 7.0f, 0.4f},
+                       {{300, 37}, 7.0f, 0.4f},
+                       {{35, 150}, 300.0f, 0.4f},
+                       {{33, 200}, 9.0f, 1e-6f},
+                       {{33, 200}, -30.0f, -0.4f}};
     for (const auto& [size, sigmaS, sigmaR] : cases)
         for (int c = 1; c <= 4; ++c) {
             SCOPED_TRACE(testing::Message() << size << " " << c << " channels, " << sigmaS << " " << sigmaR);
