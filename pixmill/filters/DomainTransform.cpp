@@ -2,7 +2,7 @@
 
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
-#include <pixmill/filters/detail/domain_steps.h>
+#include <pixmill/filters/detail/domain_gaps.h>
 
 #include <cmath>
 #include <iostream>

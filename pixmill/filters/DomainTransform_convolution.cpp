@@ -3,6 +3,8 @@
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/core/detail/scratch.h>
+#include <pixmill/filters/detail/domain_coordinates.h>
+#include <pixmill/filters/detail/domain_windows.h>
 
 #include <opencv2/core.hpp>
 
@@ -14,160 +16,196 @@ using namespace pixmill::detail;
 
 namespace {
 
-constexpr int kStrip = 16; ///< Columns that are turned into lines at a time.
+constexpr int kStrip = 32; ///< Columns that are averaged at a time.
+constexpr int kAhead = 16; ///< Rows that are fetched before they are summed.
 
 /// How the running sums begin: from nothing, or with the first pixel as it is (which keeps a negative zero).
 enum Start { fromZero, fromFirstPixel };
 
-/// Working memory of one line of n pixels: its coordinates with a sentinel behind them, and its running sums.
-std::size_t lineScratch(int n, int channels)
+/// Runs `pass` with the number of channels as a constant where it is a common one, else with 0.
+template <class Pass>
+void withChannels(int channels, const Pass& pass)
 {
-    return std::size_t(n + 1) + std::size_t(n + 1) * channels;
+    if (channels == 1)
+        pass(std::integral_constant<int, 1>());
+    else if (channels == 3)
+        pass(std::integral_constant<int, 3>());
+    else
+        pass(std::integral_constant<int, 0>());
 }
 
-/// The first of j, j + 1, ... n whose coordinate lies above `limit`; the sentinel at n ends every search.
-inline int firstAbove(const float* coordinate, float limit, int j, int n)
+/// Replaces a line by the means of its windows. The last of them go by way of `spare`, since three channels touch a
+/// float more.
+template <int C>
+inline void averageLine(Windows& windows, const float* sums, int channels, float* line, float* spare)
 {
-    while (j < n && !(coordinate[j] > limit))
-        ++j;
-    return j;
-}
-
-/// Replaces every pixel of a line by the mean of those whose coordinate is above its own less `radius` and not above
-/// its own plus `radius`. Sums run along the line in single precision.
-inline void averageLine(float* line, const float* coordinates, float radius, int n, int channels, Start start,
-                        float* scratch)
-{
-    float *coordinate = scratch, *sums = scratch + n + 1;
-    std::copy_n(coordinates, n, coordinate);
-    coordinate[n] = std::numeric_limits<float>::infinity();
-    std::fill_n(sums, channels, 0.0f);
-    for (int i = 0; i < n * channels; ++i)
-        sums[i + channels] = start == fromFirstPixel && i < channels ? line[i] : sums[i] + line[i];
-
-    int low = firstAbove(coordinate, coordinate[0] - radius, 0, n), high = 0;
-    if (low == n)
-        low = 0; // no sample lies above: the window begins with the line
-    for (int x = 0; x < n; ++x) {
-        if (x > 0)
-            low = firstAbove(coordinate, coordinate[x] - radius, low, n);
-        high = firstAbove(coordinate, coordinate[x] + radius, high, n);
-        const float count = float(high - low);
-        const float *upper = sums + std::ptrdiff_t(high) * channels, *lower = sums + std::ptrdiff_t(low) * channels;
-        for (int k = 0; k < channels; ++k)
-            line[x * channels + k] = (upper[k] - lower[k]) / count;
+    const int step = C > 0 ? C : channels;
+    for (int x = 0; x < windows.n; x += kWindows) {
+        const bool last = x + kWindows >= windows.n;
+        const int count = last ? windows.n - x : kWindows;
+        float* place = line + std::ptrdiff_t(x) * step;
+        windows.find(x, count);
+        windowMeans<C>(windows, sums, step, ~0u, channels, count, last ? spare : place, step);
+        if (last)
+            std::copy_n(spare, count * step, place);
     }
 }
 
-void checkPass(const cv::Mat& img, const cv::Mat& ct)
-{
-    CV_Assert(img.dims <= 2 && img.depth() == CV_32F && ct.type() == CV_32FC1 && img.size() == ct.size());
-}
+/// Where the rows' coordinates come from: lines that stand ready, or a plane whose rows are copied to gain their end.
+struct RowCoordinates {
+    const DomainCoordinates* ready;
+    cv::Mat plane;
 
-/// One pass along the rows.
-void averageRows(cv::Mat& img, const cv::Mat& ct, float radius, Start start)
-{
-    const int n = img.cols, channels = img.channels();
-    TeamScratch<float> scratch(lineScratch(n, channels));
-    forEachRow(img.size(), [&](int y) {
-        averageLine(img.ptr<float>(y), ct.ptr<float>(y), radius, n, channels, start, scratch.mine());
-    });
-}
-
-/// One pass along the columns, whose coordinates are the rows of `ct`. Columns are turned into lines a strip at a time,
-/// so that the picture need not be transposed.
-void averageColumns(cv::Mat& img, const cv::Mat& ct, float radius, Start start)
-{
-    const int n = img.rows, channels = img.channels(), strips = (img.cols + kStrip - 1) / kStrip;
-    const std::size_t line = std::size_t(n) * channels;
-    TeamScratch<float> lines(line * kStrip), scratch(lineScratch(n, channels));
-    forEachIndex(strips, long(img.total()), [&](int strip) {
-        float* const buffer = lines.mine();
-        const int x0 = strip * kStrip, count = std::min(kStrip, img.cols - x0);
-        for (int y = 0; y < n; ++y) {
-            const float* row = img.ptr<float>(y) + std::ptrdiff_t(x0) * channels;
-            for (int x = 0; x < count; ++x)
-                for (int k = 0; k < channels; ++k)
-                    buffer[x * line + std::ptrdiff_t(y) * channels + k] = row[x * channels + k];
-        }
-        for (int x = 0; x < count; ++x)
-            averageLine(buffer + x * line, ct.ptr<float>(x0 + x), radius, n, channels, start, scratch.mine());
-        for (int y = 0; y < n; ++y) {
-            float* row = img.ptr<float>(y) + std::ptrdiff_t(x0) * channels;
-            for (int x = 0; x < count; ++x)
-                for (int k = 0; k < channels; ++k)
-                    row[x * channels + k] = buffer[x * line + std::ptrdiff_t(y) * channels + k];
-        }
-    });
-}
-
-/// Domain coordinates along rows: running sums of the steps 1 + ratio * gradient, in place of the gradients.
-void accumulateSteps(cv::Mat& gradients, float ratio)
-{
-    forEachRow(gradients.size(), [&](int y) {
-        float* row = gradients.ptr<float>(y);
-        float sum = 0;
-        for (int x = 0; x < gradients.cols; ++x) {
-            const float step = 1 + ratio * row[x];
-            sum = x == 0 ? step : sum + step;
-            row[x] = sum;
-        }
-    });
-}
-
-struct Coordinates {
-    cv::Mat across; ///< H x W.
-    cv::Mat down;   ///< W x H: a column's coordinates are a row.
-
-    Coordinates(DomainTransform& filter, const cv::Mat& in, float sigmaS, float sigmaR)
+    bool apart() const { return ready && ready->apart(); }
+    const float* line(int y, float* scratch) const
     {
-        const float ratio = sigmaS / sigmaR;
-        cv::Mat gaps, sum;
-        filter.diffx(in, gaps);
-        filter.channelSum(gaps, across, 0);
-        filter.diffy(in, gaps);
-        filter.channelSum(gaps, sum, 0);
-        cv::transpose(sum, down);
-        accumulateSteps(across, ratio);
-        accumulateSteps(down, ratio);
+        if (ready)
+            return ready->across(y);
+        std::copy_n(plane.ptr<float>(y), plane.cols, scratch);
+        std::fill_n(scratch + plane.cols, kCoordinatesPad, std::numeric_limits<float>::infinity());
+        return scratch;
     }
 };
 
-/// Three times rows and columns; every radius comes from `sigmaS` itself.
-void convolve(cv::Mat& img, const Coordinates& coordinates, float sigmaS, Start start)
+/// One pass along the rows of `in`, which may be `out`.
+void averageRows(const cv::Mat& in, cv::Mat& out, float radius, Start start, const RowCoordinates& coordinates)
 {
+    constexpr int kLines = 4; // side by side
+    const int n = in.cols, height = in.rows, channels = in.channels();
+    const std::ptrdiff_t sumsSize = (std::ptrdiff_t(n + 1) * channels + 31) / 16 * 16,
+                         spareSize = kWindows * channels + 1;
+    TeamScratch<float> scratch(sumsSize * kLines + spareSize + n + kCoordinatesPad);
+    withChannels(channels, [&](auto c) {
+        constexpr int C = decltype(c)::value;
+        forEachIndex((height + kLines - 1) / kLines, long(in.total()), [&](int group) {
+            float *sums = scratch.mine(), *spare = sums + sumsSize * kLines;
+            const int first = group * kLines;
+            const float* lines[kLines];
+            for (int r = 0; r < kLines; ++r) // the last group may sum its last row again
+                lines[r] = in.ptr<float>(std::min(first + r, height - 1));
+            sumLines<C, kLines>(lines, n, channels, start == fromFirstPixel, sums, sumsSize);
+            for (int r = 0; r < std::min(kLines, height - first); ++r) {
+                Windows windows;
+                windows.begin(coordinates.line(first + r, spare + spareSize), n, radius, coordinates.apart());
+                averageLine<C>(windows, sums + r * sumsSize, channels, out.ptr<float>(first + r), spare);
+            }
+        });
+    });
+}
+
+/// Running sums down the columns of a strip, row by row; only the last rows are kept, `mask` + 1 of them.
+struct ColumnSums {
+    float* rows;
+    std::ptrdiff_t pitch;
+    unsigned mask;
+    int done = 0; ///< row i holds the sums of the picture's rows above i
+
+    float* row(int y) const { return rows + std::ptrdiff_t(unsigned(y) & mask) * pitch; }
+
+    /// Goes on to row `end`, reading samples left..left+n-1 of the picture's rows.
+    inline void advance(const cv::Mat& img, int left, int n, int end, Start start)
+    {
+        for (; done < end; ++done) {
+            const float* __restrict in = img.ptr<float>(done) + left;
+            const float* ahead = img.ptr<float>(std::min(done + kAhead, img.rows - 1)) + left;
+            for (int i = 0; i < n; i += 16)
+                __builtin_prefetch(ahead + i, 1);
+            const float* __restrict sum = row(done);
+            float* __restrict next = row(done + 1);
+            for (int i = 0; i < n; ++i)
+                next[i] = sum[i] + in[i];
+            if (done == 0 && start == fromFirstPixel)
+                std::copy_n(in, n, next);
+        }
+    }
+};
+
+/// How many rows of sums the windows of sixteen rows reach over: with coordinates at least 7/8 apart, a power of two.
+int sumRows(bool apart, float radius, int n)
+{
+    const double reach = 2 * std::ceil(double(radius) / 0.875) + 2 * kWindows + 8;
+    int rows = 64;
+    while (rows < reach && rows <= n)
+        rows *= 2;
+    return apart && radius >= 0.0f && rows <= n ? rows : n + 1;
+}
+
+/// One pass along the columns, a strip at a time, so that the picture need not be transposed.
+void averageColumns(cv::Mat& img, const DomainCoordinates& coordinates, float radius, Start start)
+{
+    const int n = img.rows, channels = img.channels(), strips = (img.cols + kStrip - 1) / kStrip;
+    const int kept = sumRows(coordinates.apart(), radius, n);
+    const std::ptrdiff_t pitch = kStrip * channels + 16;
+    TeamScratch<float> scratch(pitch * (kept + kWindows));
+    withChannels(channels, [&](auto c) {
+        constexpr int C = decltype(c)::value;
+        forEachIndex(strips, long(img.total()), [&](int strip) {
+            const int left = strip * kStrip, columns = std::min(kStrip, img.cols - left), samples = columns * channels;
+            float* tile = scratch.mine();
+            ColumnSums sums{tile + pitch * kWindows, pitch, kept == n + 1 ? ~0u : unsigned(kept - 1)};
+            std::fill_n(sums.row(0), samples, 0.0f);
+            Windows windows[kStrip];
+            for (int x = 0; x < columns; ++x)
+                windows[x].begin(coordinates.down(left + x), n, radius, coordinates.apart());
+            for (int y = 0; y < n; y += kWindows) {
+                const int count = std::min(kWindows, n - y);
+                int reach = y + count;
+                for (int x = 0; x < columns; ++x) {
+                    windows[x].find(y, count);
+                    reach = std::max({reach, windows[x].low, windows[x].high}); // a negative radius swaps the ends
+                }
+                sums.advance(img, left * channels, samples, reach, start);
+                for (int x = 0; x < columns; ++x)
+                    windowMeans<C>(windows[x], sums.rows + x * channels, pitch, sums.mask, channels, count,
+                                   tile + x * channels, pitch);
+                for (int i = 0; i < count; ++i)
+                    std::copy_n(tile + i * pitch, samples, img.ptr<float>(y + i) + left * channels);
+            }
+        });
+    });
+}
+
+/// Three times rows and columns, from `in` to `out`, which may be the same; every radius comes from `sigmaS` itself.
+void convolve(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR, Start start)
+{
+    if (in.empty())
+        return;
+    const DomainCoordinates coordinates(in, sigmaS / sigmaR);
     const double base = std::sqrt(3.0) / std::sqrt(63.0) * double(sigmaS);
     for (const int factor : {4, 2, 1}) {
         const float sigma = float(factor * base), radius = float(double(sigma) * std::sqrt(3.0));
-        averageRows(img, coordinates.across, radius, start);
-        averageColumns(img, coordinates.down, radius, start);
+        averageRows(factor == 4 ? in : out, out, radius, start, {&coordinates, {}});
+        averageColumns(out, coordinates, radius, start);
     }
+}
+
+/// One pass along the rows with coordinates that stand in a plane.
+int averageRows(cv::Mat& img, const cv::Mat& ct, float radius, Start start)
+{
+    CV_Assert(img.dims <= 2 && img.depth() == CV_32F && ct.type() == CV_32FC1 && img.size() == ct.size());
+    if (!img.empty())
+        averageRows(img, img, radius, start, {nullptr, ct});
+    return 1;
 }
 
 } // namespace
 
 int DomainTransform::NCcompute(cv::Mat& img, cv::Mat& ct, float radius)
 {
-    checkPass(img, ct);
-    averageRows(img, ct, radius, fromZero);
-    return 1;
+    return averageRows(img, ct, radius, fromZero);
 }
 
 int DomainTransform::ICcompute(cv::Mat& img, cv::Mat& ct, float radius)
 {
-    checkPass(img, ct);
-    averageRows(img, ct, radius, fromFirstPixel);
-    return 1;
+    return averageRows(img, ct, radius, fromFirstPixel);
 }
 
 int DomainTransform::NormalizedConvolutionFilter(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR)
 {
     CV_Assert(in.dims <= 2 && in.depth() == CV_32F);
-    const cv::Mat source = in;
-    const Coordinates coordinates(*this, source, sigmaS, sigmaR);
+    const cv::Mat source = in.data != out.data && overlap(in, out) ? in.clone() : in;
     ensure(out, source.size(), source.type());
-    source.copyTo(out);
-    convolve(out, coordinates, sigmaS, fromZero);
+    convolve(source, out, sigmaS, sigmaR, fromZero);
     return 1;
 }
 
@@ -175,9 +213,8 @@ int DomainTransform::InterpolatedConvolutionFilter(const cv::Mat& in, cv::Mat& o
 {
     CV_Assert(in.dims <= 2 && in.depth() == CV_32F);
     cv::Mat working = in; // the host's own pixels, which are meant to be used up
-    const Coordinates coordinates(*this, working, sigmaS, sigmaR);
+    convolve(working, working, sigmaS, sigmaR, fromFirstPixel);
     ensure(out, working.size(), working.type());
-    convolve(working, coordinates, sigmaS, fromFirstPixel);
     working.copyTo(out);
     return 1;
 }

@@ -20,11 +20,11 @@ float exponent(float sigma)
     return narrow(-std::sqrt(2.0) / double(sigma));
 }
 
-/// How many rows go from one direction to the other at a time: enough for every thread, few enough for the cache.
-int bandRows()
+/// How many tiles are filtered after their steps were made: enough for every thread, few enough for the cache.
+int bandTiles()
 {
     const int threads = omp_get_max_threads();
-    return threads == 1 ? kLanes : 2 * kLanes * threads;
+    return threads == 1 ? 1 : 2 * threads;
 }
 
 /// Filters pictures of one size into `out` (of the same sizes and types; may be the same pixels), with the steps of the
@@ -42,26 +42,15 @@ void recurse(const std::vector<cv::Mat>& in, const std::vector<cv::Mat>& out, co
 
     DomainSteps steps(size, sigmaS / sigmaR, lastRow);
     DomainRecursion recursion(out);
-    const int tiles = recursion.tiles(), band = bandRows() / kLanes;
-    const int lastBand = (tiles - 1) / band * band;
-    for (int i = 0; i < 3; ++i) {
-        for (int t = 0; t < tiles; t += band) {
-            const int end = std::min(t + band, tiles);
-            if (i == 0) {
-                steps.fill(guides.data(), int(guides.size()), t,
-                           end); // reads one row of the next band, still as it was
-                recursion.rows(in, steps, t, end, k[0]);
-            }
-            recursion.columnsDown(steps, t * kLanes, std::min(end * kLanes, size.height), k[i]);
-        }
-        for (int t = lastBand; t >= 0; t -= band) {
-            const int end = std::min(t + band, tiles);
-            // One row ahead, since the row above this band is still pulled towards the band's first one.
-            recursion.columnsUp(steps, std::max(t * kLanes - 1, 0), end == tiles ? size.height : end * kLanes - 1,
-                                k[i]);
-            if (i < 2)
-                recursion.rows(out, steps, t, end, k[i + 1]);
-        }
+    for (int first = 0, band = bandTiles(); first < recursion.tiles(); first += band) {
+        const int end = std::min(first + band, recursion.tiles());
+        steps.fill(guides.data(), int(guides.size()), first, end); // reads one row of the next band, still as it was
+        recursion.rows(in, steps, first, end, k[0]);
+    }
+    recursion.columns(steps, k[0]);
+    for (int i = 1; i < 3; ++i) {
+        recursion.rows(out, steps, 0, recursion.tiles(), k[i]);
+        recursion.columns(steps, k[i]);
     }
 }
 
@@ -86,7 +75,7 @@ int DomainTransform::RFcompute(std::vector<cv::Mat>& img, cv::Mat& D, float sigm
     if (img.empty() || D.empty())
         return 1;
     DomainRecursion recursion(img);
-    recursion.rows(img, D, 0, recursion.tiles(), exponent(sigma));
+    recursion.rows(D, exponent(sigma));
     return 1;
 }
 

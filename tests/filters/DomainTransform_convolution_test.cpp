@@ -4,13 +4,14 @@
 #include <pixmill/filters/DomainTransform.h>
 
 #include <cmath>
+#include <limits>
 #include <vector>
 
 using namespace pixmill::test;
 
 namespace {
 
-/// One pass, every window searched from the start.
+/// One pass, pixel by pixel; each search goes on where the one before it ended.
 void averageReference(cv::Mat& img, const cv::Mat& ct, float radius)
 {
     const int W = img.cols, C = img.channels();
@@ -21,10 +22,12 @@ void averageReference(cv::Mat& img, const cv::Mat& ct, float radius)
         for (int i = 0; i < W * C; ++i)
             sat[i + C] = sat[i] + row[i];
         std::vector<float> result(std::size_t(W) * C);
+        int l = 0, u = 0;
         for (int x = 0; x < W; ++x) {
-            int l = 0, u = 0;
             while (l < W && !(t[l] > t[x] - radius))
                 ++l;
+            if (x == 0 && l == W)
+                l = 0;
             while (u < W && !(t[u] > t[x] + radius))
                 ++u;
             for (int c = 0; c < C; ++c)
@@ -92,6 +95,53 @@ TEST(DomainConvolution, BothFiltersMatchTheReferenceBitForBit)
                 ASSERT_TRUE(samePixels<float>(expected, used)) << "in place";
             });
         }
+}
+
+// Pictures taller than the rows that a window reaches, windows as tall as a column, coordinates too large to be exact.
+TEST(DomainConvolution, WindowsOfEveryReachMatchTheReference)
+{
+    struct {
+        cv::Size size;
+        float sigmaS, sigmaR;
+    } const cases[] = {{{37, 300}, 7.0f, 0.4f},
+                       {{300, 37}, 7.0f, 0.4f},
+                       {{35, 150}, 300.0f, 0.4f},
+                       {{33, 200}, 9.0f, 1e-6f},
+                       {{33, 200}, -30.0f, -0.4f}};
+    for (const auto& [size, sigmaS, sigmaR] : cases)
+        for (int c = 1; c <= 4; ++c) {
+            SCOPED_TRACE(testing::Message() << size << " " << c << " channels, " << sigmaS << " " << sigmaR);
+            cv::Mat in = randomPlane(size, CV_32FC(c), 0, 1);
+            in.rowRange(size.height / 2, size.height * 3 / 4) =
+                cv::Scalar::all(0.5); // large coordinates do not rise here
+            const cv::Mat expected = filterReference(in, sigmaS, sigmaR);
+            everyWay([&, sigmaS = sigmaS, sigmaR = sigmaR] {
+                cv::Mat out;
+                DomainTransform().NormalizedConvolutionFilter(in, out, sigmaS, sigmaR);
+                ASSERT_TRUE(samePixels<float>(expected, out));
+            });
+        }
+}
+
+TEST(DomainConvolution, CoordinatesThatFallOrAreNoNumbersAreWalkedPixelByPixel)
+{
+    const float none = std::nanf(""), infinite = std::numeric_limits<float>::infinity();
+    everyWay([&] {
+        for (const float odd : {-40.0f, none, infinite})
+            for (const float radius : {3.0f, 0.0f, -2.0f, 1e30f, infinite}) {
+                SCOPED_TRACE(testing::Message() << odd << " " << radius);
+                cv::Mat ct = randomPlane({70, 9}, CV_32FC1, 0, 40), img = randomPlane({70, 9}, CV_32FC3, 0, 1);
+                for (int x = 0; x < 70; ++x) // one row rises, one is flat, one ends oddly
+                    ct.at<float>(0, x) = float(x), ct.at<float>(1, x) = 5.0f, ct.at<float>(2, x) = x < 50 ? x : odd;
+                ct.at<float>(3, 30) = odd;
+                cv::Mat expected = img.clone(), other = img.clone();
+                averageReference(expected, ct, radius);
+                DomainTransform().NCcompute(img, ct, radius);
+                DomainTransform().ICcompute(other, ct, radius);
+                ASSERT_TRUE(samePixels<float>(expected, img));
+                ASSERT_TRUE(samePixels<float>(expected, other));
+            }
+    });
 }
 
 TEST(DomainConvolution, WindowsHoldTheirOwnPixelAndEndWithTheRow)

@@ -1,91 +1,36 @@
 #include <pixmill/filters/detail/domain_recursion.h>
 
 #include <pixmill/core/detail/rows.h>
-#include <pixmill/filters/detail/lanes.h>
-
-#include <opencv2/core/hal/hal.hpp>
+#include <pixmill/filters/detail/domain_walk.h>
 
 #include <algorithm>
 
 namespace pixmill::detail {
 namespace {
 
-constexpr int kBlock = 64;    // columns of a tile that are turned into lanes and filtered while in the first cache
-constexpr int kColumns = 512; // columns of a row whose weights are made at once
+constexpr int kBlock =
+    64; ///< Columns of a tile that are weighed, turned into lanes and walked while in the first cache.
 
-std::size_t roundUp(int n, int unit)
+int roundUp(int n, int unit)
 {
-    return std::size_t(n + unit - 1) / unit * unit;
+    return (n + unit - 1) / unit * unit;
 }
 
-/// weights = exp(steps * k), by the function behind cv::exp. `count` is a multiple of 64: the function's scalar end has
-/// another answer to a step that is not a number than its vector body.
-inline void weigh(const float* __restrict steps, float k, int count, float* __restrict scaled,
-                  float* __restrict weights)
-{
-    for (int i = 0; i < count; ++i)
-        scaled[i] = steps[i] * k;
-    cv::hal::exp32f(scaled, weights, count);
-}
-
-/// `n` pixels of C channels in lane form, `step` floats from one to the next; each is pulled towards the one before it
-/// in the walk, whose samples stand at p - step. The weights walk along.
-template <int C>
-inline void walk(float* __restrict p, const float* __restrict w, int n, std::ptrdiff_t step, std::ptrdiff_t weightStep)
-{
-    float state[C * kLanes];
-    for (int i = 0; i < C * kLanes; ++i)
-        state[i] = p[i - step];
-    for (; n > 0; --n, p += step, w += weightStep)
-        for (int c = 0; c < C; ++c)
-            for (int r = 0; r < kLanes; ++r) {
-                const int i = c * kLanes + r;
-                const float sample = p[i];
-                state[i] = sample + (state[i] - sample) * w[r];
-                p[i] = state[i];
-            }
-}
-
-inline void walk(float* p, const float* w, int n, int channels, int direction)
+/// A walk along rows whose pixels have any number of channels.
+inline void walkRows(float* p, const float* w, int pixels, int channels, int direction)
 {
     const std::ptrdiff_t step = std::ptrdiff_t(direction) * channels * kLanes, weightStep = direction * kLanes;
     for (; channels > 4; channels -= 4, p += 4 * kLanes)
-        walk<4>(p, w, n, step, weightStep);
+        walkPlanar<4>(p, w, pixels, step, weightStep);
     switch (channels) {
     case 1:
-        return walk<1>(p, w, n, step, weightStep);
+        return walkPlanar<1>(p, w, pixels, step, weightStep);
     case 2:
-        return walk<2>(p, w, n, step, weightStep);
+        return walkPlanar<2>(p, w, pixels, step, weightStep);
     case 3:
-        return walk<3>(p, w, n, step, weightStep);
+        return walkPlanar<3>(p, w, pixels, step, weightStep);
     default:
-        return walk<4>(p, w, n, step, weightStep);
-    }
-}
-
-template <int C>
-inline void pull(float* __restrict row, const float* __restrict neighbour, const float* __restrict weights, int n)
-{
-    for (int x = 0; x < n; ++x)
-        for (int c = 0; c < C; ++c)
-            row[x * C + c] = row[x * C + c] + (neighbour[x * C + c] - row[x * C + c]) * weights[x];
-}
-
-inline void pull(float* __restrict row, const float* __restrict neighbour, const float* __restrict weights, int n,
-                 int channels)
-{
-    switch (channels) {
-    case 1:
-        return pull<1>(row, neighbour, weights, n);
-    case 2:
-        return pull<2>(row, neighbour, weights, n);
-    case 3:
-        return pull<3>(row, neighbour, weights, n);
-    case 4:
-        return pull<4>(row, neighbour, weights, n);
-    default:
-        for (int i = 0; i < n * channels; ++i)
-            row[i] = row[i] + (neighbour[i] - row[i]) * weights[i / channels];
+        return walkPlanar<4>(p, w, pixels, step, weightStep);
     }
 }
 
@@ -97,19 +42,25 @@ int mostChannels(const std::vector<cv::Mat>& pictures)
     return most;
 }
 
+/// Floats that a tile of rows needs: weights, lanes, and a place for what the rows below the picture receive.
+std::size_t tileScratch(int width, int channels)
+{
+    return (std::size_t(roundUp(width, kBlock)) * (channels + 1)) * kLanes +
+           std::size_t(roundUp(width, kBlock)) * channels;
+}
+
+/// Floats that strips of columns need: weights, and one strip's samples.
+std::size_t stripsScratch(int height, int channels)
+{
+    return std::size_t(roundUp(height, kBlock)) * (stripsAside(height, channels) + channels) * kLanes;
+}
+
 } // namespace
 
-/// One thread's scratch for a tile.
-struct DomainRecursion::Share {
-    float *lanes, *weights, *steps, *spare, *scaled;
-};
-
 DomainRecursion::DomainRecursion(const std::vector<cv::Mat>& pictures)
-    : m_pictures(pictures), m_size(pictures[0].size()), m_channels(mostChannels(pictures))
+    : m_pictures(pictures), m_size(pictures[0].size()), m_channels(mostChannels(pictures)),
+      m_scratch(std::max(tileScratch(m_size.width, m_channels), stripsScratch(m_size.height, m_channels)))
 {
-    const std::size_t width = roundUp(m_size.width, kBlock);
-    m_shareSize = width * (m_channels * (kLanes + 1) + 2 * kLanes) + kBlock * kLanes;
-    m_shares = AlignedArray<float>(m_shareSize * omp_get_max_threads());
 }
 
 template <class StepsOf>
@@ -117,14 +68,14 @@ void DomainRecursion::eachTile(const std::vector<cv::Mat>& from, int first, int 
 {
     const int width = m_size.width, height = m_size.height;
     forEachIndex(end - first, long(width) * height, [&](int index) {
-        const std::size_t lanesSize = roundUp(width, kBlock) * kLanes;
-        float* lanes = m_shares.data() + omp_get_thread_num() * m_shareSize;
-        float *weights = lanes + lanesSize * m_channels, *ownSteps = weights + lanesSize;
-        float *scaled = ownSteps + lanesSize, *spare = scaled + kBlock * kLanes;
         const int tile = first + index;
-        const float* steps = stepsOf(tile, ownSteps);
+        const std::ptrdiff_t padded = roundUp(width, kBlock);
+        float *weights = m_scratch.mine(), *lanes = weights + padded * kLanes;
+        float* spare = lanes + padded * kLanes * m_channels;
+        const float* steps = stepsOf(tile, weights);
         for (std::size_t i = 0; i < m_pictures.size(); ++i) {
             const int channels = m_pictures[i].channels();
+            const std::ptrdiff_t pixel = std::ptrdiff_t(channels) * kLanes;
             const float* sources[kLanes];
             float* rows[kLanes];
             for (int r = 0; r < kLanes; ++r) {
@@ -132,19 +83,16 @@ void DomainRecursion::eachTile(const std::vector<cv::Mat>& from, int first, int 
                 sources[r] = y < height ? from[i].ptr<float>(y) : spare;
                 rows[r] = y < height ? m_pictures[i].ptr<float>(y) : spare;
             }
-            const std::ptrdiff_t pixel = std::ptrdiff_t(channels) * kLanes;
             for (int x = 0; x < width; x += kBlock) {
-                const int n = std::min(kBlock, width - x);
-                const std::ptrdiff_t at = std::ptrdiff_t(x) * kLanes;
+                const int n = std::min(kBlock, width - x), start = x == 0; // the first pixel has none before it
                 if (i == 0)
-                    weigh(steps + at, k, int(roundUp(n, 4)) * kLanes, scaled, weights + at);
+                    weigh(steps + x * kLanes, k, roundUp(n, 4), weights + x * kLanes);
                 toLanes(sources, x * channels, (x + n) * channels, lanes + x * pixel);
-                const int start = x == 0; // the first pixel has none before it
-                walk(lanes + (x + start) * pixel, weights + (x + start) * kLanes, n - start, channels, 1);
+                walkRows(lanes + (x + start) * pixel, weights + (x + start) * kLanes, n - start, channels, 1);
             }
             for (int x = (width - 1) / kBlock * kBlock; x >= 0; x -= kBlock) {
                 const int n = std::min(kBlock, width - x), last = std::min(x + n, width - 1) - 1;
-                walk(lanes + last * pixel, weights + (last + 1) * kLanes, last + 1 - x, channels, -1);
+                walkRows(lanes + last * pixel, weights + (last + 1) * kLanes, last + 1 - x, channels, -1);
                 fromLanes(lanes + x * pixel, x * channels, (x + n) * channels, rows);
             }
         }
@@ -156,65 +104,16 @@ void DomainRecursion::rows(const std::vector<cv::Mat>& from, const DomainSteps& 
     eachTile(from, first, end, k, [&](int tile, float*) { return steps.across(tile); });
 }
 
-void DomainRecursion::rows(const std::vector<cv::Mat>& from, const cv::Mat& steps, int first, int end, float k)
+void DomainRecursion::rows(const cv::Mat& steps, float k)
 {
-    eachTile(from, first, end, k, [&](int tile, float* lanes) {
+    eachTile(m_pictures, 0, tiles(), k, [&](int tile, float* lanes) -> const float* {
         const float* rows[kLanes];
         for (int r = 0; r < kLanes; ++r)
             rows[r] = steps.ptr<float>(std::min(tile * kLanes + r, steps.rows - 1));
         toLanes(rows, 0, steps.cols, lanes);
-        std::fill(lanes + std::size_t(steps.cols) * kLanes, lanes + roundUp(steps.cols, 4) * kLanes, 1.0f);
+        std::fill(lanes + std::ptrdiff_t(steps.cols) * kLanes, lanes + std::ptrdiff_t(roundUp(steps.cols, 4)) * kLanes,
+                  1.0f);
         return lanes;
-    });
-}
-
-template <class Body>
-void DomainRecursion::eachColumns(const Body& body)
-{
-    const int units = int(roundUp(m_size.width, 64) / 64);
-    forEachSpan(units, long(m_size.width) * m_size.height, [&](int first, int end) {
-        alignas(64) float scaled[kColumns], weights[kColumns];
-        body(first * 64, end * 64, scaled, weights);
-    });
-}
-
-void DomainRecursion::columnsDown(const DomainSteps& steps, int first, int end, float k)
-{
-    eachColumns([&](int left, int right, float* scaled, float* weights) {
-        for (int y = std::max(1, first); y < end; ++y)
-            for (int x = left; x < right; x += kColumns) {
-                const int padded = std::min(kColumns, right - x), n = std::min(padded, m_size.width - x);
-                weigh(steps.down(y) + x, k, padded, scaled, weights);
-                for (int i = 0; y + 1 < end && i < padded; i += 16)
-                    __builtin_prefetch(steps.down(y + 1) + x + i);
-                for (cv::Mat& picture : m_pictures) {
-                    const int channels = picture.channels();
-                    pull(picture.ptr<float>(y) + x * channels, picture.ptr<float>(y - 1) + x * channels, weights, n,
-                         channels);
-                    for (int i = 0; y + 1 < end && i < n * channels; i += 16)
-                        __builtin_prefetch(picture.ptr<float>(y + 1) + x * channels + i, 1);
-                }
-            }
-    });
-}
-
-void DomainRecursion::columnsUp(const DomainSteps& steps, int first, int end, float k)
-{
-    eachColumns([&](int left, int right, float* scaled, float* weights) {
-        for (int y = std::min(end, m_size.height - 1) - 1; y >= first; --y)
-            for (int x = left; x < right; x += kColumns) {
-                const int padded = std::min(kColumns, right - x), n = std::min(padded, m_size.width - x);
-                weigh(steps.down(y + 1) + x, k, padded, scaled, weights);
-                for (int i = 0; y > 0 && i < padded; i += 16)
-                    __builtin_prefetch(steps.down(y) + x + i);
-                for (cv::Mat& picture : m_pictures) {
-                    const int channels = picture.channels();
-                    pull(picture.ptr<float>(y) + x * channels, picture.ptr<float>(y + 1) + x * channels, weights, n,
-                         channels);
-                    for (int i = 0; y > 0 && i < n * channels; i += 16)
-                        __builtin_prefetch(picture.ptr<float>(y - 1) + x * channels + i, 1);
-                }
-            }
     });
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <pixmill/core/detail/aligned.h>
+#include <pixmill/core/detail/scratch.h>
 #include <pixmill/filters/detail/domain_steps.h>
 
 #include <opencv2/core/mat.hpp>
@@ -11,39 +11,32 @@ namespace pixmill::detail {
 
 /// Float pictures of one size, filtered in place with shared weights exp(step * k).
 ///
-/// Rows are walked sixteen side by side, in tiles from the top; columns row by row, all columns side by side. So no
-/// picture is transposed, and a band of rows goes from one direction to the other while it is in the cache.
+/// Rows are walked sixteen side by side, in tiles from the top; columns sixteen side by side, in strips from the left.
+/// Both walks go forth and back over weights and samples that stay in the second cache, so the weights of a pass are
+/// made once, and no picture is transposed.
 class DomainRecursion {
 public:
     explicit DomainRecursion(const std::vector<cv::Mat>& pictures);
 
-    int tiles() const { return (m_size.height + 15) / 16; }
+    int tiles() const { return (m_size.height + kLanes - 1) / kLanes; }
 
     /// Both passes along the rows of the tiles first..end-1, read from `from`: the pictures, or others like them.
     void rows(const std::vector<cv::Mat>& from, const DomainSteps& steps, int first, int end, float k);
 
-    /// The same with steps that stand in a plane.
-    void rows(const std::vector<cv::Mat>& from, const cv::Mat& steps, int first, int end, float k);
+    /// Both passes along all rows, with steps that stand in a plane.
+    void rows(const cv::Mat& steps, float k);
 
-    /// The forward pass down the columns through the rows first..end-1, after the rows above.
-    void columnsDown(const DomainSteps& steps, int first, int end, float k);
-
-    /// The backward pass up the columns through the rows end-1..first, after the rows below.
-    void columnsUp(const DomainSteps& steps, int first, int end, float k);
+    /// Both passes down and up the columns.
+    void columns(const DomainSteps& steps, float k);
 
 private:
-    struct Share;
-
     template <class StepsOf>
     void eachTile(const std::vector<cv::Mat>& from, int first, int end, float k, const StepsOf& stepsOf);
-    template <class Body>
-    void eachColumns(const Body& body);
 
     std::vector<cv::Mat> m_pictures;
     cv::Size m_size;
     int m_channels; ///< of the picture that has most
-    std::size_t m_shareSize;
-    AlignedArray<float> m_shares; ///< scratch, one share a thread
+    TeamScratch<float> m_scratch;
 };
 
 } // namespace pixmill::detail

@@ -3,57 +3,28 @@
 #include <pixmill/core/detail/largepages.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/rows.h>
+#include <pixmill/filters/detail/domain_gaps.h>
 #include <pixmill/filters/detail/lanes.h>
 
 #include <algorithm>
-#include <cmath>
 
 namespace pixmill::detail {
 namespace {
 
 constexpr int kBlock = 256; // columns whose steps stay in the first cache on their way into lanes
 
-template <int C>
-inline void addGaps(const float* __restrict from, const float* __restrict to, int n, float* __restrict sum)
+std::size_t roundUp(int n, int unit)
 {
-    for (int x = 0; x < n; ++x)
-        for (int c = 0; c < C; ++c)
-            sum[x] += std::fabs(to[x * C + c] - from[x * C + c]);
-}
-
-inline void addGaps(const float* from, const float* to, int n, int channels, float* __restrict sum)
-{
-    switch (channels) {
-    case 1:
-        return addGaps<1>(from, to, n, sum);
-    case 2:
-        return addGaps<2>(from, to, n, sum);
-    case 3:
-        return addGaps<3>(from, to, n, sum);
-    default:
-        for (int x = 0; x < n; ++x)
-            for (int c = 0; c < channels; ++c)
-                sum[x] += std::fabs(to[x * channels + c] - from[x * channels + c]);
-    }
-}
-
-inline void sumsToSteps(float ratio, int n, float* __restrict sum)
-{
-    for (int x = 0; x < n; ++x)
-        sum[x] = 1.0f + ratio * sum[x];
-}
-
-int roundUp(int n, int unit)
-{
-    return (n + unit - 1) / unit * unit;
+    return std::size_t(n + unit - 1) / unit * unit;
 }
 
 } // namespace
 
 DomainSteps::DomainSteps(cv::Size size, float ratio, bool lastRow)
-    : m_size(size), m_ratio(ratio), m_lastRow(lastRow), m_tileStep(std::size_t(roundUp(size.width, 4)) * kLanes),
-      m_rowStep(roundUp(size.width, 64)), m_across(m_tileStep * (roundUp(size.height, kLanes) / kLanes)),
-      m_down(m_rowStep * size.height)
+    : m_size(size), m_ratio(ratio), m_lastRow(lastRow), m_tileStep(roundUp(size.width, kLanes) * kLanes),
+      m_stripStep(roundUp(size.height, kLanes) * kLanes),
+      m_across(m_tileStep * (roundUp(size.height, kLanes) / kLanes)),
+      m_down(m_stripStep * (roundUp(size.width, kLanes) / kLanes))
 {
     preferLargePages(m_across.data(), m_across.size() * sizeof(float));
     preferLargePages(m_down.data(), m_down.size() * sizeof(float));
@@ -64,38 +35,32 @@ void DomainSteps::fill(const cv::Mat* guides, int count, int first, int end)
     const int width = m_size.width, height = m_size.height, gaps = gapColumns(width);
     forEachIndex(end - first, long(width) * height, [&](int index) {
         const int tile = first + index;
-        alignas(64) float across[kLanes][kBlock];
+        alignas(64) float across[kLanes][kBlock], down[kBlock];
         const float* rows[kLanes];
         for (int r = 0; r < kLanes; ++r)
             rows[r] = across[r];
-        float* lanes = m_across.data() + tile * m_tileStep;
         for (int x = 0; x < width; x += kBlock) {
-            const int n = std::min(kBlock, width - x), seen = limit(gaps - x, 0, n);
+            const int n = int(roundUp(std::min(kBlock, width - x), kLanes)), seen = limit(gaps - x, 0, n);
             for (int r = 0; r < kLanes; ++r) {
                 const int y = tile * kLanes + r;
                 std::fill_n(across[r], n, 0.0f);
-                for (int i = 0; i < count && (y < height - 1 || (m_lastRow && y < height)); ++i) {
+                std::fill_n(down, n, 0.0f);
+                for (int i = 0; i < count && y < height; ++i) {
                     const int channels = guides[i].channels();
                     const float* from = guides[i].ptr<float>(y) + x * channels;
-                    addGaps(from, from + channels, seen, channels, across[r]);
+                    if (y < height - 1 || m_lastRow)
+                        addGaps(from, from + channels, seen, channels, across[r]);
+                    if (y < height - 1)
+                        addGaps(from, guides[i].ptr<float>(y + 1) + x * channels, seen, channels, down);
                 }
                 sumsToSteps(m_ratio, n, across[r]);
-                if (y >= height)
-                    continue;
-                float* down = m_down.data() + y * m_rowStep + x;
-                std::fill_n(down, n, 0.0f);
-                for (int i = 0; i < count && y < height - 1; ++i) {
-                    const int channels = guides[i].channels();
-                    addGaps(guides[i].ptr<float>(y) + x * channels, guides[i].ptr<float>(y + 1) + x * channels, seen,
-                            channels, down);
-                }
                 sumsToSteps(m_ratio, n, down);
+                for (int i = 0; i < n; i += kLanes)
+                    std::copy_n(down + i, kLanes,
+                                m_down.data() + (x + i) / kLanes * m_stripStep + std::size_t(y) * kLanes);
             }
-            toLanes(rows, 0, n, lanes + std::size_t(x) * kLanes);
+            toLanes(rows, 0, n, m_across.data() + tile * m_tileStep + std::size_t(x) * kLanes);
         }
-        std::fill(lanes + std::size_t(width) * kLanes, lanes + m_tileStep, 1.0f);
-        for (int y = tile * kLanes; y < std::min(height, (tile + 1) * kLanes); ++y)
-            std::fill_n(m_down.data() + y * m_rowStep + width, m_rowStep - width, 1.0f);
     });
 }
 

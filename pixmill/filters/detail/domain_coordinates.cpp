@@ -1,0 +1,94 @@
+#include <pixmill/filters/detail/domain_coordinates.h>
+
+#include <pixmill/core/detail/largepages.h>
+#include <pixmill/core/detail/pixel.h>
+#include <pixmill/core/detail/rows.h>
+#include <pixmill/filters/detail/domain_gaps.h>
+#include <pixmill/filters/detail/domain_windows.h>
+#include <pixmill/filters/detail/lanes.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace pixmill::detail {
+namespace {
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr int kColumns = 64; ///< Columns whose coordinates are summed at a time.
+
+/// Room for n coordinates in whole lines of the cache, an odd number of them, so that neighbours do not fall on the
+/// same places of it.
+std::size_t lineStep(int n)
+{
+    return (std::size_t(n + kCoordinatesPad + kLanes - 1) / kLanes | 1) * kLanes;
+}
+
+} // namespace
+
+DomainCoordinates::DomainCoordinates(const cv::Mat& guide, float ratio)
+    : m_acrossStep(lineStep(guide.cols)), m_downStep(lineStep(guide.rows)), m_across(m_acrossStep * guide.rows),
+      m_down(m_downStep * guide.cols)
+{
+    preferLargePages(m_across.data(), m_across.size() * sizeof(float));
+    preferLargePages(m_down.data(), m_down.size() * sizeof(float));
+    fillAcross(guide, ratio);
+    fillDown(guide, ratio);
+    constexpr float kExact = 1 << 20;
+    m_apart = ratio >= 0.0f;
+    for (int y = 0; y < guide.rows; ++y)
+        m_apart = m_apart && across(y)[guide.cols - 1] < kExact;
+    for (int x = 0; x < guide.cols; ++x)
+        m_apart = m_apart && down(x)[guide.rows - 1] < kExact;
+}
+
+void DomainCoordinates::fillAcross(const cv::Mat& guide, float ratio)
+{
+    const int width = guide.cols, channels = guide.channels();
+    forEachRow(guide.size(), [&](int y) {
+        float* line = m_across.data() + y * m_acrossStep;
+        const float* row = guide.ptr<float>(y);
+        std::fill_n(line, width, 0.0f);
+        if (y < guide.rows - 1)
+            addGaps(row, row + channels, gapColumns(width), channels, line);
+        sumsToSteps(ratio, width, line);
+        for (int x = 1; x < width; ++x)
+            line[x] = line[x - 1] + line[x];
+        std::fill(line + width, line + m_acrossStep, kInfinity);
+    });
+}
+
+void DomainCoordinates::fillDown(const cv::Mat& guide, float ratio)
+{
+    const int width = guide.cols, height = guide.rows, channels = guide.channels();
+    forEachIndex((width + kColumns - 1) / kColumns, long(guide.total()), [&](int strip) {
+        const int left = strip * kColumns, columns = std::min(kColumns, width - left);
+        const int seen = limit(gapColumns(width) - left, 0, columns);
+        alignas(64) float sums[kLanes][kColumns], turned[kColumns * kLanes];
+        const float* rows[kLanes];
+        for (int r = 0; r < kLanes; ++r)
+            rows[r] = sums[r];
+        for (int y = 0; y < height; y += kLanes) {
+            const int count = std::min(kLanes, height - y);
+            for (int r = 0; r < count; ++r) {
+                alignas(64) float steps[kColumns] = {};
+                const float* row = guide.ptr<float>(y + r) + std::ptrdiff_t(left) * channels;
+                if (y + r < height - 1)
+                    addGaps(row, guide.ptr<float>(y + r + 1) + std::ptrdiff_t(left) * channels, seen, channels, steps);
+                sumsToSteps(ratio, kColumns, steps);
+                const float* above = sums[(r + kLanes - 1) % kLanes];
+                for (int x = 0; x < kColumns; ++x)
+                    sums[r][x] = y + r > 0 ? above[x] + steps[x] : steps[x];
+            }
+            for (int r = count; r < kLanes; ++r)
+                std::fill_n(sums[r], kColumns, kInfinity);
+            toLanes(rows, 0, columns, turned);
+            for (int x = 0; x < columns; ++x)
+                std::copy_n(turned + x * kLanes, kLanes, m_down.data() + (left + x) * m_downStep + y);
+        }
+        const std::size_t written = std::size_t(height + kLanes - 1) / kLanes * kLanes;
+        for (int x = left; x < left + columns; ++x)
+            std::fill(m_down.data() + x * m_downStep + written, m_down.data() + (x + 1) * m_downStep, kInfinity);
+    });
+}
+
+} // namespace pixmill::detail

@@ -1,0 +1,122 @@
+#pragma once
+
+#include <pixmill/filters/detail/lanes.h>
+
+#include <opencv2/core/hal/hal.hpp>
+
+#include <algorithm>
+#include <cstddef>
+
+/// The recursion along lines of pixels in lane form.
+namespace pixmill::detail {
+
+/// How many strips of columns are walked side by side: as many as stay in the second cache on the way back, and hide
+/// each other's latency.
+inline int stripsAside(int height, int channels)
+{
+    constexpr std::size_t kFloats = std::size_t(440) << 10, kMost = 4;
+    return int(std::clamp<std::size_t>(kFloats / (std::size_t(height) * (channels + 1) * kLanes), 1, kMost));
+}
+
+/// weights = exp(steps * k) for `count` pixels, by the function behind cv::exp. `count` is a multiple of 4: the
+/// function's scalar end has another answer to a step that is not a number than its vector body. The steps that come
+/// next are fetched meanwhile.
+inline void weigh(const float* steps, float k, int count, float* weights)
+{
+    for (int i = 0; i < count; ++i) {
+        __builtin_prefetch(steps + (i + count) * kLanes);
+        for (int r = i * kLanes; r < (i + 1) * kLanes; ++r)
+            weights[r] = steps[r] * k;
+    }
+    cv::hal::exp32f(weights, weights, count * kLanes);
+}
+
+/// Lines of pixels in lane form: where the first line's samples and weights stand, how far on the next pixel's and the
+/// next line's are. Steps are negative for a walk back.
+struct Walk {
+    float* samples;
+    const float* weights;
+    int pixels;
+    std::ptrdiff_t step, weightStep, nextLine, nextWeights;
+};
+
+/// Sixteen samples, a struct because g++ keeps a few of them in registers, but not one long array.
+struct Sixteen {
+    float v[kLanes];
+};
+
+inline Sixteen pulled(const Sixteen& before, const float* __restrict samples, const float* __restrict weights)
+{
+    Sixteen now;
+    for (int r = 0; r < kLanes; ++r)
+        now.v[r] = samples[r] + (before.v[r] - samples[r]) * weights[r];
+    return now;
+}
+
+/// Pulls every pixel of a line towards the one before it in the walk. Its C channels stand one behind the other, each
+/// in sixteen lanes.
+template <int C>
+inline void walkPlanar(float* p, const float* w, int pixels, std::ptrdiff_t step, std::ptrdiff_t weightStep)
+{
+    Sixteen state[C];
+    for (int c = 0; c < C; ++c)
+        for (int r = 0; r < kLanes; ++r)
+            state[c].v[r] = p[c * kLanes - step + r];
+    for (; pixels > 0; --pixels, p += step, w += weightStep) {
+#pragma GCC unroll 4
+        for (int c = 0; c < C; ++c) {
+            state[c] = pulled(state[c], p + c * kLanes, w);
+            for (int r = 0; r < kLanes; ++r)
+                p[c * kLanes + r] = state[c].v[r];
+        }
+    }
+}
+
+/// Pulls every pixel of T lines towards the one before it in the walk. Side by side, the lines hide each other's
+/// latency. The channels of a pixel are interleaved.
+template <int C, int T>
+inline void walkMixed(const Walk& way)
+{
+    float state[T][C * kLanes];
+    float* samples = way.samples;
+    const float* weights = way.weights;
+    const std::ptrdiff_t nextLine = way.nextLine, nextWeights = way.nextWeights;
+    const std::ptrdiff_t step = way.step, weightStep = way.weightStep;
+    for (int t = 0; t < T; ++t)
+        for (int i = 0; i < C * kLanes; ++i)
+            state[t][i] = samples[t * nextLine - step + i];
+    for (int n = way.pixels; n > 0; --n, samples += step, weights += weightStep)
+        for (int t = 0; t < T; ++t) {
+            float* __restrict p = samples + t * nextLine;
+            float wide[C * kLanes];
+            for (int r = 0; r < kLanes; ++r)
+                for (int c = 0; c < C; ++c)
+                    wide[r * C + c] = weights[t * nextWeights + r];
+            for (int i = 0; i < C * kLanes; ++i) {
+                const float sample = p[i];
+                state[t][i] = sample + (state[t][i] - sample) * wide[i];
+                p[i] = state[t][i];
+            }
+        }
+}
+
+/// The same for any number of lines.
+template <int C>
+inline void walkLines(Walk way, int lines)
+{
+    const auto next = [&](int n) {
+        lines -= n;
+        way.samples += n * way.nextLine;
+        way.weights += n * way.nextWeights;
+    };
+    if (C == 1)
+        for (; lines >= 4; next(4))
+            walkMixed<C, C == 1 ? 4 : 1>(way);
+    if (C <= 3)
+        for (; lines >= 2; next(2))
+            walkMixed<C, C <= 3 ? 2 : 1>(way);
+    for (; lines > 0; next(1))
+        walkMixed<C, 1>(way);
+}
+
+} // namespace pixmill::detail
