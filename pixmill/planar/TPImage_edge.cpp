@@ -13,8 +13,11 @@
 
 #include <opencv2/core.hpp>
 
+#include <omp.h>
+
 #include <array>
 #include <cmath>
+#include <vector>
 
 using namespace pixmill::detail;
 
@@ -76,6 +79,32 @@ std::array<float, 256> differences(float strength)
     for (int e = 0; e < 256; ++e)
         d[e] = (float(TPImage::m_lutEdgeToFull_p[e]) - 32768.0f) * strength;
     return d;
+}
+
+/// Adds to the enlarged `after` the stored differences times the gain between `before`, of T, and `after`.
+template <class T>
+void restoreByGain(const cv::Mat& edge, const cv::Mat& before, const cv::Mat& after, cv::Mat& full, float epsilon,
+                   float strength)
+{
+    const int team = omp_get_max_threads(), n = edge.cols;
+    std::vector<EdgeGainRows<T>> walkers;
+    for (int k = 0; k < team; ++k)
+        walkers.emplace_back(before, after, epsilon);
+    const std::array<float, 256> scaled = differences(strength * 0.0234375f); // 6 / 256: a byte of gain is up to 6
+    TeamScratch<uchar> gains(n);
+    TeamScratch<float> stored(n);
+    forEachEnlargedRow(after, edge.size(), [&](int y, const ushort* up) {
+        EdgeGainRows<T>& gain = walkers[omp_get_thread_num()];
+        const uchar* above = gain.row(inside(y / 2, after.rows));
+        const uchar* below = gain.row(inside(y / 2 + 1, after.rows));
+        uchar* g = gains.mine();
+        float* d = stored.mine();
+        ushort* out = full.ptr<ushort>(y);
+        doubleRowLinear(above, below, y % 2 != 0, after.cols, g, n);
+        pickRow(scaled.data(), edge.ptr<uchar>(y), d, n);
+        for (int x = 0; x < n; ++x)
+            out[x] = toPixel16(float(up[x]) + d[x] * float(g[x]));
+    });
 }
 
 } // namespace
@@ -142,24 +171,15 @@ void TPImage::edgeToFull(const cv::Mat& edge, const cv::Mat& before, const cv::M
 {
     CV_Assert(edge.type() == CV_8UC1 && !edge.empty() && m_lutEdgeToFull_p);
     CV_Assert(after.type() == CV_16UC1 && before.channels() == 1 && before.size() == after.size());
-    const cv::Mat bytes = edge, small = after;
-    const cv::Mat gain = edgeGain(before, after, epsilon);
+    const cv::Mat bytes = edge, small = after, filtered = before;
     ensure(full, edge.size(), after.type());
-
-    const std::array<float, 256> scaled = differences(strength * 0.0234375f); // 6 / 256: a byte of gain is up to 6
-    TeamScratch<uchar> gains(bytes.cols);
-    TeamScratch<float> stored(bytes.cols);
-    forEachEnlargedRow(small, bytes.size(), [&](int y, const ushort* up) {
-        const uchar* above = gain.ptr<uchar>(inside(y / 2, gain.rows));
-        const uchar* below = gain.ptr<uchar>(inside(y / 2 + 1, gain.rows));
-        uchar* g = gains.mine();
-        float* d = stored.mine();
-        ushort* out = full.ptr<ushort>(y);
-        doubleRowLinear(above, below, y % 2 != 0, gain.cols, g, bytes.cols);
-        pickRow(scaled.data(), bytes.ptr<uchar>(y), d, bytes.cols);
-        for (int x = 0; x < bytes.cols; ++x)
-            out[x] = toPixel16(float(up[x]) + d[x] * float(g[x]));
-    });
+    if (filtered.type() == CV_16UC1) {
+        restoreByGain<ushort>(bytes, filtered, small, full, epsilon, strength);
+        return;
+    }
+    cv::Mat floats;
+    filtered.convertTo(floats, CV_32F);
+    restoreByGain<float>(bytes, floats, small, full, epsilon, strength);
 }
 
 void TPImage::applyFullToEdgeLUT(const cv::Mat& in, cv::Mat& edge)
