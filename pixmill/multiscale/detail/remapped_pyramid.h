@@ -8,6 +8,8 @@
 #include <opencv2/core/mat.hpp>
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <vector>
 
 /// The pyramid of K remapped pictures, walked in rolling rows.
@@ -21,59 +23,118 @@ template <int K>
 struct References {
     float step, invStep;
     const ushort* table;
+    const std::uint32_t* pairs; ///< Of every pixel value, the two remapped values between which it lies, low one first.
 
     const ushort* of(ushort v) const { return table + std::ptrdiff_t(v) * K; }
 };
 
-/// A pixel's place between two references.
-struct Bracket {
-    int low;
-    float fraction;
+/// The lower of the two references between which each pixel lies.
+template <int K>
+inline void bracketRow(const ushort* __restrict g, float invStep, int* __restrict low, int n)
+{
+    for (int x = 0; x < n; ++x)
+        low[x] = limit(int(float(g[x]) * invStep), 0, K - 2);
+}
 
-    Bracket(ushort g, float invStep, int top)
-    {
-        const float p = float(g) * invStep;
-        low = limit(int(p), 0, top);
-        fraction = p - float(low);
+/// Pixels interpolated at a time. Their places between the references come first, then what lies there is picked, and
+/// the arithmetic on it comes last: so only the picking is not done in lanes.
+constexpr int kPicked = 256;
+
+/// Two neighbouring samples as one number.
+template <class Pair, class T>
+inline Pair pairAt(const T* samples)
+{
+    static_assert(sizeof(Pair) == 2 * sizeof(T));
+    Pair pair;
+    std::memcpy(&pair, samples, sizeof pair);
+    return pair;
+}
+
+// Picking is kept out of line, so that it stays the plain loop at every processor level: gathers are slower.
+
+template <int K>
+__attribute__((noinline)) void pickPairs(const ushort* values, const int* low, std::uint32_t* picked, int n)
+{
+    for (int x = 0; x < n; ++x)
+        picked[x] = pairAt<std::uint32_t>(values + std::ptrdiff_t(x) * K + low[x]);
+}
+
+/// By the pixels' own values.
+__attribute__((noinline)) inline void pickPairs(const std::uint32_t* pairs, const ushort* g, std::uint32_t* picked,
+                                                int n)
+{
+    for (int x = 0; x < n; ++x)
+        picked[x] = pairs[g[x]];
+}
+
+/// From the enlarging step's sums, of which the first belongs to an even column. Two sums add up in one 64-bit number,
+/// as they stay below 2^23.
+template <int K>
+__attribute__((noinline)) void pickSums(const int* sums, const int* low, std::uint64_t* picked, int n)
+{
+    const auto at = [](const int* s) { return pairAt<std::uint64_t>(s); };
+    for (int x = 0; x < n; x += 2) {
+        const int* const even = sums + x / 2 * K + low[x];
+        picked[x] = at(even - K) + at(even + K) + 6 * at(even);
+        if (x + 1 < n) {
+            const int* const odd = sums + x / 2 * K + low[x + 1];
+            picked[x + 1] = 4 * (at(odd) + at(odd + K));
+        }
     }
-};
+}
 
 inline ushort blendReferences(int low, int high, float fraction)
 {
     return ushort(int(float(high) * fraction + float(low) * (1.0f - fraction)));
 }
 
-/// Level coefficients of one row where no level lies above: the remapped values themselves, interpolated.
-template <int K, class Values>
-inline void topRow(const ushort* g, const References<K>& refs, const Values& values, ushort* out, int n)
+inline void blendRow(const ushort* __restrict g, const int* __restrict low, float invStep,
+                     const std::uint32_t* __restrict values, ushort* __restrict out, int n)
 {
     for (int x = 0; x < n; ++x) {
-        const Bracket at(g[x], refs.invStep, K - 2);
-        const ushort* v = values(x) + at.low;
-        out[x] = blendReferences(v[0], v[1], at.fraction);
+        const float fraction = float(g[x]) * invStep - float(low[x]);
+        out[x] = blendReferences(int(values[x] & 65535), int(values[x] >> 16), fraction);
     }
 }
 
-/// Level coefficients of one row: remapped values less their enlarged next level, biased by 32767, interpolated.
-/// `sums` are the enlarging step's, for the row.
-template <int K, class Values>
-inline void detailRow(const ushort* g, const References<K>& refs, const Values& values, const int* sums, ushort* out,
-                      int n)
+/// The same of values less the enlarged next level, biased by 32767. `up` holds pairs of the enlarging step's sums.
+inline void blendDetailRow(const ushort* __restrict g, const int* __restrict low, float invStep,
+                           const std::uint32_t* __restrict values, const std::uint64_t* __restrict up,
+                           ushort* __restrict out, int n)
 {
-    const auto pixel = [&](int x, int up0, int up1, const Bracket& at) {
-        const ushort* v = values(x) + at.low;
-        const int low = clamp16(v[0] - ((up0 + 32) >> 6) + 32767), high = clamp16(v[1] - ((up1 + 32) >> 6) + 32767);
-        out[x] = blendReferences(low, high, at.fraction);
+    const auto detail = [](std::uint32_t value, std::uint32_t sum) {
+        return clamp16(int(value) - int((sum + 32) >> 6) + 32767);
     };
-    for (int x = 0; x < n; x += 2) {
-        const Bracket at(g[x], refs.invStep, K - 2);
-        const int* s = sums + std::ptrdiff_t(x / 2) * K + at.low;
-        pixel(x, s[-K] + s[K] + 6 * s[0], s[1 - K] + s[1 + K] + 6 * s[1], at);
+    for (int x = 0; x < n; ++x) {
+        const float fraction = float(g[x]) * invStep - float(low[x]);
+        out[x] = blendReferences(detail(values[x] & 65535, std::uint32_t(up[x])),
+                                 detail(values[x] >> 16, std::uint32_t(up[x] >> 32)), fraction);
     }
-    for (int x = 1; x < n; x += 2) {
-        const Bracket at(g[x], refs.invStep, K - 2);
-        const int* s = sums + std::ptrdiff_t(x / 2) * K + at.low;
-        pixel(x, 4 * (s[0] + s[K]), 4 * (s[1] + s[1 + K]), at);
+}
+
+/// Level coefficients of one row. `values` are its pixels' remapped values, K each; null at level 0, where a pixel's
+/// value tells them. `sums` are the enlarging step's, for the row; null where no level lies above, and the remapped
+/// values themselves are interpolated.
+template <int K>
+inline void coefficientRow(const ushort* g, const References<K>& refs, const ushort* values, const int* sums,
+                           ushort* out, int n)
+{
+    int low[kPicked];
+    std::uint32_t picked[kPicked];
+    std::uint64_t up[kPicked];
+    for (int x = 0; x < n; x += kPicked) {
+        const int m = std::min(kPicked, n - x);
+        bracketRow<K>(g + x, refs.invStep, low, m);
+        if (values)
+            pickPairs<K>(values + std::ptrdiff_t(x) * K, low, picked, m);
+        else
+            pickPairs(refs.pairs, g + x, picked, m);
+        if (sums) {
+            pickSums<K>(sums + std::ptrdiff_t(x / 2) * K, low, up, m);
+            blendDetailRow(g + x, low, refs.invStep, picked, up, out + x, m);
+        } else {
+            blendRow(g + x, low, refs.invStep, picked, out + x, m);
+        }
     }
 }
 
@@ -225,12 +286,7 @@ private:
             const ushort* const values = l > 1 ? row(l - 1, y) : nullptr;
             atLevel([&] {
                 pyrUpSums<K>(rows, y % 2 != 0, n, sums);
-                if (values)
-                    detailRow<K>(
-                        g, *m_refs, [=](int x) { return values + std::ptrdiff_t(x) * K; }, sums, out, below.size.width);
-                else
-                    detailRow<K>(
-                        g, *m_refs, [&](int x) { return m_refs->of(g[x]); }, sums, out, below.size.width);
+                coefficientRow<K>(g, *m_refs, values, sums, out, below.size.width);
             });
         }
     }
@@ -240,14 +296,8 @@ private:
         const ushort* g = (*m_gauss)[l].template ptr<ushort>(y);
         ushort* out = (*m_out)[l].template ptr<ushort>(y);
         const int n = m_levels[l].size.width;
-        if (l == 0) {
-            topRow<K>(
-                g, *m_refs, [&](int x) { return m_refs->of(g[x]); }, out, n);
-        } else {
-            const ushort* values = row(l, y);
-            topRow<K>(
-                g, *m_refs, [=](int x) { return values + std::ptrdiff_t(x) * K; }, out, n);
-        }
+        const ushort* const values = l > 0 ? row(l, y) : nullptr;
+        atLevel([&] { coefficientRow<K>(g, *m_refs, values, nullptr, out, n); });
     }
 
     std::vector<Level> m_levels;
