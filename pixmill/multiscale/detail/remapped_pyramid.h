@@ -138,17 +138,40 @@ inline void coefficientRow(const ushort* g, const References<K>& refs, const ush
     }
 }
 
-/// Sums of five rows of remapped pixels one below the other, weighed 1 4 6 4 1.
+/// Begins the reducing step at level 0: of a row of pixels the remapped values around every second one, weighed
+/// 1 4 6 4 1 side by side. A pixel's values lie anywhere in the table, so that they are fetched ahead, and no row
+/// twice.
 template <int K>
-inline void remappedSums(const ushort* const rows[5], const References<K>& refs, int n, int* __restrict sums)
+inline void reduceRemapped(const ushort* g, const References<K>& refs, int n, int* __restrict sums, int outCols)
 {
-    for (int x = 0; x < n; ++x) {
-        const ushort *a = refs.of(rows[0][x]), *b = refs.of(rows[1][x]), *c = refs.of(rows[2][x]);
-        const ushort *d = refs.of(rows[3][x]), *e = refs.of(rows[4][x]);
+    constexpr int kAhead = 24;
+    for (int x = 0; x < outCols; ++x) {
+        const ushort* v[5];
+        if (x > 0 && 2 * x + 2 < n)
+            for (int i = 0; i < 5; ++i)
+                v[i] = refs.of(g[2 * x - 2 + i]);
+        else
+            for (int i = 0; i < 5; ++i)
+                v[i] = refs.of(g[mirrored(2 * x - 2 + i, n)]);
+        if (2 * x + kAhead + 1 < n)
+            for (int i = 0; i < 2; ++i) {
+                const ushort* const ahead = refs.of(g[2 * x + kAhead + i]);
+                __builtin_prefetch(ahead);
+                __builtin_prefetch(ahead + K - 1);
+            }
+        const ushort *a = v[0], *b = v[1], *c = v[2], *d = v[3], *e = v[4];
         int* __restrict s = sums + std::ptrdiff_t(x) * K;
         for (int k = 0; k < K; ++k)
-            s[k] = (a[k] + e[k]) + 4 * (b[k] + d[k]) + 6 * c[k];
+            s[k] = weighted(a[k], b[k], c[k], d[k], e[k]);
     }
+}
+
+/// Ends it, from the sums of five rows, n each.
+inline void addReduced(const int* const rows[5], ushort* __restrict out, std::ptrdiff_t n)
+{
+    const int *a = rows[0], *b = rows[1], *c = rows[2], *d = rows[3], *e = rows[4];
+    for (std::ptrdiff_t i = 0; i < n; ++i)
+        out[i] = ushort((weighted(a[i], b[i], c[i], d[i], e[i]) + 128) >> 8);
 }
 
 /// Walks a band of the picture's rows and writes its coefficients at every level.
@@ -163,7 +186,9 @@ public:
             if (l > 0)
                 m_levels[l].rows.resize(std::size_t(kKept) * levels[l].cols * K);
         }
-        m_scratch.resize(std::size_t(levels[0].cols + 8) * K);
+        const std::size_t half = std::size_t(halfSize(levels[0].cols));
+        m_scratch.resize((half + 8) * K);
+        m_reduced.resize(5 * half * K);
     }
 
     /// Coefficients of rows first..end-1 of level 0, and of the rows of each level above that lie over them.
@@ -201,6 +226,9 @@ private:
         runSpan([&](int, int) { kernels(); }, 0, 1);
     }
 
+    /// Row y of level 0, reduced along the row; the last five live.
+    int* reduced(int y) { return m_reduced.data() + std::ptrdiff_t(y % 5) * halfSize(m_levels[0].size.width) * K; }
+
     ushort* row(int l, int y)
     {
         Level& level = m_levels[l];
@@ -233,6 +261,7 @@ private:
             level.next = std::min(level.next, std::max(std::min(2 * above.next - 2, height - 3), 0));
             level.last = std::max(level.last, std::min(2 * above.last + 2, height - 1));
         }
+        m_nextReduced = count > 1 ? std::max(2 * m_levels[1].next - 2, 0) : 0;
     }
 
     void produce(int l, int y)
@@ -248,23 +277,24 @@ private:
     {
         const Level& level = m_levels[l];
         const cv::Size below = m_levels[l - 1].size;
-        int* sums = m_scratch.data() + 2 * K;
-        const ushort* rows[5];
-        if (l > 1)
-            produce(l - 1, std::min(2 * y + 2, below.height - 1));
-        for (int k = 0; k < 5; ++k) {
-            const int from = mirrored(2 * y - 2 + k, below.height);
-            rows[k] = l > 1 ? row(l - 1, from) : (*m_gauss)[0].template ptr<ushort>(from);
-        }
         ushort* const out = row(l, y);
-        atLevel([&] {
-            if (l > 1) {
-                pyrDownRow<K>(rows, below.width, out, level.size.width, m_scratch.data());
-            } else {
-                remappedSums<K>(rows, *m_refs, below.width, sums);
-                pyrDownSums<K>(sums, below.width, out, level.size.width);
-            }
-        });
+        if (l > 1) {
+            produce(l - 1, std::min(2 * y + 2, below.height - 1));
+            const ushort* rows[5];
+            for (int k = 0; k < 5; ++k)
+                rows[k] = row(l - 1, mirrored(2 * y - 2 + k, below.height));
+            atLevel([&] { pyrDownRow<K>(rows, below.width, out, level.size.width, m_scratch.data()); });
+        } else {
+            for (; m_nextReduced <= std::min(2 * y + 2, below.height - 1); ++m_nextReduced)
+                atLevel([&] {
+                    reduceRemapped<K>((*m_gauss)[0].template ptr<ushort>(m_nextReduced), *m_refs, below.width,
+                                      reduced(m_nextReduced), level.size.width);
+                });
+            const int* rows[5];
+            for (int k = 0; k < 5; ++k)
+                rows[k] = reduced(mirrored(2 * y - 2 + k, below.height));
+            atLevel([&] { addReduced(rows, out, std::ptrdiff_t(level.size.width) * K); });
+        }
         if (l + 1 == int(m_levels.size()) && y >= level.first && y < level.end)
             emitTop(l, y);
     }
@@ -301,7 +331,8 @@ private:
     }
 
     std::vector<Level> m_levels;
-    std::vector<int> m_scratch;
+    std::vector<int> m_scratch, m_reduced;
+    int m_nextReduced = 0; ///< The next row of level 0 to be reduced along the row.
     const std::vector<cv::Mat>* m_gauss = nullptr;
     std::vector<cv::Mat>* m_out = nullptr;
     const References<K>* m_refs = nullptr;
