@@ -13,8 +13,6 @@
 
 #include <opencv2/core.hpp>
 
-#include <omp.h>
-
 #include <cmath>
 #include <vector>
 
@@ -62,15 +60,16 @@ template <class T>
 void restoreByGain(const cv::Mat& edge, const cv::Mat& before, const cv::Mat& after, cv::Mat& full, float epsilon,
                    float strength)
 {
-    const int team = omp_get_max_threads(), n = edge.cols;
+    const Team team;
+    const int n = edge.cols;
     std::vector<EdgeGainRows<T>> walkers;
-    for (int k = 0; k < team; ++k)
+    for (int k = 0; k < team.size; ++k)
         walkers.emplace_back(before, after, epsilon);
     const ushort* table = TPImage::m_lutEdgeToFull_p;
     TeamScratch<uchar> gains(n);
     TeamScratch<ushort> stored(n);
     forEachEnlargedRow(after, edge.size(), [&](int y, const ushort* up) {
-        EdgeGainRows<T>& gain = walkers[omp_get_thread_num()];
+        EdgeGainRows<T>& gain = walkers[team.member()];
         const uchar* above = gain.row(inside(y / 2, after.rows));
         const uchar* below = gain.row(inside(y / 2 + 1, after.rows));
         uchar* g = gains.mine();

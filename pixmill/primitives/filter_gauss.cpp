@@ -1,5 +1,5 @@
-#include <pixmill/core/detail/aligned.h>
 #include <pixmill/core/detail/pixel.h>
+#include <pixmill/core/detail/scratch.h>
 #include <pixmill/primitives/detail/gauss_rows.h>
 #include <pixmill/primitives/detail/region.h>
 #include <pixmill/primitives/filter.h>
@@ -15,17 +15,15 @@ void gaussRegion(const uchar* src, int srcStep, uchar* dst, int dstStep, IppiSiz
 {
     const uchar* corner = rowAt(src, srcStep, -(kSide / 2)) - kSide / 2;
     const std::size_t stride = std::size_t(roi.width) + kSide - 1;
-    forEachSpan(roi.height, long(roi.width) * roi.height, [&](int first, int end) {
-        AlignedArray<ushort> columns(2 * stride);
-        for (int y = first; y < end; ++y) {
-            const uchar* rows[kSide];
-            for (int j = 0; j < kSide; ++j)
-                rows[j] = rowAt(corner, srcStep, y + j);
-            if constexpr (kSide == 5)
-                gauss5x5Row(rows, columns.data(), std::ptrdiff_t(stride), rowAt(dst, dstStep, y), roi.width);
-            else
-                gauss3x3Row(rows, columns.data(), rowAt(dst, dstStep, y), roi.width);
-        }
+    TeamScratch<ushort> columns(2 * stride);
+    forEachRow(sizeOf(roi), [&](int y) {
+        const uchar* rows[kSide];
+        for (int j = 0; j < kSide; ++j)
+            rows[j] = rowAt(corner, srcStep, y + j);
+        if constexpr (kSide == 5)
+            gauss5x5Row(rows, columns.mine(), std::ptrdiff_t(stride), rowAt(dst, dstStep, y), roi.width);
+        else
+            gauss3x3Row(rows, columns.mine(), rowAt(dst, dstStep, y), roi.width);
     });
 }
 
@@ -35,9 +33,10 @@ void gaussRegion(const float* src, int srcStep, float* dst, int dstStep, IppiSiz
 {
     constexpr int kSide = Kernel::kSide, kStrip = 760, kStride = kStrip + 8;
     const float* corner = rowAt(src, srcStep, -(kSide / 2)) - kSide / 2;
+    TeamScratch<double> rings(kSide * kStride);
     forEachSpan(roi.height, long(roi.width) * roi.height, [&](int first, int end) {
-        AlignedArray<double> ring(kSide * kStride);
-        const auto slot = [&](int y) { return ring.data() + y % kSide * kStride; };
+        double* const ring = rings.mine();
+        const auto slot = [=](int y) { return ring + y % kSide * kStride; };
         for (int left = 0; left < roi.width; left += kStrip) {
             const int n = std::min(kStrip, roi.width - left);
             const auto widen = [&](int y) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <pixmill/core/detail/aligned.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/primitives/detail/region.h>
 
@@ -128,14 +127,16 @@ inline void slideColumns(Sum* __restrict columns, const T* in, const T* out, int
         columns[x] += Sum(in[x]) - Sum(out[x]);
 }
 
-/// Rows first..end-1 of the means. `src` addresses the first window's corner.
+constexpr int kBoxPiece = 512; ///< Means made at a time, so that a row's reads, sums and writes overlap.
+
+/// Rows first..end-1 of the means. `src` addresses the first window's corner; `sums` holds a piece of them, and behind
+/// it the columns, of which the window after the last reads one more.
 template <class Sum, class T>
-inline void boxRows(const T* src, int srcStep, T* dst, int dstStep, int width, IppiSize mask, int first, int end)
+inline void boxRows(const T* src, int srcStep, T* dst, int dstStep, int width, IppiSize mask, int first, int end,
+                    Sum* sums)
 {
-    constexpr int kPiece = 512; // so that a row's reads, sums and writes overlap
     const int n = width + mask.width - 1;
-    AlignedArray<Sum> columns(std::size_t(n) + 1), sums{kPiece}; // the window after the last reads one column more
-    Sum* c = columns.data();
+    Sum* c = sums + kBoxPiece;
     std::fill(c, c + n + 1, Sum(0));
     for (int j = 0; j < mask.height; ++j)
         zipRow(c, rowAt(src, srcStep, first + j), c, n, [](Sum sum, T in) { return sum + in; });
@@ -154,26 +155,41 @@ inline void boxRows(const T* src, int srcStep, T* dst, int dstStep, int width, I
         Sum sum = 0;
         for (int i = 0; i < mask.width; ++i)
             sum += c[i];
-        for (int x = 0; x < width; x += kPiece) {
-            const int m = std::min(kPiece, width - x);
+        for (int x = 0; x < width; x += kBoxPiece) {
+            const int m = std::min(kBoxPiece, width - x);
             slideTo(std::min(x + m + mask.width, n));
             if (mask.width == 3)
-                windowSumsOf3(c + x, sums.data(), m);
+                windowSumsOf3(c + x, sums, m);
             else
-                sum = windowSums(c + x, mask.width, sum, sums.data(), m);
-            meansRow(sums.data(), (long long)mask.width * mask.height, d + x, m);
+                sum = windowSums(c + x, mask.width, sum, sums, m);
+            meansRow(sums, (long long)mask.width * mask.height, d + x, m);
         }
     }
 }
 
+/// Whether the sums under a mask need more than 32 bits.
 template <class T>
-inline void boxSpan(const T* src, int srcStep, T* dst, int dstStep, int width, IppiSize mask, int first, int end)
+inline bool sumsAreLong(IppiSize mask)
 {
-    const long long greatest = (long long)mask.width * mask.height * T(-1);
-    if (greatest <= std::numeric_limits<int>::max())
-        boxRows<unsigned>(src, srcStep, dst, dstStep, width, mask, first, end);
+    return (long long)mask.width * mask.height * T(-1) > std::numeric_limits<int>::max();
+}
+
+/// Bytes of scratch for a thread's rows.
+template <class T, std::enable_if_t<std::is_integral_v<T>, int> = 0>
+inline std::size_t boxScratch(int width, IppiSize mask)
+{
+    return (std::size_t(kBoxPiece) + width + mask.width) *
+           (sumsAreLong<T>(mask) ? sizeof(long long) : sizeof(unsigned));
+}
+
+template <class T>
+inline void boxSpan(const T* src, int srcStep, T* dst, int dstStep, int width, IppiSize mask, int first, int end,
+                    void* scratch)
+{
+    if (sumsAreLong<T>(mask))
+        boxRows(src, srcStep, dst, dstStep, width, mask, first, end, static_cast<long long*>(scratch));
     else
-        boxRows<long long>(src, srcStep, dst, dstStep, width, mask, first, end);
+        boxRows(src, srcStep, dst, dstStep, width, mask, first, end, static_cast<unsigned*>(scratch));
 }
 
 } // namespace pixmill::detail
