@@ -1,6 +1,7 @@
 #include <support/everyway.h>
 
 #include <pixmill/core/detail/pixel.h>
+#include <pixmill/core/detail/scratch.h>
 
 #include <cmath>
 #include <limits>
@@ -41,6 +42,19 @@ TEST(Rows, ABodyInsideABodyRunsOnItsOwnThread)
         forEachIndex(8, 1 << 20, [&](int i) { forEachIndex(5, 1 << 20, [&](int k) { sums[i] += k; }); });
         EXPECT_EQ(sums, std::vector<int>(8, 10));
     });
+}
+
+TEST(Rows, AThreadOfAHostsTeamIsATeamOfItsOwn)
+{
+    pixmill::test::PolicyGuard guard;
+    omp_set_num_threads(2);
+    std::vector<int> members(6, -1);
+#pragma omp parallel num_threads(6)
+    {
+        const Team team;
+        members[omp_get_thread_num()] = team.size == 1 ? team.member() : -1;
+    }
+    EXPECT_EQ(members, std::vector<int>(6, 0));
 }
 
 TEST(Pixel, RoundingAgreesWithLrintAroundEveryTie)
