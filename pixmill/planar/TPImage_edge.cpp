@@ -22,8 +22,8 @@ namespace {
 
 constexpr int kPyramidStep = 257;
 
-/// Calls `use(y, up)` for each row `up` of `small` enlarged to `size` by the pyramid step, in any order. The enlarged
-/// plane exists only where the step's rows are not of the common form.
+/// Calls `use(y, up)` for each row `up` of `small` enlarged to `size` by the pyramid step, each thread downwards. The
+/// enlarged plane exists only where the step's rows are not of the common form.
 template <class Use>
 void forEachEnlargedRow(const cv::Mat& small, cv::Size size, const Use& use)
 {
