@@ -70,8 +70,9 @@ template <class Pixel>
 inline void forPairs(const ushort* __restrict up, const ushort* __restrict stored, ushort* __restrict out, int n,
                      Pixel pixel)
 {
-    const auto *ups = reinterpret_cast<const AnyWord*>(up), *storeds = reinterpret_cast<const AnyWord*>(stored);
-    auto* outs = reinterpret_cast<AnyWord*>(out);
+    const AnyWord* const ups = reinterpret_cast<const AnyWord*>(up);
+    const AnyWord* const storeds = reinterpret_cast<const AnyWord*>(stored);
+    AnyWord* const outs = reinterpret_cast<AnyWord*>(out);
     PIXMILL_SAME_SAMPLE_ALIASING
     for (int i = 0; i < n / 2; ++i) {
         const std::uint32_t u = ups[i], s = storeds[i];
