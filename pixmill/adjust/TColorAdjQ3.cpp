@@ -2,6 +2,7 @@
 
 #include <pixmill/core/detail/aligned.h>
 #include <pixmill/core/detail/pixel.h>
+#include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/core/detail/scratch.h>
 #include <pixmill/multiscale/gaussianiir.h>
@@ -225,7 +226,7 @@ int TColorAdjQ3::proc(const cv::Mat& oldY, const cv::Mat& newY, const cv::Mat& i
                       cv::Mat& outDr, cv::Mat& outDb)
 {
     for (const cv::Mat* plane : {&oldY, &newY, &inDr, &inDb})
-        CV_Assert(plane->type() == CV_16UC1 && plane->size() == inDr.size());
+        CV_Assert(plane->type() == CV_16UC1 && covers(*plane, inDr.size()));
     CV_Assert(m_shift >= 11 && m_shift <= 16);
     inDr.copyTo(outDr);
     inDb.copyTo(outDb);

@@ -41,7 +41,7 @@ public:
     /// Scales the differences by max(1, (newY + 655.3) / (oldY + 655.3)), then maps them by trilinear interpolation.
     ///
     /// @param oldY, newY      CV_16UC1, luma before and after the host's own change; only the new one picks the table.
-    /// @param inDr, inDb      CV_16UC1, of the same size, centred on 32768.
+    /// @param inDr, inDb      CV_16UC1, centred on 32768; `inDr` gives the size, and the others are at least as large.
     /// @param outDr, outDb    created; may be the inputs.
     /// @return 1.
     int proc(const cv::Mat& oldY, const cv::Mat& newY, const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& outDr,

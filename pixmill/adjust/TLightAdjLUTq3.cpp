@@ -2,6 +2,7 @@
 
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/curves/detail/tone_curve.h>
+#include <pixmill/planar/detail/ydrdb.h>
 
 #include <algorithm>
 #include <cmath>
@@ -85,8 +86,8 @@ void TLightAdjLUTq3::setupParams(float brightness, float contrast, float highlig
 void TLightAdjLUTq3::mapYDrDb(unsigned short& y, unsigned short& dr, unsigned short& db)
 {
     const float luma = float(y), unitLuma = luma * kUnit;
-    const float red = (float(dr) - 32768) * 2 + luma, blue = (float(db) - 32768) * 2 + luma;
-    const double green = double(luma - 0.299f * red - 0.114f * blue) * 1.7036;
+    const float red = colourOf(luma, float(dr)), blue = colourOf(luma, float(db));
+    const double green = greenOf(luma, red, blue);
 
     // A negative result stays negative, at double slope, rather than turning positive in the square.
     const float root = std::sqrt(unitLuma);
@@ -104,7 +105,7 @@ void TLightAdjLUTq3::mapYDrDb(unsigned short& y, unsigned short& dr, unsigned sh
     pullIntoGamut(c);
 
     const float newRed = c.r * 65535, newBlue = c.b * 65535, newGreen = c.g * 38469.0469f; // 0.587 * 65535
-    const float newLuma = 0.299f * newRed + 0.114f * newBlue + newGreen;
+    const float newLuma = kRedShare * newRed + kBlueShare * newBlue + newGreen; // summed in another order than lumaOf
     y = toPixel16(newLuma);
     dr = toPixel16((newRed - newLuma) * 0.5f + 32768);
     db = toPixel16((newBlue - newLuma) * 0.5f + 32768);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <pixmill/core/Export.h>
+#include <pixmill/core/TMat.h>
 
 #include <opencv2/core/mat.hpp>
 

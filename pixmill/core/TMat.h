@@ -13,7 +13,7 @@ public:
     int m_version;  ///< Moves on with every new region; never 0, so a host may take 0 for no region at all.
 
     /// Shares the pixels of `m`; region 0, 0, 1 and version 1000.
-    explicit TMat(cv::Mat& m);
+    TMat(cv::Mat& m);
 
     /// Stores the region; the version moves on unless all three values are those stored.
     void setRoi(int x, int y, int scale);

@@ -1,6 +1,7 @@
 #include <pixmill/curves/TLut3D.h>
 
 #include <pixmill/core/detail/pixel.h>
+#include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 
 #include <algorithm>
@@ -136,7 +137,7 @@ void TLut3D::applyLutOn16UC3Mat(cv::Mat& in, cv::Mat& out, LUT3D_INTERP interp) 
 void TLut3D::LookupLinear(cv::Mat& in, cv::Mat& out) const
 {
     checkTypes(in, out);
-    CV_Assert(in.size() == out.size());
+    CV_Assert(covers(out, in.size()));
     CV_Assert(m_table_p && m_size[0] > 0 && m_size[1] > 0 && m_size[2] > 0);
 
     CV_Assert(double(m_size[0]) * m_size[1] * m_size[2] < 2147483648.0);

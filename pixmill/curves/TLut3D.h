@@ -33,13 +33,13 @@ public:
 
     /// `LookupLinear` for `interp` 1; nothing for another value.
     ///
-    /// @param in, out  CV_16UC3 of one size; may be the same.
+    /// @param in, out  CV_16UC3; `out` is at least as large as `in`, and may be `in`.
     /// @throws const char*  "Currently, we only handle 16UC3 type matrix"
     void applyLutOn16UC3Mat(cv::Mat& in, cv::Mat& out, TLut3D::LUT3D_INTERP interp) const;
 
     /// Looks every pixel up with trilinear interpolation; values outside the range count as its ends.
     ///
-    /// @param in, out  CV_16UC3 of one size; may be the same.
+    /// @param in, out  CV_16UC3; `out` is at least as large as `in`, and may be `in`.
     /// @throws const char*  as above
     void LookupLinear(cv::Mat& in, cv::Mat& out) const;
 

@@ -2,7 +2,7 @@
 
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/curves/detail/threshold_tables.h>
-#include <pixmill/multiscale/detail/recursive_gaussian.h>
+#include <pixmill/curves/detail/table_smoothing.h>
 #include <pixmill/primitives/copy.h>
 
 #include <algorithm>

@@ -200,7 +200,7 @@ void TLutYDrDb::applyCLUT(const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& out
         throw "ERROR - TLutYDrDb::applyCLUT - m_NC<1 ";
     if (inDr.type() != inDb.type() || inDr.type() != CV_8UC1)
         throw "ERROR -TLutYDrDb::applyCLUT: inDr.type() !=inDb_p.type() || inDr.type() != CV_8UC1";
-    CV_Assert(inDr.size() == inDb.size() && m_lutC_p[0]);
+    CV_Assert(covers(inDb, inDr.size()) && m_lutC_p[0]);
 
     const cv::Mat dr = inDr, db = inDb; // an output that is given new memory must not take the inputs with it
     ensure(outDr, dr.size(), CV_8UC1);
@@ -217,7 +217,7 @@ void TLutYDrDb::applyCLUT(const cv::Mat& inY, const cv::Mat& inDr, const cv::Mat
         applyCLUT(inDr, inDb, outDr, outDb);
         return;
     }
-    CV_Assert(inDr.size() == inDb.size() && inDr.size() == inY.size() && (inY.empty() || inY.elemSize() >= 2));
+    CV_Assert(covers(inDb, inDr.size()) && covers(inY, inDr.size()) && (inY.empty() || inY.elemSize() >= 2));
     CV_Assert(std::all_of(m_lutC_p, m_lutC_p + count, [](const ushort* table) { return table; }));
 
     const cv::Mat luma = inY, dr = inDr, db = inDb; // as above

@@ -68,7 +68,7 @@ public:
 
     /// Maps chroma by table 0 alone.
     ///
-    /// @param inDr   CV_8UC1, as `inDb` and of its size.
+    /// @param inDr   CV_8UC1, as `inDb`, which may be larger.
     /// @param outDr  CV_8UC1, created unless it fits, as `outDb`. May be the inputs.
     /// @throws const char*  "ERROR - TLutYDrDb::applyCLUT - m_NC<1 ",
     ///     "ERROR -TLutYDrDb::applyCLUT: inDr.type() !=inDb_p.type() || inDr.type() != CV_8UC1"
@@ -78,7 +78,7 @@ public:
     ///
     /// Inside a band its table alone decides. A luma on the very edge of a band takes 2 * t[j] - t[j + 1], the low byte
     /// of each; on the lower edge of the top band it takes the table below. Both are meant.
-    /// @param inY  CV_16UC1, the size of the chroma. With more than one table no type is checked.
+    /// @param inY  CV_16UC1, at least the size of `inDr`. With more than one table no type is checked.
     /// @throws const char*  as above
     void applyCLUT(const cv::Mat& inY, const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& outDr, cv::Mat& outDb);
 };

@@ -4,7 +4,7 @@
 #include <pixmill/core/detail/message.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
-#include <pixmill/engine/detail/zones.h>
+#include <pixmill/engine/detail/zone_rows.h>
 
 #include <cmath>
 

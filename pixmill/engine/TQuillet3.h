@@ -4,6 +4,8 @@
 
 #include <opencv2/core/mat.hpp>
 
+#include <vector>
+
 class TProgress;
 
 /// The detail engine: renders the adjusted luma of a region of a picture at a reduction, from luma and three detail
@@ -14,6 +16,7 @@ class TProgress;
 /// 32768) to luma. Level 0 is the finest. Zone 0 is the base control, which also acts on the highlights, 1 the shadows,
 /// 2 the midtones. The host writes the controls and sets the flag that goes with each; there are no setters.
 ///
+/// A copy shares the picture's planes and `m_result` with the original, as copies of cv::Mat do, and nothing else.
 /// One thread at a time per object. An exception leaves the flags as they were, so that the next `proc` renders again.
 class PIXMILL_API TQuillet3 {
 public:
@@ -102,15 +105,15 @@ public:
     static void modYWithC(const cv::Mat& Dr, const cv::Mat& Db, float r, float g, float b, cv::Mat& Y);
 
 private:
-    /// The toning tables of a level, kept while its controls stay: rebuilding them costs more than using them.
+    /// The toning tables of a level, kept while their controls stay: rebuilding one costs half as much as using all.
     struct Tables {
-        float controls[6] = {};
-        cv::Mat pairs; ///< CV_32SC1, 2 x 65536: midtones | shadows << 16, then midtones | highlights << 16.
+        float controls[3][4] = {};   ///< What the tables of shadows, midtones and highlights were made from.
+        std::vector<unsigned> pairs; ///< 2 x 65536: midtones | shadows << 16, then midtones | highlights << 16.
     };
 
     void renderLuma();
     void renderLevel(int level, const cv::Mat& extra, bool last);
-    const cv::Mat& tablesOf(int level);
+    const unsigned* tablesOf(int level);
 
     Tables m_tables[3];
     cv::Mat m_scratch[3]; ///< Working planes of the view's size, kept so that a second render of it allocates nothing.

@@ -5,13 +5,12 @@
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/curves/detail/threshold_tables.h>
-#include <pixmill/engine/detail/zones.h>
+#include <pixmill/engine/detail/zone_rows.h>
 #include <pixmill/planar/detail/crop.h>
 
 #include <opencv2/core.hpp>
 
 #include <algorithm>
-#include <cstdint>
 #include <memory>
 
 using namespace pixmill::detail;
@@ -34,36 +33,25 @@ bool isExtraFor(const cv::Mat& extra, const cv::Mat& plane)
     return !extra.empty() && extra.size() == plane.size();
 }
 
-const ushort* entriesOf(const TLut16U& lut)
-{
-    return static_cast<const ushort*>(lut.m_lut_p);
-}
-
-/// Two tables as one of pairs, so that a sample finds both in one read.
-void pairUp(const ushort* low, const ushort* high, int* pairs)
+/// Puts a table into the low halves of pairs, so that a sample finds both halves in one read.
+void setLow(unsigned* pairs, const ushort* table)
 {
     for (int v = 0; v < kEntries; ++v)
-        pairs[v] = int(std::uint32_t(low[v]) | std::uint32_t(high[v]) << 16);
+        pairs[v] = (pairs[v] & 0xffff0000u) | table[v];
 }
 
-/// Tones one level: two table look-ups in one read and a mix a pixel, in pieces that stay in the nearest cache. `in`
-/// may be `out`. `after(y)` runs while the toned row is still near.
-template <class After>
-void tone(const cv::Mat& Y, const cv::Mat& pairs, const cv::Mat& in, cv::Mat& out, const After& after)
+void setHigh(unsigned* pairs, const ushort* table)
 {
-    const auto* table = reinterpret_cast<const std::uint32_t*>(pairs.data);
+    for (int v = 0; v < kEntries; ++v)
+        pairs[v] = (pairs[v] & 0xffffu) | unsigned(table[v]) << 16;
+}
+
+/// Tones one level; `in` may be `out`. `after(y)` runs while the toned row is still near.
+template <class After>
+void tone(const cv::Mat& Y, const unsigned* pairs, const cv::Mat& in, cv::Mat& out, const After& after)
+{
     forEachRow(out.size(), [&](int y) {
-        constexpr int kPiece = 1024;
-        std::uint32_t index[kPiece], picked[kPiece];
-        ushort midtone[kPiece], beside[kPiece];
-        for (int x = 0; x < out.cols; x += kPiece) {
-            const int n = std::min(kPiece, out.cols - x);
-            const ushort* luma = Y.ptr<ushort>(y) + x;
-            indexRow(luma, in.ptr<ushort>(y) + x, index, n);
-            pickRow(table, index, picked, n);
-            weightsRow(luma, midtone, beside, n);
-            mixPickedRow(picked, midtone, beside, out.ptr<ushort>(y) + x, n);
-        }
+        toneRow(pairs, Y.ptr<ushort>(y), in.ptr<ushort>(y), out.ptr<ushort>(y), out.cols);
         after(y);
     });
 }
@@ -77,6 +65,8 @@ bool TQuillet3::proc(cv::Rect roi, int scale, cv::Mat extra)
         CV_Assert(plane.type() == CV_16UC1 && plane.size() == m_Y.size());
 
     setRoi(roi, scale);
+    for (cv::Mat& plane : m_scratch) // a copy of the engine works in memory of its own
+        leaveShared(plane);
     if (m_dirty || m_lightDirty)
         renderLuma();
     if (isExtraFor(extra, m_roiDetail[0]))
@@ -98,6 +88,7 @@ void TQuillet3::renderLuma()
     const auto crop = [this](const cv::Mat& plane, cv::Mat& out) {
         cropInto(plane, m_roi, m_scale, false, out, m_scratch[0]);
     };
+    leaveShared(m_roiY);
     crop(m_Y, m_roiY);
     const float* weights = m_colorWeights;
     if (neq(weights[0], 0.0f) || neq(weights[1], 0.0f) || neq(weights[2], 0.0f)) {
@@ -115,6 +106,7 @@ void TQuillet3::renderLuma()
 void TQuillet3::renderLevel(int level, const cv::Mat& extra, bool last)
 {
     cv::Mat& plane = m_roiDetail[level];
+    leaveShared(plane);
     const cv::Mat* source = &plane;
     const bool smooth = m_scale > m_smoothScale, toned = bNeedSHMix(level);
     cv::Mat view;
@@ -145,28 +137,40 @@ void TQuillet3::renderLevel(int level, const cv::Mat& extra, bool last)
         forEachRow(plane.size(), sum);
 }
 
-const cv::Mat& TQuillet3::tablesOf(int level)
+const unsigned* TQuillet3::tablesOf(int level)
 {
     const float* k = m_detailK[level];
     const float* t = m_detailT[level];
-    const float controls[6] = {k[0], k[1], k[2], t[0], t[1], t[2]};
+    const float controls[3][4] = {{k[1], t[1], k[0], t[0]}, {k[2], t[2], k[0], t[0]}, {k[0], t[0], 0, 0}};
     Tables& tables = m_tables[level];
-    if (!tables.pairs.empty() && std::equal(controls, controls + 6, tables.controls))
-        return tables.pairs;
-
+    const bool fresh = tables.pairs.empty();
     const LevelRange& range = kLevelRanges[level];
-    const auto lut = [&range] {
-        return std::make_unique<TLut16U>(range.kLow, range.kHigh, range.thresholdRange, range.thresholdSmooth);
-    };
-    const auto shadows = lut(), midtones = lut(), base = lut();
-    TLut16U* const luts[3] = {shadows.get(), midtones.get(), base.get()};
-    const ThresholdControls thresholds[3] = {
-        {k[1], t[1], k[0], t[0]}, {k[2], t[2], k[0], t[0]}, {k[0], t[0], 0.0f, 0.0f}};
-    setupLinearThresholds(luts, thresholds, 3);
+    std::unique_ptr<TLut16U> owners[3];
+    TLut16U* luts[3];
+    ThresholdControls changed[3];
+    int zones[3], count = 0;
+    for (int zone = 0; zone < 3; ++zone) {
+        const float* c = controls[zone];
+        if (!fresh && std::equal(c, c + 4, tables.controls[zone]))
+            continue;
+        owners[count] = std::make_unique<TLut16U>(range.kLow, range.kHigh, range.thresholdRange, range.thresholdSmooth);
+        luts[count] = owners[count].get();
+        changed[count] = {c[0], c[1], c[2], c[3]};
+        zones[count++] = zone;
+    }
+    setupLinearThresholds(luts, changed, count);
 
-    tables.pairs.create(2, kEntries, CV_32SC1);
-    std::copy(controls, controls + 6, tables.controls);
-    pairUp(entriesOf(*midtones), entriesOf(*shadows), tables.pairs.ptr<int>(0));
-    pairUp(entriesOf(*midtones), entriesOf(*base), tables.pairs.ptr<int>(1));
-    return tables.pairs;
+    tables.pairs.resize(2 * kEntries);
+    unsigned *dark = tables.pairs.data(), *light = dark + kEntries;
+    for (int i = 0; i < count; ++i) {
+        const auto* entries = static_cast<const ushort*>(luts[i]->m_lut_p);
+        if (zones[i] == 1) {
+            setLow(dark, entries);
+            setLow(light, entries);
+        } else {
+            setHigh(zones[i] == 0 ? dark : light, entries);
+        }
+        std::copy_n(controls[zones[i]], 4, tables.controls[zones[i]]);
+    }
+    return dark;
 }

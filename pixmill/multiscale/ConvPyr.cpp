@@ -100,13 +100,14 @@ bool ConvPyr::proc(const cv::Mat& in, cv::Mat& out)
     const int depth = stepsDown(in.size());
     std::vector<cv::Mat> analysis(depth + 1), synthesis(depth + 1);
     analysis[0] = in;
-    ensure(out, in.size(), CV_32FC1);
-    if (!overlap(in, out))
-        synthesis[0] = out; // the finest level is the result
-
     for (int i = 1; i <= depth; ++i)
         pyrDown(analysis[i - 1], analysis[i]);
     filter(analysis[depth], synthesis[depth], m_g);
+    if (depth > 0) {
+        ensure(out, analysis[0].size(), CV_32FC1);
+        if (!overlap(analysis[0], out))
+            synthesis[0] = out; // the finest level is the result
+    }
     for (int i = depth; i >= 1; --i)
         pyrUp(synthesis[i], analysis[i - 1], synthesis[i - 1]);
     if (synthesis[0].data != out.data)
@@ -118,13 +119,14 @@ bool ConvPyr::pyrDown(const cv::Mat& in, cv::Mat& out)
 {
     CV_Assert(!in.empty() && in.dims <= 2 && in.channels() == 1);
     cv::Mat fine = in;
-    ensure(out, halfSize(in.size()), CV_32FC1);
-    if (overlap(fine, out))
+    const cv::Size half = halfSize(in.size());
+    if (fits(out, half, CV_32FC1) && overlap(fine, out))
         fine = in.clone();
 
     Strips smooth(fine.size(), m_h1);
     forEachStrip(fine.rows, smooth.height(), [&](cv::Range rows) {
         const cv::Mat strip = smooth.filtered(fine.rowRange(smooth.around(rows)), rows);
+        ensure(out, half, CV_32FC1); // only now, as the filter refuses some depths
         for (int y = 0; y < strip.rows; y += 2) {
             const float* from = strip.ptr<float>(y);
             float* to = out.ptr<float>((rows.start + y) / 2);

@@ -14,7 +14,9 @@ using namespace pixmill::detail;
 namespace {
 
 constexpr int kRowLanes = 32;    ///< Rows that are swept side by side.
+constexpr int kFewRows = 5;      ///< Fewer than this are swept one by one, in place: long lines need no lanes' memory.
 constexpr int kColumnLanes = 64; ///< Columns that are swept side by side.
+constexpr int kFewColumns = 4;   ///< Fewer than this are swept one by one.
 
 void widen(const unsigned char* from, float* to, int n)
 {
@@ -65,12 +67,18 @@ struct Lanes {
 void sweepRows(float* plane, std::ptrdiff_t stride, int width, int height, const RecursiveGaussian& gauss, int steps)
 {
     const int groups = (height + kRowLanes - 1) / kRowLanes;
-    TeamScratch<float> scratch(std::size_t(width) * kRowLanes);
+    TeamScratch<float> scratch(height < kFewRows ? 0 : std::size_t(width) * kRowLanes);
     const Lanes<kRowLanes> lanes(gauss);
     forEachIndex(groups, long(width) * height, [&](int group) {
-        float* tile = scratch.mine();
         float* rows = plane + stride * group * kRowLanes;
         const int count = std::min(kRowLanes, height - group * kRowLanes);
+        if (count < kFewRows) {
+            for (int y = 0; y < count; ++y)
+                for (int i = 0; i < steps; ++i)
+                    sweepLine(rows + y * stride, 1, width, gauss.nu, gauss.boundary);
+            return;
+        }
+        float* tile = scratch.mine();
         rowsToLanes<kRowLanes>(rows, stride, count, width, tile);
         for (int i = 0; i < steps; ++i)
             sweepLines<kRowLanes>(tile, kRowLanes, width, lanes.nu, lanes.boundary);
@@ -175,7 +183,9 @@ void gaussianiir2d(cv::Mat& inOut, float sigma, int numsteps)
 
     const auto gauss = RecursiveGaussian::make<float>(sigma, numsteps, 2);
     sweepRows(inOut.ptr<float>(), std::ptrdiff_t(inOut.step1()), inOut.cols, inOut.rows, gauss, numsteps);
-    if (inOut.rows <= 6000) // a strip of columns is to stay in the second-level cache
+    if (inOut.cols < kFewColumns)
+        sweepColumns<1>(inOut, gauss, numsteps);
+    else if (inOut.rows <= 6000) // a strip of columns is to stay in the second-level cache
         sweepColumns<kColumnLanes>(inOut, gauss, numsteps);
     else
         sweepColumns<kColumnLanes / 4>(inOut, gauss, numsteps);

@@ -29,30 +29,6 @@ void colourPlanes(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Ma
     });
 }
 
-/// The bits of v + sum, limited to those of sum itself and the 255 that follow.
-///
-/// The addition rounds v, to nearest even, to the unit of the sum's last bit, and a negative v leaves it below `sum`.
-/// So the low byte is v in that unit, limited to 0..255, for no more than an addition and two comparisons.
-inline std::uint32_t limitedBits(float v, float sum)
-{
-    int bits, zero;
-    v += sum;
-    std::memcpy(&bits, &v, sizeof bits);
-    std::memcpy(&zero, &sum, sizeof zero);
-    return std::uint32_t(limit(bits, zero, zero + 255));
-}
-
-/// B, G, R and 255 in memory order: colourDisplay and greenDisplay in fewer steps. Takes doubled differences.
-inline std::uint32_t displayPixel(int y, int twiceDr, int twiceDb)
-{
-    constexpr float kHighByte = 2147483648.0f; // bits 4f000000, in units of 256
-    constexpr float kAlpha = 33423360.0f;      // bits 4bff0000, in units of 2: alpha lies above green
-    const int offset = y - 2 * kNoColour;
-    const float r = float(offset + twiceDr), b = float(offset + twiceDb);
-    const float twiceGreen = greenShareOf(float(y), r, b) * (2.0f * kGreenGainDisplay);
-    return limitedBits(r, kHighByte) << 16 | limitedBits(twiceGreen, kAlpha) << 8 | limitedBits(b, kHighByte);
-}
-
 /// Two full-size rows between two half-size ones, enlarged linearly: even samples are kept, odd ones lie halfway, exact
 /// halves go up, and past the plane's edges its last samples go on.
 struct EnlargedRows {

@@ -128,6 +128,8 @@ void smoothAndReduce(const cv::Mat& plane, int w, int h, int scale, cv::Mat& out
     }
     if (scale == 2)
         pickedMeans<2, T>(plane, means, 2);
+    else if (scale == 4)
+        pickedMeans<4, T>(plane, means, 4);
     else if (picks && scale > 1)
         pickedMeans<0, T>(plane, means, scale);
     else

@@ -3,12 +3,15 @@
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/scratch.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <vector>
 
 using namespace pixmill::detail;
 using pixmill::test::everyWay;
+using pixmill::test::PolicyGuard;
 
 TEST(Rows, VisitsEveryRowOnceAndIgnoresEmptyRanges)
 {
@@ -44,17 +47,27 @@ TEST(Rows, ABodyInsideABodyRunsOnItsOwnThread)
     });
 }
 
-TEST(Rows, AThreadOfAHostsTeamIsATeamOfItsOwn)
+TEST(Rows, ScratchMadeInAHostsTeamIsOfOneThreadWhateverItsNumber)
 {
-    pixmill::test::PolicyGuard guard;
-    omp_set_num_threads(2);
-    std::vector<int> members(6, -1);
-#pragma omp parallel num_threads(6)
-    {
-        const Team team;
-        members[omp_get_thread_num()] = team.size == 1 ? team.member() : -1;
-    }
-    EXPECT_EQ(members, std::vector<int>(6, 0));
+    PolicyGuard guard;
+    rowPolicy().leastParallelPixels = 1;
+    omp_set_num_threads(8);
+    std::vector<long> kept(8, 0);
+    forEachIndex(8, 1 << 20, [&](int i) {
+        omp_set_num_threads(1); // of this thread's own loops
+        constexpr int kSize = 1 << 20;
+        TeamScratch<int> scratch(kSize);
+        std::fill_n(scratch.mine(), kSize, i);
+        kept[i] = std::count(scratch.mine(), scratch.mine() + kSize, i);
+    });
+    EXPECT_EQ(kept, std::vector<long>(8, 1 << 20));
+}
+
+TEST(Rows, WhatABodyThrowsReachesTheCaller)
+{
+    everyWay([] {
+        EXPECT_THROW(forEachIndex(8, 1 << 20, [](int i) { i == 5 ? throw std::bad_alloc() : void(); }), std::bad_alloc);
+    });
 }
 
 TEST(Pixel, RoundingAgreesWithLrintAroundEveryTie)

@@ -420,6 +420,8 @@ TEST(TLutYDrDb, FailuresSayWhatTheHostExpects)
     EXPECT_THROW(bands.applyCLUT(y, byte, smaller, a, b), cv::Exception);
     EXPECT_THROW(bands.applyCLUT(byte, byte, byte, a, b), cv::Exception);
     EXPECT_TRUE(a.empty() && b.empty() && c.empty());
+    bands.applyCLUT(y, smaller, byte, a, b); // the first chroma plane gives the size
+    EXPECT_EQ(a.size(), smaller.size());
 }
 
 TEST(TLut2D, HoldsAsManyTablesAsAskedFor)

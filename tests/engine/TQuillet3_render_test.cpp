@@ -173,6 +173,22 @@ TEST(TQuillet3Render, AChangeRepeatsOnlyWhatItTouches)
     EXPECT_EQ(kept(), (Marks{false, false, false, false, false})) << "region";
 }
 
+TEST(TQuillet3Render, EachControlThatMovesIsFollowed)
+{
+    TQuillet3 engine;
+    load(engine, {40, 30});
+    setEverything(engine);
+    const cv::Rect roi(0, 0, 40, 30);
+    engine.proc(roi, 1, cv::Mat());
+    for (int zone = 0; zone < 3; ++zone)
+        for (float* control : {&engine.m_detailK[1][zone], &engine.m_detailT[1][zone]}) {
+            *control = 0.25f - *control;
+            engine.m_levelDirty[1] = true;
+            engine.proc(roi, 1, cv::Mat());
+            EXPECT_TRUE(samePixels<ushort>(renderReference(engine, roi, 1, cv::Mat()), engine.m_result)) << zone;
+        }
+}
+
 TEST(TQuillet3Render, AnExtraOfTheRegionsSizeIsAddedOnEveryCall)
 {
     TQuillet3 engine;
@@ -225,4 +241,28 @@ TEST(TQuillet3Render, ASecondRenderOfARegionKeepsItsBuffers)
         EXPECT_EQ(engine.m_roiY.data, planes[1]) << scale;
         EXPECT_EQ(engine.m_roiDetail[2].data, planes[2]) << scale;
     }
+}
+
+TEST(TQuillet3Render, WhatAnotherHoldsOfARenderStays)
+{
+    TQuillet3 engine;
+    load(engine, {80, 60});
+    setEverything(engine);
+    const cv::Rect roi(0, 0, 80, 60);
+    engine.proc(roi, 1, cv::Mat());
+
+    TQuillet3 other = engine;
+    const cv::Mat luma = engine.m_roiY, level = engine.m_roiDetail[1];
+    const cv::Mat lumaBefore = luma.clone(), levelBefore = level.clone();
+    other.m_detailK[1][0] = 0.9f;
+    other.m_lightParams[0] = -0.5f;
+    other.m_lightDirty = true;
+    other.proc(roi, 1, cv::Mat());
+    EXPECT_TRUE(samePixels<ushort>(renderReference(other, roi, 1, cv::Mat()), other.m_result));
+    EXPECT_TRUE(samePixels<ushort>(lumaBefore, luma));
+    EXPECT_TRUE(samePixels<ushort>(levelBefore, level));
+
+    engine.m_lightDirty = true; // by its own controls' tables, not those of the copy
+    engine.proc(roi, 1, cv::Mat());
+    EXPECT_TRUE(samePixels<ushort>(renderReference(engine, roi, 1, cv::Mat()), engine.m_result));
 }

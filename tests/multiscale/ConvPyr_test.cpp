@@ -147,6 +147,9 @@ TEST(ConvPyr, PlanesThatDoNotFitThrow)
     cv::Mat out;
     EXPECT_THROW(pyramid.proc(cv::Mat(), out), cv::Exception);
     EXPECT_THROW(pyramid.proc(cv::Mat::zeros(4, 4, CV_32FC3), out), cv::Exception);
+    EXPECT_THROW(pyramid.proc(cv::Mat::zeros(4, 4, CV_64FC1), out), cv::Exception);
+    EXPECT_THROW(pyramid.pyrDown(cv::Mat::zeros(4, 4, CV_64FC1), out), cv::Exception);
+    EXPECT_TRUE(out.empty());
     EXPECT_THROW(pyramid.pyrUp(cv::Mat::zeros(4, 4, CV_32FC1), cv::Mat::zeros(6, 6, CV_32FC1), out), cv::Exception);
     EXPECT_THROW(pyramid.pyrUp(cv::Mat::zeros(3, 3, CV_8UC1), cv::Mat::zeros(6, 6, CV_32FC1), out), cv::Exception);
     EXPECT_EQ(pyramid.m_level, 0);

@@ -1,20 +1,11 @@
 #pragma once
 
+#include <pixmill/core/detail/intrinsics.h>
 #include <pixmill/core/detail/packed_pixels.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/planar/detail/ydrdb.h>
 
 #include <cstddef>
-
-// GCC 12 takes the placeholder of its own intrinsics for an uninitialised value.
-#if !defined(__clang__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
-#include <immintrin.h>
-#if !defined(__clang__)
-#pragma GCC diagnostic pop
-#endif
 
 /// YCM to packed pixels at row level 2, where the compiler's code spends more on shuffles than on pixels: the same
 /// values as the plain rows, 32 pixels in 16-bit lanes at a time.

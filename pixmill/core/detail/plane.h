@@ -17,10 +17,29 @@ inline void ensure(cv::Mat& out, cv::Size size, int type)
         out.create(size, type);
 }
 
+/// Whether `plane` has a pixel wherever a picture of this size has one.
+inline bool covers(const cv::Mat& plane, cv::Size size)
+{
+    return size.empty() || (plane.dims <= 2 && plane.cols >= size.width && plane.rows >= size.height);
+}
+
+/// The same, and is of this type; of an empty size none is asked.
+inline bool covers(const cv::Mat& plane, cv::Size size, int type)
+{
+    return size.empty() || (plane.type() == type && covers(plane, size));
+}
+
+/// Lets go of pixels that others hold too, so that what is written next goes into memory of its own.
+inline void leaveShared(cv::Mat& m)
+{
+    if (m.u && CV_XADD(&m.u->refcount, 0) > 1)
+        m.release();
+}
+
 /// Half of n, rounded up: the size of chroma and mask planes.
 inline int halfSize(int n)
 {
-    return n / 2 + n % 2;
+    return n / 2 + (n % 2 != 0);
 }
 
 inline cv::Size halfSize(cv::Size size)

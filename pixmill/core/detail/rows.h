@@ -6,11 +6,13 @@
 
 #include <omp.h>
 
+#include <exception>
+
 /// The one place with OpenMP pragmas, and the one place that knows processor levels.
 ///
 /// A body is compiled three times from the same source: for what every x86-64 has, for AVX2 and for AVX-512. None of
-/// the three has fused multiply-add, so all give the same bits. Bodies must not throw, and must write disjoint memory,
-/// so the team's size changes nothing either.
+/// the three has fused multiply-add, so all give the same bits. Bodies must write disjoint memory, so the team's size
+/// changes nothing either. What a body throws, for want of memory, reaches the caller when all threads are done.
 namespace pixmill::detail {
 
 struct RowPolicy {
@@ -75,13 +77,21 @@ void forEachSpan(int count, long pixels, const Body& body)
         runSpan(body, 0, count);
         return;
     }
+    std::exception_ptr failure;
 #pragma omp parallel
     {
         const long n = omp_get_num_threads(), k = omp_get_thread_num();
         const int first = int(count * k / n), end = int(count * (k + 1) / n);
-        if (first < end)
-            runSpan(body, first, end);
+        try {
+            if (first < end)
+                runSpan(body, first, end);
+        } catch (...) { // may not leave the region
+#pragma omp critical
+            failure = std::current_exception();
+        }
     }
+    if (failure)
+        std::rethrow_exception(failure);
 }
 
 /// Runs `body(i)` once for each of 0..count-1: table nodes, planes, tiles. `pixels` as in forEachSpan.

@@ -103,13 +103,6 @@ inline void mixPickedRow(const std::uint32_t* __restrict picked, const ushort* _
                              centred(int(picked[x] >> 16)) * float(beside[x]));
 }
 
-/// Luma plus twice the centred detail. `out` may be `Y`.
-inline void addEdgesRow(const ushort* Y, const ushort* d0, const ushort* d1, const ushort* d2, ushort* out, int n)
-{
-    for (int x = 0; x < n; ++x)
-        out[x] = clamp16(Y[x] + 2 * (d0[x] + d1[x] + d2[x]) - 196608);
-}
-
 /// Coefficients of the colour-weighted change of luma: Y + k0 + kR * Dr + kB * Db, summed in this order.
 struct ColorWeights {
     float k0, kR, kB;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pixmill/core/detail/plane.h>
 #include <pixmill/planar/detail/ydrdb.h>
 #include <pixmill/primitives/detail/region.h>
 
@@ -12,12 +13,6 @@ namespace pixmill::detail {
 
 /// A 32-bit word at any address, over pixels of any type.
 using AnyWord __attribute__((aligned(1), may_alias)) = std::uint32_t;
-
-/// Whether `plane` can be read or written at every pixel of `size`.
-inline bool covers(const cv::Mat& plane, cv::Size size, int type)
-{
-    return size.empty() || (plane.type() == type && plane.cols >= size.width && plane.rows >= size.height);
-}
 
 /// How many columns of a halved plane of `n` columns are picked from the even ones. An odd plane's last half-size
 /// column repeats the one before it instead, where there is one.

@@ -1,11 +1,10 @@
 #pragma once
 
+#include <pixmill/core/detail/intrinsics.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/curves/detail/look_up.h>
 #include <pixmill/planar/detail/colour_rows.h>
-
-#include <immintrin.h>
 
 #include <algorithm>
 #include <cmath>

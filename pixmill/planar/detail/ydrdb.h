@@ -2,6 +2,9 @@
 
 #include <pixmill/core/detail/pixel.h>
 
+#include <cstdint>
+#include <cstring>
+
 /// The one home of the Y/Dr/Db arithmetic. R, G, B, Y are 16-bit values unless told otherwise; differences are halved
 /// and centred on 32768, "no colour".
 ///
@@ -107,16 +110,35 @@ inline uchar green8U(int y, int dr, int db)
     return uchar(green16(y, lowByte8U(y, dr), lowByte8U(y, db)) >> 8);
 }
 
-// 8-bit display pixels, from unclamped float colours (colourOf)
+// 8-bit display pixels, from unclamped colours: v / 256, and green with a gain of its own
 
-inline uchar colourDisplay(float v)
+/// The bits of v + sum, limited to those of sum itself and the 255 that follow.
+///
+/// The addition rounds v, to nearest even, to the unit of the sum's last bit, and a negative v leaves it below `sum`.
+/// So the low byte is v in that unit, limited to 0..255, for no more than an addition and two comparisons; the display
+/// is bound by such steps.
+inline std::uint32_t limitedBits(float v, float sum)
 {
-    return nearPixel8(0.00390625f * v);
+    int bits, zero;
+    v += sum;
+    std::memcpy(&bits, &v, sizeof bits);
+    std::memcpy(&zero, &sum, sizeof zero);
+    return std::uint32_t(limit(bits, zero, zero + 255));
 }
 
-inline uchar greenDisplay(float y, float r, float b)
+/// B, G, R and 255 in memory order:
+///
+///     byte 0  B / 256     byte 1  (Y - 0.299 R - 0.114 B) * 0.0066546877     byte 2  R / 256
+///
+/// each rounded and clamped alone, from doubled differences: R = Y + twiceDr - 65536 unclamped, and so is B.
+inline std::uint32_t displayPixel(int y, int twiceDr, int twiceDb)
 {
-    return nearPixel8(greenShareOf(y, r, b) * kGreenGainDisplay);
+    constexpr float kHighByte = 2147483648.0f; // bits 4f000000, in units of 256
+    constexpr float kAlpha = 33423360.0f;      // bits 4bff0000, in units of 2: alpha lies above green
+    const int offset = y - 2 * kNoColour;
+    const float r = float(offset + twiceDr), b = float(offset + twiceDb);
+    const float twiceGreen = greenShareOf(float(y), r, b) * (2.0f * kGreenGainDisplay);
+    return limitedBits(r, kHighByte) << 16 | limitedBits(twiceGreen, kAlpha) << 8 | limitedBits(b, kHighByte);
 }
 
 // The YCM form: 8-bit differences c centred on 128

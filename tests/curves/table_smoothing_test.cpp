@@ -1,4 +1,4 @@
-#include <pixmill/multiscale/detail/recursive_gaussian.h>
+#include <pixmill/curves/detail/table_smoothing.h>
 
 #include <gtest/gtest.h>
 #include <opencv2/core.hpp>
@@ -85,5 +85,37 @@ TEST(RecursiveGaussian, ChunksGiveTheOneSweepWhateverTheirGuess)
         sweepChunks<L, 4, false>(backward.data(), n, kNu, kBoundary, read, ahead);
         EXPECT_EQ(forward, swept(in, n, true)) << ahead;
         EXPECT_EQ(backward, swept(in, n, false)) << ahead;
+    }
+}
+
+// Where a table ends in zeros the sweeps die away to numbers that the fast sweep takes as 0.
+TEST(RecursiveGaussian, TinyNumbersCountAsStrictArithmeticHasThem)
+{
+    const int n = 8192;
+    LineGains<L> gains;
+    std::copy_n(kNu, L, gains.nu);
+    std::copy_n(kBoundary, L, gains.boundary);
+    for (const auto& [low, high] : {std::pair{0, 0}, {5000, 0}, {0, 5000}, {40, 0}, {0, 7000}, {n, 0}}) {
+        std::vector<float> strict(size_t(n) * L);
+        std::vector<ushort> tables[L];
+        ZeroEnds zeros[L];
+        for (int l = 0; l < L; ++l) {
+            tables[l].assign(n, 0);
+            for (int i = low; i < n - high; ++i)
+                strict[size_t(i) * L + l] = tables[l][i] = ushort(1 + std::min(7 * (i - low), 60000));
+            zeros[l] = ZeroEnds::of(tables[l].data(), n, kNu[l]);
+        }
+        std::vector<float> a = strict, b(strict.size());
+        const auto readA = [&](long i, int l) { return a[size_t(i) * L + l]; };
+        const auto readB = [&](long i, int l) { return b[size_t(i) * L + l]; };
+        for (int pair = 0; pair < 2; ++pair) {
+            SCOPED_TRACE(testing::Message() << low << " " << high << " pair " << pair);
+            sweepTables<4, true>(b.data(), n, gains, zeros, readA, 500);
+            strict = swept(strict, n, true);
+            ASSERT_EQ(b, strict);
+            sweepTables<4, false>(a.data(), n, gains, zeros, readB, 500);
+            strict = swept(strict, n, false);
+            ASSERT_EQ(a, strict);
+        }
     }
 }

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <pixmill/engine/detail/zones.h>
+#include <pixmill/engine/detail/zones_avx512.h>
+
+#include <algorithm>
+
+/// The engine's rows, each by the form that suits the processor.
+namespace pixmill::detail {
+
+/// Tones a row: each sample's two tables of pairs found in one read, and mixed by luma; in pieces that stay in the
+/// nearest cache. `out` may be `in`.
+inline void toneRow(const std::uint32_t* pairs, const ushort* Y, const ushort* in, ushort* out, int n)
+{
+    constexpr int kPiece = 1024;
+    std::uint32_t index[kPiece], picked[kPiece];
+    ushort midtone[kPiece], beside[kPiece];
+    for (int x = rowPolicy().level == 2 ? toneRow512(pairs, Y, in, out, n) : 0; x < n; x += kPiece) {
+        const int piece = std::min(kPiece, n - x);
+        indexRow(Y + x, in + x, index, piece);
+        pickRow(pairs, index, picked, piece);
+        weightsRow(Y + x, midtone, beside, piece);
+        mixPickedRow(picked, midtone, beside, out + x, piece);
+    }
+}
+
+/// Luma plus twice the centred detail. `out` may be `Y`.
+inline void addEdgesRow(const ushort* Y, const ushort* d0, const ushort* d1, const ushort* d2, ushort* out, int n)
+{
+    for (int x = rowPolicy().level == 2 ? addEdgesRow512(Y, d0, d1, d2, out, n) : 0; x < n; ++x)
+        out[x] = clamp16(Y[x] + 2 * (d0[x] + d1[x] + d2[x]) - 196608);
+}
+
+} // namespace pixmill::detail
