@@ -1,96 +1,15 @@
 #include <pixmill/core/TImage.h>
 
+#include <pixmill/core/detail/packed_pixels.h>
 #include <pixmill/core/detail/rows.h>
-#include <pixmill/planar/detail/colour_rows.h>
 #include <pixmill/planar/detail/ydrdb.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 
 namespace {
 
 using namespace pixmill::detail;
-
-template <class T>
-T* rowOf(const TImage& image, int plane, int y)
-{
-    return reinterpret_cast<T*>(image.m_plane_p[plane] + std::ptrdiff_t(y) * image.m_step);
-}
-
-/// Whether the picture is of this type and its planes reach over `size`.
-bool covers(const TImage& image, TImage::IMTYPE type, const TSize& size)
-{
-    if (image.m_type != type)
-        return false;
-    const bool planes = image.m_plane_p[0] && (type != TImage::IM_C || image.m_plane_p[1]);
-    return size.width <= 0 || size.height <= 0 ||
-           (planes && image.m_width >= size.width && image.m_height >= size.height);
-}
-
-/// Two 16-bit samples that follow one another in memory.
-inline std::uint32_t pairOf(int first, int second)
-{
-    return std::uint32_t(first) | std::uint32_t(second) << 16;
-}
-
-struct Rgba {
-    int r, g, b, a;
-};
-
-// How packed pixels of either depth and order read and write as 16-bit values: a word is two samples of 16 bits, or a
-// pixel of 8.
-
-struct Rgba16 {
-    static constexpr int kWords = 2; ///< A pixel.
-
-    static Rgba load(const AnyWord* row, int x)
-    {
-        const std::uint32_t rg = row[2 * x], ba = row[2 * x + 1];
-        return {int(rg & 65535), int(rg >> 16), int(ba & 65535), int(ba >> 16)};
-    }
-
-    static void store(AnyWord* row, int x, const Rgba& p)
-    {
-        row[2 * x] = pairOf(p.r, p.g);
-        row[2 * x + 1] = pairOf(p.b, p.a);
-    }
-};
-
-struct Rgba8 {
-    static constexpr int kWords = 1;
-
-    static Rgba load(const AnyWord* row, int x)
-    {
-        const std::uint32_t w = row[x];
-        return {int(w & 255) * 257, int(w >> 8 & 255) * 257, int(w >> 16 & 255) * 257, int(w >> 24) * 257};
-    }
-
-    /// Each of two 16-bit samples divided by 257, to nearest: v - round(v / 256) is v * 255 / 256, and the high byte of
-    /// that plus a half is the answer for every v. No sample runs over into its neighbour.
-    static std::uint32_t narrow(std::uint32_t pair)
-    {
-        const std::uint32_t share = (pair >> 8 & 0xff00ff) + (pair >> 7 & 0x10001);
-        return (pair - share + 0x800080) >> 8 & 0xff00ff;
-    }
-
-    static void store(AnyWord* row, int x, const Rgba& p)
-    {
-        row[x] = narrow(pairOf(p.r, p.b)) | narrow(pairOf(p.g, p.a)) << 8;
-    }
-};
-
-struct Bgra8 {
-    static constexpr int kWords = 1;
-
-    static Rgba load(const AnyWord* row, int x)
-    {
-        const Rgba p = Rgba8::load(row, x);
-        return {p.b, p.g, p.r, p.a};
-    }
-
-    static void store(AnyWord* row, int x, const Rgba& p) { Rgba8::store(row, x, {p.b, p.g, p.r, p.a}); }
-};
 
 template <class In, class Out>
 void repack(const TImage& in, TImage::IMTYPE inType, TImage& out, TImage::IMTYPE outType)
@@ -109,10 +28,7 @@ void repack(const TImage& in, TImage::IMTYPE inType, TImage& out, TImage::IMTYPE
 
 // Packed pixels to YCM
 
-/// Columns worked on at a time, an even number: the scratch of a tile stays in the cache. It holds ints, so that the
-/// arithmetic runs on one width of lanes, and bytes are packed in a loop of their own.
-constexpr int kTile = 512;
-
+/// Tiles hold ints, so that the arithmetic runs on one width of lanes; bytes are packed in a loop of their own.
 inline void packBytes(const int* __restrict in, uchar* __restrict out, int n)
 {
     for (int x = 0; x < n; ++x)
@@ -174,128 +90,6 @@ void toYCM(const TImage& in, TImage::IMTYPE type, TImage& Y, TImage& C, TImage& 
     CV_Assert(covers(Y, TImage::IM_Y, size) && covers(C, TImage::IM_C, half) && covers(M, TImage::IM_M, half));
 
     forEachIndex(size.height / 2, long(size.width) * size.height, [&](int row) { blockRow<In>(in, Y, C, M, row); });
-}
-
-// YCM to packed pixels
-
-/// Enlarged samples of a tile, less 128, even and odd columns apart: the two have weights of their own.
-struct Enlarged {
-    short columns[2][kTile / 2];
-};
-
-/// One row of a half-size 8-bit plane enlarged cubically by two on pixel squares: full-size sample X lies at half-size
-/// X / 2 - 1 / 4, so the weights, over 128, are these and their mirror image. Samples past the edges repeat the edge;
-/// halves go up. All in 16 bits: samples are centred, and the sums over the rows are split before the second product.
-class EnlargedRow {
-public:
-    EnlargedRow(const TImage& half, int plane, int y) : m_cols(half.m_width)
-    {
-        const int first = y / 2 - (y % 2 ? 1 : 2);
-        for (int k = 0; k < 4; ++k)
-            m_rows[k] = rowOf<const uchar>(half, plane, limit(first + k, 0, half.m_height - 1));
-        m_weights = kWeights[y % 2];
-    }
-
-    /// The pairs of columns from x on, x even; at most half a tile.
-    void tile(int x, int pairs, Enlarged& out) const
-    {
-        // Sums over the four rows, from two columns before the tile on, as 128 * high + low.
-        short high[kTile / 2 + 4], low[kTile / 2 + 4];
-        const int before = x / 2 - 2, count = pairs + 4;
-        const int first = std::max(before, 0), end = std::min(before + count, m_cols);
-        sumRows(m_rows, m_weights, first, end - first, high + (first - before), low + (first - before));
-        for (short* sums : {high, low}) {
-            std::fill(sums, sums + (first - before), sums[first - before]);
-            std::fill(sums + (end - before), sums + count, sums[end - 1 - before]);
-        }
-        for (int odd = 0; odd < 2; ++odd)
-            blend(high + odd, low + odd, kWeights[odd], out.columns[odd], pairs);
-    }
-
-private:
-    static constexpr short kWeights[2][4] = {{-5, 35, 105, -7}, {-7, 105, 35, -5}};
-
-    static void sumRows(const uchar* const* rows, const short* w, int first, int n, short* __restrict high,
-                        short* __restrict low)
-    {
-        const uchar *a = rows[0] + first, *b = rows[1] + first, *c = rows[2] + first, *d = rows[3] + first;
-        const short wa = w[0], wb = w[1], wc = w[2], wd = w[3];
-        for (int x = 0; x < n; ++x) {
-            const short sum = short(wa * (a[x] - 128) + wb * (b[x] - 128) + wc * (c[x] - 128) + wd * (d[x] - 128));
-            high[x] = short(sum >> 7);
-            low[x] = short(sum & 127);
-        }
-    }
-
-    static void blend(const short* high, const short* low, const short* w, short* __restrict out, int n)
-    {
-        const short wa = w[0], wb = w[1], wc = w[2], wd = w[3];
-        for (int x = 0; x < n; ++x) {
-            const short a = short(wa * high[x] + wb * high[x + 1] + wc * high[x + 2] + wd * high[x + 3]);
-            const short b = short(wa * low[x] + wb * low[x + 1] + wc * low[x + 2] + wd * low[x + 3]);
-            const short v = short(short(a + (b >> 7) + 64) >> 7);
-            out[x] = limit(v, short(-128), short(127));
-        }
-    }
-
-    const uchar* m_rows[4];
-    const short* m_weights;
-    int m_cols;
-};
-
-/// 255.997 m in double, rounded: what falls short of 256 m reaches half a step at 167.
-inline int alphaOf(int m)
-{
-    return 256 * m - (m > 166);
-}
-
-/// A pixel from enlarged samples, each less 128. Red and blue are whole numbers, exact in floats and ints alike.
-inline Rgba pixelOf(int y, int red, int blue, int mask)
-{
-    const int r = y + red * 512, b = y + blue * 512;
-    return {clamp16(r), greenYcm16(float(y), float(r), float(b)), clamp16(b), alphaOf(mask + 128)};
-}
-
-template <class Out>
-inline void packPairs(const AnyWord* __restrict y, const Enlarged& red, const Enlarged& blue, const Enlarged& mask,
-                      AnyWord* __restrict out, int n)
-{
-    for (int x = 0; x < n; ++x) {
-        Out::store(out, 2 * x, pixelOf(y[x] & 65535, red.columns[0][x], blue.columns[0][x], mask.columns[0][x]));
-        Out::store(out, 2 * x + 1, pixelOf(y[x] >> 16, red.columns[1][x], blue.columns[1][x], mask.columns[1][x]));
-    }
-}
-
-template <class Out>
-inline void packRow(const TImage& Y, const TImage& C, const TImage& M, TImage& packed, int row)
-{
-    const EnlargedRow redRow(C, 0, row), blueRow(C, 1, row), maskRow(M, 0, row);
-    Enlarged red, blue, mask;
-    for (int x = 0; x < Y.m_width; x += kTile) {
-        const int n = std::min(kTile, Y.m_width - x), pairs = (n + 1) / 2;
-        redRow.tile(x, pairs, red);
-        blueRow.tile(x, pairs, blue);
-        maskRow.tile(x, pairs, mask);
-        const ushort* y = rowOf<ushort>(Y, 0, row) + x;
-        AnyWord* out = rowOf<AnyWord>(packed, 0, row) + x * Out::kWords;
-        packPairs<Out>(reinterpret_cast<const AnyWord*>(y), red, blue, mask, out, n / 2);
-        if (n % 2)
-            Out::store(out, n - 1,
-                       pixelOf(y[n - 1], red.columns[0][n / 2], blue.columns[0][n / 2], mask.columns[0][n / 2]));
-    }
-}
-
-template <class Out>
-void fromYCM(const TImage& Y, const TImage& C, const TImage& M, TImage& out, TImage::IMTYPE type)
-{
-    const TSize size = Y.size(), half = TImage::dec2Size(size);
-    if (size != out.size() || half != C.size() || C.size() != M.size())
-        throw "TImage::YCMToRgba16u - imY.size()!=out.size() || TImage::dec2Size(imY.size()) != imC.size() || "
-              "imC.size() != mask.size()";
-    CV_Assert(covers(Y, TImage::IM_Y, size) && covers(C, TImage::IM_C, half) && covers(M, TImage::IM_M, half) &&
-              covers(out, type, size));
-
-    forEachRow({size.width, size.height}, [&](int row) { packRow<Out>(Y, C, M, out, row); });
 }
 
 // Luma at half size, and chroma that follows it
@@ -380,27 +174,11 @@ void TImage::rgba8uToYCM(const TImage& in, TImage& Y, TImage& C, TImage& M)
     toYCM<Rgba8>(in, IM_RGBA8U, Y, C, M);
 }
 
-void TImage::YCMToRgba16u(const TImage& Y, const TImage& C, const TImage& M, TImage& out)
-{
-    fromYCM<Rgba16>(Y, C, M, out, IM_RGBA16U);
-}
-
-void TImage::YCMToRgba8u(const TImage& Y, const TImage& C, const TImage& M, TImage& out)
-{
-    fromYCM<Rgba8>(Y, C, M, out, IM_RGBA8U);
-}
-
 void TImage::bgra8uToTImage(const unsigned char* src, int width, int height, int stride, TImage& Y, TImage& C,
                             TImage& M)
 {
     // Read in the host's order, so its buffer is never written to.
     toYCM<Bgra8>(TImage(TSize(width, height), const_cast<unsigned char*>(src), stride, false), IM_RGBA8U, Y, C, M);
-}
-
-void TImage::timageToBgra8u(const TImage& Y, const TImage& C, const TImage& M, unsigned char* dst, int stride)
-{
-    TImage out(Y.size(), dst, stride, false);
-    fromYCM<Bgra8>(Y, C, M, out, IM_RGBA8U);
 }
 
 void TImage::updateCfromYChange(const TImage& oldY, const TImage& C, const TImage& newY, TImage& outC, float guard)

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 
 using namespace pixmill::detail;
@@ -35,6 +36,20 @@ AlignedArray<ushort> remappedValues(const ushort* remap, float step)
             row[k] = clamp16(v + 2 * remap[toPixel16((float(v) - float(k) * step) * 0.5f + 32768.0f)] - 65536);
     });
     return table;
+}
+
+/// Of every pixel value, the two remapped values between which it lies.
+template <int K>
+AlignedArray<std::uint32_t> bracketingValues(const ushort* table, float invStep)
+{
+    AlignedArray<std::uint32_t> pairs(kEntries);
+    for (int v = 0; v < kEntries; ++v) {
+        const ushort value = ushort(v);
+        int low;
+        bracketRow<K>(&value, invStep, &low, 1);
+        pairs[v] = pairAt<std::uint32_t>(table + std::ptrdiff_t(v) * K + low);
+    }
+    return pairs;
 }
 
 /// Adds the enlarged next level to a level's coefficients, less the bias, in place.
@@ -127,7 +142,8 @@ void LocalLaplacian::filter(const cv::Mat& in, cv::Mat& out, float step, float i
         coefficients[l].create(gauss[l].size(), CV_16UC1);
 
     const AlignedArray<ushort> table = remappedValues<K>(m_remap_p, step);
-    const References<K> refs{step, invStep, table.data()};
+    const AlignedArray<std::uint32_t> pairs = bracketingValues<K>(table.data(), invStep);
+    const References<K> refs{step, invStep, table.data(), pairs.data()};
     const int bands = LocalLaplacian::clamp(in.rows / kLeastBand, 1, omp_get_max_threads());
     std::vector<RemappedBand<K>> walkers(bands, RemappedBand<K>(gauss));
     forEachIndex(bands, long(in.total()) * K, [&](int band) {

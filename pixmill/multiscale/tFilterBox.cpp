@@ -3,7 +3,8 @@
 #include <pixmill/core/TImage.h>
 #include <pixmill/core/TProgress.h>
 #include <pixmill/core/detail/plane.h>
-#include <pixmill/primitives/filter.h>
+#include <pixmill/core/detail/scratch.h>
+#include <pixmill/primitives/detail/box_integer.h>
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
@@ -19,40 +20,16 @@ bool refused(TProgress* progress)
     return progress && !progress->prog();
 }
 
-/// The box mean of `out`'s pixels from a plane that carries r more on every side of them; `from` is the first.
-void boxMean(const cv::Mat& plane, cv::Point from, int r, cv::Mat out)
-{
-    if (out.empty())
-        return;
-    const IppiSize roi{out.cols, out.rows}, mask{2 * r + 1, 2 * r + 1};
-    const int step = int(plane.step), outStep = int(out.step);
-    if (out.depth() == CV_16U)
-        ippiFilterBox_16u_C1R(plane.ptr<ushort>(from.y) + from.x, step, out.ptr<ushort>(), outStep, roi, mask, {r, r});
-    else
-        ippiFilterBox_8u_C1R(plane.ptr<uchar>(from.y) + from.x, step, out.ptr<uchar>(), outStep, roi, mask, {r, r});
-}
-
-/// The box mean of a plane mirrored at its edges. The inside is read where it stands; only strips along the edges, of
-/// which a mean reaches outside, are copied with the mirrored pixels beside them.
+/// The box mean of a plane mirrored at its edges; `out` is another plane of its size.
+template <class T>
 void mirroredBoxMean(const cv::Mat& in, int r, cv::Mat& out)
 {
-    const int w = in.cols, h = in.rows;
-    cv::Mat bordered;
-    if (w <= 2 * r || h <= 2 * r) {
-        cv::copyMakeBorder(in, bordered, r, r, r, r, cv::BORDER_REFLECT_101);
-        boxMean(bordered, {r, r}, r, out);
-        return;
-    }
-    boxMean(in, {r, r}, r, out(cv::Rect(r, r, w - 2 * r, h - 2 * r)));
-    const int reach = 2 * r; // rows or columns that the means of r of them read inside the plane
-    cv::copyMakeBorder(in.rowRange(0, reach), bordered, r, 0, r, r, cv::BORDER_REFLECT_101 | cv::BORDER_ISOLATED);
-    boxMean(bordered, {r, r}, r, out.rowRange(0, r));
-    cv::copyMakeBorder(in.rowRange(h - reach, h), bordered, 0, r, r, r, cv::BORDER_REFLECT_101 | cv::BORDER_ISOLATED);
-    boxMean(bordered, {r, r}, r, out.rowRange(h - r, h));
-    cv::copyMakeBorder(in.colRange(0, reach), bordered, 0, 0, r, 0, cv::BORDER_REFLECT_101 | cv::BORDER_ISOLATED);
-    boxMean(bordered, {r, r}, r, out(cv::Rect(0, r, r, h - 2 * r)));
-    cv::copyMakeBorder(in.colRange(w - reach, w), bordered, 0, 0, 0, r, cv::BORDER_REFLECT_101 | cv::BORDER_ISOLATED);
-    boxMean(bordered, {r, r}, r, out(cv::Rect(w - r, r, r, h - 2 * r)));
+    const IppiSize mask{2 * r + 1, 2 * r + 1};
+    TeamScratch<uchar> scratch(boxScratch<T>(in.cols, mask));
+    const auto row = [&in, r](int y) { return in.ptr<T>(mirrored(y - r, in.rows)); };
+    forEachSpan(in.rows, long(in.total()), [&](int first, int end) {
+        boxSpan(row, r, out.ptr<T>(), int(out.step), in.cols, mask, first, end, scratch.mine());
+    });
 }
 
 } // namespace
@@ -84,7 +61,10 @@ bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, int passes, TProg
         const bool straight = !progress_p && pass == passes - 1 && scale == 1 && target.size() == small;
         cv::Mat& result = straight && !overlap(current, target) ? target : results[pass % 2];
         ensure(result, small, current.type());
-        mirroredBoxMean(current, r, result);
+        if (result.depth() == CV_16U)
+            mirroredBoxMean<ushort>(current, r, result);
+        else
+            mirroredBoxMean<uchar>(current, r, result);
         current = result;
         if (refused(progress_p))
             return true;

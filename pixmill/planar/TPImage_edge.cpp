@@ -4,8 +4,8 @@
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/core/detail/scratch.h>
-#include <pixmill/curves/detail/look_up.h>
 #include <pixmill/planar/detail/edge_gain.h>
+#include <pixmill/planar/detail/edge_rows.h>
 #include <pixmill/primitives/lookup.h>
 #include <pixmill/resample/detail/doubling.h>
 #include <pixmill/resample/detail/pyramid.h>
@@ -13,8 +13,8 @@
 
 #include <opencv2/core.hpp>
 
-#include <array>
 #include <cmath>
+#include <vector>
 
 using namespace pixmill::detail;
 
@@ -22,8 +22,8 @@ namespace {
 
 constexpr int kPyramidStep = 257;
 
-/// Calls `use(y, up)` for each row `up` of `small` enlarged to `size` by the pyramid step, in any order. The enlarged
-/// plane exists only where the step's rows are not of the common form.
+/// Calls `use(y, up)` for each row `up` of `small` enlarged to `size` by the pyramid step, each thread downwards. The
+/// enlarged plane exists only where the step's rows are not of the common form.
 template <class Use>
 void forEachEnlargedRow(const cv::Mat& small, cv::Size size, const Use& use)
 {
@@ -55,27 +55,29 @@ cv::Mat ownHalf(const cv::Mat& full)
     return reduced(cv::Range(0, halfSize(full.rows)), cv::Range(0, halfSize(full.cols)));
 }
 
-inline void differenceRow(const ushort* full, const ushort* up, ushort* difference, int n)
+/// Adds to the enlarged `after` the stored differences times the gain between `before`, of T, and `after`.
+template <class T>
+void restoreByGain(const cv::Mat& edge, const cv::Mat& before, const cv::Mat& after, cv::Mat& full, float epsilon,
+                   float strength)
 {
-    for (int x = 0; x < n; ++x)
-        difference[x] = clamp16((full[x] - up[x]) / 2 + 32768);
-}
-
-/// The stored differences of a row of edge bytes. Kept out of line, so that it stays the plain loop at every processor
-/// level: a vector of table look-ups is slower.
-__attribute__((noinline)) void pickRow(const float* table, const uchar* edge, float* picked, int n)
-{
-    for (int x = 0; x < n; ++x)
-        picked[x] = table[edge[x]];
-}
-
-/// The centred half difference of every edge byte, times `strength`.
-std::array<float, 256> differences(float strength)
-{
-    std::array<float, 256> d;
-    for (int e = 0; e < 256; ++e)
-        d[e] = (float(TPImage::m_lutEdgeToFull_p[e]) - 32768.0f) * strength;
-    return d;
+    const Team team;
+    const int n = edge.cols;
+    std::vector<EdgeGainRows<T>> walkers;
+    for (int k = 0; k < team.size; ++k)
+        walkers.emplace_back(before, after, epsilon);
+    const ushort* table = TPImage::m_lutEdgeToFull_p;
+    TeamScratch<uchar> gains(n);
+    TeamScratch<ushort> stored(n);
+    forEachEnlargedRow(after, edge.size(), [&](int y, const ushort* up) {
+        EdgeGainRows<T>& gain = walkers[team.member()];
+        const uchar* above = gain.row(inside(y / 2, after.rows));
+        const uchar* below = gain.row(inside(y / 2 + 1, after.rows));
+        uchar* g = gains.mine();
+        ushort* d = stored.mine();
+        doubleRowLinear(above, below, y % 2 != 0, after.cols, g, n);
+        storedRow(edge.ptr<uchar>(y), d, table, n);
+        addStoredRow(up, d, strength * 0.0234375f, g, full.ptr<ushort>(y), n); // 6 / 256: a byte of gain is up to 6
+    });
 }
 
 } // namespace
@@ -115,25 +117,16 @@ void TPImage::edgeToFull(const cv::Mat& edge, const cv::Mat& half, cv::Mat& full
     CV_Assert(edge.type() == CV_8UC1 && !edge.empty() && m_lutEdgeToFull_p);
     const cv::Mat bytes = edge, small = half;
     ensure(full, edge.size(), CV_16UC1);
-    if (std::abs(strength - 1.0f) <= 0.01f) {
-        const ushort* table = m_lutEdgeToFull_p;
-        TeamScratch<ushort> stored(bytes.cols);
-        forEachEnlargedRow(small, bytes.size(), [&](int y, const ushort* up) {
-            ushort *d = stored.mine(), *out = full.ptr<ushort>(y);
-            lookUpRow<8>(bytes.ptr<uchar>(y), d, table, bytes.cols);
-            for (int x = 0; x < bytes.cols; ++x)
-                out[x] = clamp16(up[x] + d[x] - 32768);
-        });
-        return;
-    }
-    const std::array<float, 256> scaled = differences(strength);
-    TeamScratch<float> stored(bytes.cols);
+    const bool whole = std::abs(strength - 1.0f) <= 0.01f;
+    const ushort* table = m_lutEdgeToFull_p;
+    TeamScratch<ushort> stored(bytes.cols);
     forEachEnlargedRow(small, bytes.size(), [&](int y, const ushort* up) {
-        float* d = stored.mine();
-        ushort* out = full.ptr<ushort>(y);
-        pickRow(scaled.data(), bytes.ptr<uchar>(y), d, bytes.cols);
-        for (int x = 0; x < bytes.cols; ++x)
-            out[x] = toPixel16(float(up[x]) + d[x]);
+        ushort *d = stored.mine(), *out = full.ptr<ushort>(y);
+        storedRow(bytes.ptr<uchar>(y), d, table, bytes.cols);
+        if (whole)
+            addStoredRow(up, d, out, bytes.cols);
+        else
+            addStoredRow(up, d, strength, nullptr, out, bytes.cols);
     });
 }
 
@@ -142,24 +135,15 @@ void TPImage::edgeToFull(const cv::Mat& edge, const cv::Mat& before, const cv::M
 {
     CV_Assert(edge.type() == CV_8UC1 && !edge.empty() && m_lutEdgeToFull_p);
     CV_Assert(after.type() == CV_16UC1 && before.channels() == 1 && before.size() == after.size());
-    const cv::Mat bytes = edge, small = after;
-    const cv::Mat gain = edgeGain(before, after, epsilon);
+    const cv::Mat bytes = edge, small = after, filtered = before;
     ensure(full, edge.size(), after.type());
-
-    const std::array<float, 256> scaled = differences(strength * 0.0234375f); // 6 / 256: a byte of gain is up to 6
-    TeamScratch<uchar> gains(bytes.cols);
-    TeamScratch<float> stored(bytes.cols);
-    forEachEnlargedRow(small, bytes.size(), [&](int y, const ushort* up) {
-        const uchar* above = gain.ptr<uchar>(inside(y / 2, gain.rows));
-        const uchar* below = gain.ptr<uchar>(inside(y / 2 + 1, gain.rows));
-        uchar* g = gains.mine();
-        float* d = stored.mine();
-        ushort* out = full.ptr<ushort>(y);
-        doubleRowLinear(above, below, y % 2 != 0, gain.cols, g, bytes.cols);
-        pickRow(scaled.data(), bytes.ptr<uchar>(y), d, bytes.cols);
-        for (int x = 0; x < bytes.cols; ++x)
-            out[x] = toPixel16(float(up[x]) + d[x] * float(g[x]));
-    });
+    if (filtered.type() == CV_16UC1) {
+        restoreByGain<ushort>(bytes, filtered, small, full, epsilon, strength);
+        return;
+    }
+    cv::Mat floats;
+    filtered.convertTo(floats, CV_32F);
+    restoreByGain<float>(bytes, floats, small, full, epsilon, strength);
 }
 
 void TPImage::applyFullToEdgeLUT(const cv::Mat& in, cv::Mat& edge)

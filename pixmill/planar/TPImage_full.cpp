@@ -1,6 +1,6 @@
-#include <pixmill/core/detail/aligned.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
+#include <pixmill/core/detail/scratch.h>
 #include <pixmill/planar/TPImage.h>
 #include <pixmill/planar/detail/colour_rows.h>
 #include <pixmill/resample/detail/doubling.h>
@@ -39,14 +39,13 @@ void fullColours(const TPImage& picture, unsigned short** rgb, int stride)
     const cv::Mat &Y = picture.m_Y, &Dr = picture.m_Dr, &Db = picture.m_Db;
     CV_Assert(Y.type() == CV_16UC1 && Dr.type() == CV_16UC1 && Db.type() == CV_16UC1 && !Dr.empty() && !Db.empty());
 
-    forEachSpan(size.height, long(size.width) * size.height, [&](int y, int end) {
-        AlignedArray<int> scratch(std::size_t(std::max(Dr.cols, Db.cols)));
-        for (; y < end; ++y) {
-            ushort *r = R.ptr<ushort>(y), *b = B.ptr<ushort>(y);
-            doubleRowCubic(HalfRows(Dr, y).rows, y % 2 != 0, Dr.cols, r, size.width, scratch.data());
-            doubleRowCubic(HalfRows(Db, y).rows, y % 2 != 0, Db.cols, b, size.width, scratch.data());
-            colourRow<To>(Y.ptr<ushort>(y), r, b, r, G.ptr<ushort>(y), b, size.width);
-        }
+    TeamScratch<int> scratch(std::size_t(std::max(Dr.cols, Db.cols)));
+    forEachRow(size, [&](int y) {
+        ushort *r = R.ptr<ushort>(y), *b = B.ptr<ushort>(y);
+        int* sums = scratch.mine();
+        doubleRowCubic(HalfRows(Dr, y).rows, y % 2 != 0, Dr.cols, r, size.width, sums);
+        doubleRowCubic(HalfRows(Db, y).rows, y % 2 != 0, Db.cols, b, size.width, sums);
+        colourRow<To>(Y.ptr<ushort>(y), r, b, r, G.ptr<ushort>(y), b, size.width);
     });
 }
 

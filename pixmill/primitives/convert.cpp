@@ -81,8 +81,10 @@ IppStatus ippiScale_16u8u_C4R(const unsigned short* src, int srcStep, unsigned c
         return fault;
     if (hint != ippAlgHintNone && hint != ippAlgHintFast && hint != ippAlgHintAccurate)
         return ippStsBadArgErr;
-    // (v + 128) / 257 for every v of 16 bits, without the division.
-    mapRegion(src, srcStep, dst, dstStep, samplesOf4(roi),
-              [](unsigned short v) { return (unsigned char)((v * 255 + 32895) >> 16); });
+    // (v + 128) / 257 for every v of 16 bits, in no more than 16: the high byte of v - round(v / 256) and a half.
+    mapRegion(src, srcStep, dst, dstStep, samplesOf4(roi), [](unsigned short v) {
+        const auto share = (unsigned short)(((v >> 7) + 1) >> 1);
+        return (unsigned char)((unsigned short)(v - share + 128) >> 8);
+    });
     return ippStsNoErr;
 }

@@ -1,3 +1,4 @@
+#include <pixmill/core/detail/scratch.h>
 #include <pixmill/primitives/detail/box_float.h>
 #include <pixmill/primitives/detail/box_integer.h>
 #include <pixmill/primitives/detail/inplace.h>
@@ -34,8 +35,10 @@ IppStatus filterBox(const T* src, int srcStep, T* dst, int dstStep, IppiSize roi
         return ippStsNoErr;
     }
     const T* corner = rowAt(src, srcStep, -anchor.y) - anchor.x;
-    forEachSpan(roi.height, long(roi.width) * roi.height,
-                [&](int first, int end) { boxSpan(corner, srcStep, dst, dstStep, roi.width, mask, first, end); });
+    TeamScratch<unsigned char> scratch(boxScratch<T>(roi.width, mask));
+    forEachSpan(roi.height, long(roi.width) * roi.height, [&](int first, int end) {
+        boxSpan(corner, srcStep, dst, dstStep, roi.width, mask, first, end, scratch.mine());
+    });
     return ippStsNoErr;
 }
 
@@ -48,8 +51,9 @@ IppStatus filterBoxInPlace(T* srcDst, int step, IppiSize roi, IppiSize mask, Ipp
         return fault;
     if (isSample(mask))
         return ippStsNoErr;
+    TeamScratch<unsigned char> scratch(boxScratch<T>(roi.width, mask));
     filterInPlace(srcDst, step, roi, mask, anchor, [&](const T* corner, int cornerStep, T* dst, int rows) {
-        boxSpan(corner, cornerStep, dst, step, roi.width, mask, 0, rows);
+        boxSpan(corner, cornerStep, dst, step, roi.width, mask, 0, rows, scratch.mine());
     });
     return ippStsNoErr;
 }

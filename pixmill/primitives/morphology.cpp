@@ -1,4 +1,5 @@
 #include <pixmill/core/detail/aligned.h>
+#include <pixmill/core/detail/scratch.h>
 #include <pixmill/primitives/detail/inplace.h>
 #include <pixmill/primitives/detail/morphology3x3.h>
 #include <pixmill/primitives/detail/region.h>
@@ -136,8 +137,12 @@ IppStatus morphology(const T* src, int srcStep, T* dst, int dstStep, IppiSize ro
 
     const T* corner = rowAt(src, srcStep, -anchor.y) - anchor.x;
     const int strip = std::min(roi.width, std::max({32768 / maskSize.height, maskSize.width, 256}));
+    const Team team;
+    std::vector<Strip<Pick, T>> strips;
+    for (int k = 0; k < team.size; ++k)
+        strips.emplace_back(runs, maskSize, strip);
     forEachSpan(roi.height, long(roi.width) * roi.height, [&](int first, int end) {
-        Strip<Pick, T> tables(runs, maskSize, strip);
+        Strip<Pick, T>& tables = strips[team.member()];
         for (int left = 0; left < roi.width; left += strip)
             tables.run(corner + left, srcStep, dst + left, dstStep, std::min(strip, roi.width - left), first, end);
     });
@@ -149,13 +154,13 @@ IppStatus morphology3x3InPlace(unsigned short* srcDst, int step, IppiSize roi)
 {
     if (const IppStatus fault = checkRegion({srcDst}, roi, {step}))
         return fault;
+    TeamScratch<unsigned short> column(std::size_t(roi.width) + 2);
     filterInPlace(srcDst, step, roi, {3, 3}, {1, 1},
                   [&](const unsigned short* corner, int cornerStep, unsigned short* dst, int rows) {
-                      AlignedArray<unsigned short> column(std::size_t(roi.width) + 2);
                       for (int y = 0; y < rows; ++y) {
                           const unsigned short* above = rowAt(corner, cornerStep, y) + 1;
                           pick3x3Row<Pick>(above, rowAt(above, cornerStep, 1), rowAt(above, cornerStep, 2),
-                                           column.data(), rowAt(dst, step, y), roi.width);
+                                           column.mine(), rowAt(dst, step, y), roi.width);
                       }
                   });
     return ippStsNoErr;

@@ -233,6 +233,29 @@ TEST(TImageConvert, YcmBecomesPackedPixels)
     }
 }
 
+TEST(TImageConvert, PicturesNoCacheHoldsBecomeTheSamePixels)
+{
+    const cv::Size size(3333, 1999); // more than 24 megabytes either way
+    Images in(size);
+    for (cv::Mat plane : {in.y.toMat(0), in.c.toMat(0), in.c.toMat(1), in.m.toMat(0)})
+        cv::RNG(6).fill(plane, cv::RNG::UNIFORM, 0, plane.depth() == CV_8U ? 256 : 65536);
+    cv::Mat first16, first8;
+    pixmill::test::PolicyGuard guard;
+    for (const int level : {0, pixmill::detail::rowPolicy().level}) {
+        pixmill::detail::rowPolicy().level = level;
+        TImage out(TImage::IMTYPE(4), in.y.size());
+        cv::Mat host(size.height, size.width + 7, CV_8UC4, cv::Scalar::all(1));
+        TImage::YCMToRgba16u(in.y, in.c, in.m, out);
+        TImage::timageToBgra8u(in.y, in.c, in.m, host.data, int(host.step));
+        if (first8.empty()) {
+            first16 = out.toMat(0).clone();
+            first8 = host;
+        }
+        EXPECT_TRUE(samePixels<ushort>(first16, out.toMat(0)));
+        EXPECT_TRUE(samePixels<uchar>(first8, host));
+    }
+}
+
 TEST(TImageConvert, EveryMaskValueBecomesItsAlpha)
 {
     Images in({512, 2});

@@ -1,3 +1,4 @@
+#include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
 
@@ -69,6 +70,21 @@ struct Host {
 };
 
 } // namespace
+
+TEST(TFilterBox, WidePicturesHaveNoSeamsHoweverManyRunIt)
+{
+    for (const cv::Mat& in : {scenePlane({1137, 21}, CV_16UC1, 0, 65536), scenePlane({1137, 21}, CV_8UC1, 0, 256)}) {
+        const TImage::IMTYPE type = TImage::IMTYPE(in.depth() == CV_8U ? 2 : 0);
+        const TImage image = imageOf(type, in);
+        const cv::Mat expected = meanReference(in, 3);
+        everyWay([&] {
+            TImage out(type, image.size());
+            tFilterBox(&image, &out, 3, 1, nullptr);
+            EXPECT_TRUE(in.depth() == CV_8U ? samePixels<uchar>(expected, out.toMat(0))
+                                            : samePixels<ushort>(expected, out.toMat(0)));
+        });
+    }
+}
 
 TEST(TFilterBox, MatchesTheMirroredMeanAtEveryRadiusAndType)
 {

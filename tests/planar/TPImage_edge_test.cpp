@@ -82,14 +82,21 @@ cv::Mat gainReference(const cv::Mat& edge, const cv::Mat& before, const cv::Mat&
                       const std::vector<unsigned short>& table)
 {
     const cv::Size size = before.size();
-    const auto alongX = [&](const cv::Mat& m) {
+    const auto floats = [](const cv::Mat& m) {
+        cv::Mat out;
+        m.convertTo(out, CV_32F);
+        return out;
+    };
+    const auto alongX = [&](const cv::Mat& plane) {
+        const cv::Mat m = floats(plane);
         return planeOf<float>(size, CV_32FC1, [&](int x, int y) {
-            return x + 1 < size.width ? float(m.at<ushort>(y, x + 1)) - float(m.at<ushort>(y, x)) : 0.0f;
+            return x + 1 < size.width ? m.at<float>(y, x + 1) - m.at<float>(y, x) : 0.0f;
         });
     };
-    const auto alongY = [&](const cv::Mat& m) {
+    const auto alongY = [&](const cv::Mat& plane) {
+        const cv::Mat m = floats(plane);
         return planeOf<float>(size, CV_32FC1, [&](int x, int y) {
-            return y + 1 < size.height ? float(m.at<ushort>(y + 1, x)) - float(m.at<ushort>(y, x)) : 0.0f;
+            return y + 1 < size.height ? m.at<float>(y + 1, x) - m.at<float>(y, x) : 0.0f;
         });
     };
     const auto smoothProduct = [&](const cv::Mat& a, const cv::Mat& b) {
@@ -147,7 +154,7 @@ TEST_F(EdgeTables, EdgePlanesMatchTheReferenceBitForBit)
             cv::Mat edge, back, in;
             TPImage::fullToEdge(full, half, edge);
             ASSERT_TRUE(samePixels<uchar>(edgeReference(full, enlarged(half, size), m_toEdge), edge));
-            for (const float strength : {1.005f, 1.02f, -0.5f, 2.0f}) {
+            for (const float strength : {1.005f, 1.02f, -0.5f, 2.0f, 3e5f}) {
                 TPImage::edgeToFull(edge, half, back, strength);
                 const cv::Mat up = enlarged(half, size);
                 const bool whole = std::abs(strength - 1.0f) <= 0.01f;
@@ -209,6 +216,26 @@ TEST_F(EdgeTables, TheGainFormMatchesTheReferenceBitForBit)
                 ASSERT_TRUE(samePixels<ushort>(gainReference(edge, before, after, epsilon, 1.3f, m_toFull), full));
             }
     });
+}
+
+TEST_F(EdgeTables, TheGainFormTakesNoiseWidePlanesAndOtherTypesBefore)
+{
+    const cv::Size size(1131, 18);
+    const cv::Mat edge = randomPlane(size, CV_8UC1, 0, 256, 1),
+                  after = randomPlane(halfOf(size), CV_16UC1, 0, 65536, 3);
+    const cv::Mat wholes = randomPlane(halfOf(size), CV_16UC1, 0, 65536, 2),
+                  bytes = randomPlane(halfOf(size), CV_8UC1, 0, 256, 2),
+                  floats = randomPlane(halfOf(size), CV_32FC1, -3000, 60000, 2);
+    for (const cv::Mat& before : {wholes, bytes, floats})
+        for (const float strength : {0.9f, 150.0f}) {
+            SCOPED_TRACE(testing::Message() << "type " << before.type() << " strength " << strength);
+            const cv::Mat expected = gainReference(edge, before, after, 0.001f, strength, m_toFull);
+            everyWay([&] {
+                cv::Mat full;
+                TPImage::edgeToFull(edge, before, after, full, 0.001f, strength);
+                ASSERT_TRUE(samePixels<ushort>(expected, full));
+            });
+        }
 }
 
 TEST_F(EdgeTables, AnUnchangedHalfRestoresALittleMoreThanWasStored)

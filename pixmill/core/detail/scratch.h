@@ -6,22 +6,27 @@
 
 namespace pixmill::detail {
 
+/// The threads that a loop of rows.h may run on from here. Inside a host's parallel region that is the calling one
+/// alone, whose number there says nothing about this loop.
+struct Team {
+    int size = omp_in_parallel() ? 1 : omp_get_max_threads();
+
+    /// The calling thread's number, inside the body of a loop.
+    int member() const { return size == 1 ? 0 : omp_get_thread_num(); }
+};
+
 /// Working memory for a parallel loop, one piece for each thread of the team, made before the loop since bodies must
 /// not throw.
 template <class T>
 class TeamScratch {
 public:
-    explicit TeamScratch(std::size_t each)
-        : m_alone(omp_in_parallel()), m_each((each + 63) / 64 * 64),
-          m_all(m_each * std::size_t(m_alone ? 1 : omp_get_max_threads()))
-    {
-    }
+    explicit TeamScratch(std::size_t each) : m_each((each + 63) / 64 * 64), m_all(m_each * std::size_t(m_team.size)) {}
 
     /// The calling thread's piece, inside the body of a loop of rows.h.
-    T* mine() { return m_all.data() + m_each * std::size_t(m_alone ? 0 : omp_get_thread_num()); }
+    T* mine() { return m_all.data() + m_each * std::size_t(m_team.member()); }
 
 private:
-    bool m_alone; ///< Made by one thread of a host's team: the loop stays on it, and its number is the host's.
+    Team m_team;
     std::size_t m_each;
     AlignedArray<T> m_all;
 };

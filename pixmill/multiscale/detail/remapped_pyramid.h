@@ -8,6 +8,8 @@
 #include <opencv2/core/mat.hpp>
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <vector>
 
 /// The pyramid of K remapped pictures, walked in rolling rows.
@@ -21,73 +23,155 @@ template <int K>
 struct References {
     float step, invStep;
     const ushort* table;
+    const std::uint32_t* pairs; ///< Of every pixel value, the two remapped values between which it lies, low one first.
 
     const ushort* of(ushort v) const { return table + std::ptrdiff_t(v) * K; }
 };
 
-/// A pixel's place between two references.
-struct Bracket {
-    int low;
-    float fraction;
+/// The lower of the two references between which each pixel lies.
+template <int K>
+inline void bracketRow(const ushort* __restrict g, float invStep, int* __restrict low, int n)
+{
+    for (int x = 0; x < n; ++x)
+        low[x] = limit(int(float(g[x]) * invStep), 0, K - 2);
+}
 
-    Bracket(ushort g, float invStep, int top)
-    {
-        const float p = float(g) * invStep;
-        low = limit(int(p), 0, top);
-        fraction = p - float(low);
+/// Pixels interpolated at a time. Their places between the references come first, then what lies there is picked, and
+/// the arithmetic on it comes last: so only the picking is not done in lanes.
+constexpr int kPicked = 256;
+
+/// Two neighbouring samples as one number.
+template <class Pair, class T>
+inline Pair pairAt(const T* samples)
+{
+    static_assert(sizeof(Pair) == 2 * sizeof(T));
+    Pair pair;
+    std::memcpy(&pair, samples, sizeof pair);
+    return pair;
+}
+
+// Picking is kept out of line, so that it stays the plain loop at every processor level: gathers are slower.
+
+template <int K>
+__attribute__((noinline)) void pickPairs(const ushort* values, const int* low, std::uint32_t* picked, int n)
+{
+    for (int x = 0; x < n; ++x)
+        picked[x] = pairAt<std::uint32_t>(values + std::ptrdiff_t(x) * K + low[x]);
+}
+
+/// By the pixels' own values.
+__attribute__((noinline)) inline void pickPairs(const std::uint32_t* pairs, const ushort* g, std::uint32_t* picked,
+                                                int n)
+{
+    for (int x = 0; x < n; ++x)
+        picked[x] = pairs[g[x]];
+}
+
+/// From the enlarging step's sums, of which the first belongs to an even column. Two sums add up in one 64-bit number,
+/// as they stay below 2^23.
+template <int K>
+__attribute__((noinline)) void pickSums(const int* sums, const int* low, std::uint64_t* picked, int n)
+{
+    const auto at = [](const int* s) { return pairAt<std::uint64_t>(s); };
+    for (int x = 0; x < n; x += 2) {
+        const int* const even = sums + x / 2 * K + low[x];
+        picked[x] = at(even - K) + at(even + K) + 6 * at(even);
+        if (x + 1 < n) {
+            const int* const odd = sums + x / 2 * K + low[x + 1];
+            picked[x + 1] = 4 * (at(odd) + at(odd + K));
+        }
     }
-};
+}
 
 inline ushort blendReferences(int low, int high, float fraction)
 {
     return ushort(int(float(high) * fraction + float(low) * (1.0f - fraction)));
 }
 
-/// Level coefficients of one row where no level lies above: the remapped values themselves, interpolated.
-template <int K, class Values>
-inline void topRow(const ushort* g, const References<K>& refs, const Values& values, ushort* out, int n)
+inline void blendRow(const ushort* __restrict g, const int* __restrict low, float invStep,
+                     const std::uint32_t* __restrict values, ushort* __restrict out, int n)
 {
     for (int x = 0; x < n; ++x) {
-        const Bracket at(g[x], refs.invStep, K - 2);
-        const ushort* v = values(x) + at.low;
-        out[x] = blendReferences(v[0], v[1], at.fraction);
+        const float fraction = float(g[x]) * invStep - float(low[x]);
+        out[x] = blendReferences(int(values[x] & 65535), int(values[x] >> 16), fraction);
     }
 }
 
-/// Level coefficients of one row: remapped values less their enlarged next level, biased by 32767, interpolated.
-/// `sums` are the enlarging step's, for the row.
-template <int K, class Values>
-inline void detailRow(const ushort* g, const References<K>& refs, const Values& values, const int* sums, ushort* out,
-                      int n)
+/// The same of values less the enlarged next level, biased by 32767. `up` holds pairs of the enlarging step's sums.
+inline void blendDetailRow(const ushort* __restrict g, const int* __restrict low, float invStep,
+                           const std::uint32_t* __restrict values, const std::uint64_t* __restrict up,
+                           ushort* __restrict out, int n)
 {
-    const auto pixel = [&](int x, int up0, int up1, const Bracket& at) {
-        const ushort* v = values(x) + at.low;
-        const int low = clamp16(v[0] - ((up0 + 32) >> 6) + 32767), high = clamp16(v[1] - ((up1 + 32) >> 6) + 32767);
-        out[x] = blendReferences(low, high, at.fraction);
+    const auto detail = [](std::uint32_t value, std::uint32_t sum) {
+        return clamp16(int(value) - int((sum + 32) >> 6) + 32767);
     };
-    for (int x = 0; x < n; x += 2) {
-        const Bracket at(g[x], refs.invStep, K - 2);
-        const int* s = sums + std::ptrdiff_t(x / 2) * K + at.low;
-        pixel(x, s[-K] + s[K] + 6 * s[0], s[1 - K] + s[1 + K] + 6 * s[1], at);
-    }
-    for (int x = 1; x < n; x += 2) {
-        const Bracket at(g[x], refs.invStep, K - 2);
-        const int* s = sums + std::ptrdiff_t(x / 2) * K + at.low;
-        pixel(x, 4 * (s[0] + s[K]), 4 * (s[1] + s[1 + K]), at);
+    for (int x = 0; x < n; ++x) {
+        const float fraction = float(g[x]) * invStep - float(low[x]);
+        out[x] = blendReferences(detail(values[x] & 65535, std::uint32_t(up[x])),
+                                 detail(values[x] >> 16, std::uint32_t(up[x] >> 32)), fraction);
     }
 }
 
-/// Sums of five rows of remapped pixels one below the other, weighed 1 4 6 4 1.
+/// Level coefficients of one row. `values` are its pixels' remapped values, K each; null at level 0, where a pixel's
+/// value tells them. `sums` are the enlarging step's, for the row; null where no level lies above, and the remapped
+/// values themselves are interpolated.
 template <int K>
-inline void remappedSums(const ushort* const rows[5], const References<K>& refs, int n, int* __restrict sums)
+inline void coefficientRow(const ushort* g, const References<K>& refs, const ushort* values, const int* sums,
+                           ushort* out, int n)
 {
-    for (int x = 0; x < n; ++x) {
-        const ushort *a = refs.of(rows[0][x]), *b = refs.of(rows[1][x]), *c = refs.of(rows[2][x]);
-        const ushort *d = refs.of(rows[3][x]), *e = refs.of(rows[4][x]);
+    int low[kPicked];
+    std::uint32_t picked[kPicked];
+    std::uint64_t up[kPicked];
+    for (int x = 0; x < n; x += kPicked) {
+        const int m = std::min(kPicked, n - x);
+        bracketRow<K>(g + x, refs.invStep, low, m);
+        if (values)
+            pickPairs<K>(values + std::ptrdiff_t(x) * K, low, picked, m);
+        else
+            pickPairs(refs.pairs, g + x, picked, m);
+        if (sums) {
+            pickSums<K>(sums + std::ptrdiff_t(x / 2) * K, low, up, m);
+            blendDetailRow(g + x, low, refs.invStep, picked, up, out + x, m);
+        } else {
+            blendRow(g + x, low, refs.invStep, picked, out + x, m);
+        }
+    }
+}
+
+/// Begins the reducing step at level 0: of a row of pixels the remapped values around every second one, weighed
+/// 1 4 6 4 1 side by side. A pixel's values lie anywhere in the table, so that they are fetched ahead, and no row
+/// twice.
+template <int K>
+inline void reduceRemapped(const ushort* g, const References<K>& refs, int n, int* __restrict sums, int outCols)
+{
+    constexpr int kAhead = 24;
+    for (int x = 0; x < outCols; ++x) {
+        const ushort* v[5];
+        if (x > 0 && 2 * x + 2 < n)
+            for (int i = 0; i < 5; ++i)
+                v[i] = refs.of(g[2 * x - 2 + i]);
+        else
+            for (int i = 0; i < 5; ++i)
+                v[i] = refs.of(g[mirrored(2 * x - 2 + i, n)]);
+        if (2 * x + kAhead + 1 < n)
+            for (int i = 0; i < 2; ++i) {
+                const ushort* const ahead = refs.of(g[2 * x + kAhead + i]);
+                __builtin_prefetch(ahead);
+                __builtin_prefetch(ahead + K - 1);
+            }
+        const ushort *a = v[0], *b = v[1], *c = v[2], *d = v[3], *e = v[4];
         int* __restrict s = sums + std::ptrdiff_t(x) * K;
         for (int k = 0; k < K; ++k)
-            s[k] = (a[k] + e[k]) + 4 * (b[k] + d[k]) + 6 * c[k];
+            s[k] = weighted(a[k], b[k], c[k], d[k], e[k]);
     }
+}
+
+/// Ends it, from the sums of five rows, n each.
+inline void addReduced(const int* const rows[5], ushort* __restrict out, std::ptrdiff_t n)
+{
+    const int *a = rows[0], *b = rows[1], *c = rows[2], *d = rows[3], *e = rows[4];
+    for (std::ptrdiff_t i = 0; i < n; ++i)
+        out[i] = ushort((weighted(a[i], b[i], c[i], d[i], e[i]) + 128) >> 8);
 }
 
 /// Walks a band of the picture's rows and writes its coefficients at every level.
@@ -102,7 +186,9 @@ public:
             if (l > 0)
                 m_levels[l].rows.resize(std::size_t(kKept) * levels[l].cols * K);
         }
-        m_scratch.resize(std::size_t(levels[0].cols + 8) * K);
+        const std::size_t half = std::size_t(halfSize(levels[0].cols));
+        m_scratch.resize((half + 8) * K);
+        m_reduced.resize(5 * half * K);
     }
 
     /// Coefficients of rows first..end-1 of level 0, and of the rows of each level above that lie over them.
@@ -140,6 +226,9 @@ private:
         runSpan([&](int, int) { kernels(); }, 0, 1);
     }
 
+    /// Row y of level 0, reduced along the row; the last five live.
+    int* reduced(int y) { return m_reduced.data() + std::ptrdiff_t(y % 5) * halfSize(m_levels[0].size.width) * K; }
+
     ushort* row(int l, int y)
     {
         Level& level = m_levels[l];
@@ -172,6 +261,7 @@ private:
             level.next = std::min(level.next, std::max(std::min(2 * above.next - 2, height - 3), 0));
             level.last = std::max(level.last, std::min(2 * above.last + 2, height - 1));
         }
+        m_nextReduced = count > 1 ? std::max(2 * m_levels[1].next - 2, 0) : 0;
     }
 
     void produce(int l, int y)
@@ -187,23 +277,24 @@ private:
     {
         const Level& level = m_levels[l];
         const cv::Size below = m_levels[l - 1].size;
-        int* sums = m_scratch.data() + 2 * K;
-        const ushort* rows[5];
-        if (l > 1)
-            produce(l - 1, std::min(2 * y + 2, below.height - 1));
-        for (int k = 0; k < 5; ++k) {
-            const int from = mirrored(2 * y - 2 + k, below.height);
-            rows[k] = l > 1 ? row(l - 1, from) : (*m_gauss)[0].template ptr<ushort>(from);
-        }
         ushort* const out = row(l, y);
-        atLevel([&] {
-            if (l > 1) {
-                pyrDownRow<K>(rows, below.width, out, level.size.width, m_scratch.data());
-            } else {
-                remappedSums<K>(rows, *m_refs, below.width, sums);
-                pyrDownSums<K>(sums, below.width, out, level.size.width);
-            }
-        });
+        if (l > 1) {
+            produce(l - 1, std::min(2 * y + 2, below.height - 1));
+            const ushort* rows[5];
+            for (int k = 0; k < 5; ++k)
+                rows[k] = row(l - 1, mirrored(2 * y - 2 + k, below.height));
+            atLevel([&] { pyrDownRow<K>(rows, below.width, out, level.size.width, m_scratch.data()); });
+        } else {
+            for (; m_nextReduced <= std::min(2 * y + 2, below.height - 1); ++m_nextReduced)
+                atLevel([&] {
+                    reduceRemapped<K>((*m_gauss)[0].template ptr<ushort>(m_nextReduced), *m_refs, below.width,
+                                      reduced(m_nextReduced), level.size.width);
+                });
+            const int* rows[5];
+            for (int k = 0; k < 5; ++k)
+                rows[k] = reduced(mirrored(2 * y - 2 + k, below.height));
+            atLevel([&] { addReduced(rows, out, std::ptrdiff_t(level.size.width) * K); });
+        }
         if (l + 1 == int(m_levels.size()) && y >= level.first && y < level.end)
             emitTop(l, y);
     }
@@ -225,12 +316,7 @@ private:
             const ushort* const values = l > 1 ? row(l - 1, y) : nullptr;
             atLevel([&] {
                 pyrUpSums<K>(rows, y % 2 != 0, n, sums);
-                if (values)
-                    detailRow<K>(
-                        g, *m_refs, [=](int x) { return values + std::ptrdiff_t(x) * K; }, sums, out, below.size.width);
-                else
-                    detailRow<K>(
-                        g, *m_refs, [&](int x) { return m_refs->of(g[x]); }, sums, out, below.size.width);
+                coefficientRow<K>(g, *m_refs, values, sums, out, below.size.width);
             });
         }
     }
@@ -240,18 +326,13 @@ private:
         const ushort* g = (*m_gauss)[l].template ptr<ushort>(y);
         ushort* out = (*m_out)[l].template ptr<ushort>(y);
         const int n = m_levels[l].size.width;
-        if (l == 0) {
-            topRow<K>(
-                g, *m_refs, [&](int x) { return m_refs->of(g[x]); }, out, n);
-        } else {
-            const ushort* values = row(l, y);
-            topRow<K>(
-                g, *m_refs, [=](int x) { return values + std::ptrdiff_t(x) * K; }, out, n);
-        }
+        const ushort* const values = l > 0 ? row(l, y) : nullptr;
+        atLevel([&] { coefficientRow<K>(g, *m_refs, values, nullptr, out, n); });
     }
 
     std::vector<Level> m_levels;
-    std::vector<int> m_scratch;
+    std::vector<int> m_scratch, m_reduced;
+    int m_nextReduced = 0; ///< The next row of level 0 to be reduced along the row.
     const std::vector<cv::Mat>* m_gauss = nullptr;
     std::vector<cv::Mat>* m_out = nullptr;
     const References<K>* m_refs = nullptr;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <pixmill/core/detail/aligned.h>
 #include <pixmill/primitives/detail/means.h>
 #include <pixmill/primitives/detail/region.h>
 
@@ -215,14 +214,26 @@ private:
     double *m_rows, *m_head, *m_sums, *m_spans;
 };
 
+/// Columns of a strip whose sums stay in the cache.
+inline int boxStrip(int width, IppiSize mask)
+{
+    return std::min(width, std::max({131072 / mask.height, mask.width, 512}));
+}
+
+/// Bytes of scratch for a thread's rows.
+template <class T, std::enable_if_t<std::is_same_v<T, float>, int> = 0>
+inline std::size_t boxScratch(int width, IppiSize mask)
+{
+    return sizeof(double) * FloatBox::scratchSize(boxStrip(width, mask), mask);
+}
+
 /// Rows first..end-1 of the means. `src` addresses the first window's corner.
 inline void boxSpan(const float* src, int srcStep, float* dst, int dstStep, int width, IppiSize mask, int first,
-                    int end)
+                    int end, void* scratch)
 {
-    const int strip = std::min(width, std::max({131072 / mask.height, mask.width, 512}));
-    AlignedArray<double> scratch(FloatBox::scratchSize(strip, mask));
+    const int strip = boxStrip(width, mask);
     for (int left = 0; left < width; left += strip)
-        FloatBox(src + left, srcStep, std::min(strip, width - left), mask, scratch.data())
+        FloatBox(src + left, srcStep, std::min(strip, width - left), mask, static_cast<double*>(scratch))
             .run(dst + left, dstStep, first, end);
 }
 

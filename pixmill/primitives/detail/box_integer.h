@@ -1,6 +1,6 @@
 #pragma once
 
-#include <pixmill/core/detail/aligned.h>
+#include <pixmill/core/detail/mirrored.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/primitives/detail/region.h>
 
@@ -128,52 +128,83 @@ inline void slideColumns(Sum* __restrict columns, const T* in, const T* out, int
         columns[x] += Sum(in[x]) - Sum(out[x]);
 }
 
-/// Rows first..end-1 of the means. `src` addresses the first window's corner.
-template <class Sum, class T>
-inline void boxRows(const T* src, int srcStep, T* dst, int dstStep, int width, IppiSize mask, int first, int end)
+constexpr int kBoxPiece = 512; ///< Means made at a time, so that a row's reads, sums and writes overlap.
+
+/// Rows first..end-1 of the means. `row(y)` is the row of row y's first window, or beside it of other rows' windows; of
+/// its columns `margin` at either end are missing, and their sums mirror those inside, the first and last not repeated.
+/// `sums` holds a piece of them, and behind it the columns, of which the window after the last reads one more.
+template <class Sum, class Row, class T>
+inline void boxRows(const Row& row, int margin, T* dst, int dstStep, int width, IppiSize mask, int first, int end,
+                    Sum* sums)
 {
-    constexpr int kPiece = 512; // so that a row's reads, sums and writes overlap
-    const int n = width + mask.width - 1;
-    AlignedArray<Sum> columns(std::size_t(n) + 1), sums{kPiece}; // the window after the last reads one column more
-    Sum* c = columns.data();
+    const int n = width + mask.width - 1, held = n - 2 * margin;
+    Sum *c = sums + kBoxPiece, *inner = c + margin;
     std::fill(c, c + n + 1, Sum(0));
     for (int j = 0; j < mask.height; ++j)
-        zipRow(c, rowAt(src, srcStep, first + j), c, n, [](Sum sum, T in) { return sum + in; });
+        zipRow(inner, row(first + j), inner, held, [](Sum sum, T in) { return sum + in; });
 
     for (int y = first; y < end; ++y) {
-        const T* in = rowAt(src, srcStep, y + mask.height - 1);
-        const T* out = rowAt(src, srcStep, y - 1);
+        const T *in = row(y + mask.height - 1), *out = row(y - 1);
         T* d = rowAt(dst, dstStep, y);
-        int slid = y == first ? n : 0;
-        const auto slideTo = [&](int to) {
+        int slid = y == first ? held : 0;
+        const auto slideTo = [&](int to) { // a place in c
+            to = std::min(to - margin, held);
             if (slid < to)
-                slideColumns(c + slid, in + slid, out + slid, to - slid);
+                slideColumns(inner + slid, in + slid, out + slid, to - slid);
             slid = std::max(slid, to);
+            if (slid == held)
+                for (int i = 0; i < margin; ++i)
+                    inner[held + i] = inner[mirrored(held + i, held)];
         };
         slideTo(mask.width);
+        for (int i = 1; i <= margin; ++i)
+            inner[-i] = inner[mirrored(-i, held)];
         Sum sum = 0;
         for (int i = 0; i < mask.width; ++i)
             sum += c[i];
-        for (int x = 0; x < width; x += kPiece) {
-            const int m = std::min(kPiece, width - x);
-            slideTo(std::min(x + m + mask.width, n));
+        for (int x = 0; x < width; x += kBoxPiece) {
+            const int m = std::min(kBoxPiece, width - x);
+            slideTo(x + m + mask.width);
             if (mask.width == 3)
-                windowSumsOf3(c + x, sums.data(), m);
+                windowSumsOf3(c + x, sums, m);
             else
-                sum = windowSums(c + x, mask.width, sum, sums.data(), m);
-            meansRow(sums.data(), (long long)mask.width * mask.height, d + x, m);
+                sum = windowSums(c + x, mask.width, sum, sums, m);
+            meansRow(sums, (long long)mask.width * mask.height, d + x, m);
         }
     }
 }
 
+/// Whether the sums under a mask need more than 32 bits.
 template <class T>
-inline void boxSpan(const T* src, int srcStep, T* dst, int dstStep, int width, IppiSize mask, int first, int end)
+inline bool sumsAreLong(IppiSize mask)
 {
-    const long long greatest = (long long)mask.width * mask.height * T(-1);
-    if (greatest <= std::numeric_limits<int>::max())
-        boxRows<unsigned>(src, srcStep, dst, dstStep, width, mask, first, end);
+    return (long long)mask.width * mask.height * T(-1) > std::numeric_limits<int>::max();
+}
+
+/// Bytes of scratch for a thread's rows.
+template <class T, std::enable_if_t<std::is_integral_v<T>, int> = 0>
+inline std::size_t boxScratch(int width, IppiSize mask)
+{
+    return (std::size_t(kBoxPiece) + width + mask.width) *
+           (sumsAreLong<T>(mask) ? sizeof(long long) : sizeof(unsigned));
+}
+
+template <class Row, class T>
+inline void boxSpan(const Row& row, int margin, T* dst, int dstStep, int width, IppiSize mask, int first, int end,
+                    void* scratch)
+{
+    if (sumsAreLong<T>(mask))
+        boxRows(row, margin, dst, dstStep, width, mask, first, end, static_cast<long long*>(scratch));
     else
-        boxRows<long long>(src, srcStep, dst, dstStep, width, mask, first, end);
+        boxRows(row, margin, dst, dstStep, width, mask, first, end, static_cast<unsigned*>(scratch));
+}
+
+/// The same where every sample exists; `src` addresses the first window's corner.
+template <class T>
+inline void boxSpan(const T* src, int srcStep, T* dst, int dstStep, int width, IppiSize mask, int first, int end,
+                    void* scratch)
+{
+    boxSpan([=](int y) { return rowAt(src, srcStep, y); }, 0, dst, dstStep, width, mask, first, end, scratch);
 }
 
 } // namespace pixmill::detail

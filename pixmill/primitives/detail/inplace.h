@@ -1,6 +1,7 @@
 #pragma once
 
 #include <pixmill/core/detail/aligned.h>
+#include <pixmill/core/detail/scratch.h>
 #include <pixmill/primitives/detail/region.h>
 
 #include <algorithm>
@@ -30,20 +31,19 @@ void filterInPlace(T* srcDst, int step, IppiSize roi, IppiSize mask, IppiPoint a
             std::memcpy(seam(b, j), corner((b + 1) * bandRows + j), sizeof(T) * columns);
     });
 
-    forEachSpan(bands, pixels, [&](int first, int end) {
-        AlignedArray<T> copy((std::size_t(bandRows) + shared) * columns);
-        for (int b = first; b < end; ++b) {
-            const int top = b * bandRows, rows = std::min(bandRows, roi.height - top);
-            for (int j = 0; j < rows + shared; ++j) {
-                const T* row = corner(top + j);
-                if (b > 0 && j < shared)
-                    row = seam(b - 1, j);
-                else if (b + 1 < bands && j >= rows)
-                    row = seam(b, j - rows);
-                std::memcpy(&copy[columns * j], row, sizeof(T) * columns);
-            }
-            filter(copy.data(), int(sizeof(T) * columns), rowAt(srcDst, step, top), rows);
+    TeamScratch<T> copies((std::size_t(bandRows) + shared) * columns);
+    forEachIndex(bands, pixels, [&](int b) {
+        T* const copy = copies.mine();
+        const int top = b * bandRows, rows = std::min(bandRows, roi.height - top);
+        for (int j = 0; j < rows + shared; ++j) {
+            const T* row = corner(top + j);
+            if (b > 0 && j < shared)
+                row = seam(b - 1, j);
+            else if (b + 1 < bands && j >= rows)
+                row = seam(b, j - rows);
+            std::memcpy(copy + columns * j, row, sizeof(T) * columns);
         }
+        filter(copy, int(sizeof(T) * columns), rowAt(srcDst, step, top), rows);
     });
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pixmill/core/detail/mirrored.h>
 #include <pixmill/resample/detail/doubling.h>
 
 #include <cstddef>
@@ -15,16 +16,6 @@
 /// For use inside row loops, so that what follows a step can be fused with it. `scratch` belongs to one thread. `out`
 /// overlaps neither the source rows nor the scratch.
 namespace pixmill::detail {
-
-/// An index of 0..n-1 for any other: mirrored at the first and last pixel, which stand once.
-inline int mirrored(int i, int n)
-{
-    if (n == 1)
-        return 0;
-    while (i < 0 || i >= n)
-        i = i < 0 ? -i : 2 * (n - 1) - i;
-    return i;
-}
 
 /// The source row or column that the enlarging step reads for index i: mirrored before the first, repeated past the
 /// last.
