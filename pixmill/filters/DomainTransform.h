@@ -13,8 +13,8 @@
 /// 2011.
 ///
 /// Pictures are of 32-bit floats, H x W, with any number of interleaved channels; another depth throws `cv::Exception`.
-/// Outputs are created unless they fit. An output may be its input. Every operation returns 1. An object keeps nothing
-/// but its two sigmas between calls; one thread at a time per object.
+/// Outputs are created unless they fit. An output may be its input, but for channelSum, which starts it from 0. Every
+/// operation returns 1. An object keeps nothing but its two sigmas between calls; one thread at a time per object.
 class PIXMILL_API DomainTransform {
 public:
     float m_sigmaS = 0.0f; ///< Spatial standard deviation, in pixels.
@@ -61,7 +61,7 @@ public:
     int RecursiveFilter(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR);
 
     /// The recursive filter on planes, guided by the planes `joint` (CV_32FC1, of the same size). `out` receives planes
-    /// of its own. The gradients reach into the last row and column, which the form above takes as flat.
+    /// of its own. Gradients across reach into the last row, which the form above takes as flat.
     int RecursiveFilter(const std::vector<cv::Mat>& in, std::vector<cv::Mat>& out, float sigmaS, float sigmaR,
                         const std::vector<cv::Mat>& joint);
 

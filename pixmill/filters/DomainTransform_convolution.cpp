@@ -202,7 +202,7 @@ int DomainTransform::ICcompute(cv::Mat& img, cv::Mat& ct, float radius)
 
 int DomainTransform::NormalizedConvolutionFilter(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR)
 {
-    CV_Assert(in.dims <= 2 && in.depth() == CV_32F);
+    CV_Assert(in.empty() || (in.dims <= 2 && in.depth() == CV_32F));
     const cv::Mat source = in.data != out.data && overlap(in, out) ? in.clone() : in;
     ensure(out, source.size(), source.type());
     convolve(source, out, sigmaS, sigmaR, fromZero);
@@ -211,7 +211,7 @@ int DomainTransform::NormalizedConvolutionFilter(const cv::Mat& in, cv::Mat& out
 
 int DomainTransform::InterpolatedConvolutionFilter(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR)
 {
-    CV_Assert(in.dims <= 2 && in.depth() == CV_32F);
+    CV_Assert(in.empty() || (in.dims <= 2 && in.depth() == CV_32F));
     cv::Mat working = in; // the host's own pixels, which are meant to be used up
     convolve(working, working, sigmaS, sigmaR, fromFirstPixel);
     ensure(out, working.size(), working.type());

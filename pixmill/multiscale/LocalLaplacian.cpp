@@ -14,6 +14,7 @@
 #include <opencv2/core.hpp>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -88,7 +89,7 @@ int LocalLaplacian::levelJ(int width, int height, float scale)
 {
     const float t = logf(float(std::min(width, height)) * scale) / logf(2.0f);
     const double n = double(t) + 0.5;
-    return (n >= 1 ? int(n) : 1) + 1;
+    return (n >= 1 && n < INT_MAX ? int(n) : 1) + 1;
 }
 
 int LocalLaplacian::clamp(int value, int low, int high)

@@ -23,12 +23,12 @@ namespace {
 constexpr int kPyramidStep = 257;
 
 /// Calls `use(y, up)` for each row `up` of `small` enlarged to `size` by the pyramid step, each thread downwards. The
-/// enlarged plane exists only where the step's rows are not of the common form.
+/// enlarged plane exists only where the step's rows are not of the common form, or refuse.
 template <class Use>
 void forEachEnlargedRow(const cv::Mat& small, cv::Size size, const Use& use)
 {
-    CV_Assert(small.type() == CV_16UC1);
-    if (!canExpand(small.cols, size.width) || !canExpand(small.rows, size.height) || size.height > 2 * small.rows) {
+    if (small.type() != CV_16UC1 || !canExpand(small.cols, size.width) || !canExpand(small.rows, size.height) ||
+        size.height > 2 * small.rows) {
         cv::Mat up(size, CV_16UC1);
         upSize2X(small, up, kPyramidStep);
         forEachRow(size, [&](int y) { use(y, up.ptr<ushort>(y)); });
@@ -99,8 +99,9 @@ void TPImage::computeLUT()
 
 void TPImage::fullToEdge(const cv::Mat& full, const cv::Mat& half, cv::Mat& edge)
 {
-    CV_Assert(full.type() == CV_16UC1 && !full.empty() && m_lutFullToEdge_p);
+    CV_Assert(m_lutFullToEdge_p);
     const cv::Mat small = half.empty() ? ownHalf(full) : half;
+    CV_Assert(full.empty() || full.type() == CV_16UC1);
     const cv::Mat source = full; // keeps the pixels should `edge` be the same object
     ensure(edge, full.size(), CV_8UC1);
     const uchar* table = m_lutFullToEdge_p;
@@ -114,7 +115,7 @@ void TPImage::fullToEdge(const cv::Mat& full, const cv::Mat& half, cv::Mat& edge
 
 void TPImage::edgeToFull(const cv::Mat& edge, const cv::Mat& half, cv::Mat& full, float strength)
 {
-    CV_Assert(edge.type() == CV_8UC1 && !edge.empty() && m_lutEdgeToFull_p);
+    CV_Assert((edge.empty() || edge.type() == CV_8UC1) && m_lutEdgeToFull_p);
     const cv::Mat bytes = edge, small = half;
     ensure(full, edge.size(), CV_16UC1);
     const bool whole = std::abs(strength - 1.0f) <= 0.01f;
@@ -133,7 +134,7 @@ void TPImage::edgeToFull(const cv::Mat& edge, const cv::Mat& half, cv::Mat& full
 void TPImage::edgeToFull(const cv::Mat& edge, const cv::Mat& before, const cv::Mat& after, cv::Mat& full, float epsilon,
                          float strength)
 {
-    CV_Assert(edge.type() == CV_8UC1 && !edge.empty() && m_lutEdgeToFull_p);
+    CV_Assert((edge.empty() || edge.type() == CV_8UC1) && m_lutEdgeToFull_p);
     CV_Assert(after.type() == CV_16UC1 && before.channels() == 1 && before.size() == after.size());
     const cv::Mat bytes = edge, small = after, filtered = before;
     ensure(full, edge.size(), after.type());
@@ -150,7 +151,7 @@ void TPImage::applyFullToEdgeLUT(const cv::Mat& in, cv::Mat& edge)
 {
     if (!m_lutFullToEdge_p)
         throw "ERROR - TPImage::applyFullToEdgeLUT: LUT is NULL.";
-    CV_Assert(in.type() == CV_16UC1);
+    CV_Assert(in.empty() || in.type() == CV_16UC1);
     const cv::Mat source = in;
     ensure(edge, in.size(), CV_8UC1);
     ippiLUTPalette_16u8u_C1R(source.ptr<ushort>(), int(source.step), edge.ptr<uchar>(), int(edge.step),
