@@ -15,8 +15,8 @@ struct Team {
     int member() const { return size == 1 ? 0 : omp_get_thread_num(); }
 };
 
-/// Working memory for a parallel loop, one piece for each thread of the team, made before the loop since bodies must
-/// not throw.
+/// Working memory for a parallel loop, one piece for each thread of the team, made before the loop: what fails then has
+/// changed nothing yet.
 template <class T>
 class TeamScratch {
 public:

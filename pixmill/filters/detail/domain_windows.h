@@ -1,10 +1,10 @@
 #pragma once
 
+#include <pixmill/core/detail/intrinsics.h>
 #include <pixmill/core/detail/rows.h>
 
 #include <algorithm>
 #include <cstddef>
-#include <immintrin.h>
 
 /// Means over the windows of a line, whose ends are found by domain coordinates.
 namespace pixmill::detail {
