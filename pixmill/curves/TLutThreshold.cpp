@@ -1,8 +1,8 @@
 #include <pixmill/curves/TLutThreshold.h>
 
 #include <pixmill/core/detail/pixel.h>
-#include <pixmill/curves/detail/threshold_tables.h>
 #include <pixmill/curves/detail/table_smoothing.h>
+#include <pixmill/curves/detail/threshold_tables.h>
 #include <pixmill/primitives/copy.h>
 
 #include <algorithm>
