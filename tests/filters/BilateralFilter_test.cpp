@@ -174,7 +174,8 @@ TEST(BilateralFilter, GuidesItselfWithoutAnEdgePictureAndKeepsItsGrid)
 TEST(BilateralFilter, BuildsUponWhatTheHostPutIntoTheGrid)
 {
     const cv::Mat in = scenePlane({90, 70}, CV_16UC1, 1000, 60000, 3);
-    for (const auto& [weight, value] : std::vector<std::pair<float, float>>{{0.3f, 0.7f}, {0.0f, 1e9f}, {1.0f, 0.0f}}) {
+    for (const auto& start : std::vector<std::pair<float, float>>{{0.3f, 0.7f}, {0.0f, 1e9f}, {1.0f, 0.0f}}) {
+        const float weight = start.first, value = start.second;
         Reference reference(in, 8, 3072);
         std::fill(reference.weights.begin(), reference.weights.end(), weight);
         std::fill(reference.values.begin(), reference.values.end(), value);
