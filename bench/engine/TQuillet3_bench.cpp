@@ -230,6 +230,7 @@ void plainSlider(benchmark::State& state)
     bench::report(state, roi.area(), roi.area() * 12.0);
 }
 
+/// Set-up takes a thread for every processor, whatever team it finds: OMP_THREAD_LIMIT=1 measures it on one.
 void TQuillet3_setup(benchmark::State& state)
 {
     const Picture& p = picture();
