@@ -17,6 +17,21 @@ typedef float Vector16Unaligned __attribute__((vector_size(64), aligned(4), may_
 #define PIXMILL_SHUFFLE16(a, b, i, j, k, l, m, n, o, p)                                                                \
     __builtin_shufflevector(a, b, i, j, k, l, m, n, o, p, i + 8, j + 8, k + 8, l + 8, m + 8, n + 8, o + 8, p + 8)
 
+/// The even quarters of registers four apart side by side, and their odd quarters.
+__attribute__((target("avx512f"), always_inline)) inline void pairQuarters(const Vector16 (&from)[kLanes],
+                                                                           Vector16 (&to)[kLanes])
+{
+#pragma GCC unroll 16
+    for (int s = 0; s < 4; ++s)
+        for (int half = 0; half < 2; ++half) {
+            const Vector16 &low = from[s + 8 * half], &high = from[s + 8 * half + 4];
+            to[s + 4 * half] =
+                __builtin_shufflevector(low, high, 0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27);
+            to[s + 4 * half + 8] =
+                __builtin_shufflevector(low, high, 4, 5, 6, 7, 12, 13, 14, 15, 20, 21, 22, 23, 28, 29, 30, 31);
+        }
+}
+
 /// A square of sixteen rows of sixteen samples in registers, turned over: in quarters of four by four, which then
 /// change places.
 __attribute__((target("avx512f"))) inline void turn(Vector16 (&a)[kLanes])
@@ -33,25 +48,9 @@ __attribute__((target("avx512f"))) inline void turn(Vector16 (&a)[kLanes])
             a[i + 2 * half] = PIXMILL_SHUFFLE16(b[i + half], b[i + half + 2], 0, 1, 16, 17, 4, 5, 20, 21);
             a[i + 2 * half + 1] = PIXMILL_SHUFFLE16(b[i + half], b[i + half + 2], 2, 3, 18, 19, 6, 7, 22, 23);
         }
-        // Now a[4 * g + s] holds the samples s, s + 4, s + 8, s + 12 of the rows 4 * g to 4 * g + 3.
-#pragma GCC unroll 16
-    for (int s = 0; s < 4; ++s)
-        for (int half = 0; half < 2; ++half) {
-            const Vector16 &low = a[s + 8 * half], &high = a[s + 8 * half + 4];
-            b[s + 4 * half] =
-                __builtin_shufflevector(low, high, 0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27);
-            b[s + 4 * half + 8] =
-                __builtin_shufflevector(low, high, 4, 5, 6, 7, 12, 13, 14, 15, 20, 21, 22, 23, 28, 29, 30, 31);
-        }
-#pragma GCC unroll 16
-    for (int s = 0; s < 4; ++s)
-        for (int half = 0; half < 2; ++half) {
-            const Vector16 &low = b[s + 8 * half], &high = b[s + 8 * half + 4];
-            a[s + 4 * half] =
-                __builtin_shufflevector(low, high, 0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27);
-            a[s + 4 * half + 8] =
-                __builtin_shufflevector(low, high, 4, 5, 6, 7, 12, 13, 14, 15, 20, 21, 22, 23, 28, 29, 30, 31);
-        }
+    // Now a[4 * g + s] holds the samples s, s + 4, s + 8, s + 12 of the rows 4 * g to 4 * g + 3.
+    pairQuarters(a, b);
+    pairQuarters(b, a);
 }
 
 #undef PIXMILL_SHUFFLE16
