@@ -1,0 +1,30 @@
+#include <pixmill/core/detail/check.h>
+
+#include <opencv2/core.hpp>
+#include <opencv2/core/check.hpp>
+
+namespace pixmill::detail {
+
+void refuse(const char* call, const char* argument, const std::string& given, const char* wanted)
+{
+    cv::Exception fault;
+    fault.code = cv::Error::StsBadArg;
+    fault.func = call;
+    fault.err = std::string(argument) + " is " + given + ", wanted " + wanted;
+    fault.msg = fault.func + ": " + fault.err; // what() tells this; formatMessage() would add the source's path
+    throw fault;
+}
+
+std::string describe(const cv::Mat& plane)
+{
+    if (plane.dims > 2)
+        return cv::typeToString(plane.type()) + " of " + std::to_string(plane.dims) + " dimensions";
+    return plane.empty() ? "empty" : cv::typeToString(plane.type()) + " " + describe(plane.size());
+}
+
+std::string describe(cv::Size size)
+{
+    return std::to_string(size.width) + " x " + std::to_string(size.height);
+}
+
+} // namespace pixmill::detail

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <opencv2/core/mat.hpp>
+
+#include <sstream>
+#include <string>
+
+/// The one check of what a host hands in where no words are promised: tells call, argument, what was given and what is
+/// wanted, and nothing of the machine the library was built on.
+///
+///     PIXMILL_CHECK(plane.type() == CV_16UC1, "TPImage::convertTo", "Y", describe(plane), "CV_16UC1");
+///
+/// throws cv::Exception with the text "TPImage::convertTo: Y is CV_8UC3 640 x 480, wanted CV_16UC1". `given` is
+/// evaluated only where the check fails.
+#define PIXMILL_CHECK(holds, call, argument, given, wanted) \
+    do { \
+        if (!(holds)) \
+            ::pixmill::detail::refuse(call, argument, ::pixmill::detail::inWords(given), wanted); \
+    } while (false)
+
+namespace pixmill::detail {
+
+/// @throws cv::Exception  always: "CALL: ARGUMENT is GIVEN, wanted WANTED".
+[[noreturn]] void refuse(const char* call, const char* argument, const std::string& given, const char* wanted);
+
+/// "CV_16UC3 640 x 480", "empty", or "CV_8UC1 of 3 dimensions".
+std::string describe(const cv::Mat& plane);
+
+/// "640 x 480".
+std::string describe(cv::Size size);
+
+/// "null" or "not null".
+inline std::string describe(const void* pointer)
+{
+    return pointer ? "not null" : "null";
+}
+
+inline std::string inWords(std::string text)
+{
+    return text;
+}
+
+/// Numbers as C++ prints them.
+template <class Number>
+std::string inWords(Number value)
+{
+    std::ostringstream text;
+    text << value;
+    return text.str();
+}
+
+} // namespace pixmill::detail
