@@ -144,23 +144,29 @@ void printCost(const char* name, const char* rendered, double ms)
     std::printf("  %-28s %-34s %.1f\n", name, rendered, ms);
 }
 
+struct ColorControl {
+    const char* name;
+    float* value;
+};
+
+std::vector<ColorControl> controlsOf(TColorAdjQ3& a)
+{
+    return {{"warmth", &a.m_warmth},
+            {"tint", &a.m_tint},
+            {"saturation", &a.m_saturation},
+            {"color-floor", &a.m_chromaFloor}};
+}
+
 /// Moves the colour controls in turn, and tells what the view's way from luma to display pixels costs with each.
 void moveEachColor(const TQuillet3& engine, Color& color, const cv::Rect& view, int scale)
 {
     TColorAdjQ3& a = color.adjust;
-    const struct {
-        const char* name;
-        float* value;
-    } controls[] = {{"warmth", &a.m_warmth},
-                    {"tint", &a.m_tint},
-                    {"saturation", &a.m_saturation},
-                    {"color-floor", &a.m_chromaFloor}};
     const auto cost = [&] {
         const Stopwatch watch;
         display(engine, color, view, scale);
         return watch.ms();
     };
-    for (const auto& control : controls) {
+    for (const ColorControl& control : controlsOf(a)) {
         const float before = *control.value;
         double best = 1e9;
         for (const float to : {before + 0.2f, before + 0.1f}) {
@@ -216,6 +222,19 @@ void controlStrip(TQuillet3& engine, Color& color, const Options& options, const
         }
         *control.value = before;
         *control.dirty = true;
+        rows.push_back(sideBySide(row));
+    }
+    engine.proc(at, options.scale, cv::Mat());
+    for (const ColorControl& control : controlsOf(color.adjust)) {
+        std::vector<cv::Mat> row;
+        const float before = *control.value;
+        for (const float value : {-0.8f, 0.0f, 0.8f}) {
+            *control.value = value;
+            color.adjust.m_dirty = 1;
+            row.push_back(display(engine, color, at, options.scale));
+            label(row.back(), control.name + cv::format(" %+.1f", value));
+        }
+        *control.value = before;
         rows.push_back(sideBySide(row));
     }
     cv::Mat sheet;
