@@ -7,6 +7,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -88,11 +89,11 @@ int runConvert(const Options& options)
     timed("Y/Dr/Db to full-size 16-bit R, G, B planes", pixels, [&] { toPlanes(deep, planes); });
 
     const int scale = 4;
-    const cv::Rect view(photo.cols / 4, photo.rows / 4, photo.cols / 2, photo.rows / 2);
+    const cv::Rect view(photo.cols / 4, photo.rows / 4, (photo.cols + 1) / 2, (photo.rows + 1) / 2);
+    const cv::Size small(std::max(1, view.width / scale), std::max(1, view.height / scale));
     cv::Mat reduced;
     timed("a view of the middle quarter, reduced by 4", double(view.area()), [&] {
-        reduced =
-            TPImage::MatRoi(picture.m_Y, view.x, view.y, view.width / scale, view.height / scale, scale, false, true);
+        reduced = TPImage::MatRoi(picture.m_Y, view.x, view.y, small.width, small.height, scale, false, true);
     });
 
     printLoss<unsigned char>(packed8, 4, display, 4, 255);

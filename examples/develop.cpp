@@ -3,6 +3,7 @@
 #include "photo.h"
 #include "report.h"
 
+#include <pixmill/adjust/TColorAdjQ3.h>
 #include <pixmill/core/TProgress.h>
 #include <pixmill/engine/TQuillet3.h>
 #include <pixmill/filters/DomainTransform.h>
@@ -65,8 +66,23 @@ void setControls(TQuillet3& engine, const Options& options)
     engine.m_lightDirty = true;
 }
 
-/// The rendered region as display pixels: the engine's luma with the colour of the same region.
-cv::Mat display(const TQuillet3& engine, const cv::Rect& region, int scale)
+/// The colour controls, neutral ones as the class begins: it then only lets colour follow the luma.
+struct Color {
+    TColorAdjQ3 adjust{1, 1, 1, 1, 2, 1}; // the reach of each control
+    cv::Mat before;                       ///< The photograph's luma.
+
+    Color(const Options& options, cv::Mat luma) : before(std::move(luma))
+    {
+        adjust.m_warmth = options.tint[0];
+        adjust.m_tint = options.tint[1];
+        adjust.m_saturation = options.tint[2];
+        adjust.m_chromaFloor = options.tint[3];
+        adjust.m_dirty = std::any_of(options.tint.begin(), options.tint.end(), [](float v) { return v != 0; });
+    }
+};
+
+/// The rendered region as display pixels: the engine's luma with the colour of the same region, which follows it.
+cv::Mat display(const TQuillet3& engine, Color& color, const cv::Rect& region, int scale)
 {
     cv::Mat rgb[3];
     for (cv::Mat& plane : rgb)
@@ -75,7 +91,9 @@ cv::Mat display(const TQuillet3& engine, const cv::Rect& region, int scale)
         return TPImage::MatRoi(plane, region.x, region.y, engine.m_result.cols, engine.m_result.rows, scale, false,
                                false);
     };
-    TPImage::YDRDB2RGB(engine.m_result, crop(engine.m_fullDr), crop(engine.m_fullDb), rgb[0], rgb[1], rgb[2]);
+    cv::Mat Dr = crop(engine.m_fullDr), Db = crop(engine.m_fullDb);
+    color.adjust.proc(crop(color.before), engine.m_result, Dr, Db, Dr, Db);
+    TPImage::YDRDB2RGB(engine.m_result, Dr, Db, rgb[0], rgb[1], rgb[2]);
     cv::Mat packed;
     toFile16(rgb).convertTo(packed, CV_8U, 1.0 / 257.0);
     return packed;
@@ -121,10 +139,53 @@ std::vector<Control> controlsOf(TQuillet3& engine)
     return all;
 }
 
+void printCost(const char* name, const char* rendered, double ms)
+{
+    std::printf("  %-28s %-34s %.1f\n", name, rendered, ms);
+}
+
+struct ColorControl {
+    const char* name;
+    float* value;
+};
+
+std::vector<ColorControl> controlsOf(TColorAdjQ3& a)
+{
+    return {{"warmth", &a.m_warmth},
+            {"tint", &a.m_tint},
+            {"saturation", &a.m_saturation},
+            {"color-floor", &a.m_chromaFloor}};
+}
+
+/// Moves the colour controls in turn, and tells what the view's way from luma to display pixels costs with each.
+void moveEachColor(const TQuillet3& engine, Color& color, const cv::Rect& view, int scale)
+{
+    TColorAdjQ3& a = color.adjust;
+    const auto cost = [&] {
+        const Stopwatch watch;
+        display(engine, color, view, scale);
+        return watch.ms();
+    };
+    for (const ColorControl& control : controlsOf(a)) {
+        const float before = *control.value;
+        double best = 1e9;
+        for (const float to : {before + 0.2f, before + 0.1f}) {
+            *control.value = to;
+            a.m_dirty = 1;
+            best = std::min(best, cost());
+        }
+        printCost(control.name, "colour tables, display pixels", best);
+        *control.value = before;
+    }
+    a.m_dirty = 1;
+    cost();
+    printCost("(light or detail)", "the same with the tables there", std::min(cost(), cost()));
+}
+
 /// Moves every control in turn on the live view, back again, and tells what each render cost.
 void moveEachControl(TQuillet3& engine, const cv::Rect& view, int scale)
 {
-    std::printf("\n  %-28s %-26s %s\n", "what moved", "what was rendered", "milliseconds");
+    std::printf("\n  %-28s %-34s %s\n", "what moved", "what was rendered", "milliseconds");
     for (const Control& control : controlsOf(engine)) {
         const float before = *control.value;
         const bool light = control.dirty == &engine.m_lightDirty;
@@ -138,12 +199,12 @@ void moveEachControl(TQuillet3& engine, const cv::Rect& view, int scale)
         }
         const std::string levels =
             light ? "luma and all levels" : "level " + std::to_string(control.dirty - engine.m_levelDirty);
-        std::printf("  %-28s %-26s %.1f\n", control.name.c_str(), levels.c_str(), best);
+        printCost(control.name.c_str(), levels.c_str(), best);
     }
 }
 
 /// One row a control: low, as it is, high, on a small piece of the view.
-void controlStrip(TQuillet3& engine, const Options& options, const cv::Rect& view)
+void controlStrip(TQuillet3& engine, Color& color, const Options& options, const cv::Rect& view)
 {
     const cv::Size piece(std::min(300, view.width), std::min(200, view.height));
     const cv::Rect at(view.x + (view.width - piece.width) * options.scale / 2,
@@ -156,11 +217,24 @@ void controlStrip(TQuillet3& engine, const Options& options, const cv::Rect& vie
             *control.value = value;
             *control.dirty = true;
             engine.proc(at, options.scale, cv::Mat());
-            row.push_back(display(engine, at, options.scale));
+            row.push_back(display(engine, color, at, options.scale));
             label(row.back(), control.name + cv::format(" %+.1f", value));
         }
         *control.value = before;
         *control.dirty = true;
+        rows.push_back(sideBySide(row));
+    }
+    engine.proc(at, options.scale, cv::Mat());
+    for (const ColorControl& control : controlsOf(color.adjust)) {
+        std::vector<cv::Mat> row;
+        const float before = *control.value;
+        for (const float value : {-0.8f, 0.0f, 0.8f}) {
+            *control.value = value;
+            color.adjust.m_dirty = 1;
+            row.push_back(display(engine, color, at, options.scale));
+            label(row.back(), control.name + cv::format(" %+.1f", value));
+        }
+        *control.value = before;
         rows.push_back(sideBySide(row));
     }
     cv::Mat sheet;
@@ -170,10 +244,13 @@ void controlStrip(TQuillet3& engine, const Options& options, const cv::Rect& vie
 
 } // namespace
 
-int runDevelop(const Options& options)
+int runDevelop(const Options& asked)
 {
     heading("Developing");
-    const cv::Mat photo = as16Bit(loadPhoto(options.photo));
+    const cv::Mat photo = as16Bit(loadPhoto(asked.photo));
+    Options options = asked;
+    if (options.region.empty()) // a picture of few rows or columns has no reduced view
+        options.scale = std::min({options.scale, photo.cols, photo.rows});
     const double pixels = double(photo.total());
     TPImage picture(photo.cols, photo.rows);
     picture.convertFrom(photo.ptr<unsigned short>(), photo.cols, photo.rows, int(photo.step / 2));
@@ -196,15 +273,17 @@ int runDevelop(const Options& options)
     }
 
     const cv::Rect whole({0, 0}, photo.size());
-    engine.proc(whole, 1, cv::Mat());
-    const cv::Mat before = display(engine, whole, 1);
+    cv::Mat before;
+    cv::cvtColor(as8Bit(photo), before, cv::COLOR_BGRA2BGR);
+    Color color(options, picture.m_Y);
     setControls(engine, options);
     timed("the whole picture, every control set", pixels, [&] { engine.proc(whole, 1, cv::Mat()); });
-    const cv::Mat after = display(engine, whole, 1);
+    cv::Mat after, planes[3];
+    timed("its colour, and display pixels", pixels, [&] { after = display(engine, color, whole, 1); });
 
     TPImage developed(picture);
     developed.m_Y = engine.m_result.clone();
-    cv::Mat planes[3];
+    followLuma(developed, picture.m_Y, color.adjust);
     toPlanes(developed, planes);
     save(options.out, "before.jpg", before);
     save(options.out, "after.jpg", after);
@@ -213,8 +292,9 @@ int runDevelop(const Options& options)
     const cv::Rect view = viewOf(options, photo.size());
     timed(cv::format("a view of %d x %d pixels at 1/%d, rendered afresh", view.width, view.height, options.scale),
           double(view.area()), [&] { engine.proc(view, options.scale, cv::Mat()); });
-    save(options.out, "view.jpg", display(engine, view, options.scale));
+    save(options.out, "view.jpg", display(engine, color, view, options.scale));
     moveEachControl(engine, view, options.scale);
+    moveEachColor(engine, color, view, options.scale);
     std::printf("\n");
 
     const cv::Rect piece(photo.cols / 2 - std::min(450, photo.cols / 2), photo.rows / 2 - std::min(450, photo.rows / 2),
@@ -223,6 +303,6 @@ int runDevelop(const Options& options)
     label(left, "before");
     label(right, "after");
     save(options.out, "side-by-side.jpg", sideBySide({left, right}));
-    controlStrip(engine, options, view);
+    controlStrip(engine, color, options, view);
     return 0;
 }

@@ -2,9 +2,13 @@
 #include "options.h"
 
 #include <CLI/CLI.hpp>
+#include <opencv2/core.hpp>
 
+#include <cmath>
 #include <cstdio>
 #include <exception>
+#include <iostream>
+#include <new>
 #include <string>
 
 namespace {
@@ -20,14 +24,44 @@ struct Chapter {
 const Chapter kChapters[] = {
     {"convert", runConvert}, {"develop", runDevelop}, {"paint", runPaint}, {"toolbox", runToolbox}};
 
+struct Control {
+    const char* name;
+    float* value;
+    const char* help;
+};
+
+/// -1 to 1, and a number: CLI::Range lets nan pass, as no comparison holds for it.
+CLI::Validator controlRange()
+{
+    const auto check = [](std::string& word) {
+        float value = 0;
+        const bool number = CLI::detail::lexical_cast(word, value) && std::isfinite(value);
+        return number && value >= -1 && value <= 1 ? std::string() : word + " is not within -1 to 1";
+    };
+    return CLI::Validator(check, "FLOAT in [-1 - 1]");
+}
+
+void addColors(CLI::App& app, Options& options)
+{
+    const Control colors[] = {
+        {"--warmth", &options.tint[0], "cooler or warmer"},
+        {"--tint", &options.tint[1], "greener or more magenta"},
+        {"--saturation", &options.tint[2], "less colour, none at -1, or more"},
+        {"--color-floor", &options.tint[3], "below 0: weak colours become grey; above 0: they grow"},
+    };
+    for (const Control& c : colors)
+        app.add_option(c.name, *c.value, c.help)->check(controlRange())->group("Colour")->capture_default_str();
+}
+
+int outOfMemory(const Options& options)
+{
+    std::fprintf(stderr, "there is not enough memory for %s\n", options.photo.c_str());
+    return 1;
+}
+
 void addControls(CLI::App& app, Options& options)
 {
-    const CLI::Range control(-1.0, 1.0);
-    struct Control {
-        const char* name;
-        float* value;
-        const char* help;
-    };
+    const CLI::Validator control = controlRange();
     const Control light[] = {
         {"--brightness", &options.light[0], "whole picture darker (-1) or brighter (1)"},
         {"--contrast", &options.light[1], "flatter or stronger contrast around the middle tones"},
@@ -42,6 +76,7 @@ void addControls(CLI::App& app, Options& options)
     for (const Control& c : light)
         app.add_option(c.name, *c.value, c.help)->check(control)->group("Light")->capture_default_str();
 
+    addColors(app, options);
     const char* levels[] = {"fine", "medium", "coarse"};
     const char* sizes[] = {"the finest detail: texture, hair, noise", "detail of some ten pixels",
                            "large shapes: local contrast, clarity"};
@@ -89,6 +124,7 @@ int main(int argc, char** argv)
         ->capture_default_str();
     addControls(app, options);
     CLI11_PARSE(app, argc, argv);
+    std::cout.rdbuf(nullptr); // what the library tells there is not asked for; the demo itself speaks through printf
     if (!region.empty())
         options.region = {region[0], region[1], region[2], region[3]};
 
@@ -113,10 +149,21 @@ int main(int argc, char** argv)
     } catch (const char* text) { // how the library reports
         std::fprintf(stderr, "%s\n", text);
         return 1;
+    } catch (const std::bad_alloc&) {
+        return outOfMemory(options);
+    } catch (const cv::Exception& e) {
+        if (e.code == cv::Error::StsNoMem)
+            return outOfMemory(options);
+        std::fprintf(stderr, "%s: %s\n", options.photo.c_str(), e.err.c_str());
+        return 1;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "%s\n", e.what());
         return 1;
     }
     std::printf("\nThe pictures are in %s/\n", options.out.c_str());
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        std::fprintf(stderr, "cannot write to the standard output\n");
+        return 1;
+    }
     return 0;
 }

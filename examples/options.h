@@ -15,7 +15,8 @@ struct Options {
 
     /// Brightness, contrast, highlights, shadows, whites, blacks.
     std::array<float, 6> light{0.2f, 0.25f, -0.3f, 0.35f, 0.1f, 0.05f};
-    std::array<float, 3> color{0, 0, 0};                                                 ///< Red, green, blue weight.
+    std::array<float, 3> color{0, 0, 0}; ///< Red, green, blue weight.
+    std::array<float, 4> tint{};         ///< Warmth, tint, saturation, colour floor.
     float slope[3][3] = {{0.3f, 0.1f, 0.2f}, {0.35f, 0.2f, 0.25f}, {0.25f, 0.2f, 0.2f}}; ///< [level][zone]
     float threshold[3][3] = {};
 

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -22,6 +23,9 @@
 #include <vector>
 
 namespace {
+
+// Bounds of a document: each stroke begins with a copy of the mask, and each dot is kept as a command.
+constexpr int kMostStrokes = 5000, kMostDots = 1000000;
 
 /// Reads a brush script and queues its strokes. See strokes.txt for the commands.
 class Script {
@@ -34,6 +38,8 @@ public:
     /// @throws std::runtime_error  "file:line: what is wrong".
     void run()
     {
+        if (std::filesystem::is_directory(m_path))
+            throw std::runtime_error("a folder, not a file of strokes: " + m_path);
         const std::map<std::string, void (Script::*)()> commands{
             {"fill", &Script::fill},     {"value", &Script::value},   {"brush", &Script::brush},
             {"stroke", &Script::stroke}, {"invert", &Script::invert}, {"undo", &Script::undo}};
@@ -54,6 +60,8 @@ public:
                 fail("no such command: " + m_words[0]);
             (this->*command->second)();
         }
+        if (file.bad())
+            throw std::runtime_error("cannot read the strokes in " + m_path);
     }
 
     int strokes() const { return m_strokes; }
@@ -87,6 +95,13 @@ private:
         return percent ? v / 100 * whole : v;
     }
 
+    /// Pixels; a share of a small picture is one at the least.
+    int diameter(std::size_t i, double longer) const
+    {
+        const double v = std::clamp(number(i, longer), -1.0, 1e6);
+        return int(m_words[i].back() == '%' && v > 0 ? std::max(1.0, v) : v);
+    }
+
     double within(std::size_t i, double low, double high) const
     {
         const double v = number(i, high);
@@ -111,8 +126,8 @@ private:
     {
         expect(4, "an outer and an inner diameter, an opacity and an edge sensitivity");
         const double longer = std::max(m_picture.width, m_picture.height);
-        m_outer = int(number(1, longer));
-        m_inner = int(number(2, longer));
+        m_outer = diameter(1, longer);
+        m_inner = diameter(2, longer);
         if (m_outer < 1 || m_inner < 0 || m_inner > m_outer || m_outer > 8000)
             fail("diameters must rise from 0 to the inner, to the outer, to 8000 pixels");
         m_opacity = float(within(3, 0, 1));
@@ -126,20 +141,45 @@ private:
         std::vector<cv::Point2d> points;
         for (std::size_t i = 1; i < m_words.size(); i += 2)
             points.emplace_back(number(i, m_picture.width), number(i + 1, m_picture.height));
+        if (++m_strokes > kMostStrokes)
+            fail("more than " + std::to_string(kMostStrokes) + " strokes");
         m_mask.drawStart(0, 0);
-        dot(points[0]);
-        const double spacing = std::max(2.0, m_outer / 8.0);
-        for (std::size_t i = 1; i < points.size(); ++i) {
-            const cv::Point2d way = points[i] - points[i - 1];
-            const int steps = std::max(1, int(std::hypot(way.x, way.y) / spacing));
-            for (int k = 1; k <= std::min(steps, 10000); ++k)
-                dot(points[i - 1] + way * (double(k) / steps));
-        }
+        line(points[0], points[0]);
+        for (std::size_t i = 1; i < points.size(); ++i)
+            line(points[i - 1], points[i]);
         m_mask.drawEnd();
-        ++m_strokes;
     }
 
-    void dot(const cv::Point2d& at) { m_mask.drawADot(at, m_value, m_outer, m_inner, m_opacity, m_edge); }
+    /// Dots from behind `from` up to `to`, those that touch the picture: the others would change nothing.
+    void line(const cv::Point2d& from, const cv::Point2d& to)
+    {
+        const cv::Point2d way = to - from;
+        const double steps = std::max(1.0, std::floor(std::hypot(way.x, way.y) / std::max(2.0, m_outer / 8.0)));
+        double first = 0, last = 1;
+        within(from.x, way.x, m_picture.width, first, last);
+        within(from.y, way.y, m_picture.height, first, last);
+        for (double k = std::max(1.0, std::ceil(first * steps)); k <= std::floor(last * steps); ++k)
+            dot(from + way * (k / steps));
+    }
+
+    /// Narrows first..last to where from + t * way lies no farther than a brush outside 0..size.
+    void within(double from, double way, double size, double& first, double& last) const
+    {
+        const double reach = m_outer / 2.0 + 4, low = -reach - from, high = size + reach - from;
+        if (way == 0 && (low > 0 || high < 0))
+            last = -1;
+        if (way == 0)
+            return;
+        first = std::max(first, std::min(low / way, high / way));
+        last = std::min(last, std::max(low / way, high / way));
+    }
+
+    void dot(const cv::Point2d& at)
+    {
+        if (++m_dots > kMostDots)
+            fail("more than " + std::to_string(kMostDots) + " dots: a wider brush needs fewer");
+        m_mask.drawADot(at, m_value, m_outer, m_inner, m_opacity, m_edge);
+    }
 
     void invert()
     {
@@ -157,7 +197,7 @@ private:
     cv::Size m_picture;
     TDrawMask& m_mask;
     std::vector<std::string> m_words;
-    int m_line = 0, m_strokes = 0;
+    int m_line = 0, m_strokes = 0, m_dots = 0;
     unsigned char m_value = 255;
     int m_outer = 100, m_inner = 50;
     float m_opacity = 1, m_edge = 0;
@@ -177,12 +217,14 @@ cv::Mat adjusted(const TPImage& picture, const cv::Mat& mask)
 {
     cv::Mat bright = picture.m_Y.clone();
     TLightAdjLUTq3 light;
-    light.setupParams(0.9f, 0.4f, 0.0f, 0.6f, 0.0f, 0.0f);
+    light.setupParams(0.1f, 0.4f, -0.4f, 0.5f, 0.0f, 0.0f);
     light.proc(bright);
     TPImage result(picture);
     cv::Mat mixed;
     blendAlpha(picture.m_Y, bright, mask, mixed, 1.0f);
     result.m_Y = mixed;
+    TColorAdjQ3 color(1, 1, 1, 1, 2, 1);
+    followLuma(result, picture.m_Y, color);
     return toDisplay(result);
 }
 

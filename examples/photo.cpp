@@ -2,24 +2,67 @@
 
 #include "report.h"
 
+#include <pixmill/resample/resample.h>
+
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
-cv::Mat loadPhoto(const std::string& path)
+namespace {
+
+std::vector<uchar> readFile(const std::string& path)
 {
     if (!std::filesystem::is_regular_file(path))
         throw std::runtime_error("no such file: " + path);
-    cv::Mat photo;
+    std::vector<uchar> bytes(std::filesystem::file_size(path));
+    std::ifstream file(path, std::ios::binary);
+    if (!file.read(reinterpret_cast<char*>(bytes.data()), std::streamsize(bytes.size())))
+        throw std::runtime_error("cannot read " + path);
+    return bytes;
+}
+
+/// Whether a JPEG ends before its end marker; decoders fill what is missing with grey and go on.
+bool truncatedJpeg(const std::vector<uchar>& bytes)
+{
+    if (bytes.size() < 4 || bytes[0] != 0xff || bytes[1] != 0xd8)
+        return false;
+    for (size_t i = 2; i + 1 < bytes.size();) {
+        const int marker = bytes[i] == 0xff ? bytes[i + 1] : 0;
+        if (marker == 0xd9)
+            return false;
+        const bool segment = marker >= 0xc0 && marker != 0xff && (marker < 0xd0 || marker > 0xd8);
+        if (segment && i + 3 < bytes.size())
+            i += 2 + size_t(bytes[i + 2] * 256 + bytes[i + 3]);
+        else
+            ++i; // a byte of the coded picture
+    }
+    return true;
+}
+
+cv::Mat decode(const std::string& path)
+{
+    const std::vector<uchar> bytes = readFile(path);
+    if (truncatedJpeg(bytes))
+        throw std::runtime_error("the file ends before the picture does: " + path);
     try {
-        photo = cv::imread(path, cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH);
+        return bytes.empty() ? cv::Mat() : cv::imdecode(bytes, cv::IMREAD_COLOR | cv::IMREAD_ANYDEPTH);
     } catch (const cv::Exception& e) {
+        if (e.code == cv::Error::StsNoMem)
+            throw;
         throw std::runtime_error("cannot read " + path + ": " + e.err);
     }
+}
+
+} // namespace
+
+cv::Mat loadPhoto(const std::string& path)
+{
+    cv::Mat photo = decode(path);
     if (photo.empty())
         throw std::runtime_error("not a picture: " + path);
     if (photo.depth() != CV_8U && photo.depth() != CV_16U)
@@ -68,19 +111,27 @@ cv::Mat toFile16(const cv::Mat planes[3])
     return out;
 }
 
+void followLuma(TPImage& picture, const cv::Mat& before, TColorAdjQ3& color)
+{
+    cv::Mat from(picture.m_Dr.size(), CV_16UC1), to(picture.m_Dr.size(), CV_16UC1);
+    downSize2X(before, from, 1); // the even pixels, where colour has its samples
+    downSize2X(picture.m_Y, to, 1);
+    color.proc(from, to, picture.m_Dr, picture.m_Db, picture.m_Dr, picture.m_Db);
+}
+
 void store(const std::string& path, const cv::Mat& pixels)
 {
     cv::Mat file = pixels;
     if (pixels.channels() == 4)
         cv::cvtColor(pixels, file, cv::COLOR_BGRA2BGR);
     const std::vector<int> quality{cv::IMWRITE_JPEG_QUALITY, 92, cv::IMWRITE_PNG_COMPRESSION, 1};
-    bool done = false;
-    try {
-        done = cv::imwrite(path, file, quality);
-    } catch (const cv::Exception&) {
-        done = false;
-    }
-    if (!done)
+    std::vector<uchar> bytes;
+    if (!cv::imencode(std::filesystem::path(path).extension().string(), file, bytes, quality))
+        throw std::runtime_error("cannot write " + path);
+    std::ofstream out(path, std::ios::binary); // by hand: only a stream that was closed tells of a full device
+    out.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+    out.close();
+    if (!out)
         throw std::runtime_error("cannot write " + path);
 }
 

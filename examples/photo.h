@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pixmill/adjust/TColorAdjQ3.h>
 #include <pixmill/planar/TPImage.h>
 
 #include <opencv2/core/mat.hpp>
@@ -23,6 +24,9 @@ cv::Mat toDisplay(const TPImage& picture);
 
 /// A CV_16UC3 B, G, R picture for a 16-bit file.
 cv::Mat toFile16(const cv::Mat planes[3]);
+
+/// The colour differences follow the luma, which was `before`: they grow as it did, through the colour controls.
+void followLuma(TPImage& picture, const cv::Mat& before, TColorAdjQ3& color);
 
 /// Writes a picture file, of the kind that its ending names. @throws std::runtime_error
 void store(const std::string& path, const cv::Mat& pixels);

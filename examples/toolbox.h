@@ -28,7 +28,6 @@ struct Scene {
 struct Shot {
     cv::Mat picture; ///< CV_8UC3
     std::string call, parameters;
-    double ms; ///< The call alone, the best of a few runs.
 };
 
 /// One filter: what went in, what came out.

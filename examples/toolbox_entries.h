@@ -46,7 +46,7 @@ public:
         }
         Entry& entry = entries.back();
         step(entry.name + ", " + parameters, best, double(scene.luma.total()));
-        entry.after.push_back({result(), code, parameters, best});
+        entry.after.push_back({result(), code, parameters});
     }
 
     const Scene& scene;

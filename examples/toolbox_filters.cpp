@@ -143,11 +143,20 @@ void blurs(Toolbox& box)
     box.filter(
         "gaussianiir2d",
         "A Gaussian blur by recursion: any width at the same cost. Along columns it runs from both ends at once, which "
-        "leaves a seam in the middle row.");
+        "leaves a seam in the middle row, by its definition; gaussianiir3d below has none.");
     for (const float sigma : {2.0f, 10.0f})
         box.shot(
             cv::format("gaussianiir2d(inOut, %g, 3)", sigma), cv::format("sigma %g px, 3 steps", sigma),
             [&] { out = scene.luma.clone(); }, [&] { gaussianiir2d(out, sigma, 3); }, [&] { return scene.show(out); });
+
+    box.filter("gaussianiir3d",
+               "The same blur by sweeps one after the other, so without a seam: a plane is a volume of "
+               "depth 1.");
+    for (const float sigma : {2.0f, 10.0f})
+        box.shot(
+            cv::format("gaussianiir3d(inOut.ptr<float>(), %d, %d, 1, %g, 3)", out.cols, out.rows, sigma),
+            cv::format("sigma %g px, 3 steps", sigma), [&] { out = scene.luma.clone(); },
+            [&] { gaussianiir3d(out.ptr<float>(), out.cols, out.rows, 1, sigma, 3); }, [&] { return scene.show(out); });
 
     const TSize size(scene.luma.cols, scene.luma.rows);
     TImage in(TImage::IM_Y, size), blurred(TImage::IM_Y, size);

@@ -118,8 +118,8 @@ public:
         for (size_t i = 0; i < entry.after.size(); ++i) {
             const Shot& shot = entry.after[i];
             picture(shot.picture, name + cv::format("-%zu", i + 1), entry.name + ", " + shot.parameters);
-            m_html << "<figcaption><b>" << cv::format("%.*f", shot.ms < 10 ? 2 : 1, shot.ms) << " ms</b> &middot; "
-                   << escaped(shot.parameters) << "<code>" << escaped(shot.call) << "</code></figcaption></figure>\n";
+            m_html << "<figcaption><b>" << escaped(shot.parameters) << "</b>"
+                   << "<code>" << escaped(shot.call) << "</code></figcaption></figure>\n";
         }
         m_html << "</div>\n</section>\n";
     }
@@ -200,8 +200,7 @@ void writePage(const std::string& out, const std::string& photo, const cv::Rect&
     page.m_html << kHead << "<h1>The toolbox</h1>\n<p class=\"faint\">Every filter at two settings on "
                 << cv::format("%d &times; %d pixels from (%d, %d) of ", crop.width, crop.height, crop.x, crop.y)
                 << escaped(fs::path(photo).filename().string())
-                << ". Times are those of the call alone, the best of up to three runs. "
-                   "A picture opens in full size when it is clicked.</p>\n";
+                << ". What each costs stands in the README. A picture opens in full size when it is clicked.</p>\n";
     for (const Entry& entry : entries)
         page.entry(entry);
     page.m_html << "<section>\n<h2>The curves behind them</h2>\n<p>Out of the library's own tables.</p>\n"

@@ -2,6 +2,8 @@
 
 #include <pixmill/filters/TGuidedFilter.h>
 
+#include <opencv2/imgproc.hpp>
+
 #ifdef PIXMILL_HAVE_XIMGPROC
 #include <opencv2/ximgproc.hpp>
 #endif
@@ -35,7 +37,8 @@ void radii(benchmark::internal::Benchmark* b)
     b->Args({4896, 3264, 32});
 }
 
-void TGuidedFilter_oneGuide(benchmark::State& state)
+/// Estimate and application by one guide: the coefficients of each window, one mean. For pictures of two sizes.
+void TGuidedFilter_oneMean(benchmark::State& state)
 {
     Planes p(state, 1);
     for (auto _ : state) {
@@ -45,8 +48,30 @@ void TGuidedFilter_oneGuide(benchmark::State& state)
     }
     report(state, p.pixels(), p.pixels() * 4 * 3);
 }
-BENCHMARK(TGuidedFilter_oneGuide)->Apply(radii);
+BENCHMARK(TGuidedFilter_oneMean)->Apply(radii);
 
+/// The same one mean by whole planes.
+void oneMeanByBlur(benchmark::State& state)
+{
+    Planes p(state, 1);
+    const cv::Mat &I = p.guide[0], &s = p.src;
+    const int side = 2 * int(state.range(2)) + 1;
+    const auto mean = [side](const cv::Mat& in) {
+        cv::Mat out;
+        cv::blur(in, out, {side, side}, {-1, -1}, cv::BORDER_REPLICATE);
+        return out;
+    };
+    for (auto _ : state) {
+        const cv::Mat meanI = mean(I), meanS = mean(s);
+        const cv::Mat covariance = mean(I.mul(s)) - meanI.mul(meanS), variance = mean(I.mul(I)) - meanI.mul(meanI);
+        const cv::Mat a = covariance / (variance + double(kEps));
+        p.out = a.mul(I) + meanS - a.mul(meanI);
+    }
+    report(state, p.pixels(), p.pixels() * 4 * 3);
+}
+BENCHMARK(oneMeanByBlur)->Name("TGuidedFilter_oneMean:blur")->Apply(radii);
+
+/// Both means, as the peer has them: coefficients averaged over the window again.
 void TGuidedFilter_threeGuides(benchmark::State& state)
 {
     Planes p(state, 3);
@@ -59,14 +84,15 @@ void TGuidedFilter_threeGuides(benchmark::State& state)
 }
 BENCHMARK(TGuidedFilter_threeGuides)->Apply(radii);
 
-void TGuidedFilter_strips(benchmark::State& state)
+/// The whole filter by one guide, both means.
+void TGuidedFilter_whole(benchmark::State& state)
 {
     Planes p(state, 1);
     for (auto _ : state)
         TGuidedFilter::stripProc(p.guide[0], p.src, p.out, int(state.range(2)), kEps);
     report(state, p.pixels(), p.pixels() * 4 * 3);
 }
-BENCHMARK(TGuidedFilter_strips)->Apply(radii);
+BENCHMARK(TGuidedFilter_whole)->Apply(radii);
 
 #ifdef PIXMILL_HAVE_XIMGPROC
 void ximgprocGuided(benchmark::State& state, int guides)
@@ -78,9 +104,8 @@ void ximgprocGuided(benchmark::State& state, int guides)
         cv::ximgproc::guidedFilter(guide, p.src, p.out, int(state.range(2)), kEps);
     report(state, p.pixels(), p.pixels() * 4 * (guides + 2));
 }
-BENCHMARK_CAPTURE(ximgprocGuided, one, 1)->Name("TGuidedFilter_oneGuide:ximgproc")->Apply(radii);
+BENCHMARK_CAPTURE(ximgprocGuided, whole, 1)->Name("TGuidedFilter_whole:ximgproc")->Apply(radii);
 BENCHMARK_CAPTURE(ximgprocGuided, three, 3)->Name("TGuidedFilter_threeGuides:ximgproc")->Apply(radii);
-BENCHMARK_CAPTURE(ximgprocGuided, strips, 1)->Name("TGuidedFilter_strips:ximgproc")->Apply(radii);
 #endif
 
 void TGuidedFilter_applyLoop(benchmark::State& state)
