@@ -16,12 +16,13 @@ set(PIXMILL_SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 set(PIXMILL_RUNTIME libpixmill${PIXMILL_SOVERSION})
 set(PIXMILL_DEBIAN ${PROJECT_SOURCE_DIR}/packaging/debian)
 set(PIXMILL_DEBIAN_WORK ${PROJECT_BINARY_DIR}/debian)
+set(PIXMILL_WHAT "Planar pictures, a live detail engine, brush masks, edge-aware filters,\ncurves and tables, with the same bits on every processor.")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${PIXMILL_RUNTIME})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
-  "Image-processing class library for photo editors\nPlanar pictures, a live detail engine, brush masks, edge-aware filters, curves and tables, with the same bits on every\nprocessor. This package holds the shared library.")
+  "${PIXMILL_WHAT}\nThis package holds the shared library.")
 if(PIXMILL_WITH_SOLVER) # the solver takes any BLAS, so none is linked by name
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS libopenblas0-pthread)
 endif()
@@ -37,7 +38,7 @@ set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
   "${PIXMILL_RUNTIME} (= ${PROJECT_VERSION}), libopencv-core-dev, libopencv-imgproc-dev")
 set(CPACK_COMPONENT_DEV_DESCRIPTION
-  "Image-processing class library for photo editors (development files)\nPlanar pictures, a live detail engine, brush masks, edge-aware filters, curves and tables, with the same bits on every\nprocessor. This package holds headers, CMake package and pkg-config file.")
+  "${PIXMILL_WHAT}\nThis package holds headers, CMake package and pkg-config file.")
 
 # Each package brings licence and changelog.
 string(TIMESTAMP PIXMILL_PACKAGE_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)

@@ -12,8 +12,6 @@ rm -rf --one-file-system "$root"
 
 say "A bare system"
 debootstrap --variant=minbase bookworm "$root" >"$PWD/build/package/debootstrap.log"
-# Packages come from where this machine takes them.
-cp -r /etc/apt/. "$root/etc/apt/"
 cp /etc/resolv.conf "$root/etc/"
 mkdir "$root/try"
 cp build/package/deb/*.deb "$root/try/"

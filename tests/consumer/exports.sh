@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# exports.sh LIBRARY SOURCE BUILD: compares the names a shared library exports with those that the installed headers mark
-# by PIXMILL_API, both ways, and with what the tests' own objects ask of the library.
+# exports.sh LIBRARY HEADERS BUILD: compares the names a shared library exports with those that the installed headers
+# (HEADERS lists them) mark by PIXMILL_API, both ways, and with what the tests' own objects ask of the library.
 set -euo pipefail
-library=$1 source=$2 build=$3
+library=$1 headers=$2 build=$3
 work=$build/consumer/exports
 mkdir -p "$work"
 
@@ -11,10 +11,10 @@ owners() {
     sed -E 's/^(vtable|typeinfo|typeinfo name|VTT|guard variable) for //; s/\(.*//; s/<.*//; s/^.* //; s/^pixmill:://; s/::.*//' | sort -u
 }
 
-nm -DC --defined-only --format=posix "$library" | sed -E 's/ [A-Za-z] [0-9a-f]+( [0-9a-f]+)?$//' | owners >"$work/exported"
+nm -DC --defined-only --format=posix "$library" | sed -E 's/ [A-Za-z] [0-9a-f]+( [0-9a-f]*)?$//' | owners >"$work/exported"
 
 # `class PIXMILL_API TLut2D : public ...` and `PIXMILL_API int MatRoi(...)`: the last word before : ( { or ;
-find "$source/pixmill" "$build/include" -name '*.h' -not -path '*/detail/*' -not -name Export.h -exec cat {} + |
+grep -v '/Export\.h$' "$headers" | xargs cat |
     sed -E 's,//.*,,; s/::/@/g' | tr '\n' ' ' | grep -oE '\bPIXMILL_API [^:({;]*' |
     sed -E 's/ *(=.*)?$//; s/.*[ *&]//; s/.*@//' | sort -u >"$work/marked"
 

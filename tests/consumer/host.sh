@@ -59,7 +59,7 @@ shared)
 static)
     rm -rf "$prefix"
     cmake -S "$source" -B "$work/tree" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DBUILD_SHARED_LIBS=OFF \
-        -DBUILD_TESTING=OFF -DPIXMILL_WITH_DEVELOP=OFF >/dev/null
+        -DBUILD_TESTING=OFF -DPIXMILL_WITH_DEVELOP=OFF --no-warn-unused-cli >/dev/null
     cp "$archive" "$work/tree/pixmill/libpixmill.a"
     cmake --install "$work/tree" --prefix "$prefix" >/dev/null
     for cxx in "${compilers[@]}"; do
