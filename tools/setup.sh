@@ -14,9 +14,9 @@ packages_of() {
 # install_packages PART...: installs the parts' packages that are not there yet, as root or through sudo.
 install_packages() {
     local missing=() package as_root=()
-    while read -r package; do
+    for package in $(packages_of build "$@"); do
         dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
-    done < <(packages_of build "$@")
+    done
     ((${#missing[@]})) || return 0
 
     say "Installing ${missing[*]}"
