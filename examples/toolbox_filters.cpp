@@ -7,11 +7,15 @@
 #include <pixmill/filters/TGuidedFilter.h>
 #include <pixmill/multiscale/ConvPyr.h>
 #include <pixmill/multiscale/LocalLaplacian.h>
-#include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/gaussianiir.h>
 #include <pixmill/multiscale/tFilterBox.h>
 #include <pixmill/resample/blend.h>
 #include <pixmill/resample/resample.h>
+#include <pixmill/version.h>
+
+#if PIXMILL_HAS_SOLVER
+#include <pixmill/multiscale/TWLSFilter.h>
+#endif
 
 #include <opencv2/core.hpp>
 
@@ -202,8 +206,9 @@ void sharpen(Toolbox& box)
             [&] { return scene.show(out); });
 }
 
-void leastSquares(Toolbox& box)
+void leastSquares([[maybe_unused]] Toolbox& box)
 {
+#if PIXMILL_HAS_SOLVER
     const cv::Mat& luma = box.scene.luma;
     TWLSFilter filter;
     cv::Mat in, guide, out;
@@ -223,6 +228,7 @@ void leastSquares(Toolbox& box)
                 cv::exp(in, out);
                 return box.scene.show(out);
             });
+#endif
 }
 
 void edges(Toolbox& box)

@@ -24,9 +24,7 @@
 #include <pixmill/mask/TDrawMask.h>
 #include <pixmill/multiscale/ConvPyr.h>
 #include <pixmill/multiscale/LocalLaplacian.h>
-#include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/gaussianiir.h>
-#include <pixmill/multiscale/pardisoSolver.h>
 #include <pixmill/multiscale/tFilterBox.h>
 #include <pixmill/planar/TPImage.h>
 #include <pixmill/primitives/arithmetic.h>
@@ -43,3 +41,9 @@
 #include <pixmill/resample/border.h>
 #include <pixmill/resample/guidedUpsize.h>
 #include <pixmill/resample/resample.h>
+#include <pixmill/version.h>
+
+#if PIXMILL_HAS_SOLVER
+#include <pixmill/multiscale/TWLSFilter.h>
+#include <pixmill/multiscale/pardisoSolver.h>
+#endif

@@ -1,15 +1,22 @@
-# Sourced by ./check and ./demo: goes to the project's folder, installs what is missing, builds.
+# Sourced by ./check, ./demo and tools/*.sh: goes to the project's folder, installs what is missing, builds.
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 
 say() { printf '\n== %s\n' "$*"; }
 
-# Installs the packages of tools/packages.txt that are not there yet, as root or through sudo.
+# packages_of PART...: the packages under these headings of tools/packages.txt.
+packages_of() {
+    awk -v parts=" $* " '
+        /^# [a-z]+: / { wanted = index(parts, " " substr($2, 1, length($2) - 1) " "); next }
+        wanted && /^[^#]/' tools/packages.txt
+}
+
+# install_packages PART...: installs the parts' packages that are not there yet, as root or through sudo.
 install_packages() {
     local missing=() package as_root=()
-    while read -r package; do
+    for package in $(packages_of build "$@"); do
         dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
-    done < <(grep -v '^#' tools/packages.txt)
+    done
     ((${#missing[@]})) || return 0
 
     say "Installing ${missing[*]}"
@@ -24,11 +31,16 @@ install_packages() {
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
 
+# configure PRESET: once.
+configure() {
+    [[ -f build/$1/build.ninja ]] || cmake --preset "$1"
+}
+
 # build PRESET [TARGET...]: configures once, then builds what has changed.
 build() {
     local preset=$1
     shift
     say "Building ($preset)"
-    [[ -f build/$preset/build.ninja ]] || cmake --preset "$preset"
+    configure "$preset"
     cmake --build --preset "$preset" ${1:+--target "$@"}
 }

@@ -12,10 +12,10 @@
 ///
 /// throws cv::Exception with the text "TPImage::convertTo: Y is CV_8UC3 640 x 480, wanted CV_16UC1". `given` is
 /// evaluated only where the check fails.
-#define PIXMILL_CHECK(holds, call, argument, given, wanted) \
-    do { \
-        if (!(holds)) \
-            ::pixmill::detail::refuse(call, argument, ::pixmill::detail::inWords(given), wanted); \
+#define PIXMILL_CHECK(holds, call, argument, given, wanted)                                                            \
+    do {                                                                                                               \
+        if (!(holds))                                                                                                  \
+            ::pixmill::detail::refuse(call, argument, ::pixmill::detail::inWords(given), wanted);                      \
     } while (false)
 
 namespace pixmill::detail {

@@ -20,6 +20,6 @@ struct ThresholdControls {
 
 /// Rebuilds `count` different tables: `luts[i]->setupLinearThreshold(controls[i]...)` for each, to the bit, in about
 /// the time of one, since up to four lines are smoothed side by side.
-PIXMILL_API void setupLinearThresholds(TLut16U* const* luts, const ThresholdControls* controls, int count);
+void setupLinearThresholds(TLut16U* const* luts, const ThresholdControls* controls, int count);
 
 } // namespace pixmill::detail

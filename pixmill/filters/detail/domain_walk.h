@@ -105,17 +105,17 @@ template <int C>
 inline void walkLines(Walk way, int lines)
 {
     const auto next = [&](int n) {
-        lines -= n;
         way.samples += n * way.nextLine;
         way.weights += n * way.nextWeights;
+        return n;
     };
     if (C == 1)
-        for (; lines >= 4; next(4))
+        for (; lines >= 4; lines -= next(4))
             walkMixed<C, C == 1 ? 4 : 1>(way);
     if (C <= 3)
-        for (; lines >= 2; next(2))
+        for (; lines >= 2; lines -= next(2))
             walkMixed<C, C <= 3 ? 2 : 1>(way);
-    for (; lines > 0; next(1))
+    for (; lines > 0; lines -= next(1))
         walkMixed<C, 1>(way);
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <pixmill/core/Export.h>
-
 #include <cstddef>
 #include <memory>
 
@@ -29,7 +27,7 @@ enum class FactorStore { memory, disk };
 struct SolverLimits {
     std::size_t bytes; ///< A stage that needs more ends as out of memory.
 };
-PIXMILL_API SolverLimits& solverLimits();
+SolverLimits& solverLimits();
 
 /// Direct solution of one symmetric system in three stages, each called once and in this order, the next one only
 /// after a success.

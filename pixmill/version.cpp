@@ -1,0 +1,6 @@
+#include <pixmill/version.h>
+
+const char* pixmill::version() noexcept
+{
+    return PIXMILL_VERSION;
+}
