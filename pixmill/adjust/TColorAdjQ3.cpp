@@ -1,6 +1,7 @@
 #include <pixmill/adjust/TColorAdjQ3.h>
 
 #include <pixmill/core/detail/aligned.h>
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
@@ -160,6 +161,25 @@ inline void interpolateRow(const NodePair* table, const RowPlan& plan, int n)
     }
 }
 
+void checkInputs(const cv::Mat& oldY, const cv::Mat& newY, const cv::Mat& inDr, const cv::Mat& inDb)
+{
+    const struct {
+        const char* name;
+        const cv::Mat& plane;
+    } inputs[] = {{"oldY", oldY}, {"newY", newY}, {"inDr", inDr}, {"inDb", inDb}};
+    for (const auto& input : inputs) {
+        checkPlane(input.plane, CV_16UC1, "TColorAdjQ3::proc", input.name);
+        checkCovers(input.plane, inDr.size(), CV_16UC1, "TColorAdjQ3::proc", input.name);
+    }
+}
+
+/// Views of one picture may overlap.
+void copyPlane(const cv::Mat& in, cv::Mat& out)
+{
+    const bool apart = in.data == out.data || !overlap(in, out);
+    (apart ? in : in.clone()).copyTo(out);
+}
+
 inline void storeRow(const float* __restrict v, ushort* __restrict out, int n)
 {
     for (int x = 0; x < n; ++x)
@@ -191,7 +211,7 @@ void TColorAdjQ3::computeLUT16U()
 {
     const std::clock_t start = std::clock();
     if (m_dirty) {
-        CV_Assert(m_curves_p);
+        checkPointer(m_curves_p, "TColorAdjQ3::computeLUT16U", "m_curves_p");
         const float saturation = m_saturation >= 0 ? 1 + (m_satUp - 1) * m_saturation : 1 + m_saturation;
         // The two sides of the tint have different factors on purpose.
         const float tint = m_tint > 0 ? 0.5f * m_tintUp * m_tint : 0.4f * m_tintDown * m_tint;
@@ -225,11 +245,10 @@ void TColorAdjQ3::computeLUT16U()
 int TColorAdjQ3::proc(const cv::Mat& oldY, const cv::Mat& newY, const cv::Mat& inDr, const cv::Mat& inDb,
                       cv::Mat& outDr, cv::Mat& outDb)
 {
-    for (const cv::Mat* plane : {&oldY, &newY, &inDr, &inDb})
-        CV_Assert(plane->type() == CV_16UC1 && covers(*plane, inDr.size()));
-    CV_Assert(m_shift >= 11 && m_shift <= 16);
-    inDr.copyTo(outDr);
-    inDb.copyTo(outDb);
+    checkInputs(oldY, newY, inDr, inDb);
+    PIXMILL_CHECK(m_shift >= 11 && m_shift <= 16, "TColorAdjQ3::proc", "m_shift", m_shift, "11..16");
+    copyPlane(inDr, outDr);
+    copyPlane(inDb, outDb);
     computeLUT16U();
     if (inDr.empty())
         return 1;

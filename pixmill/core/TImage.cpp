@@ -1,5 +1,6 @@
 #include <pixmill/core/TImage.h>
 
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/primitives/copy.h>
 #include <pixmill/primitives/memory.h>
@@ -21,9 +22,9 @@ unsigned char* as8u(unsigned short* plane)
     return reinterpret_cast<unsigned char*>(plane);
 }
 
-int chromaPlane(int plane)
+int chromaPlane(int plane, const char* call)
 {
-    CV_Assert(plane >= 0);
+    PIXMILL_CHECK(plane >= 0, call, "plane", plane, "0 or more");
     return std::min(plane, 1);
 }
 
@@ -185,7 +186,7 @@ void TImage::fromMat(const cv::Mat& m, int plane)
     if (m.type() == CV_16UC1 && m_type == IM_Y)
         ippiCopy_16u_C1R(m.ptr<unsigned short>(), int(m.step), as16u(m_plane_p[0]), m_step, roi);
     else if (m.type() == CV_8UC1 && m_type == IM_C)
-        ippiCopy_8u_C1R(m.ptr(), int(m.step), m_plane_p[chromaPlane(plane)], m_step, roi);
+        ippiCopy_8u_C1R(m.ptr(), int(m.step), m_plane_p[chromaPlane(plane, "TImage::fromMat")], m_step, roi);
     else if (m.type() == CV_8UC1 && m_type == IM_M)
         ippiCopy_8u_C1R(m.ptr(), int(m.step), m_plane_p[0], m_step, roi);
     else
@@ -201,7 +202,7 @@ cv::Mat TImage::toMat(int plane) const
     case IM_Y:
         return header(CV_16UC1, 0);
     case IM_C:
-        return header(CV_8UC1, chromaPlane(plane));
+        return header(CV_8UC1, chromaPlane(plane, "TImage::toMat"));
     case IM_M:
         return header(CV_8UC1, 0);
     case IM_RGBA8U:

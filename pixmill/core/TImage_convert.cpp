@@ -12,12 +12,13 @@ namespace {
 using namespace pixmill::detail;
 
 template <class In, class Out>
-void repack(const TImage& in, TImage::IMTYPE inType, TImage& out, TImage::IMTYPE outType)
+void repack(const TImage& in, TImage::IMTYPE inType, TImage& out, TImage::IMTYPE outType, const char* call)
 {
-    CV_Assert(covers(in, inType, in.size()) && out.m_type == outType);
+    checkCovers(in, inType, in.size(), call, "in");
+    checkType(out, outType, call, "out");
     out.resize(in.size());
-    CV_Assert(covers(out, outType, in.size()));
-    forEachRow({in.m_width, in.m_height}, [&](int y) {
+    checkCovers(out, outType, in.size(), call, "out");
+    forEachRow(extent(in), [&](int y) {
         const AnyWord* __restrict from = rowOf<AnyWord>(in, 0, y);
         AnyWord* __restrict to = rowOf<AnyWord>(out, 0, y);
         const int n = in.m_width;
@@ -77,17 +78,21 @@ inline void blockRow(const TImage& in, TImage& Y, TImage& C, TImage& M, int row)
 }
 
 template <class In>
-void toYCM(const TImage& in, TImage::IMTYPE type, TImage& Y, TImage& C, TImage& M)
+void toYCM(const TImage& in, TImage::IMTYPE type, TImage& Y, TImage& C, TImage& M, const char* call, const char* source)
 {
     const TSize size = in.size(), half = TImage::dec2Size(size);
-    CV_Assert(covers(in, type, size) && Y.m_type == TImage::IM_Y && C.m_type == TImage::IM_C &&
-              M.m_type == TImage::IM_M);
+    checkCovers(in, type, size, call, source);
+    checkType(Y, TImage::IM_Y, call, "Y");
+    checkType(C, TImage::IM_C, call, "C");
+    checkType(M, TImage::IM_M, call, "M");
     Y.resize(size);
     C.resize(half);
     M.resize(half);
     if (size.width <= 0 || size.height <= 0)
         return;
-    CV_Assert(covers(Y, TImage::IM_Y, size) && covers(C, TImage::IM_C, half) && covers(M, TImage::IM_M, half));
+    checkCovers(Y, TImage::IM_Y, size, call, "Y");
+    checkCovers(C, TImage::IM_C, half, call, "C");
+    checkCovers(M, TImage::IM_M, half, call, "M");
 
     forEachIndex(size.height / 2, long(size.width) * size.height, [&](int row) { blockRow<In>(in, Y, C, M, row); });
 }
@@ -146,49 +151,55 @@ inline void swapRow16(AnyWord* row, int n)
     }
 }
 
-/// Whether luma rows can be read as 16-bit samples.
-bool readsAsLuma(const TImage& image)
+/// Luma rows are read as 16-bit samples.
+void checkLuma(const TImage& image, const char* call, const char* argument)
 {
-    return image.m_width <= 0 || image.m_height <= 0 || (image.m_plane_p[0] && image.m_pixelBytes >= 2);
+    PIXMILL_CHECK(extent(image).empty() || (image.m_plane_p[0] && image.m_pixelBytes >= 2), call, argument,
+                  describe(image), "pixels of 2 bytes or more");
 }
 
 } // namespace
 
 void TImage::rgba8uTo16u(const TImage& in, TImage& out)
 {
-    repack<Rgba8, Rgba16>(in, IM_RGBA8U, out, IM_RGBA16U);
+    repack<Rgba8, Rgba16>(in, IM_RGBA8U, out, IM_RGBA16U, "TImage::rgba8uTo16u");
 }
 
 void TImage::rgba16uTo8u(const TImage& in, TImage& out)
 {
-    repack<Rgba16, Rgba8>(in, IM_RGBA16U, out, IM_RGBA8U);
+    repack<Rgba16, Rgba8>(in, IM_RGBA16U, out, IM_RGBA8U, "TImage::rgba16uTo8u");
 }
 
 void TImage::rgba16uToYCM(const TImage& in, TImage& Y, TImage& C, TImage& M)
 {
-    toYCM<Rgba16>(in, IM_RGBA16U, Y, C, M);
+    toYCM<Rgba16>(in, IM_RGBA16U, Y, C, M, "TImage::rgba16uToYCM", "in");
 }
 
 void TImage::rgba8uToYCM(const TImage& in, TImage& Y, TImage& C, TImage& M)
 {
-    toYCM<Rgba8>(in, IM_RGBA8U, Y, C, M);
+    toYCM<Rgba8>(in, IM_RGBA8U, Y, C, M, "TImage::rgba8uToYCM", "in");
 }
 
 void TImage::bgra8uToTImage(const unsigned char* src, int width, int height, int stride, TImage& Y, TImage& C,
                             TImage& M)
 {
     // Read in the host's order, so its buffer is never written to.
-    toYCM<Bgra8>(TImage(TSize(width, height), const_cast<unsigned char*>(src), stride, false), IM_RGBA8U, Y, C, M);
+    toYCM<Bgra8>(TImage(TSize(width, height), const_cast<unsigned char*>(src), stride, false), IM_RGBA8U, Y, C, M,
+                 "TImage::bgra8uToTImage", "src");
 }
 
 void TImage::updateCfromYChange(const TImage& oldY, const TImage& C, const TImage& newY, TImage& outC, float guard)
 {
     const TSize half = dec2Size(oldY.size());
-    CV_Assert(readsAsLuma(oldY) && readsAsLuma(newY) && oldY.size() == newY.size());
-    CV_Assert(covers(C, IM_C, half) && covers(outC, IM_C, half));
+    const char* call = "TImage::updateCfromYChange";
+    checkLuma(oldY, call, "oldY");
+    checkLuma(newY, call, "newY");
+    PIXMILL_CHECK(oldY.size() == newY.size(), call, "newY", describe(newY), "the size of oldY");
+    checkCovers(C, IM_C, half, call, "C");
+    checkCovers(outC, IM_C, half, call, "outC");
 
     const float k = 255.0f * guard;
-    forEachRow({half.width, half.height}, [&](int y) {
+    forEachRow(extent(oldY).empty() ? cv::Size() : cv::Size(half.width, half.height), [&](int y) {
         int before[kTile], after[kTile], red[kTile], blue[kTile];
         for (int x = 0; x < half.width; x += kTile) {
             const int n = std::min(kTile, half.width - x);
@@ -207,17 +218,18 @@ void TImage::swapC4RBCannel()
 {
     if (m_type != IM_RGBA8U && m_type != IM_RGBA16U)
         throw "ERROR -  TImage::swapC4RBCannel() - wrong type";
-    CV_Assert(m_plane_p[0] || m_width <= 0 || m_height <= 0);
+    PIXMILL_CHECK(m_plane_p[0] || extent(*this).empty(), "TImage::swapC4RBCannel", "the picture", describe(*this),
+                  "planes");
 
     if (m_type == IM_RGBA8U)
-        forEachRow({m_width, m_height}, [&](int y) { swapRow8(rowOf<AnyWord>(*this, 0, y), m_width); });
+        forEachRow(extent(*this), [&](int y) { swapRow8(rowOf<AnyWord>(*this, 0, y), m_width); });
     else
-        forEachRow({m_width, m_height}, [&](int y) { swapRow16(rowOf<AnyWord>(*this, 0, y), m_width); });
+        forEachRow(extent(*this), [&](int y) { swapRow16(rowOf<AnyWord>(*this, 0, y), m_width); });
 }
 
 cv::Mat TImage::halfY8U() const
 {
-    CV_Assert(readsAsLuma(*this));
+    checkLuma(*this, "TImage::halfY8U", "the picture");
     const TSize half = dec2Size(size());
     cv::Mat out(half.height, half.width, CV_8UC1);
     forEachRow(out.size(), [&](int y) {

@@ -172,14 +172,17 @@ inline void packRow(const TImage& Y, const TImage& C, const TImage& M, TImage& p
 }
 
 template <class Out>
-void fromYCM(const TImage& Y, const TImage& C, const TImage& M, TImage& out, TImage::IMTYPE type)
+void fromYCM(const TImage& Y, const TImage& C, const TImage& M, TImage& out, TImage::IMTYPE type, const char* call,
+             const char* target = "out")
 {
     const TSize size = Y.size(), half = TImage::dec2Size(size);
     if (size != out.size() || half != C.size() || C.size() != M.size())
         throw "TImage::YCMToRgba16u - imY.size()!=out.size() || TImage::dec2Size(imY.size()) != imC.size() || "
               "imC.size() != mask.size()";
-    CV_Assert(covers(Y, TImage::IM_Y, size) && covers(C, TImage::IM_C, half) && covers(M, TImage::IM_M, half) &&
-              covers(out, type, size));
+    checkCovers(Y, TImage::IM_Y, size, call, "Y");
+    checkCovers(C, TImage::IM_C, half, call, "C");
+    checkCovers(M, TImage::IM_M, half, call, "M");
+    checkCovers(out, type, size, call, target);
 
     const long pixels = long(size.width) * size.height;
     const bool stream = streams(std::size_t(pixels) * Out::kWords * sizeof(AnyWord));
@@ -195,16 +198,16 @@ void fromYCM(const TImage& Y, const TImage& C, const TImage& M, TImage& out, TIm
 
 void TImage::YCMToRgba16u(const TImage& Y, const TImage& C, const TImage& M, TImage& out)
 {
-    fromYCM<Rgba16>(Y, C, M, out, IM_RGBA16U);
+    fromYCM<Rgba16>(Y, C, M, out, IM_RGBA16U, "TImage::YCMToRgba16u");
 }
 
 void TImage::YCMToRgba8u(const TImage& Y, const TImage& C, const TImage& M, TImage& out)
 {
-    fromYCM<Rgba8>(Y, C, M, out, IM_RGBA8U);
+    fromYCM<Rgba8>(Y, C, M, out, IM_RGBA8U, "TImage::YCMToRgba8u");
 }
 
 void TImage::timageToBgra8u(const TImage& Y, const TImage& C, const TImage& M, unsigned char* dst, int stride)
 {
     TImage out(Y.size(), dst, stride, false);
-    fromYCM<Bgra8>(Y, C, M, out, IM_RGBA8U);
+    fromYCM<Bgra8>(Y, C, M, out, IM_RGBA8U, "TImage::timageToBgra8u", "dst");
 }

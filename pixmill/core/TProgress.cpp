@@ -1,18 +1,26 @@
 #include <pixmill/core/TProgress.h>
 
 #include <pixmill/core/detail/checked.h>
+#include <pixmill/core/detail/pixel.h>
 
-#include <algorithm>
+#include <climits>
 
 namespace {
 
 // Counts and totals are the host's to write, so every read is checked.
 using pixmill::detail::checked;
+using pixmill::detail::limit;
 
 template <class Vector>
 auto& innermost(Vector& v)
 {
     return checked(v, v.size() - 1);
+}
+
+/// Truncated; what no int can hold counts as its nearest end.
+int whole(float v)
+{
+    return int(limit(v, -2147483648.0f, 2147483520.0f));
 }
 
 } // namespace
@@ -46,7 +54,8 @@ bool TProgress::prog(int count, int total)
 
 bool TProgress::prog()
 {
-    ++innermost(m_counts);
+    int& count = innermost(m_counts);
+    count += count < INT_MAX;
     return progress();
 }
 
@@ -64,7 +73,7 @@ bool TProgress::end()
         return true; // the root stage has no parent to report through
 
     const int parentTotal = m_totals.back();
-    return prog(int(float(innermost(m_counts)) + float(parentTotal) * weight), parentTotal);
+    return prog(whole(float(innermost(m_counts)) + float(parentTotal) * weight), parentTotal);
 }
 
 bool TProgress::done()
@@ -78,7 +87,8 @@ bool TProgress::progress()
 {
     const int count = innermost(m_counts);
     if (count > innermost(m_totals))
-        m_totals.back() = int((count + 1) * 1.2); // keeps a stage that was announced too short moving
+        m_totals.back() = int(limit((count + 1.0) * 1.2, -2147483648.0,
+                                    2147483647.0)); // keeps a stage that was announced too short moving
 
     float share = 1.0f, sum = 0.0f;
     for (size_t i = 0; i < m_weights.size(); ++i) {
@@ -87,5 +97,5 @@ bool TProgress::progress()
     }
     if (!m_callback_p || !m_userData_p)
         return true;
-    return m_callback_p(int(std::min(sum * 1000.0f, 1000.0f)), m_userData_p);
+    return m_callback_p(whole(limit(sum * 1000.0f, -2147483648.0f, 1000.0f)), m_userData_p);
 }

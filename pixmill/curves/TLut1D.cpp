@@ -1,5 +1,6 @@
 #include <pixmill/curves/TLut1D.h>
 
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/curves/detail/look_up.h>
 #include <pixmill/primitives/memory.h>
@@ -40,9 +41,11 @@ void TLut1D::apply(const cv::Mat& in, cv::Mat out)
 {
     if (!depthKnown(m_inDepth) || !depthKnown(m_outDepth))
         throw kType;
-    CV_Assert(in.empty() || in.elemSize() >= size_t(CV_ELEM_SIZE(m_inDepth)));
-
-    CV_Assert(m_lut_p);
+    const char* call = "TLut1D::apply";
+    checkPlane(in, call, "in");
+    PIXMILL_CHECK(in.empty() || in.elemSize() >= size_t(CV_ELEM_SIZE(m_inDepth)), call, "in", describe(in),
+                  "pixels of m_inDepth or wider");
+    checkPointer(m_lut_p, call, "m_lut_p");
 
     ensure(out, in.size(), m_outDepth);
     const cv::Size size = in.size();

@@ -5,9 +5,9 @@
 
 #include <algorithm>
 
-TLut2D::TLut2D(int n) : m_N(n)
+TLut2D::TLut2D(int n) : m_N(std::min(n, 16))
 {
-    for (int i = 0; i < std::min(n, 16); ++i)
+    for (int i = 0; i < m_N; ++i)
         m_lut_p[i] = pixmill::detail::allocateTable();
 }
 

@@ -12,7 +12,7 @@ public:
     int m_N;                          ///< Number of tables.
     unsigned short* m_lut_p[16] = {}; ///< Slot i holds a table of 65536 entries for i < m_N, else null; owned.
 
-    /// Allocates `n` tables, 16 at the most.
+    /// Allocates `n` tables, 16 at the most, and keeps their number.
     explicit TLut2D(int n);
     ~TLut2D();
     TLut2D(const TLut2D&) = delete;

@@ -1,5 +1,6 @@
 #include <pixmill/curves/TLut3D.h>
 
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
@@ -108,7 +109,7 @@ void TLut3D::initialize(int gridSize, int channels, COLOR_ORDER order)
         throw "Cannot generate identity 3d lookup table with less than 3 channels";
     if (order != FIRST_FASTEST && order != LAST_FASTEST)
         throw "Unknown pixels order";
-    CV_Assert(m_table_p || gridSize < 1);
+    PIXMILL_CHECK(m_table_p || gridSize < 1, "TLut3D::initialize", "m_table_p", "null", "not null");
 
     const float s = 1 / (float(gridSize) - 1);
     const int first = order == FIRST_FASTEST ? 0 : 2;
@@ -124,6 +125,9 @@ void TLut3D::initialize(int gridSize, int channels, COLOR_ORDER order)
 
 void TLut3D::getLut3DAsMat16UC3(cv::Mat& out)
 {
+    const char* call = "TLut3D::getLut3DAsMat16UC3";
+    PIXMILL_CHECK(m_size[0] >= 0 && m_size[0] <= 46340, call, "m_size[0]", m_size[0], "0..46340"); // its square fits
+    PIXMILL_CHECK(m_table_p || m_size[0] == 0, call, "m_table_p", "null", "not null");
     out = cv::Mat(m_size[0], m_size[0] * m_size[0], CV_16UC3, m_table_p);
 }
 
@@ -137,10 +141,14 @@ void TLut3D::applyLutOn16UC3Mat(cv::Mat& in, cv::Mat& out, LUT3D_INTERP interp) 
 void TLut3D::LookupLinear(cv::Mat& in, cv::Mat& out) const
 {
     checkTypes(in, out);
-    CV_Assert(covers(out, in.size()));
-    CV_Assert(m_table_p && m_size[0] > 0 && m_size[1] > 0 && m_size[2] > 0);
-
-    CV_Assert(double(m_size[0]) * m_size[1] * m_size[2] < 2147483648.0);
+    const char* call = "TLut3D::LookupLinear";
+    checkPlane(in, call, "in");
+    checkCovers(out, in.size(), CV_16UC3, call, "out");
+    checkPointer(m_table_p, call, "m_table_p");
+    for (const int size : m_size) // a float tells the points of an axis apart
+        PIXMILL_CHECK(size > 0 && size <= 1 << 24, call, "m_size", size, "1 to 2^24");
+    PIXMILL_CHECK(double(m_size[0]) * m_size[1] * m_size[2] < 2147483648.0, call, "m_size",
+                  double(m_size[0]) * m_size[1] * m_size[2], "less than 2^31 points");
 
     const Axis axes[3] = {{m_min[0], m_max[0], m_size[0], m_size[1] * m_size[2]},
                           {m_min[1], m_max[1], m_size[1], m_size[2]},

@@ -18,7 +18,7 @@ public:
 
     float m_min[3] = {0, 0, 0};             ///< Lower end of each channel's range.
     float m_max[3] = {65535, 65535, 65535}; ///< Upper end of each channel's range.
-    int m_size[3] = {0, 0, 0};              ///< Grid points along each axis.
+    int m_size[3] = {0, 0, 0};              ///< Grid points along each axis, 2^24 at the most.
     unsigned short* m_table_p = nullptr;    ///< The grid, m_size[0] * m_size[1] * m_size[2] triples; the host's.
 
     /// Fills a grid of gridSize cubed entries with the identity: 0 to m_max in even steps, truncated.

@@ -1,16 +1,18 @@
 #include <pixmill/curves/TLutImage.h>
 
+#include <pixmill/core/detail/packed_pixels.h>
 #include <pixmill/curves/detail/look_up.h>
 
 namespace {
 
 using ushort = unsigned short;
 
-void replacePixels(TImage& image, const ushort* table)
+void replacePixels(TImage& image, const ushort* table, const char* call)
 {
     if (!table || image.m_height < 1 || image.m_width < 1)
         return;
-    CV_Assert(image.m_plane_p[0] && image.m_pixelBytes >= 2); // rows are read as 16-bit samples
+    PIXMILL_CHECK(image.m_plane_p[0] && image.m_pixelBytes >= 2, call, "image", pixmill::detail::describe(image),
+                  "pixels of 2 bytes or more"); // rows are read as 16-bit samples
     unsigned char* data = image.m_plane_p[0];
     pixmill::detail::lookUpRows<16, ushort>(data, image.m_step, data, image.m_step, {image.m_width, image.m_height},
                                             table);
@@ -20,12 +22,12 @@ void replacePixels(TImage& image, const ushort* table)
 
 void TLutY::apply(TImage& image)
 {
-    replacePixels(image, m_lut_p);
+    replacePixels(image, m_lut_p, "TLutY::apply");
 }
 
 void TLutC::apply(TImage& image)
 {
-    replacePixels(image, m_lut_p);
+    replacePixels(image, m_lut_p, "TLutC::apply");
 }
 
 void TLutC::apply(const TImage& in, TImage&)

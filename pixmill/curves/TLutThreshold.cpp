@@ -1,5 +1,6 @@
 #include <pixmill/curves/TLutThreshold.h>
 
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/curves/detail/table_smoothing.h>
 #include <pixmill/curves/detail/threshold_tables.h>
@@ -84,9 +85,9 @@ bool drawCut(T* table, int entries, const Cut& cut)
 }
 
 template <class T>
-void setupTable(T* table, int entries, const Cut& cut)
+void setupTable(T* table, int entries, const Cut& cut, const char* call)
 {
-    CV_Assert(table);
+    checkPointer(table, call, "m_lut_p");
     if (drawCut(table, entries, cut))
         smoothTables<1, T>({table}, entries, {cut.sigma});
 }
@@ -108,7 +109,8 @@ void TLut8U::setKRange(float kLow, float kHigh, int thresholdRange, float thresh
 
 void TLut8U::setupLinearThreshold(float kShift, float tShift, float kBase, float tBase)
 {
-    setupTable(static_cast<uchar*>(m_lut_p), 256, cutOf(*this, {kShift, tShift, kBase, tBase}));
+    setupTable(static_cast<uchar*>(m_lut_p), 256, cutOf(*this, {kShift, tShift, kBase, tBase}),
+               "TLut8U::setupLinearThreshold");
 }
 
 TLut16U::TLut16U(float kLow, float kHigh, int thresholdRange, float thresholdSmooth)
@@ -127,7 +129,8 @@ void TLut16U::setKRange(float kLow, float kHigh, int thresholdRange, float thres
 
 void TLut16U::setupLinearThreshold(float kShift, float tShift, float kBase, float tBase)
 {
-    setupTable(static_cast<ushort*>(m_lut_p), 65536, cutOf(*this, {kShift, tShift, kBase, tBase}));
+    setupTable(static_cast<ushort*>(m_lut_p), 65536, cutOf(*this, {kShift, tShift, kBase, tBase}),
+               "TLut16U::setupLinearThreshold");
 }
 
 void pixmill::detail::setupLinearThresholds(TLut16U* const* luts, const ThresholdControls* controls, int count)
@@ -138,7 +141,7 @@ void pixmill::detail::setupLinearThresholds(TLut16U* const* luts, const Threshol
     int waiting = 0;
     for (int i = 0; i < count; ++i) {
         auto* table = static_cast<ushort*>(luts[i]->m_lut_p);
-        CV_Assert(table);
+        checkPointer(table, "TLut16U::setupLinearThreshold", "m_lut_p");
         const Cut cut = cutOf(*luts[i], controls[i]);
         if (drawCut(table, entries, cut)) {
             t[waiting] = table;

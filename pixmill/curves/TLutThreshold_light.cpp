@@ -1,5 +1,6 @@
 #include <pixmill/curves/TLutThreshold.h>
 
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/curves/detail/threshold_tables.h>
 #include <pixmill/curves/detail/tone_curve.h>
@@ -18,7 +19,7 @@ void TLut16U::setupLightAdjust(float offset, float slopeControl, float shadows, 
     sampleToneCurve(x, y, m_adjustCurve);
 
     auto* table = static_cast<ushort*>(m_lut_p);
-    CV_Assert(table);
+    checkPointer(table, "TLut16U::setupLightAdjust", "m_lut_p");
     const float slope = lineSlope(m_kLow, m_kHigh, slopeControl);
     ippiImageRamp_16u_C1R(table, entries * 2, {entries, 1}, offset * 13106.7998f + (1 - slope) * 32768, slope,
                           ippAxsHorizontal);

@@ -32,7 +32,7 @@ void TLutY16U::computeLUT16U(bool compute)
 
 bool TLutY16U::proc(cv::Mat& inOutY16U)
 {
-    checkLumaInOut(inOutY16U);
+    checkLumaInOut(inOutY16U, "TLutY16U::proc");
     computeLUT16U(true);
     cv::Mat out = inOutY16U;
     applyYLUT(inOutY16U, out);
@@ -41,5 +41,5 @@ bool TLutY16U::proc(cv::Mat& inOutY16U)
 
 void TLutY16U::applyYLUT(const cv::Mat& inY, cv::Mat& outY)
 {
-    applyLumaTable(m_lutY_p, inY, outY);
+    applyLumaTable(m_lutY_p, inY, outY, "TLutY16U::applyYLUT");
 }

@@ -1,7 +1,9 @@
 #include <pixmill/curves/TLutYDrDb.h>
 
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/plane.h>
+#include <pixmill/curves/detail/look_up.h>
 #include <pixmill/curves/detail/ydrdb_tables.h>
 #include <pixmill/primitives/memory.h>
 
@@ -14,10 +16,16 @@ namespace {
 
 constexpr int kSlots = 32, kGrid = 128, kFull = 256;
 
-int tableCount(const TLutYDrDb& lut)
+int tableCount(const TLutYDrDb& lut, const char* call)
 {
-    CV_Assert(lut.m_log2NC <= 5);
+    PIXMILL_CHECK(lut.m_log2NC <= 5, call, "m_log2NC", lut.m_log2NC, "5 at the most");
     return lut.m_log2NC < 0 ? 0 : 1 << lut.m_log2NC;
+}
+
+void checkTables(const TLutYDrDb& lut, int count, const char* call)
+{
+    for (int i = 0; i < count; ++i)
+        checkPointer(lut.m_lutC_p[i], call, "m_lutC_p");
 }
 
 /// A mapping's chroma at every second dr (rows) and db (columns), for one luma.
@@ -100,8 +108,9 @@ __attribute__((noinline)) void bandRow(const ushort* const* tables, int log2NC, 
 {
     const int shift = 16 - log2NC, inside = (1 << shift) - 1;
     for (int x = 0; x < n; ++x) {
-        const int j = y[x] >> shift, pair = (dr[x] << 8) | db[x];
-        const ushort t = y[x] & inside ? tables[j][pair] : edgeOfBand(tables, j, 1 << log2NC, pair);
+        const ushort luma = load(y + x);
+        const int j = luma >> shift, pair = (dr[x] << 8) | db[x];
+        const ushort t = luma & inside ? tables[j][pair] : edgeOfBand(tables, j, 1 << log2NC, pair);
         outDr[x] = uchar(t >> 8);
         outDb[x] = uchar(t);
     }
@@ -130,7 +139,7 @@ void TLutYDrDb::setupYLUT()
 int TLutYDrDb::setupCLUT(int log2NC)
 {
     m_log2NC = std::min(log2NC, 5);
-    const int count = tableCount(*this);
+    const int count = tableCount(*this, "TLutYDrDb::setupCLUT");
     for (int i = 0; i < kSlots; ++i) {
         ushort*& table = m_lutC_p[i];
         if (i < count && !table) {
@@ -151,10 +160,11 @@ void TLutYDrDb::computeLUT()
             mapYDrDb(y, dr, db);
         });
 
-    const int count = tableCount(*this);
+    const char* call = "TLutYDrDb::computeLUT";
+    const int count = tableCount(*this, call);
     if (count < 1 || (count > 1 && !m_lutY_p))
         return;
-    CV_Assert(std::all_of(m_lutC_p, m_lutC_p + count, [](const ushort* table) { return table; }));
+    checkTables(*this, count, call);
 
     const float inv = 1.0f / float(count);
     const int width = toPixel16(65535 * inv), middle = toPixel16(32767 * inv); // of a band; one band has luma 32767
@@ -173,8 +183,9 @@ bool TLutYDrDb::proc(const cv::Mat& inY16U, const cv::Mat& inDr8U, const cv::Mat
     if (inY16U.size != inDr8U.size || inY16U.size != inDb8U.size)
         throw "ERROR - TLutYDrDb::proc inY16U.size != inDr8U.size || inY16U.size!= inDb8U.size";
 
+    checkPlane(inY16U, "TLutYDrDb::proc", "inY16U");
     computeLUT();
-    if (tableCount(*this) > 0)
+    if (tableCount(*this, "TLutYDrDb::proc") > 0)
         applyCLUT(inY16U, inDr8U, inDb8U, outDr, outDb);
     applyYLUT(inY16U, outY);
     return true;
@@ -182,7 +193,7 @@ bool TLutYDrDb::proc(const cv::Mat& inY16U, const cv::Mat& inDr8U, const cv::Mat
 
 bool TLutYDrDb::proc(cv::Mat& inOutY16U)
 {
-    checkLumaInOut(inOutY16U);
+    checkLumaInOut(inOutY16U, "TLutYDrDb::proc");
     computeLUT();
     cv::Mat out = inOutY16U;
     applyYLUT(inOutY16U, out);
@@ -191,16 +202,19 @@ bool TLutYDrDb::proc(cv::Mat& inOutY16U)
 
 void TLutYDrDb::applyYLUT(const cv::Mat& inY, cv::Mat& outY)
 {
-    applyLumaTable(m_lutY_p, inY, outY);
+    applyLumaTable(m_lutY_p, inY, outY, "TLutYDrDb::applyYLUT");
 }
 
 void TLutYDrDb::applyCLUT(const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& outDr, cv::Mat& outDb)
 {
-    if (tableCount(*this) < 1)
+    const char* call = "TLutYDrDb::applyCLUT";
+    if (tableCount(*this, call) < 1)
         throw "ERROR - TLutYDrDb::applyCLUT - m_NC<1 ";
     if (inDr.type() != inDb.type() || inDr.type() != CV_8UC1)
         throw "ERROR -TLutYDrDb::applyCLUT: inDr.type() !=inDb_p.type() || inDr.type() != CV_8UC1";
-    CV_Assert(covers(inDb, inDr.size()) && m_lutC_p[0]);
+    checkPlane(inDr, call, "inDr");
+    checkCovers(inDb, inDr.size(), CV_8UC1, call, "inDb");
+    checkTables(*this, 1, call);
 
     const cv::Mat dr = inDr, db = inDb; // an output that is given new memory must not take the inputs with it
     ensure(outDr, dr.size(), CV_8UC1);
@@ -212,13 +226,17 @@ void TLutYDrDb::applyCLUT(const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& out
 
 void TLutYDrDb::applyCLUT(const cv::Mat& inY, const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& outDr, cv::Mat& outDb)
 {
-    const int count = tableCount(*this);
+    const char* call = "TLutYDrDb::applyCLUT";
+    const int count = tableCount(*this, call);
     if (count <= 1) {
         applyCLUT(inDr, inDb, outDr, outDb);
         return;
     }
-    CV_Assert(covers(inDb, inDr.size()) && covers(inY, inDr.size()) && (inY.empty() || inY.elemSize() >= 2));
-    CV_Assert(std::all_of(m_lutC_p, m_lutC_p + count, [](const ushort* table) { return table; }));
+    checkPlane(inDr, call, "inDr");
+    PIXMILL_CHECK(covers(inDb, inDr.size()), call, "inDb", describe(inDb), "at least " + describe(inDr.size()));
+    PIXMILL_CHECK(covers(inY, inDr.size()) && (inY.empty() || inY.elemSize() >= 2), call, "inY", describe(inY),
+                  "pixels of 2 bytes or more, at least " + describe(inDr.size()));
+    checkTables(*this, count, call);
 
     const cv::Mat luma = inY, dr = inDr, db = inDb; // as above
     ensure(outDr, dr.size(), CV_8UC1);

@@ -1,8 +1,10 @@
 #include <pixmill/curves/TSpline.h>
 
-#include <opencv2/core.hpp>
+#include <pixmill/core/detail/check.h>
 
 #include <algorithm>
+#include <initializer_list>
+#include <memory>
 #include <vector>
 
 namespace {
@@ -31,13 +33,36 @@ std::vector<float> gaps(int n, const float* x)
     return h;
 }
 
+void checkCount(int n, int least, const char* call)
+{
+    PIXMILL_CHECK(n >= least, call, "n", n, std::to_string(least) + " or more");
+}
+
+struct Argument {
+    const char* name;
+    const float* array;
+};
+
+void checkArrays(std::initializer_list<Argument> arguments, const char* call)
+{
+    for (const Argument& argument : arguments)
+        pixmill::detail::checkPointer(argument.array, call, argument.name);
+}
+
+constexpr int kMostPoints = 1 << 24;
+
 } // namespace
 
 TSpline::TSpline(int n) : m_n(std::max(n, 0))
 {
+    PIXMILL_CHECK(n <= kMostPoints, "TSpline::TSpline", "n", n, "2^24 at the most");
+    std::unique_ptr<float[]> arrays[5];
+    for (auto& array : arrays)
+        array = std::make_unique<float[]>(m_n);
+    int i = 0;
     for (float** p : {&m_x_p, &m_y_p, &m_b_p, &m_c_p, &m_d_p})
-        *p = new float[m_n]();
-    for (int i = 0; i < m_n; ++i)
+        *p = arrays[i++].release();
+    for (i = 0; i < m_n; ++i)
         m_x_p[i] = m_y_p[i] = float(i) / (float(n) - 1);
 }
 
@@ -59,7 +84,8 @@ float TSpline::value(float t)
 
 float TSpline::spline_eval(int n, float* x, float* y, float* b, float* c, float* d, float t)
 {
-    CV_Assert(n >= 1);
+    checkCount(n, 1, "TSpline::spline_eval");
+    checkArrays({{"x", x}, {"y", y}, {"b", b}, {"c", c}, {"d", d}}, "TSpline::spline_eval");
     int k = 1;
     while (k < n - 1 && !(x[k] > t))
         ++k;
@@ -72,7 +98,8 @@ void TSpline::cubic_nak(int n, float* x, float* y, float* b, float* c, float* d)
 {
     if (n <= 1)
         return;
-    CV_Assert(n >= 4); // below, the folded end conditions have no row to stand in
+    checkCount(n, 4, "TSpline::cubic_nak"); // below, the folded end conditions have no row to stand in
+    checkArrays({{"x", x}, {"y", y}, {"b", b}, {"c", c}, {"d", d}}, "TSpline::cubic_nak");
 
     const std::vector<float> h = gaps(n, x);
     std::vector<float> dl(h.begin() + 1, h.end() - 1), dd(n - 2), du(dl);
@@ -100,6 +127,7 @@ void TSpline::cubic_clamped(int n, float* x, float* y, float* b, float* c, float
 {
     if (n <= 1)
         return;
+    checkArrays({{"x", x}, {"y", y}, {"b", b}, {"c", c}, {"d", d}}, "TSpline::cubic_clamped");
 
     const std::vector<float> h = gaps(n, x);
     std::vector<float> dl(h), dd(n), du(h);
@@ -120,6 +148,9 @@ void TSpline::tridiagonal(int n, float* lower, float* diag, float* upper, float*
 {
     if (n < 1)
         return;
+    checkArrays({{"diag", diag}, {"rhs", rhs}}, "TSpline::tridiagonal");
+    if (n > 1)
+        checkArrays({{"lower", lower}, {"upper", upper}}, "TSpline::tridiagonal");
     for (int i = 0; i < n - 1; ++i) {
         upper[i] = upper[i] / diag[i];
         diag[i + 1] = diag[i + 1] - lower[i] * upper[i];
@@ -133,7 +164,8 @@ void TSpline::tridiagonal(int n, float* lower, float* diag, float* upper, float*
 
 float TSpline::neville(int n, float* x, float* y, float t)
 {
-    CV_Assert(n >= 1);
+    checkCount(n, 1, "TSpline::neville");
+    checkArrays({{"x", n > 1 ? x : y}, {"y", y}}, "TSpline::neville");
     std::vector<float> q(y, y + n);
     for (int j = 1; j < n; ++j)
         for (int i = n - 1; i >= j; --i)
@@ -143,8 +175,10 @@ float TSpline::neville(int n, float* x, float* y, float t)
 
 float* TSpline::divdiff(int n, float* x, float* y)
 {
+    if (n > 0)
+        checkArrays({{"x", n > 1 ? x : y}, {"y", y}}, "TSpline::divdiff");
     float* a = new float[std::max(n, 0)];
-    std::copy(y, y + std::max(n, 0), a);
+    std::copy_n(y, std::max(n, 0), a);
     for (int j = 1; j < n; ++j)
         for (int i = n - 1; i >= j; --i)
             a[i] = (a[i] - a[i - 1]) / (x[i] - x[i - j]);
@@ -153,7 +187,8 @@ float* TSpline::divdiff(int n, float* x, float* y)
 
 float TSpline::nf_eval(int n, float* x, float* coef, float t)
 {
-    CV_Assert(n >= 1);
+    checkCount(n, 1, "TSpline::nf_eval");
+    checkArrays({{"x", n > 1 ? x : coef}, {"coef", coef}}, "TSpline::nf_eval");
     float r = coef[n - 1];
     for (int i = n - 2; i >= 0; --i)
         r = r * (t - x[i]) + coef[i];

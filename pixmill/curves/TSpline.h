@@ -6,7 +6,8 @@
 ///
 /// Piece i on [x[i], x[i+1]] is S(t) = y[i] + u * (b[i] + u * (c[i] + u * d[i])) with u = t - x[i]. Abscissae must rise
 /// strictly; nothing checks it, and a repeated one spreads infinities or NaN through the coefficients. Arrays are in
-/// single precision, with double steps inside. The functions that take arrays do not read the object.
+/// single precision, with double steps inside. The functions that take arrays do not read the object; an array that is
+/// null where it would be read throws cv::Exception.
 /// Methods: C. de Boor, "A Practical Guide to Splines", 1978 (not-a-knot and clamped ends).
 class PIXMILL_API TSpline {
 public:
@@ -17,7 +18,7 @@ public:
     float* m_c_p = nullptr; ///< Coefficients of u squared.
     float* m_d_p = nullptr; ///< Coefficients of u cubed.
 
-    /// `n` evenly spaced points of the identity on 0..1; to be changed in place, then `update`.
+    /// `n` evenly spaced points of the identity on 0..1; to be changed in place, then `update`. 2^24 at the most.
     explicit TSpline(int n);
     ~TSpline();
     TSpline(const TSpline&) = delete;

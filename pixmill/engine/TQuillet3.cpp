@@ -1,6 +1,7 @@
 #include <pixmill/engine/TQuillet3.h>
 
 #include <pixmill/core/TPixmill.h>
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/message.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
@@ -46,6 +47,7 @@ bool TQuillet3::bNZ(float a)
 
 bool TQuillet3::bNeedSHMix(int level)
 {
+    PIXMILL_CHECK(level >= 0 && level < 3, "TQuillet3::bNeedSHMix", "level", level, "0..2");
     for (const int zone : {1, 2, 0})
         if (bNZ(m_detailK[level][zone]) || bNZ(m_detailT[level][zone]))
             return true;
@@ -63,9 +65,11 @@ void TQuillet3::computeYCurve(int* x, int* y, int* count)
 
 void TQuillet3::mixSMH(const cv::Mat& Y, const cv::Mat& shadows, const cv::Mat& midtones, cv::Mat& inOut)
 {
-    for (const cv::Mat* plane : {&Y, &shadows, &midtones})
-        CV_Assert(plane->type() == CV_16UC1 && plane->size() == inOut.size());
-    CV_Assert(inOut.type() == CV_16UC1);
+    const char* call = "TQuillet3::mixSMH";
+    checkPlane(Y, inOut.size(), CV_16UC1, call, "Y");
+    checkPlane(shadows, inOut.size(), CV_16UC1, call, "shadows");
+    checkPlane(midtones, inOut.size(), CV_16UC1, call, "midtones");
+    checkPlane(inOut, CV_16UC1, call, "inOut");
 
     forEachRow(inOut.size(), [&](int y) {
         mixRow(Y.ptr<ushort>(y), shadows.ptr<ushort>(y), midtones.ptr<ushort>(y), inOut.ptr<ushort>(y), inOut.cols);
@@ -74,9 +78,11 @@ void TQuillet3::mixSMH(const cv::Mat& Y, const cv::Mat& shadows, const cv::Mat& 
 
 void TQuillet3::addEdges(const cv::Mat& d0, const cv::Mat& d1, const cv::Mat& d2, cv::Mat& inOut)
 {
-    for (const cv::Mat* plane : {&d0, &d1, &d2})
-        CV_Assert(plane->type() == CV_16UC1 && plane->size() == inOut.size());
-    CV_Assert(inOut.type() == CV_16UC1);
+    const char* call = "TQuillet3::addEdges";
+    checkPlane(d0, inOut.size(), CV_16UC1, call, "d0");
+    checkPlane(d1, inOut.size(), CV_16UC1, call, "d1");
+    checkPlane(d2, inOut.size(), CV_16UC1, call, "d2");
+    checkPlane(inOut, CV_16UC1, call, "inOut");
 
     forEachRow(inOut.size(), [&](int y) {
         ushort* row = inOut.ptr<ushort>(y);
@@ -88,7 +94,10 @@ void TQuillet3::modYWithC(const cv::Mat& Dr, const cv::Mat& Db, float r, float g
 {
     if ((Dr.type() != CV_8UC1 && Dr.type() != CV_16UC1) || Db.type() != Dr.type())
         throw keepMessage(TPixmill::traceMsg("modYWithC", 359, "bad dr type"));
-    CV_Assert(Y.type() == CV_16UC1 && Dr.size() == Y.size() && Db.size() == Y.size());
+    const char* call = "TQuillet3::modYWithC";
+    checkPlane(Y, CV_16UC1, call, "Y");
+    checkPlane(Dr, Y.size(), Dr.type(), call, "Dr");
+    checkPlane(Db, Y.size(), Dr.type(), call, "Db");
 
     if (Dr.type() == CV_16UC1) {
         const ColorWeights k = ColorWeights::of16Bit(r, g, b);

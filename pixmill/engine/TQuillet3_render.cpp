@@ -1,6 +1,7 @@
 #include <pixmill/engine/TQuillet3.h>
 
 #include <pixmill/adjust/TLightAdjLUTq3.h>
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/curves/TLutThreshold.h>
@@ -18,6 +19,7 @@ using namespace pixmill::detail;
 namespace {
 
 constexpr int kEntries = 65536;
+constexpr const char* kProc = "TQuillet3::proc";
 
 /// How far the controls of a level reach: TLut16U::setKRange.
 struct LevelRange {
@@ -30,7 +32,7 @@ const LevelRange kLevelRanges[3] = {{0.0f, 5.0f, 9830, 0.35f}, {0.0f, 4.0f, 8191
 
 bool isExtraFor(const cv::Mat& extra, const cv::Mat& plane)
 {
-    return !extra.empty() && extra.size() == plane.size();
+    return extra.dims <= 2 && !extra.empty() && extra.size() == plane.size();
 }
 
 /// Puts a table into the low halves of pairs, so that a sample finds both halves in one read.
@@ -60,9 +62,11 @@ void tone(const cv::Mat& Y, const unsigned* pairs, const cv::Mat& in, cv::Mat& o
 
 bool TQuillet3::proc(cv::Rect roi, int scale, cv::Mat extra)
 {
-    CV_Assert(!m_Y.empty() && scale >= 1);
+    checkPlane(m_Y, kProc, "m_Y");
+    PIXMILL_CHECK(!m_Y.empty(), kProc, "m_Y", describe(m_Y), "a picture");
+    PIXMILL_CHECK(scale >= 1, kProc, "scale", scale, "1 or more");
     for (const cv::Mat& plane : m_detail)
-        CV_Assert(plane.type() == CV_16UC1 && plane.size() == m_Y.size());
+        checkPlane(plane, m_Y.size(), CV_16UC1, kProc, "m_detail");
 
     setRoi(roi, scale);
     for (cv::Mat& plane : m_scratch) // a copy of the engine works in memory of its own
@@ -86,7 +90,7 @@ bool TQuillet3::proc(cv::Rect roi, int scale, cv::Mat extra)
 void TQuillet3::renderLuma()
 {
     const auto crop = [this](const cv::Mat& plane, cv::Mat& out) {
-        cropInto(plane, m_roi, m_scale, false, out, m_scratch[0]);
+        cropInto(plane, m_roi, m_scale, false, out, m_scratch[0], kProc);
     };
     leaveShared(m_roiY);
     crop(m_Y, m_roiY);
@@ -111,19 +115,19 @@ void TQuillet3::renderLevel(int level, const cv::Mat& extra, bool last)
     const bool smooth = m_scale > m_smoothScale, toned = bNeedSHMix(level);
     cv::Mat view;
     if (m_scale == 1 && toned && !smooth && extra.empty()) { // a crop alone, which toning can read where it stands
-        view = m_detail[level](m_roi & cv::Rect({0, 0}, m_detail[level].size()));
+        view = regionOf(m_detail[level], m_roi, 1, kProc);
         source = &view;
         ensure(plane, view.size(), CV_16UC1);
     } else {
-        cropInto(m_detail[level], m_roi, m_scale, smooth, plane, m_scratch[0]);
+        cropInto(m_detail[level], m_roi, m_scale, smooth, plane, m_scratch[0], kProc);
         if (isExtraFor(extra, plane))
             cv::addWeighted(plane, 1.0, extra, 1.0, -32768.0, plane, -1);
     }
-    CV_Assert(plane.size() == m_roiY.size());
+    checkPlane(plane, m_roiY.size(), CV_16UC1, kProc, "m_roiDetail");
 
     if (last) {
         for (const cv::Mat& other : m_roiDetail)
-            CV_Assert(other.size() == plane.size());
+            checkPlane(other, plane.size(), CV_16UC1, kProc, "m_roiDetail");
         ensure(m_result, plane.size(), CV_16UC1);
     }
     const auto sum = [&](int y) {

@@ -1,6 +1,7 @@
 #include <pixmill/engine/TQuillet3.h>
 
 #include <pixmill/core/TProgress.h>
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/filters/DomainTransform.h>
 #include <pixmill/resample/BlockProcessor.h>
@@ -17,6 +18,7 @@ namespace {
 
 constexpr int kTile = 1024, kTileOverlap = 32;
 constexpr float kChromaSigmaR = 4259.71f;
+constexpr const char* kSetup = "TQuillet3::setup";
 
 bool goesOn(TProgress* progress, int percent)
 {
@@ -57,6 +59,7 @@ void smoothChroma(cv::Mat& Dr, cv::Mat& Db)
 
 bool TQuillet3::setup(const cv::Mat& like, TProgress*)
 {
+    checkPlane(like, kSetup, "like");
     ensure(m_Y, like.size(), like.type());
     for (cv::Mat& plane : m_detail)
         ensure(plane, like.size(), like.type());
@@ -67,6 +70,13 @@ bool TQuillet3::setup(const cv::Mat& like, TProgress*)
 bool TQuillet3::setup(const cv::Mat& Y, const cv::Mat& detail0, const cv::Mat& detail1, const cv::Mat& detail2,
                       const cv::Mat& halfDr, cv::Mat halfDb, TProgress* progress)
 {
+    const struct {
+        const char* name;
+        const cv::Mat& plane;
+    } planes[] = {{"Y", Y},           {"detail0", detail0}, {"detail1", detail1}, {"detail2", detail2},
+                  {"halfDr", halfDr}, {"halfDb", halfDb}};
+    for (const auto& given : planes)
+        checkPlane(given.plane, kSetup, given.name);
     m_Y = Y;
     m_detail[0] = detail0;
     m_detail[1] = detail1;

@@ -1,5 +1,6 @@
 #include <pixmill/mask/TDrawMask.h>
 
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/checked.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/primitives/copy.h>
@@ -23,11 +24,13 @@ void push(Stack& stack, int type, const TMaskParam* param = nullptr)
     command.release();
 }
 
-/// Drops the last command and tells its type.
+/// Drops the last command and tells its type; of an entry that a host made null, -1.
 int pop(Stack& stack)
 {
     const std::unique_ptr<TMaskCmd> command(stack.back());
     stack.pop_back();
+    if (!command)
+        return -1;
     delete command->m_param_p;
     return command->m_type;
 }
@@ -36,16 +39,26 @@ int pop(Stack& stack)
 int lastFill(const Stack& stack, int first)
 {
     int i = int(stack.size()) - 1;
-    while (i >= first && checked(stack, i)->m_type != MASK_CMD_SET)
+    const auto isFill = [](const TMaskCmd* command) { return command && command->m_type == MASK_CMD_SET; };
+    while (i >= first && !isFill(checked(stack, i)))
         --i;
     return i;
+}
+
+const TMaskCmd& commandOf(const TMaskCmd* command, const char* call)
+{
+    checkPointer(command, call, "m_cmdStack's entry");
+    return *command;
 }
 
 } // namespace
 
 void TDrawMask::setInImage(TPImage* image)
 {
-    CV_Assert(image);
+    const char* call = "TDrawMask::setInImage";
+    checkPointer(image, call, "image");
+    checkPlane(image->m_Y, call, "m_Y");
+    checkPlane(image->m_mask, call, "m_mask");
     const cv::Mat& Y = image->m_Y;
     const cv::Size half = halfSize(Y.size());
     const bool hadPicture = !m_Y8.empty();
@@ -65,6 +78,7 @@ void TDrawMask::setInImage(TPImage* image)
 
 void TDrawMask::setInImage(const cv::Mat& y8, const cv::Mat& dr, const cv::Mat& db)
 {
+    checkPlane(y8, "TDrawMask::setInImage", "y8");
     const bool hadPicture = !m_Y8.empty();
     if (hadPicture && m_Y8.size() == y8.size())
         return;
@@ -135,8 +149,9 @@ bool TDrawMask::proc()
         m_changed = true;
     }
     for (int i = m_cmdDone + 1; i < n; ++i) {
-        const TMaskCmd& command = *checked(m_cmdStack, i);
-        CV_Assert(command.m_param_p || (command.m_type != MASK_CMD_SET && command.m_type != MASK_CMD_DOT));
+        const TMaskCmd& command = commandOf(checked(m_cmdStack, i), "TDrawMask::proc");
+        if (command.m_type == MASK_CMD_SET || command.m_type == MASK_CMD_DOT)
+            checkPointer(command.m_param_p, "TDrawMask::proc", "m_param_p");
         switch (command.m_type) {
         case MASK_CMD_SET:
             resetMask(m_mask, command.m_param_p->m_value);
@@ -164,7 +179,7 @@ int TDrawMask::undo()
 {
     if (m_cmdStack.empty())
         throw "Error: TFDrawMask::undo Mask cmd stack is empty!!!";
-    const int type = m_cmdStack.back()->m_type;
+    const int type = commandOf(m_cmdStack.back(), "TDrawMask::undo").m_type;
     if (type == MASK_CMD_SET || type == MASK_CMD_INVERT)
         pop(m_cmdStack);
     else if (type == MASK_CMD_STROKE_END)

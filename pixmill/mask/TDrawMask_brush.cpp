@@ -1,5 +1,6 @@
 #include <pixmill/mask/TDrawMask.h>
 
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
@@ -148,21 +149,17 @@ struct SmoothRows {
     }
 };
 
-bool covers(const cv::Mat& plane, const cv::Mat& mask, int type)
-{
-    return plane.type() == type && plane.dims <= 2 && plane.rows >= mask.rows && plane.cols >= mask.cols;
-}
-
 BrushPixels pixelsUnder(const TDrawMask& m, int x, int y)
 {
     return {m.m_Y8.ptr<uchar>(y, x), m.m_Dr.ptr<ushort>(y, x), m.m_Db.ptr<ushort>(y, x)};
 }
 
 /// The colour under the centre, or at the nearest pixel inside the picture.
-EdgeBrush edgeBrush(const TDrawMask& m, cv::Point center, float edge)
+EdgeBrush edgeBrush(const TDrawMask& m, cv::Point center, float edge, const char* call)
 {
-    CV_Assert(covers(m.m_Y8, m.m_mask, CV_8UC1) && covers(m.m_Dr, m.m_mask, CV_16UC1) &&
-              covers(m.m_Db, m.m_mask, CV_16UC1));
+    checkCovers(m.m_Y8, m.m_mask.size(), CV_8UC1, call, "m_Y8");
+    checkCovers(m.m_Dr, m.m_mask.size(), CV_16UC1, call, "m_Dr");
+    checkCovers(m.m_Db, m.m_mask.size(), CV_16UC1, call, "m_Db");
     const BrushPixels p = pixelsUnder(m, limit(center.x, 0, m.m_mask.cols - 1), limit(center.y, 0, m.m_mask.rows - 1));
     return EdgeBrush(*p.y8, *p.dr, *p.db, edge);
 }
@@ -170,6 +167,13 @@ EdgeBrush edgeBrush(const TDrawMask& m, cv::Point center, float edge)
 bool isStrokeReady(const TDrawMask& m)
 {
     return fits(m.m_strokeCover, m.m_mask.size(), CV_8UC1) && fits(m.m_strokeBase, m.m_mask.size(), CV_8UC1);
+}
+
+void checkCover(const TDrawMask& m, const char* call)
+{
+    checkPlane(m.m_mask, call, "m_mask");
+    PIXMILL_CHECK(fits(m.m_strokeCover, m.m_mask.size(), CV_8UC1), call, "m_strokeCover", describe(m.m_strokeCover),
+                  "CV_8UC1 of the mask's size");
 }
 
 } // namespace
@@ -184,7 +188,8 @@ TDrawMask::~TDrawMask()
 
 void TDrawMask::drawStrokeDot(bool first, TMaskParam* param)
 {
-    CV_Assert(param);
+    checkPointer(param, "TDrawMask::drawStrokeDot", "param");
+    checkPlane(m_mask, "TDrawMask::drawStrokeDot", "m_mask");
     if (first || !isStrokeReady(*this)) {
         ensure(m_strokeCover, m_mask.size(), CV_8UC1);
         resetMask(m_strokeCover, 0);
@@ -234,7 +239,7 @@ void TDrawMask::checkBoundary(cv::Point& center, int radius)
 
 void TDrawMask::drawDumbDot(cv::Point center, int radius)
 {
-    CV_Assert(fits(m_strokeCover, m_mask.size(), CV_8UC1));
+    checkCover(*this, "TDrawMask::drawDumbDot");
     checkBoundary(center, radius);
     const Walk walk(center, radius, m_strokeCover);
     walk.forEachDistance(kLightPixels, [&](int dy) {
@@ -253,7 +258,8 @@ void TDrawMask::drawDumbDot(cv::Point center, int radius)
 
 void TDrawMask::drawMaskDotLUT(cv::Point center, int outerRadius, int /*innerRadius*/, float edge)
 {
-    CV_Assert(fits(m_strokeCover, m_mask.size(), CV_8UC1) && m_lut_p);
+    checkCover(*this, "TDrawMask::drawMaskDotLUT");
+    checkPointer(m_lut_p, "TDrawMask::drawMaskDotLUT", "m_lut_p");
     checkBoundary(center, outerRadius);
     // The dot's last column, where it lies past the mask, has weight 0 and is left out.
     const Walk walk(center, outerRadius, m_strokeCover);
@@ -264,7 +270,7 @@ void TDrawMask::drawMaskDotLUT(cv::Point center, int outerRadius, int /*innerRad
     const BrushWeights& weights = *m_weights_p;
     m_weights_p->update(outerRadius, m_lut_p, edge > 0.0f);
     if (edge > 0.0f) {
-        const EdgeBrush brush = edgeBrush(*this, center, edge);
+        const EdgeBrush brush = edgeBrush(*this, center, edge, "TDrawMask::drawMaskDotLUT");
         paintSoft(walk, weights, [&](int x, int y, const float* w, int n, int room) {
             const BrushPixels under = pixelsUnder(*this, x, y);
             brush.coverRun(w, under, m_strokeCover.ptr(y, x), n, room, weights.areWithinOne());
@@ -283,7 +289,7 @@ void TDrawMask::drawMaskDotLUT(cv::Point center, int outerRadius, int /*innerRad
 
 void TDrawMask::drawMaskDot(cv::Point center, int outerRadius, int innerRadius, float edge)
 {
-    CV_Assert(fits(m_strokeCover, m_mask.size(), CV_8UC1));
+    checkCover(*this, "TDrawMask::drawMaskDot");
     checkBoundary(center, outerRadius);
     const Walk walk(center, outerRadius, m_strokeCover);
     if (walk.area.isEmpty() && !walk.spills)
@@ -300,7 +306,7 @@ void TDrawMask::drawMaskDot(cv::Point center, int outerRadius, int innerRadius, 
         paintSoft(walk, rows, apply);
     };
     if (edge > 0.0f) {
-        const EdgeBrush brush = edgeBrush(*this, center, edge);
+        const EdgeBrush brush = edgeBrush(*this, center, edge, "TDrawMask::drawMaskDot");
         paint([&](int x, int y, const float* w, int n, int) {
             brush.coverRowSingle(w, pixelsUnder(*this, x, y), m_strokeCover.ptr(y, x), n);
         });
@@ -311,7 +317,9 @@ void TDrawMask::drawMaskDot(cv::Point center, int outerRadius, int innerRadius, 
 
 void TDrawMask::renderStroke(unsigned char value, float opacity, cv::Point center, int radius)
 {
-    CV_Assert(isStrokeReady(*this));
+    checkCover(*this, "TDrawMask::renderStroke");
+    PIXMILL_CHECK(fits(m_strokeBase, m_mask.size(), CV_8UC1), "TDrawMask::renderStroke", "m_strokeBase",
+                  describe(m_strokeBase), "CV_8UC1 of the mask's size");
     const long x0 = std::max(long(center.x) - radius, 0L), x1 = std::min(long(center.x) + radius, long(m_mask.cols));
     const long y0 = std::max(long(center.y) - radius, 0L), y1 = std::min(long(center.y) + radius, long(m_mask.rows));
     if (x0 >= x1 || y0 >= y1)

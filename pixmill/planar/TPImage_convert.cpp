@@ -1,3 +1,4 @@
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/planar/TPImage.h>
@@ -112,34 +113,37 @@ void fillPlanes(const Source& source, cv::Mat& Y, cv::Mat& Dr, cv::Mat& Db)
 
 /// Sizes the picture and fills all four planes.
 template <class Source>
-void convert(const Source& source, int width, int height, TPImage& to)
+void convert(const Source& source, int width, int height, TPImage& to, const char* call)
 {
     to.create(width, height, true);
     const cv::Size half = halfSize(to.m_Y.size());
     // create() trusts the small planes of a picture whose luma fits; a caller may have dropped or replaced them.
     if (to.m_Dr.empty() || to.m_Dr.type() != CV_16UC1 || to.m_Db.empty() || to.m_Db.type() != CV_16UC1)
         throw "ERROR - downSize2X - outHalf must be allocated!";
-    CV_Assert(to.m_Y.type() == CV_16UC1 && to.m_Dr.size() == half && to.m_Db.size() == half);
+    checkPlane(to.m_Y, CV_16UC1, call, "m_Y");
+    checkPlane(to.m_Dr, half, CV_16UC1, call, "m_Dr");
+    checkPlane(to.m_Db, half, CV_16UC1, call, "m_Db");
     fillPlanes(source, to.m_Y, to.m_Dr, to.m_Db);
     to.m_mask.setTo(255);
 }
 
 template <class Depth>
-void convertPlanar(unsigned short** rgb, int width, int height, int stride, TPImage& to)
+void convertPlanar(unsigned short** rgb, int width, int height, int stride, TPImage& to, const char* call)
 {
     if (width <= 0 || height <= 0)
         return;
-    CV_Assert(rgb && rgb[0] && rgb[1] && rgb[2]);
+    checkPlanes(rgb, call, "rgb");
     const auto plane = [&](int i) { return cv::Mat(height, width, CV_16UC1, rgb[i], std::size_t(stride)); };
-    convert(Planar<Depth>(plane(0), plane(1), plane(2)), width, height, to);
+    convert(Planar<Depth>(plane(0), plane(1), plane(2)), width, height, to, call);
 }
 
 template <class Depth>
-void lumaPlane(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y)
+void lumaPlane(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y, const char* call)
 {
     const cv::Size size = R.size();
-    for (const cv::Mat* in : {&R, &G, &B})
-        CV_Assert(covers(*in, size, CV_16UC1));
+    checkCovers(R, size, CV_16UC1, call, "R");
+    checkCovers(G, size, CV_16UC1, call, "G");
+    checkCovers(B, size, CV_16UC1, call, "B");
     const Planar<Depth> source(R, G, B); // keeps the pixels when Y is one of the three and is replaced
     ensure(Y, size, CV_16UC1);
     forEachRow(size, [&](int y) { lumaRow<Planar<Depth>>(source.row(y), Y.ptr<ushort>(y), size.width); });
@@ -151,8 +155,8 @@ void TPImage::convertFrom(const unsigned char* src, int width, int height, int s
 {
     if (width <= 0 || height <= 0)
         return;
-    CV_Assert(src);
-    convert(Packed8(src, stride), width, height, *this);
+    checkPointer(src, "TPImage::convertFrom", "src");
+    convert(Packed8(src, stride), width, height, *this, "TPImage::convertFrom");
     updateUid();
 }
 
@@ -160,27 +164,27 @@ void TPImage::convertFrom(const unsigned short* src, int width, int height, int 
 {
     if (width <= 0 || height <= 0)
         return;
-    CV_Assert(src);
-    convert(Packed16(src, stride), width, height, *this);
+    checkPointer(src, "TPImage::convertFrom", "src");
+    convert(Packed16(src, stride), width, height, *this, "TPImage::convertFrom");
     updateUid();
 }
 
 void TPImage::convertFrompRGB(unsigned short** rgb, int width, int height, int stride)
 {
-    convertPlanar<Depth16>(rgb, width, height, stride, *this);
+    convertPlanar<Depth16>(rgb, width, height, stride, *this, "TPImage::convertFrompRGB");
 }
 
 void TPImage::convertFrompRGB15U(unsigned short** rgb, int width, int height, int stride)
 {
-    convertPlanar<Depth15U>(rgb, width, height, stride, *this);
+    convertPlanar<Depth15U>(rgb, width, height, stride, *this, "TPImage::convertFrompRGB15U");
 }
 
 void TPImage::PRGB2Y(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y)
 {
-    lumaPlane<Depth16>(R, G, B, Y);
+    lumaPlane<Depth16>(R, G, B, Y, "TPImage::PRGB2Y");
 }
 
 void TPImage::PRGB15U2Y(const cv::Mat& R, const cv::Mat& G, const cv::Mat& B, cv::Mat& Y)
 {
-    lumaPlane<Depth15U>(R, G, B, Y);
+    lumaPlane<Depth15U>(R, G, B, Y, "TPImage::PRGB15U2Y");
 }

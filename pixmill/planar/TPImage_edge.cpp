@@ -1,5 +1,6 @@
 #include <pixmill/planar/TPImage.h>
 
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
@@ -80,6 +81,14 @@ void restoreByGain(const cv::Mat& edge, const cv::Mat& before, const cv::Mat& af
     });
 }
 
+/// An empty plane is of any type.
+void checkEdgePlane(const cv::Mat& plane, int type, const char* call, const char* argument)
+{
+    checkPlane(plane, call, argument);
+    if (!plane.empty())
+        checkPlane(plane, type, call, argument);
+}
+
 } // namespace
 
 void TPImage::computeLUT()
@@ -99,9 +108,12 @@ void TPImage::computeLUT()
 
 void TPImage::fullToEdge(const cv::Mat& full, const cv::Mat& half, cv::Mat& edge)
 {
-    CV_Assert(m_lutFullToEdge_p);
+    const char* call = "TPImage::fullToEdge";
+    checkPointer(m_lutFullToEdge_p, call, "m_lutFullToEdge_p");
+    checkPlane(full, call, "full");
+    checkPlane(half, call, "half");
     const cv::Mat small = half.empty() ? ownHalf(full) : half;
-    CV_Assert(full.empty() || full.type() == CV_16UC1);
+    checkEdgePlane(full, CV_16UC1, call, "full");
     const cv::Mat source = full; // keeps the pixels should `edge` be the same object
     ensure(edge, full.size(), CV_8UC1);
     const uchar* table = m_lutFullToEdge_p;
@@ -115,7 +127,10 @@ void TPImage::fullToEdge(const cv::Mat& full, const cv::Mat& half, cv::Mat& edge
 
 void TPImage::edgeToFull(const cv::Mat& edge, const cv::Mat& half, cv::Mat& full, float strength)
 {
-    CV_Assert((edge.empty() || edge.type() == CV_8UC1) && m_lutEdgeToFull_p);
+    const char* call = "TPImage::edgeToFull";
+    checkEdgePlane(edge, CV_8UC1, call, "edge");
+    checkPointer(m_lutEdgeToFull_p, call, "m_lutEdgeToFull_p");
+    checkPlane(half, call, "half");
     const cv::Mat bytes = edge, small = half;
     ensure(full, edge.size(), CV_16UC1);
     const bool whole = std::abs(strength - 1.0f) <= 0.01f;
@@ -134,8 +149,11 @@ void TPImage::edgeToFull(const cv::Mat& edge, const cv::Mat& half, cv::Mat& full
 void TPImage::edgeToFull(const cv::Mat& edge, const cv::Mat& before, const cv::Mat& after, cv::Mat& full, float epsilon,
                          float strength)
 {
-    CV_Assert((edge.empty() || edge.type() == CV_8UC1) && m_lutEdgeToFull_p);
-    CV_Assert(after.type() == CV_16UC1 && before.channels() == 1 && before.size() == after.size());
+    const char* call = "TPImage::edgeToFull";
+    checkEdgePlane(edge, CV_8UC1, call, "edge");
+    checkPointer(m_lutEdgeToFull_p, call, "m_lutEdgeToFull_p");
+    checkPlane(after, CV_16UC1, call, "after");
+    checkPlane(before, after.size(), CV_MAKETYPE(before.depth(), 1), call, "before");
     const cv::Mat bytes = edge, small = after, filtered = before;
     ensure(full, edge.size(), after.type());
     if (filtered.type() == CV_16UC1) {
@@ -151,7 +169,7 @@ void TPImage::applyFullToEdgeLUT(const cv::Mat& in, cv::Mat& edge)
 {
     if (!m_lutFullToEdge_p)
         throw "ERROR - TPImage::applyFullToEdgeLUT: LUT is NULL.";
-    CV_Assert(in.empty() || in.type() == CV_16UC1);
+    checkEdgePlane(in, CV_16UC1, "TPImage::applyFullToEdgeLUT", "in");
     const cv::Mat source = in;
     ensure(edge, in.size(), CV_8UC1);
     ippiLUTPalette_16u8u_C1R(source.ptr<ushort>(), int(source.step), edge.ptr<uchar>(), int(edge.step),

@@ -1,3 +1,4 @@
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/core/detail/scratch.h>
@@ -25,10 +26,10 @@ struct HalfRows {
 
 /// Each row's differences are enlarged into the host's rows of R and B and turned into colours there.
 template <class To>
-void fullColours(const TPImage& picture, unsigned short** rgb, int stride)
+void fullColours(const TPImage& picture, unsigned short** rgb, int stride, const char* call)
 {
     const cv::Size size = picture.m_Y.size();
-    CV_Assert(rgb && rgb[0] && rgb[1] && rgb[2]);
+    checkPlanes(rgb, call, "rgb");
     if (size.empty()) {
         cv::Mat none;
         upSize2XGuidedByY(picture.m_Y, picture.m_Dr, none, false, kCubic); // throws: there is nothing to enlarge into
@@ -37,7 +38,9 @@ void fullColours(const TPImage& picture, unsigned short** rgb, int stride)
     const auto wrap = [&](unsigned short* plane) { return cv::Mat(size, CV_16UC1, plane, std::size_t(stride)); };
     cv::Mat R = wrap(rgb[0]), G = wrap(rgb[1]), B = wrap(rgb[2]);
     const cv::Mat &Y = picture.m_Y, &Dr = picture.m_Dr, &Db = picture.m_Db;
-    CV_Assert(Y.type() == CV_16UC1 && Dr.type() == CV_16UC1 && Db.type() == CV_16UC1 && !Dr.empty() && !Db.empty());
+    checkPlane(Y, CV_16UC1, call, "m_Y");
+    checkCovers(Dr, {1, 1}, CV_16UC1, call, "m_Dr");
+    checkCovers(Db, {1, 1}, CV_16UC1, call, "m_Db");
 
     TeamScratch<int> scratch(std::size_t(std::max(Dr.cols, Db.cols)));
     forEachRow(size, [&](int y) {
@@ -53,10 +56,10 @@ void fullColours(const TPImage& picture, unsigned short** rgb, int stride)
 
 void TPImage::convertTopRGB(unsigned short** rgb, int stride) const
 {
-    fullColours<To16>(*this, rgb, stride);
+    fullColours<To16>(*this, rgb, stride, "TPImage::convertTopRGB");
 }
 
 void TPImage::convertTopRGB15U(unsigned short** rgb, int stride) const
 {
-    fullColours<To15U>(*this, rgb, stride);
+    fullColours<To15U>(*this, rgb, stride, "TPImage::convertTopRGB15U");
 }

@@ -1,3 +1,4 @@
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/planar/TPImage.h>
@@ -15,14 +16,17 @@ using namespace pixmill::detail;
 namespace {
 
 template <class To>
-void colourPlanes(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B)
+void colourPlanes(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B,
+                  const char* call)
 {
     using Pixel = typename To::Pixel;
     const cv::Size size = Y.size();
-    for (const cv::Mat* in : {&Y, &Dr, &Db})
-        CV_Assert(covers(*in, size, CV_16UC1));
-    for (const cv::Mat* out : {&R, &G, &B})
-        CV_Assert(covers(*out, size, cv::DataType<Pixel>::type));
+    checkCovers(Y, size, CV_16UC1, call, "Y");
+    checkCovers(Dr, size, CV_16UC1, call, "Dr");
+    checkCovers(Db, size, CV_16UC1, call, "Db");
+    checkCovers(R, size, cv::DataType<Pixel>::type, call, "R");
+    checkCovers(G, size, cv::DataType<Pixel>::type, call, "G");
+    checkCovers(B, size, cv::DataType<Pixel>::type, call, "B");
     forEachRow(size, [&](int y) {
         colourRow<To>(Y.ptr<ushort>(y), Dr.ptr<ushort>(y), Db.ptr<ushort>(y), R.ptr<Pixel>(y), G.ptr<Pixel>(y),
                       B.ptr<Pixel>(y), size.width);
@@ -106,19 +110,19 @@ inline void halfGreenRow(const ushort* __restrict y, const ushort* __restrict dr
 
 void TPImage::YDRDB2RGB(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G, cv::Mat& B)
 {
-    colourPlanes<To16>(Y, Dr, Db, R, G, B);
+    colourPlanes<To16>(Y, Dr, Db, R, G, B, "TPImage::YDRDB2RGB");
 }
 
 void TPImage::YDRDB2RGB15U(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G,
                            cv::Mat& B) const
 {
-    colourPlanes<To15U>(Y, Dr, Db, R, G, B);
+    colourPlanes<To15U>(Y, Dr, Db, R, G, B, "TPImage::YDRDB2RGB15U");
 }
 
 void TPImage::YDRDB2RGB8U(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& R, cv::Mat& G,
                           cv::Mat& B) const
 {
-    colourPlanes<To8U>(Y, Dr, Db, R, G, B);
+    colourPlanes<To8U>(Y, Dr, Db, R, G, B, "TPImage::YDRDB2RGB8U");
 }
 
 void TPImage::YDRDBToQImage(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, unsigned char* dst, int width,
@@ -130,7 +134,11 @@ void TPImage::YDRDBToQImage(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& 
         cv::Mat nothing(height, width, CV_16UC1);
         upSize2X(Dr, nothing, IPPI_INTER_LINEAR);
     }
-    CV_Assert(dst && covers(Y, {width, height}, CV_16UC1) && !Dr.empty() && !Db.empty());
+    const char* call = "TPImage::YDRDBToQImage";
+    checkPointer(dst, call, "dst");
+    checkCovers(Y, {width, height}, CV_16UC1, call, "Y");
+    checkCovers(Dr, {1, 1}, CV_16UC1, call, "Dr");
+    checkCovers(Db, {1, 1}, CV_16UC1, call, "Db");
     forEachIndex(halfSize(height), long(width) * height, [&](int half) {
         const auto luma = [&](int y) { return Y.ptr<ushort>(y); };
         const auto out = [&](int y) { return reinterpret_cast<AnyWord*>(dst + std::ptrdiff_t(y) * stride); };
@@ -153,7 +161,11 @@ void TPImage::convertToHalfpRGB(unsigned char** rgb, int stride) const
     if (m_Y.empty() || m_Y.type() != CV_16UC1)
         throw "ERROR - downSize2X - outHalf must be allocated!";
     const cv::Size half = halfSize(m_Y.size());
-    CV_Assert(rgb && rgb[0] && rgb[1] && rgb[2] && covers(m_Dr, half, CV_16UC1) && covers(m_Db, half, CV_16UC1));
+    const char* call = "TPImage::convertToHalfpRGB";
+    checkPlanes(rgb, call, "rgb");
+    checkPlane(m_Y, call, "m_Y");
+    checkCovers(m_Dr, half, CV_16UC1, call, "m_Dr");
+    checkCovers(m_Db, half, CV_16UC1, call, "m_Db");
     const std::ptrdiff_t step = stride ? stride : half.width;
     const int picked = pickedColumns(m_Y.cols);
     forEachRow(half, [&](int y) {

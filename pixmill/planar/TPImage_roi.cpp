@@ -1,3 +1,4 @@
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
@@ -138,15 +139,38 @@ void smoothAndReduce(const cv::Mat& plane, int w, int h, int scale, cv::Mat& out
         reduce(means, w, h, scale, out);
 }
 
+/// A side of a region: where it begins and ends on a plane of so many pixels.
+cv::Range side(int first, int count, int scale, int edge, const char* call, const char* argument)
+{
+    const cv::Range range(first, farEdge(first, count, scale, edge));
+    PIXMILL_CHECK(first >= 0 && first <= range.end, call, argument,
+                  std::to_string(first) + " and " + std::to_string(count) + " on",
+                  "a region that begins within the plane's " + std::to_string(edge) + " pixels");
+    return range;
+}
+
+/// The most pixels of a reduced region that is larger than its plane: 2^26.
+constexpr long kMostPixels = 1L << 26;
+
 } // namespace
 
-void pixmill::detail::cropInto(const cv::Mat& in, cv::Rect region, int scale, bool smooth, cv::Mat& out,
-                               cv::Mat& scratch)
+cv::Mat pixmill::detail::regionOf(const cv::Mat& in, cv::Rect region, int scale, const char* call)
 {
-    CV_Assert(scale >= 1);
+    PIXMILL_CHECK(scale >= 1, call, "scale", scale, "1 or more");
+    checkPlane(in, call, "the plane");
+    const cv::Range rows = side(region.y, region.height, scale, in.rows, call, "y and height");
+    const cv::Range columns = side(region.x, region.width, scale, in.cols, call, "x and width");
+    const long pixels = long(region.width) * region.height;
+    PIXMILL_CHECK(scale == 1 || pixels <= std::max(kMostPixels, long(in.total())), call, "width and height",
+                  describe(region.size()), "at most 2^26 pixels");
+    return in(rows, columns);
+}
+
+void pixmill::detail::cropInto(const cv::Mat& in, cv::Rect region, int scale, bool smooth, cv::Mat& out,
+                               cv::Mat& scratch, const char* call)
+{
     const int w = region.width, h = region.height;
-    const cv::Mat view = in(cv::Range(region.y, farEdge(region.y, h, scale, in.rows)),
-                            cv::Range(region.x, farEdge(region.x, w, scale, in.cols)));
+    const cv::Mat view = regionOf(in, region, scale, call);
     if (!smooth) {
         if (scale > 1) {
             reduce(view, w, h, scale, out);
@@ -174,9 +198,8 @@ void pixmill::detail::cropInto(const cv::Mat& in, cv::Rect region, int scale, bo
 cv::Mat TPImage::MatRoi(const cv::Mat& in, int x, int y, int w, int h, int scale, bool half, bool smooth)
 {
     cv::Mat out, scratch;
-    if (half)
-        cropInto(in, {x / 2, y / 2, halfSize(w), halfSize(h)}, scale, smooth, out, scratch);
-    else
-        cropInto(in, {x, y, w, h}, scale, smooth, out, scratch);
+    const cv::Rect region =
+        half ? cv::Rect(x / 2, y / 2, halfSize(std::max(w, 0)), halfSize(std::max(h, 0))) : cv::Rect(x, y, w, h);
+    cropInto(in, region, scale, smooth, out, scratch, "TPImage::MatRoi");
     return out;
 }

@@ -210,3 +210,17 @@ TEST(TColorAdjQ3, ExtremeControlsStayInsideTheirRows)
                          cv::Mat::zeros(3, 4, CV_16UC1), a, b),
                  cv::Exception);
 }
+
+TEST(TColorAdjQ3, OverlappingViewsGiveWhatPlanesApartGive)
+{
+    const auto t = object(kControls[0]);
+    const cv::Mat Y = randomPlane({20, 10}, CV_16UC1, 0, 65536, 1);
+    cv::Mat parent = randomPlane({21, 11}, CV_16UC1, 0, 65536, 2).clone(), expectedDr, expectedDb, outDb;
+    const cv::Mat in = parent(cv::Rect(0, 0, 20, 10));
+    cv::Mat out = parent(cv::Rect(1, 0, 20, 10));
+    testing::internal::CaptureStdout();
+    t->proc(Y, Y, in.clone(), Y, expectedDr, expectedDb);
+    t->proc(Y, Y, in, Y, out, outDb);
+    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(samePixels<ushort>(expectedDr, out));
+}

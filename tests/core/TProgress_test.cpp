@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <regex>
 #include <stdexcept>
 #include <string>
@@ -114,4 +115,22 @@ TEST(TPixmill, ComposesATimedLineAndGivesItToTheSink)
     TPixmill::toQDebug(where, 359, "bad dr type");
     TPixmill::m_tDebug_p = nullptr;
     EXPECT_TRUE(std::regex_match(seen, form)) << seen;
+}
+
+TEST(TProgress, CountsStopAtTheLargestNumber)
+{
+    TProgress progress(nullptr, nullptr);
+    progress.prog(INT_MAX, 0);
+    EXPECT_EQ(progress.m_totals.back(), INT_MAX);
+    progress.prog();
+    EXPECT_EQ(progress.m_counts.back(), INT_MAX);
+    progress.start(1.0f);
+    progress.end();
+    EXPECT_GT(progress.m_counts.back(), INT_MAX - 1000);
+}
+
+TEST(TPixmill, RefusesNullWords)
+{
+    EXPECT_REFUSES(TPixmill::traceMsg(nullptr, 1, "y"), "TPixmill::traceMsg: where is null");
+    EXPECT_REFUSES(TPixmill::traceMsg("x", 1, nullptr), "TPixmill::traceMsg: message is null");
 }

@@ -151,3 +151,17 @@ TEST(TLutImage, TheFormWithTwoPicturesLeavesItsOutputAlone)
 
 // The second place of the object, after one pointer, is where hosts put the table.
 static_assert(offsetof(TLutC, m_lut_p) == sizeof(void*) && offsetof(TLutY, m_lut_p) == 0);
+
+TEST(TLut1D, PixelsOfAnOddSizeAreReadAsTheyLie)
+{
+    TLut1D lut(CV_16U, CV_16U);
+    for (int i = 0; i < 65536; ++i)
+        static_cast<ushort*>(lut.m_lut_p)[i] = ushort(65535 - i);
+    const cv::Mat padded = randomPlane({17, 5}, CV_8UC3, 0, 256), in = padded(cv::Rect(1, 1, 15, 4));
+    cv::Mat expected(in.size(), CV_16UC1), out(in.size(), CV_16UC1);
+    for (int y = 0; y < in.rows; ++y)
+        for (int x = 0; x < in.cols; ++x) // the low byte first
+            expected.at<ushort>(y, x) = ushort(65535 - (in.ptr(y)[2 * x] | in.ptr(y)[2 * x + 1] << 8));
+    lut.apply(in, out);
+    EXPECT_TRUE(samePixels<ushort>(expected, out));
+}

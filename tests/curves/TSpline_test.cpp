@@ -1,3 +1,5 @@
+#include <support/throws.h>
+
 #include <pixmill/curves/TSpline.h>
 
 #include <gtest/gtest.h>
@@ -226,4 +228,22 @@ TEST(TSpline, TooFewPointsTouchNothing)
     EXPECT_THROW(tool.neville(0, v, v, 0), cv::Exception);
     EXPECT_THROW(tool.nf_eval(0, v, v, 0), cv::Exception);
     TSpline(-3).update();
+}
+
+TEST(TSpline, RefusesNullArraysButWhereNothingIsRead)
+{
+    TSpline s(2);
+    float v[4] = {1, 2, 3, 4}, *none = nullptr;
+    EXPECT_REFUSES(s.spline_eval(2, v, v, none, v, v, 0), "TSpline::spline_eval: b is null");
+    EXPECT_REFUSES(s.cubic_nak(4, none, v, v, v, v), "TSpline::cubic_nak: x is null");
+    EXPECT_REFUSES(s.cubic_clamped(4, v, v, v, v, none, 0, 0), "TSpline::cubic_clamped: d is null");
+    EXPECT_REFUSES(s.tridiagonal(3, none, v, v, v), "TSpline::tridiagonal: lower is null");
+    EXPECT_REFUSES(s.neville(3, none, v, 0), "TSpline::neville: x is null");
+    EXPECT_REFUSES(s.neville(1, v, none, 0), "TSpline::neville: ");
+    EXPECT_REFUSES(delete[] s.divdiff(2, v, none), "TSpline::divdiff: y is null");
+    EXPECT_REFUSES(s.nf_eval(2, v, none, 0), "TSpline::nf_eval: coef is null");
+    EXPECT_EQ(s.neville(1, none, v, 0), 1);
+    EXPECT_EQ(s.nf_eval(1, none, v, 0), 1);
+    EXPECT_NO_THROW(delete[] s.divdiff(0, none, none));
+    EXPECT_REFUSES(TSpline(1 << 25), "TSpline::TSpline: n is 33554432");
 }

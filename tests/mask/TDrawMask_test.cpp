@@ -677,3 +677,26 @@ TEST(TDrawMask, UndoRemovesFillsComplementsAndWholeStrokes)
     m.proc();
     EXPECT_EQ(cv::countNonZero(m.m_mask), 0) << "a complement alone starts from 255";
 }
+
+TEST(TDrawMask, ANullCommandIsRefusedByProcAndUndoAndDroppedByReset)
+{
+    Pair p({9, 7});
+    p.painter.invert();
+    p.painter.m_cmdStack.push_back(nullptr);
+    EXPECT_REFUSES(p.painter.undo(), "TDrawMask::undo: m_cmdStack's entry is null");
+    EXPECT_REFUSES(p.painter.proc(), "TDrawMask::proc: m_cmdStack's entry is null");
+    EXPECT_EQ(p.painter.m_cmdDone, 0); // the command before it has run
+    p.painter.drawEnd();
+    p.painter.undo(); // drops the stroke's end, and what lies below it as far as a stroke's start
+    EXPECT_TRUE(p.painter.m_cmdStack.empty());
+    p.painter.m_cmdStack.push_back(nullptr);
+    p.painter.reset();
+    EXPECT_TRUE(p.painter.m_cmdStack.empty());
+    p.painter.m_cmdStack.push_back(nullptr); // dropped by the destructor
+}
+
+TEST(TDrawMask, AMaskOfAViewOfNegativeSizeIsEmpty)
+{
+    Pair p({9, 7});
+    EXPECT_TRUE(p.painter.getMaskRoi({0, 0, -1, -1}, 1).empty());
+}

@@ -332,3 +332,32 @@ TEST(TPImageOutput, PlanesThatDoNotFitAreRefused)
     rgb[2] = nullptr;
     EXPECT_THROW(TPImage(4, 4).convertToHalfpRGB(rgb, 0), cv::Exception);
 }
+
+TEST(TPImagePlanes, OfThreeDimensionsAreRefusedByName)
+{
+    const int sizes[] = {6, 8, 2};
+    const cv::Mat cube(3, sizes, CV_16UC1, cv::Scalar(5)), Y(6, 8, CV_16UC1, cv::Scalar(5)),
+        half = Y(cv::Rect(0, 0, 4, 3));
+    cv::Mat R = Y.clone(), out;
+    std::vector<uchar> bytes(4096);
+    std::vector<ushort> words(4096), lut(65536);
+    uchar* planes8[] = {bytes.data(), bytes.data() + 1024, bytes.data() + 2048};
+    ushort* planes16[] = {words.data(), words.data() + 1024, words.data() + 2048};
+    EXPECT_REFUSES(TPImage::YDRDBToQImage(Y, cube, half, bytes.data(), 8, 6, 32),
+                   "TPImage::YDRDBToQImage: Dr is CV_16UC1 of 3");
+    EXPECT_REFUSES(TPImage::YDRDB2RGB(Y, Y, cube, R, R, R), "TPImage::YDRDB2RGB: Db is CV_16UC1 of 3");
+    EXPECT_REFUSES(TPImage::PRGB2Y(Y, cube, Y, out), "TPImage::PRGB2Y: G is");
+    EXPECT_REFUSES(TPImage::MatRoi(cube, 0, 0, 1, 1, 1, false, false), "TPImage::MatRoi: the plane is");
+    TPImage picture(8, 6);
+    picture.m_Db = cube;
+    EXPECT_REFUSES(picture.convertTopRGB(planes16, 16), "TPImage::convertTopRGB: m_Db is CV_16UC1 of 3");
+    EXPECT_REFUSES(picture.convertTopRGB15U(planes16, 16), "TPImage::convertTopRGB15U: m_Db is CV_16UC1 of 3");
+    EXPECT_REFUSES(picture.convertFrom(bytes.data(), 8, 6, 32), "TPImage::convertFrom: m_Db is CV_16UC1 of 3");
+    picture.m_Y = cube;
+    EXPECT_REFUSES(picture.convertToHalfpRGB(planes8, 0), "TPImage::convertToHalfpRGB: m_Y is CV_16UC1 of 3");
+    TPImage::m_lutEdgeToFull_p = lut.data();
+    EXPECT_REFUSES(TPImage::edgeToFull(cube, half, out, 1), "TPImage::edgeToFull: edge is");
+    EXPECT_REFUSES(TPImage::edgeToFull(cv::Mat::zeros(6, 8, CV_8UC1), cube, out, 1), "TPImage::edgeToFull: half is");
+    TPImage::m_lutEdgeToFull_p = nullptr;
+    EXPECT_TRUE(out.empty());
+}

@@ -185,3 +185,14 @@ TEST(MatRoi, ARegionWithoutPixelsIsEmptyOrBlack)
         }
     }
 }
+
+TEST(MatRoi, HalfARegionOfNegativeSizeIsEmptyAndAResultIsBounded)
+{
+    const cv::Mat in = randomPlane({9, 7}, CV_16UC1, 0, 65536);
+    for (const int size : {-1, -2, -5, std::numeric_limits<int>::min()})
+        for (const bool smooth : {false, true})
+            EXPECT_TRUE(TPImage::MatRoi(in, 2, 2, size, 6, 1, true, smooth).empty()) << size;
+    EXPECT_REFUSES(TPImage::MatRoi(in, 0, 0, std::numeric_limits<int>::max(), 4, 2, false, true),
+                   "TPImage::MatRoi: width and height is 2147483647 x 4");
+    EXPECT_REFUSES(TPImage::MatRoi(in, 10, 0, 1, 1, 1, false, false), "TPImage::MatRoi: x and width");
+}

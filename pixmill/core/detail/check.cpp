@@ -1,11 +1,13 @@
 #include <pixmill/core/detail/check.h>
 
+#include <pixmill/core/detail/plane.h>
+
 #include <opencv2/core.hpp>
 #include <opencv2/core/check.hpp>
 
 namespace pixmill::detail {
 
-void refuse(const char* call, const char* argument, const std::string& given, const char* wanted)
+void refuse(const char* call, const char* argument, const std::string& given, const std::string& wanted)
 {
     cv::Exception fault;
     fault.code = cv::Error::StsBadArg;
@@ -25,6 +27,23 @@ std::string describe(const cv::Mat& plane)
 std::string describe(cv::Size size)
 {
     return std::to_string(size.width) + " x " + std::to_string(size.height);
+}
+
+void checkPlane(const cv::Mat& plane, int type, const char* call, const char* argument)
+{
+    PIXMILL_CHECK(plane.dims <= 2 && plane.type() == type, call, argument, describe(plane), cv::typeToString(type));
+}
+
+void checkPlane(const cv::Mat& plane, cv::Size size, int type, const char* call, const char* argument)
+{
+    PIXMILL_CHECK(plane.dims <= 2 && plane.type() == type && plane.size() == size, call, argument, describe(plane),
+                  cv::typeToString(type) + " " + describe(size));
+}
+
+void checkCovers(const cv::Mat& plane, cv::Size size, int type, const char* call, const char* argument)
+{
+    PIXMILL_CHECK(covers(plane, size, type), call, argument, describe(plane),
+                  cv::typeToString(type) + " of at least " + describe(size));
 }
 
 } // namespace pixmill::detail

@@ -10,8 +10,8 @@
 ///
 ///     PIXMILL_CHECK(plane.type() == CV_16UC1, "TPImage::convertTo", "Y", describe(plane), "CV_16UC1");
 ///
-/// throws cv::Exception with the text "TPImage::convertTo: Y is CV_8UC3 640 x 480, wanted CV_16UC1". `given` is
-/// evaluated only where the check fails.
+/// throws cv::Exception with the text "TPImage::convertTo: Y is CV_8UC3 640 x 480, wanted CV_16UC1". `given` and
+/// `wanted` are evaluated only where the check fails.
 #define PIXMILL_CHECK(holds, call, argument, given, wanted)                                                            \
     do {                                                                                                               \
         if (!(holds))                                                                                                  \
@@ -21,7 +21,7 @@
 namespace pixmill::detail {
 
 /// @throws cv::Exception  always: "CALL: ARGUMENT is GIVEN, wanted WANTED".
-[[noreturn]] void refuse(const char* call, const char* argument, const std::string& given, const char* wanted);
+[[noreturn]] void refuse(const char* call, const char* argument, const std::string& given, const std::string& wanted);
 
 /// "CV_16UC3 640 x 480", "empty", or "CV_8UC1 of 3 dimensions".
 std::string describe(const cv::Mat& plane);
@@ -48,5 +48,35 @@ std::string inWords(Number value)
     text << value;
     return text.str();
 }
+
+/// Refuses a null pointer.
+inline void checkPointer(const void* pointer, const char* call, const char* argument)
+{
+    PIXMILL_CHECK(pointer, call, argument, describe(pointer), "not null");
+}
+
+/// Refuses a null pointer to three planes, or to one of them.
+template <class Pixel>
+void checkPlanes(Pixel* const* planes, const char* call, const char* argument)
+{
+    checkPointer(planes, call, argument);
+    for (int i = 0; i < 3; ++i)
+        PIXMILL_CHECK(planes[i], call, argument, "null at " + std::to_string(i), "three planes");
+}
+
+/// Refuses what is no plane: a `cv::Mat` of more dimensions than rows and columns, which has neither.
+inline void checkPlane(const cv::Mat& plane, const char* call, const char* argument)
+{
+    PIXMILL_CHECK(plane.dims <= 2, call, argument, describe(plane), "a plane of rows and columns");
+}
+
+/// Refuses a plane of another type as well.
+void checkPlane(const cv::Mat& plane, int type, const char* call, const char* argument);
+
+/// Refuses a plane of another size or type.
+void checkPlane(const cv::Mat& plane, cv::Size size, int type, const char* call, const char* argument);
+
+/// Refuses a plane that lacks a pixel where a picture of this size and type has one.
+void checkCovers(const cv::Mat& plane, cv::Size size, int type, const char* call, const char* argument);
 
 } // namespace pixmill::detail

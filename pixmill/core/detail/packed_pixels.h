@@ -1,6 +1,7 @@
 #pragma once
 
 #include <pixmill/core/TImage.h>
+#include <pixmill/core/detail/check.h>
 #include <pixmill/planar/detail/colour_rows.h>
 
 #include <cstddef>
@@ -23,6 +24,32 @@ inline bool covers(const TImage& image, TImage::IMTYPE type, const TSize& size)
     const bool planes = image.m_plane_p[0] && (type != TImage::IM_C || image.m_plane_p[1]);
     return size.width <= 0 || size.height <= 0 ||
            (planes && image.m_width >= size.width && image.m_height >= size.height);
+}
+
+/// "type 3, 640 x 480", and whether its planes are missing.
+inline std::string describe(const TImage& image)
+{
+    const bool planes = image.m_plane_p[0] && (image.m_type != TImage::IM_C || image.m_plane_p[1]);
+    return "type " + std::to_string(image.m_type) + ", " + describe(cv::Size(image.m_width, image.m_height)) +
+           (planes ? "" : " without planes");
+}
+
+inline void checkType(const TImage& image, TImage::IMTYPE type, const char* call, const char* argument)
+{
+    PIXMILL_CHECK(image.m_type == type, call, argument, describe(image), "type " + std::to_string(type));
+}
+
+inline void checkCovers(const TImage& image, TImage::IMTYPE type, const TSize& size, const char* call,
+                        const char* argument)
+{
+    PIXMILL_CHECK(covers(image, type, size), call, argument, describe(image),
+                  "type " + std::to_string(type) + " of at least " + describe(cv::Size(size.width, size.height)));
+}
+
+/// The rows to walk: none of a picture without columns.
+inline cv::Size extent(const TImage& image)
+{
+    return image.m_width > 0 && image.m_height > 0 ? cv::Size(image.m_width, image.m_height) : cv::Size();
 }
 
 /// Two 16-bit samples that follow one another in memory.

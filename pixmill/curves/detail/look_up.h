@@ -3,8 +3,24 @@
 #include <pixmill/core/detail/rows.h>
 
 #include <cstddef>
+#include <cstring>
 
 namespace pixmill::detail {
+
+/// A sample of a row that may begin at any byte: pixels of another type than told are read as they lie.
+template <class S>
+inline S load(const S* at)
+{
+    S v;
+    std::memcpy(&v, at, sizeof v);
+    return v;
+}
+
+template <class D>
+inline void store(D* at, D v)
+{
+    std::memcpy(at, &v, sizeof v);
+}
 
 /// out[x] = table[the low `bits` bits of in[x]] for n pixels; `out` may be `in`.
 ///
@@ -18,12 +34,12 @@ __attribute__((noinline)) void lookUpRow(const S* in, D* out, const D* table, in
     for (; x + 8 <= n; x += 8) {
         unsigned v[8];
         for (int k = 0; k < 8; ++k)
-            v[k] = table[in[x + k] & mask];
+            v[k] = table[load(in + x + k) & mask];
         for (int k = 0; k < 8; ++k)
-            out[x + k] = D(v[k]);
+            store(out + x + k, D(v[k]));
     }
     for (; x < n; ++x)
-        out[x] = table[in[x] & mask];
+        store(out + x, table[load(in + x) & mask]);
 }
 
 /// The same for every row of a plane; steps in bytes.

@@ -1,5 +1,6 @@
 #include <pixmill/curves/detail/ydrdb_tables.h>
 
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/curves/detail/look_up.h>
 #include <pixmill/primitives/memory.h>
@@ -32,18 +33,20 @@ void stretchLuma(const std::array<unsigned short, kLumaSamples>& samples, unsign
     runSpan(gaps, 0, kLumaSamples - 1);
 }
 
-void checkLumaInOut(const cv::Mat& inOutY16U)
+void checkLumaInOut(const cv::Mat& inOutY16U, const char* call)
 {
     if (inOutY16U.type() != CV_16UC1)
         throw "ERROR - TLutYDrDb::proc - inOutY16U.type()!=CV_16UC1";
+    checkPlane(inOutY16U, call, "inOutY16U");
 }
 
-void applyLumaTable(const unsigned short* table, const cv::Mat& inY, cv::Mat& outY)
+void applyLumaTable(const unsigned short* table, const cv::Mat& inY, cv::Mat& outY, const char* call)
 {
     if (!table)
         throw "ERROR - TLutYDrDb::applyYLUT - !m_lutY_p";
     if (inY.type() != CV_16UC1)
         throw "ERROR -  TLutYDrDb::applyYLUT(const Mat &inY, Mat &outY) - inY.type() != CV_16UC1";
+    checkPlane(inY, call, "inY");
 
     ensure(outY, inY.size(), CV_16UC1);
     lookUpRows<16, unsigned short>(inY.data, inY.step, outY.data, outY.step, inY.size(), table);

@@ -34,9 +34,9 @@ void sampleLuma(unsigned short* table, const Map& map)
 }
 
 /// Throws unless the picture is CV_16UC1.
-void checkLumaInOut(const cv::Mat& inOutY16U);
+void checkLumaInOut(const cv::Mat& inOutY16U, const char* call);
 
 /// Writes table[inY]; throws without a table or when `inY` is not CV_16UC1.
-void applyLumaTable(const unsigned short* table, const cv::Mat& inY, cv::Mat& outY);
+void applyLumaTable(const unsigned short* table, const cv::Mat& inY, cv::Mat& outY, const char* call);
 
 } // namespace pixmill::detail
