@@ -9,6 +9,7 @@
 #include <pixmill/core/TMat.h>
 #include <pixmill/core/TPixmill.h>
 #include <pixmill/core/TProgress.h>
+#include <pixmill/core/Threads.h>
 #include <pixmill/curves/TLut1D.h>
 #include <pixmill/curves/TLut2D.h>
 #include <pixmill/curves/TLut3D.h>

@@ -2,6 +2,8 @@
 #include <support/bench.h>
 
 #include <pixmill/adjust/TLightAdjLUTq3.h>
+#include <pixmill/core/TPixmill.h>
+#include <pixmill/core/Threads.h>
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/engine/TQuillet3.h>
 #include <pixmill/primitives/copy.h>
@@ -13,9 +15,6 @@
 #include <opencv2/ximgproc/edge_filter.hpp>
 #endif
 
-#include <omp.h>
-
-#include <cstdio>
 #include <memory>
 #include <vector>
 
@@ -47,28 +46,19 @@ const Picture& picture()
 }
 
 /// Keeps the standard output clean of what set-up says there.
-class Silence {
-public:
-    Silence() : m_was(stdout) { stdout = std::fopen("/dev/null", "w"); }
-    ~Silence()
-    {
-        std::fclose(stdout);
-        stdout = m_was;
-    }
-
-private:
-    FILE* m_was;
+struct Silence {
+    Silence() { TPixmill::setConsole(false); }
+    ~Silence() { TPixmill::setConsole(true); }
 };
 
 TQuillet3& engine()
 {
     static std::unique_ptr<TQuillet3> e;
     if (!e) {
-        const int team = omp_get_max_threads();
+        const Silence silence;
         e = std::make_unique<TQuillet3>();
         e->setup(picture().Y, picture().detail[0], picture().detail[1], picture().detail[2], picture().Dr, picture().Db,
                  nullptr);
-        omp_set_num_threads(team);
         const float light[6] = {0.2f, 0.3f, -0.4f, 0.5f, 0.1f, -0.2f};
         std::copy_n(light, 6, e->m_lightParams);
         for (int l = 0; l < 3; ++l)
@@ -230,17 +220,14 @@ void plainSlider(benchmark::State& state)
     bench::report(state, roi.area(), roi.area() * 12.0);
 }
 
-/// Set-up takes a thread for every processor, whatever team it finds: OMP_THREAD_LIMIT=1 measures it on one.
 void TQuillet3_setup(benchmark::State& state)
 {
     const Picture& p = picture();
     TQuillet3 e;
-    const int team = omp_get_max_threads();
-    for (auto _ : state) {
-        const Silence silence;
+    const ThreadScope team(threads()); // set-up would take a thread for every processor
+    const Silence silence;
+    for (auto _ : state)
         e.setup(p.Y, p.detail[0], p.detail[1], p.detail[2], p.Dr, p.Db, nullptr);
-        omp_set_num_threads(team);
-    }
     bench::report(state, double(kWidth) * kHeight, double(kWidth) * kHeight * 5);
 }
 

@@ -82,6 +82,11 @@ public:
             const auto bytes = run.counters.find("bytes");
             if (bytes != run.counters.end())
                 row.bytes = bytes->second.value;
+            const auto wall = run.counters.find("wall"), cpu = run.counters.find("cpu");
+            if (wall != run.counters.end() && cpu != run.counters.end() && wall->second.value < row.wall) {
+                row.wall = wall->second.value;
+                row.cpu = cpu->second.value;
+            }
         }
     }
 
@@ -97,6 +102,8 @@ public:
                 std::printf("%13s | ", "");
             if (const Row* own = ownOf(row))
                 std::printf("%.2f", row.ms / own->ms);
+            if (row.cpu > 0)
+                std::printf("wall x %.2f, processor x %.2f", row.wall, row.cpu);
             std::printf("\n");
         }
     }
@@ -105,6 +112,7 @@ private:
     struct Row {
         std::string name, function, arguments;
         double ms = 1e18, pixels = 0, bytes = 0;
+        double wall = 1e18, cpu = 0; ///< times those of the way it is compared with
     };
 
     Row& rowOf(const Run& run)

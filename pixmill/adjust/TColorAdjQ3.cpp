@@ -2,6 +2,7 @@
 
 #include <pixmill/core/detail/aligned.h>
 #include <pixmill/core/detail/check.h>
+#include <pixmill/core/detail/console.h>
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
@@ -13,7 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <ctime>
-#include <iostream>
+#include <ostream>
 
 using namespace pixmill::detail;
 
@@ -239,7 +240,8 @@ void TColorAdjQ3::computeLUT16U()
         });
         m_dirty = 0;
     }
-    std::cout << "time to compute LUT for color adj: " << float(std::clock() - start) * 1e-6f << std::endl;
+    const float seconds = float(std::clock() - start) * 1e-6f;
+    tell([=](std::ostream& out) { out << "time to compute LUT for color adj: " << seconds; });
 }
 
 int TColorAdjQ3::proc(const cv::Mat& oldY, const cv::Mat& newY, const cv::Mat& inDr, const cv::Mat& inDb,

@@ -34,8 +34,8 @@ public:
     TColorAdjQ3(const TColorAdjQ3&) = delete;
     TColorAdjQ3& operator=(const TColorAdjQ3&) = delete;
 
-    /// Builds the tables again if `m_dirty` is set, and clears it. Always writes "time to compute LUT for color adj: "
-    /// and the seconds it took to standard output.
+    /// Builds the tables again if `m_dirty` is set, and clears it. Always tells "time to compute LUT for color adj: "
+    /// and the seconds it took, on standard output unless `TPixmill::setConsole` or a trace sink says otherwise.
     void computeLUT16U();
 
     /// Scales the differences by max(1, (newY + 655.3) / (oldY + 655.3)), then maps them by trilinear interpolation.

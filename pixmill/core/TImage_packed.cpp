@@ -186,12 +186,13 @@ void fromYCM(const TImage& Y, const TImage& C, const TImage& M, TImage& out, TIm
 
     const long pixels = long(size.width) * size.height;
     const bool stream = streams(std::size_t(pixels) * Out::kWords * sizeof(AnyWord));
-    forEachSpan(size.height, pixels, [&](int row, int end) {
+    const auto packRows = [&](int row, int end) {
         for (; row < end; ++row)
             packRow<Out>(Y, C, M, out, row, stream);
         if (stream)
             endStreaming();
-    });
+    };
+    forEachSpan(size.height, pixels, packRows, kFinePieces);
 }
 
 } // namespace

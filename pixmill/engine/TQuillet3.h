@@ -54,6 +54,10 @@ public:
     /// Reports 20, 40 and 100 of 100 to `progress`, which may be null; a refusal at 20 or 40 stops there with the flags
     /// as they were, one at 100 leaves a complete engine. Sets all flags.
     ///
+    /// Smooths with a thread for every processor and tells "system has N cores", as `DomainTransform::setup` does;
+    /// afterwards the calling thread's OpenMP settings are what they were. `pixmill::setThreads` and a `ThreadScope`
+    /// hold throughout.
+    ///
     /// @param Y         CV_16UC1, H x W.
     /// @param detail0   CV_16UC1, H x W, the finest; detail1 and detail2 alike.
     /// @param halfDr    CV_16UC1, half size rounded up, centred on 32768; halfDb alike.

@@ -9,6 +9,8 @@
 
 #include <opencv2/core.hpp>
 
+#include <omp.h>
+
 #include <algorithm>
 #include <vector>
 
@@ -31,12 +33,31 @@ float chromaSigmaS(cv::Size size)
     return std::clamp(float((size.height + size.width) * 0.00390625), 4.0f, 32.0f);
 }
 
+/// Gives the calling thread's OpenMP settings back as they were. `DomainTransform::setup` changes them, and a host that
+/// took a picture in keeps its own choice; while the tiles are smoothed, those of the filter hold.
+class OpenMpSettings {
+public:
+    OpenMpSettings() = default;
+    ~OpenMpSettings()
+    {
+        omp_set_num_threads(m_team);
+        omp_set_max_active_levels(m_levels);
+        omp_set_dynamic(m_dynamic);
+    }
+    OpenMpSettings(const OpenMpSettings&) = delete;
+    OpenMpSettings& operator=(const OpenMpSettings&) = delete;
+
+private:
+    int m_team = omp_get_max_threads(), m_levels = omp_get_max_active_levels(), m_dynamic = omp_get_dynamic();
+};
+
 /// Smooths both differences as two channels of one picture, so that they share one set of edges, tile by tile.
 void smoothChroma(cv::Mat& Dr, cv::Mat& Db)
 {
     const std::vector<cv::Mat> planes{Dr, Db};
     BlockProcessor tiles;
     tiles.initialize(planes, planes, kTile, kTile, true, kTileOverlap, 0, BlockProcessor::EDGE_TAPER_LINEAR);
+    const OpenMpSettings asFound;
     DomainTransform filter;
     filter.setup(chromaSigmaS(Dr.size()), kChromaSigmaR);
 

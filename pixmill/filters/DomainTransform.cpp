@@ -1,11 +1,14 @@
 #include <pixmill/filters/DomainTransform.h>
 
+#include <pixmill/core/detail/console.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/filters/detail/domain_gaps.h>
 
+#include <omp.h>
+
 #include <cmath>
-#include <iostream>
+#include <ostream>
 
 using namespace pixmill::detail;
 
@@ -26,7 +29,7 @@ int DomainTransform::setup(float sigmaS, float sigmaR)
     omp_set_num_threads(processors);
     omp_set_max_active_levels(omp_get_supported_active_levels());
     omp_set_dynamic(0);
-    std::cout << "system has " << processors << " cores" << std::endl;
+    tell([=](std::ostream& out) { out << "system has " << processors << " cores"; });
     return 1;
 }
 

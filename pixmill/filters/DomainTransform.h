@@ -20,8 +20,10 @@ public:
     float m_sigmaS = 0.0f; ///< Spatial standard deviation, in pixels.
     float m_sigmaR = 0.0f; ///< Range standard deviation, in sample values.
 
-    /// Stores the sigmas and sets up the process's threads: a team of one thread a processor, nesting on, dynamic team
-    /// sizes off. Tells the number of processors on standard output.
+    /// Stores the sigmas and sets the OpenMP runtime up on the calling thread: a team of one thread a processor,
+    /// nesting on, dynamic team sizes off. The library's loops follow unless `pixmill::setThreads` or a `ThreadScope`
+    /// has said otherwise. Tells "system has N cores" on standard output unless `TPixmill::setConsole` or a trace sink
+    /// says otherwise.
     int setup(float sigmaS, float sigmaR);
 
     /// Filters one picture with the object's sigmas, itself being the guide: mode 0 by RecursiveFilter, mode 1

@@ -23,7 +23,7 @@ float exponent(float sigma)
 /// How many tiles are filtered after their steps were made: enough for every thread, few enough for the cache.
 int bandTiles()
 {
-    const int threads = omp_get_max_threads();
+    const int threads = teamSize();
     return threads == 1 ? 1 : 2 * threads;
 }
 

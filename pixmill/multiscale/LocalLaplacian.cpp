@@ -145,7 +145,7 @@ void LocalLaplacian::filter(const cv::Mat& in, cv::Mat& out, float step, float i
     const AlignedArray<ushort> table = remappedValues<K>(m_remap_p, step);
     const AlignedArray<std::uint32_t> pairs = bracketingValues<K>(table.data(), invStep);
     const References<K> refs{step, invStep, table.data(), pairs.data()};
-    const int bands = LocalLaplacian::clamp(in.rows / kLeastBand, 1, omp_get_max_threads());
+    const int bands = LocalLaplacian::clamp(in.rows / kLeastBand, 1, teamSize());
     std::vector<RemappedBand<K>> walkers(bands, RemappedBand<K>(gauss));
     forEachIndex(bands, long(in.total()) * K, [&](int band) {
         const int first = int(long(in.rows) * band / bands), end = int(long(in.rows) * (band + 1) / bands);

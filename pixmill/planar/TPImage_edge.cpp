@@ -64,7 +64,7 @@ void restoreByGain(const cv::Mat& edge, const cv::Mat& before, const cv::Mat& af
     const Team team;
     const int n = edge.cols;
     std::vector<EdgeGainRows<T>> walkers;
-    for (int k = 0; k < team.size; ++k)
+    for (int k = 0; k < team.size(); ++k)
         walkers.emplace_back(before, after, epsilon);
     const ushort* table = TPImage::m_lutEdgeToFull_p;
     TeamScratch<uchar> gains(n);

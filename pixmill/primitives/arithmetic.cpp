@@ -162,9 +162,10 @@ IppStatus ippsDiv_32f_I(const float* src, float* srcDst, int len)
     if (const IppStatus fault = checkRegion({src, srcDst}, {len, 1}, {}))
         return fault;
     std::atomic<bool> zeros{false};
-    forEachSpan(len, len, [&](int first, int end) {
+    const auto divide = [&](int first, int end) {
         if (divideSamples(srcDst + first, src + first, srcDst + first, end - first))
             zeros.store(true, std::memory_order_relaxed);
-    });
+    };
+    forEachSpan(len, len, divide, kFinePieces);
     return zeros ? ippStsDivByZero : ippStsNoErr;
 }

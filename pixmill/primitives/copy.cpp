@@ -159,7 +159,8 @@ IppStatus ippsSet_32f(float value, float* dst, int len)
 {
     if (const IppStatus fault = checkRegion({dst}, {len, 1}, {}))
         return fault;
-    forEachSpan(len, len, [=](int first, int end) { std::fill(dst + first, dst + end, value); });
+    forEachSpan(
+        len, len, [=](int first, int end) { std::fill(dst + first, dst + end, value); }, kFinePieces);
     return ippStsNoErr;
 }
 

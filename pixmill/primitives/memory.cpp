@@ -1,6 +1,6 @@
 #include <pixmill/primitives/memory.h>
 
-#include <omp.h>
+#include <pixmill/core/detail/team.h>
 
 #include <climits>
 #include <cstdint>
@@ -84,5 +84,5 @@ void MKL_free(void* p)
 
 int MKL_GET_MAX_THREADS()
 {
-    return omp_get_max_threads();
+    return pixmill::detail::teamSize();
 }

@@ -139,7 +139,7 @@ IppStatus morphology(const T* src, int srcStep, T* dst, int dstStep, IppiSize ro
     const int strip = std::min(roi.width, std::max({32768 / maskSize.height, maskSize.width, 256}));
     const Team team;
     std::vector<Strip<Pick, T>> strips;
-    for (int k = 0; k < team.size; ++k)
+    for (int k = 0; k < team.size(); ++k)
         strips.emplace_back(runs, maskSize, strip);
     forEachSpan(roi.height, long(roi.width) * roi.height, [&](int first, int end) {
         Strip<Pick, T>& tables = strips[team.member()];

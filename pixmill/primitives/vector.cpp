@@ -51,14 +51,16 @@ bool invertByElimination(std::vector<double>& m, std::vector<double>& inverse, i
 template <class F>
 void mapVector(int n, const float* a, float* y, const F& f)
 {
-    forEachSpan(n, n, [&](int first, int end) { mapRow(a + first, y + first, end - first, f); });
+    forEachSpan(
+        n, n, [&](int first, int end) { mapRow(a + first, y + first, end - first, f); }, kFinePieces);
 }
 
 /// y = f(a, b) for every sample; `y` may be `a` or `b`.
 template <class F>
 void zipVector(int n, const float* a, const float* b, float* y, const F& f)
 {
-    forEachSpan(n, n, [&](int first, int end) { zipRow(a + first, b + first, y + first, end - first, f); });
+    forEachSpan(
+        n, n, [&](int first, int end) { zipRow(a + first, b + first, y + first, end - first, f); }, kFinePieces);
 }
 
 } // namespace

@@ -6,8 +6,6 @@
 #include <pixmill/primitives/detail/morphology3x3.h>
 #include <pixmill/resample/detail/aliasing.h>
 
-#include <omp.h>
-
 #include <algorithm>
 #include <cstring>
 #include <vector>
@@ -57,7 +55,7 @@ void sharpenInPlace(cv::Mat& image)
     const int inner = image.rows - 2, n = image.cols;
     if (inner <= 0 || n < 3)
         return;
-    const int bands = limit(omp_get_max_threads(), 1, inner);
+    const int bands = limit(teamSize(), 1, inner);
     const auto firstRow = [&](int band) { return 1 + int((long long)inner * band / bands); };
     const auto keep = [&](ushort* to, int y) { std::memcpy(to, image.ptr<ushort>(y), sizeof(ushort) * n); };
 

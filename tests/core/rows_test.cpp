@@ -1,9 +1,11 @@
 #include <support/everyway.h>
+#include <support/throws.h>
 
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/scratch.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <limits>
 #include <new>
@@ -28,13 +30,19 @@ TEST(Rows, VisitsEveryRowOnceAndIgnoresEmptyRanges)
 TEST(Rows, SpansAreContiguousAndCoverTheRange)
 {
     everyWay([] {
-        std::vector<int> owner(37, -1);
-        forEachSpan(37, 1 << 20, [&](int first, int end) {
-            for (int i = first; i < end; ++i)
-                owner[i] = first;
-        });
-        for (int i = 1; i < 37; ++i)
-            EXPECT_TRUE(owner[i] == owner[i - 1] || owner[i] == i);
+        for (const int each : {1, kFinePieces}) {
+            std::vector<int> owner(37, -1);
+            std::atomic<int> spans{0};
+            const auto span = [&](int first, int end) {
+                ++spans;
+                std::fill(owner.begin() + first, owner.begin() + end, first);
+            };
+            forEachSpan(37, 1 << 20, span, each);
+            EXPECT_EQ(owner[0], 0);
+            for (int i = 1; i < 37; ++i)
+                EXPECT_TRUE(owner[i] == owner[i - 1] || owner[i] == i);
+            EXPECT_EQ(spans, teamSize() == 1 ? 1 : teamSize() * each);
+        }
     });
 }
 
@@ -47,14 +55,13 @@ TEST(Rows, ABodyInsideABodyRunsOnItsOwnThread)
     });
 }
 
-TEST(Rows, ScratchMadeInAHostsTeamIsOfOneThreadWhateverItsNumber)
+TEST(Rows, ScratchMadeInsideABodyIsOfOneThreadWhateverItsNumber)
 {
     PolicyGuard guard;
-    rowPolicy().leastParallelPixels = 1;
+    rowPolicy() = {0, 1, true};
     omp_set_num_threads(8);
     std::vector<long> kept(8, 0);
     forEachIndex(8, 1 << 20, [&](int i) {
-        omp_set_num_threads(1); // of this thread's own loops
         constexpr int kSize = 1 << 20;
         TeamScratch<int> scratch(kSize);
         std::fill_n(scratch.mine(), kSize, i);
@@ -67,6 +74,7 @@ TEST(Rows, WhatABodyThrowsReachesTheCaller)
 {
     everyWay([] {
         EXPECT_THROW(forEachIndex(8, 1 << 20, [](int i) { i == 5 ? throw std::bad_alloc() : void(); }), std::bad_alloc);
+        EXPECT_THROWS_TEXT(forEachIndex(8, 1 << 20, [](int i) { i == 6 ? throw "a text" : void(); }), "a text");
     });
 }
 

@@ -150,6 +150,22 @@ TEST(TQuillet3Setup, ReportsThreeTimesAndStopsWhereItIsRefused)
     EXPECT_EQ(host.reports, (std::vector<int>{200, 400, 1000}));
 }
 
+TEST(TQuillet3Setup, LeavesTheHostsOpenMpSettingsAsTheyWere)
+{
+    const PolicyGuard guard;
+    const int levels = omp_get_max_active_levels();
+    omp_set_num_threads(1);
+    omp_set_dynamic(1);
+    TQuillet3 engine;
+    testing::internal::CaptureStdout();
+    Picture({40, 30}).into(engine);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "system has " + std::to_string(omp_get_num_procs()) + " cores\n");
+    EXPECT_EQ(omp_get_max_threads(), 1);
+    EXPECT_EQ(omp_get_max_active_levels(), levels);
+    EXPECT_TRUE(omp_get_dynamic());
+    omp_set_dynamic(0);
+}
+
 TEST(TQuillet3Setup, TheAllocationFormKeepsPlanesThatFitAndMarksTheEngineDirty)
 {
     TQuillet3 engine;

@@ -1,23 +1,24 @@
 #pragma once
 
 #include <pixmill/core/Export.h>
+#include <pixmill/core/detail/team.h>
 
 #include <opencv2/core/types.hpp>
 
-#include <omp.h>
+#include <algorithm>
 
-#include <exception>
-
-/// The one place with OpenMP pragmas, and the one place that knows processor levels.
+/// The one place that hands work to threads, and the one place that knows processor levels.
 ///
 /// A body is compiled three times from the same source: for what every x86-64 has, for AVX2 and for AVX-512. None of
-/// the three has fused multiply-add, so all give the same bits. Bodies must write disjoint memory, so the team's size
-/// changes nothing either. What a body throws, for want of memory, reaches the caller when all threads are done.
+/// the three has fused multiply-add, so all give the same bits. Bodies must write disjoint memory, so neither the
+/// team's size nor the order of the pieces changes anything. What a body throws, for want of memory, reaches the caller
+/// when all threads are done; pieces that have not started may then be left out.
 namespace pixmill::detail {
 
 struct RowPolicy {
     int level;                ///< 0 every x86-64, 1 AVX2, 2 AVX-512; from the processor, tests lower it.
     long leastParallelPixels; ///< Work below this many pixels stays on the calling thread.
+    bool fixedShares = false; ///< A member runs its own share alone, from the last piece to the first; tests set it.
 };
 
 /// The process's policy. Hosts leave it alone; tests change it between calls.
@@ -64,44 +65,43 @@ void runSpan(const Body& body, int first, int end)
     }
 }
 
-/// Splits 0..count into one contiguous span a thread and runs `body(first, end)` once on each that is not empty.
+/// How many pieces a thread's share of a loop has where pieces cost nothing to start. A thread that lost its core then
+/// holds one of them up, not a whole share.
+constexpr int kFinePieces = 4;
+
+/// Runs `piece(body, k)` once for each of 0..pieces-1 on a team of at most `team` threads. A member takes its own
+/// contiguous share from the front, then what is left of the others'.
+PIXMILL_API void runPieces(int pieces, int team, void (*piece)(const void* body, int k), const void* body);
+
+/// Splits 0..count into contiguous spans and runs `body(first, end)` once on each; none is empty.
 ///
-/// `pixels` is the work of the whole range, compared with the least that is worth a team.
+/// `pixels` is the work of the whole range, compared with the least that is worth a team. A span costs a start (running
+/// sums, a window's first rows), so there is one a thread; where it costs none, ask for kFinePieces.
 template <class Body>
-void forEachSpan(int count, long pixels, const Body& body)
+void forEachSpan(int count, long pixels, const Body& body, int piecesPerThread = 1)
 {
     if (count <= 0)
         return;
-    const bool team = count > 1 && pixels >= rowPolicy().leastParallelPixels && !omp_in_parallel();
-    if (!team || omp_get_max_threads() == 1) { // a team of one costs as much as a small brush dot
+    const int team = count > 1 && pixels >= rowPolicy().leastParallelPixels ? teamSize() : 1;
+    if (team == 1) { // handing out costs as much as a small brush dot
         runSpan(body, 0, count);
         return;
     }
-    std::exception_ptr failure;
-#pragma omp parallel
-    {
-        const long n = omp_get_num_threads(), k = omp_get_thread_num();
-        const int first = int(count * k / n), end = int(count * (k + 1) / n);
-        try {
-            if (first < end)
-                runSpan(body, first, end);
-        } catch (...) { // may not leave the region
-#pragma omp critical
-            failure = std::current_exception();
-        }
-    }
-    if (failure)
-        std::rethrow_exception(failure);
+    const long pieces = std::min<long>(count, long(team) * piecesPerThread);
+    const auto piece = [&](long k) { runSpan(body, int(count * k / pieces), int(count * (k + 1) / pieces)); };
+    runPieces(
+        int(pieces), team, [](const void* p, int k) { (*static_cast<decltype(&piece)>(p))(k); }, &piece);
 }
 
 /// Runs `body(i)` once for each of 0..count-1: table nodes, planes, tiles. `pixels` as in forEachSpan.
 template <class Body>
 void forEachIndex(int count, long pixels, const Body& body)
 {
-    forEachSpan(count, pixels, [&body](int i, int end) {
+    const auto span = [&body](int i, int end) {
         for (; i < end; ++i)
             body(i);
-    });
+    };
+    forEachSpan(count, pixels, span, kFinePieces);
 }
 
 /// Runs `body(y)` once for every row of a plane of this size.

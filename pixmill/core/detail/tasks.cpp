@@ -1,0 +1,42 @@
+#include <pixmill/core/detail/tasks.h>
+
+#include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
+
+#include <pthread.h>
+
+/// The one place that calls the task library. It is compiled without the thread sanitizer, which cannot see into the
+/// packaged library: rows.cpp tells the sanitizer what is handed over.
+namespace pixmill::detail {
+namespace {
+
+bool workersLost = false; ///< in a child, after `fork`, of a process that had workers
+
+/// Whether workers can be had. A child has its parent's record of workers and none of the threads, perhaps one of
+/// their locks.
+bool workersAtHand()
+{
+    static const int registered = pthread_atfork(nullptr, nullptr, [] { workersLost = true; });
+    return registered == 0 && !workersLost;
+}
+
+} // namespace
+
+void runTasks(int count, void (*task)(void* context, int k), void* context)
+{
+    if (!workersAtHand()) {
+        for (int k = 0; k < count; ++k)
+            task(context, k);
+        return;
+    }
+    // A group of its own: a host that cancels its tasks would else leave a loop within them undone.
+    using Group = tbb::task_group_context;
+    Group group(Group::isolated, Group::default_traits | Group::fp_settings);
+    // Isolated also while it waits: else the caller could take up any other task of the host in the midst of this one.
+    tbb::this_task_arena::isolate([&] {
+        tbb::parallel_for(
+            0, count, [=](int k) { task(context, k); }, tbb::simple_partitioner(), group);
+    });
+}
+
+} // namespace pixmill::detail
