@@ -3,11 +3,11 @@
 
 #include <CLI/CLI.hpp>
 #include <opencv2/core.hpp>
+#include <pixmill/core/TPixmill.h>
 
 #include <cmath>
 #include <cstdio>
 #include <exception>
-#include <iostream>
 #include <new>
 #include <string>
 
@@ -124,7 +124,7 @@ int main(int argc, char** argv)
         ->capture_default_str();
     addControls(app, options);
     CLI11_PARSE(app, argc, argv);
-    std::cout.rdbuf(nullptr); // what the library tells there is not asked for; the demo itself speaks through printf
+    TPixmill::setConsole(false); // the demo itself tells what there is to tell
     if (!region.empty())
         options.region = {region[0], region[1], region[2], region[3]};
 
