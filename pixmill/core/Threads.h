@@ -9,8 +9,8 @@
 /// `DomainTransform::setup` set it). More than 1024 count as 1024. No choice changes a bit of any result.
 ///
 /// Calls may come from any thread, from tasks and parallel regions of the host, and from a child after `fork`. A call
-/// from within an OpenMP region of the host stays on its own thread, and so does one in a child whose parent had
-/// called the library: the parent's workers did not come along.
+/// from within an OpenMP region of the host stays on its own thread, and so does one in a child that was forked while
+/// another thread than the forking one had called the library and still lived: its workers did not come along.
 namespace pixmill {
 
 /// Every loop of the process that starts from now on takes at most `n` threads, the calling one among them; 0 gives the

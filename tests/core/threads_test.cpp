@@ -10,6 +10,8 @@
 #include <tbb/parallel_for.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <thread>
 
@@ -47,6 +49,14 @@ int threadsOfAnotherThread()
     int n = 0;
     std::thread([&] { n = threads(); }).join();
     return n;
+}
+
+bool eachStaysAlone()
+{
+    int sum = 0;
+#pragma omp parallel num_threads(2) reduction(+ : sum)
+    sum += threads();
+    return sum == 2 && threads() == 4;
 }
 
 int threadsAfterSetUp()
@@ -109,12 +119,7 @@ TEST(Threads, InsideARegionOrABodyACallStaysOnItsThread)
     std::vector<int> seen(8, 0);
     pixmill::detail::forEachIndex(8, 1, [&](int i) { seen[i] = threads(); });
     EXPECT_EQ(seen, std::vector<int>(8, 1));
-    EXPECT_TRUE(rightInAChild([] { // as some OpenMP runtimes do not outlive a later fork
-        int sum = 0;
-#pragma omp parallel num_threads(2) reduction(+ : sum)
-        sum += threads();
-        return sum == 2 && threads() == 4;
-    }));
+    EXPECT_TRUE(rightInAChild(eachStaysAlone)); // some OpenMP runtimes do not outlive a later fork
 }
 
 namespace {
@@ -180,6 +185,24 @@ bool rightInAGrandchildAfterUse()
     return rightHere() && rightInAChild(rightHere) && rightHere();
 }
 
+/// Another thread that has used the loops lives on while this one forks, and its child forks again.
+bool rightInAGrandchildBesideAnother()
+{
+    std::atomic<int> stage{0};
+    bool other = false;
+    std::thread thread([&] {
+        other = rightHere();
+        for (stage = 1; stage != 2;)
+            std::this_thread::yield();
+    });
+    while (stage != 1)
+        std::this_thread::yield();
+    const bool right = rightInAChild([] { return rightHere() && rightInAChild(rightHere); });
+    stage = 2;
+    thread.join();
+    return right && other;
+}
+
 struct Place {
     const char* name;
     bool (*right)();
@@ -188,6 +211,7 @@ struct Place {
 const Place kPlaces[] = {
     {"aForkedChild", rightHere},
     {"aChildForkedAfterUse", rightInAGrandchildAfterUse},
+    {"aChildForkedBesideAThreadThatUsedIt", rightInAGrandchildBesideAnother},
     {"twoThreadsOfTheHost", rightOnTwoThreads},
     {"aParallelRegionOfTheHost", rightInARegion},
     {"tasksOfTheHost", rightInTasks},

@@ -1,22 +1,41 @@
 #include <pixmill/core/detail/tasks.h>
 
+#include <tbb/global_control.h>
 #include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>
 
 #include <pthread.h>
+
+#include <new>
 
 /// The one place that calls the task library. It is compiled without the thread sanitizer, which cannot see into the
 /// packaged library: rows.cpp tells the sanitizer what is handed over.
 namespace pixmill::detail {
 namespace {
 
-bool workersLost = false; ///< in a child, after `fork`, of a process that had workers
+bool workersLost = false; ///< in a child, after `fork`, of a process that had workers then
+bool sentHome = false;    ///< before the last `fork`
 
-/// Whether workers can be had. A child has its parent's record of workers and none of the threads, perhaps one of
-/// their locks.
+/// Sends the workers home before a `fork`: a child would else have its parent's record of workers and none of the
+/// threads, perhaps one of their locks, and the task library's end would stumble over them. The next loop calls new
+/// ones. They stay where another thread of the host has used them and still lives; the child's loops then run on their
+/// calling thread.
+void beforeFork()
+{
+    if (workersLost) // they would be waited for
+        return;
+    tbb::task_scheduler_handle handle{tbb::attach{}};
+    sentHome = tbb::finalize(handle, std::nothrow);
+}
+
+void afterForkInChild()
+{
+    workersLost = workersLost || !sentHome;
+}
+
 bool workersAtHand()
 {
-    static const int registered = pthread_atfork(nullptr, nullptr, [] { workersLost = true; });
+    static const int registered = pthread_atfork(beforeFork, nullptr, afterForkInChild);
     return registered == 0 && !workersLost;
 }
 
