@@ -4,6 +4,8 @@
 
 #include <opencv2/core/mat.hpp>
 
+#include <cstddef>
+
 class TProgress;
 
 /// Smooths a picture and keeps the edges of a second one, in a grid of x, y and the edge picture's value.
@@ -23,8 +25,8 @@ public:
     int m_gridZ = 0;              ///< Cells along the edge value, at most 252.
     float* m_weights_p = nullptr; ///< Sample counts, then a guard word; owned.
     float* m_values_p = nullptr;  ///< Sample sums, later the result, then a guard word; owned.
-    int m_padXY = 1;              ///< Padding in cells on x and y.
-    int m_padZ = 1;               ///< Padding in cells on the edge value.
+    int m_padXY = 1;              ///< Padding in cells on x and y, 0 or more; taken over by `setup`.
+    int m_padZ = 1;               ///< Padding in cells on the edge value, 0..124; taken over by `setup`.
     int m_minVal = 0;             ///< Least edge value, truncated.
     int m_width = 0;              ///< Columns of the picture that the grid was made for.
     int m_height = 0;             ///< Rows of that picture.
@@ -48,6 +50,7 @@ public:
     /// @param progress  reported to five times; may be null.
     /// @return 1, or 0 when the host cancelled; `inOut` is then untouched, but for a refusal of the last report.
     /// @throws const char*  "ERROR - bool BilateralFilter::proc - inOut.size !=  edge.size"
+    /// @throws cv::Exception  other types, a step or a padding out of range, a grid of 2^31 cells or more.
     int proc(const cv::Mat& edge, cv::Mat& inOut, int sampleS, int sampleR, TProgress* progress);
 
     /// Sizes the grid for a picture and the range of its edge values; keeps one that fits.
@@ -69,7 +72,7 @@ public:
     /// Blurs counts and sums along z, x and y.
     void filterGrids();
 
-    /// The recursive Gaussian along one line of n samples `stride` apart, in K pairs of sweeps.
+    /// The recursive Gaussian along one line of n samples `stride` apart, in K pairs of sweeps, at most 65536.
     void iir(float* line, int n, int stride, float sigma, int K);
 
     /// Reads the picture back from the grid. The edge value's cell is rounded, so that its fraction is -0.5 to 0.5 and
@@ -86,6 +89,12 @@ public:
     static int gradientGuide(const cv::Mat& in, cv::Mat& guide, int r);
 
 private:
+    std::size_t m_cells = 0; ///< Cells of each grid that stands; where the members tell another number, none does.
+    int m_gridPadXY = 1;     ///< The padding that the grid was made with, whatever the members tell since.
+    int m_gridPadZ = 1;
+
+    bool hasGrid() const;
+    void checkGridFor(const char* call, const cv::Mat& inOut, const cv::Mat& edge) const;
     bool hasGridFor(const cv::Mat& picture) const;
     void build(const cv::Mat& picture, const cv::Mat& edge, bool fresh);
     template <class Prepare>

@@ -1,5 +1,6 @@
 #include <pixmill/filters/BilateralFilter.h>
 
+#include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/primitives/filter.h>
 
@@ -54,7 +55,10 @@ int BilateralFilter::gradientGuide(const cv::Mat& in, cv::Mat& guide, int r)
         return 1;
     if (in.type() != guide.type() || (in.type() != CV_8UC1 && in.type() != CV_16UC1))
         throw kInputType;
-    CV_Assert(in.size() == guide.size());
+    constexpr const char* kCall = "BilateralFilter::gradientGuide";
+    checkPlane(in, kCall, "in");
+    checkPlane(guide, kCall, "guide");
+    PIXMILL_CHECK(in.size() == guide.size(), kCall, "guide", describe(guide), "the size of in");
 
     cv::Mat dil = guide.clone(), ero = guide.clone();
     if ((guide.cols - 1) / 2 >= r && (guide.rows - 1) / 2 >= r) { // elsewhere up and down are 0 and the guide stays

@@ -138,8 +138,8 @@ inline void readBackRow(const GridRead& grid, const Edge* edge, float yFraction,
 void BilateralFilter::build(const cv::Mat& picture, const cv::Mat& edge, bool fresh)
 {
     const double alpha = 1.0 / m_sampleR;
-    const GridAxis axis{float(alpha), float(double(float(m_padZ) + 1.0f) - m_minVal * alpha)};
-    const int step = m_sampleS, first = m_padXY + 1, columns = m_gridX - 2 * first, gridRows = m_gridY - 2 * first;
+    const GridAxis axis{float(alpha), float(double(float(m_gridPadZ) + 1.0f) - m_minVal * alpha)};
+    const int step = m_sampleS, first = m_gridPadXY + 1, columns = m_gridX - 2 * first, gridRows = m_gridY - 2 * first;
     const std::size_t slab = std::size_t(m_gridX) * m_gridZ;
     // Whole blocks pay where they are larger than the cells to go through; sums must stay exact in float.
     const bool blocks = step <= 16 && step * step >= 2 * m_gridZ;
@@ -184,7 +184,7 @@ void BilateralFilter::build(const cv::Mat& picture, const cv::Mat& edge, bool fr
 
 void BilateralFilter::filterGrids()
 {
-    if (!m_weights_p || !m_values_p)
+    if (!hasGrid())
         return;
     blurSlabs(0, [](int, int) {});
     blurAlongY(false);
@@ -243,17 +243,16 @@ void BilateralFilter::blurAlongY(bool divide)
 
 void BilateralFilter::interpGrid(cv::Mat& inOut, const cv::Mat& edge)
 {
-    CV_Assert(hasGridFor(inOut) && edge.size() == inOut.size() && edge.channels() == 1);
-    CV_Assert(inOut.type() == (m_is16Bit ? CV_16UC1 : CV_8UC1));
+    checkGridFor("BilateralFilter::interpGrid", inOut, edge);
     const double alpha = 1.0 / m_sampleR;
-    const GridAxis axis{float(alpha), float((m_padZ + 0.5) - m_minVal * alpha)};
+    const GridAxis axis{float(alpha), float((m_gridPadZ + 0.5) - m_minVal * alpha)};
     const int width = m_width;
     const std::size_t slab = std::size_t(m_gridX) * m_gridZ;
 
     std::vector<int> xOffset(width);
     std::vector<float> xFraction(width);
     for (int x = 0; x < width; ++x) {
-        const float position = float(x) / float(m_sampleS) + float(m_padXY) + 0.5f;
+        const float position = float(x) / float(m_sampleS) + float(m_gridPadXY) + 0.5f;
         xOffset[x] = int(position) * m_gridZ;
         xFraction[x] = position - float(int(position));
     }
@@ -264,7 +263,7 @@ void BilateralFilter::interpGrid(cv::Mat& inOut, const cv::Mat& edge)
             float* const pairs = scratch.mine();
             const GridRead grid{pairs, m_gridZ, axis, xOffset.data(), xFraction.data()};
             for (int paired = -1; y < end; ++y) {
-                const float position = float(y) / float(m_sampleS) + float(m_padXY) + 0.5f;
+                const float position = float(y) / float(m_sampleS) + float(m_gridPadXY) + 0.5f;
                 const int yi = int(position);
                 if (yi != paired)
                     pairSlabs(m_values_p + yi * slab, m_values_p + (yi + 1) * slab, pairs, slab);

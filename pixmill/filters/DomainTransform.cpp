@@ -4,6 +4,7 @@
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/filters/detail/domain_gaps.h>
+#include <pixmill/filters/detail/domain_planes.h>
 
 #include <omp.h>
 
@@ -14,10 +15,7 @@ using namespace pixmill::detail;
 
 namespace {
 
-void checkFloat(const cv::Mat& picture)
-{
-    CV_Assert(picture.empty() || (picture.dims <= 2 && picture.depth() == CV_32F));
-}
+constexpr const char* kSum = "DomainTransform::channelSum";
 
 } // namespace
 
@@ -50,8 +48,8 @@ int DomainTransform::proc(const std::vector<cv::Mat>& in, std::vector<cv::Mat>& 
 
 int DomainTransform::diffx(const cv::Mat& in, cv::Mat& out)
 {
-    checkFloat(in);
-    const cv::Mat source = in;
+    checkFloats(in, "DomainTransform::diffx");
+    const cv::Mat source = unsharedOrSame(in, out);
     ensure(out, source.size(), source.type());
     const int c = source.channels(), n = gapColumns(source.cols) * c;
     forEachRow(source.size(), [&](int y) {
@@ -65,8 +63,8 @@ int DomainTransform::diffx(const cv::Mat& in, cv::Mat& out)
 
 int DomainTransform::diffy(const cv::Mat& in, cv::Mat& out)
 {
-    checkFloat(in);
-    const cv::Mat source = overlap(in, out) ? in.clone() : in; // a row is still read after the one above is written
+    checkFloats(in, "DomainTransform::diffy");
+    const cv::Mat source = unshared(in, out); // a row is still read after the one above is written
     ensure(out, source.size(), source.type());
     const int n = gapColumns(source.cols) * source.channels();
     forEachRow({source.cols, source.rows - 1}, [&](int y) {
@@ -96,8 +94,8 @@ int DomainTransform::diffy(const std::vector<cv::Mat>& in, std::vector<cv::Mat>&
 
 int DomainTransform::channelSum(const cv::Mat& in, cv::Mat& out, int)
 {
-    checkFloat(in);
-    const cv::Mat source = in;
+    checkFloats(in, kSum);
+    const cv::Mat source = unsharedOrSame(in, out);
     ensure(out, source.size(), CV_32FC1);
     out = 0.0f;
     const int n = gapColumns(source.cols), c = source.channels();
@@ -115,6 +113,8 @@ int DomainTransform::channelSum(const std::vector<cv::Mat>& in, cv::Mat& out, in
 {
     if (in.empty())
         return 1;
+    for (const cv::Mat& plane : in)
+        checkPlane(plane, kSum, "in");
     ensure(out, in[0].size(), CV_32FC1);
     out = 0.0f;
     for (const cv::Mat& plane : in)

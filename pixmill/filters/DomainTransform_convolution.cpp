@@ -4,6 +4,7 @@
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/core/detail/scratch.h>
 #include <pixmill/filters/detail/domain_coordinates.h>
+#include <pixmill/filters/detail/domain_planes.h>
 #include <pixmill/filters/detail/domain_windows.h>
 
 #include <opencv2/core.hpp>
@@ -180,9 +181,12 @@ void convolve(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR, Start
 }
 
 /// One pass along the rows with coordinates that stand in a plane.
-int averageRows(cv::Mat& img, const cv::Mat& ct, float radius, Start start)
+int averageRows(const char* call, cv::Mat& img, const cv::Mat& ct, float radius, Start start)
 {
-    CV_Assert(img.dims <= 2 && img.depth() == CV_32F && ct.type() == CV_32FC1 && img.size() == ct.size());
+    checkPlane(img, call, "img");
+    PIXMILL_CHECK(img.depth() == CV_32F, call, "img", describe(img), "floats in rows and columns");
+    PIXMILL_CHECK(ct.dims <= 2 && ct.type() == CV_32FC1 && img.size() == ct.size(), call, "ct", describe(ct),
+                  "CV_32FC1 of the size of img");
     if (!img.empty())
         averageRows(img, img, radius, start, {nullptr, ct});
     return 1;
@@ -192,18 +196,18 @@ int averageRows(cv::Mat& img, const cv::Mat& ct, float radius, Start start)
 
 int DomainTransform::NCcompute(cv::Mat& img, cv::Mat& ct, float radius)
 {
-    return averageRows(img, ct, radius, fromZero);
+    return averageRows("DomainTransform::NCcompute", img, ct, radius, fromZero);
 }
 
 int DomainTransform::ICcompute(cv::Mat& img, cv::Mat& ct, float radius)
 {
-    return averageRows(img, ct, radius, fromFirstPixel);
+    return averageRows("DomainTransform::ICcompute", img, ct, radius, fromFirstPixel);
 }
 
 int DomainTransform::NormalizedConvolutionFilter(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR)
 {
-    CV_Assert(in.empty() || (in.dims <= 2 && in.depth() == CV_32F));
-    const cv::Mat source = in.data != out.data && overlap(in, out) ? in.clone() : in;
+    checkFloats(in, "DomainTransform::NormalizedConvolutionFilter");
+    const cv::Mat source = unsharedOrSame(in, out);
     ensure(out, source.size(), source.type());
     convolve(source, out, sigmaS, sigmaR, fromZero);
     return 1;
@@ -211,10 +215,10 @@ int DomainTransform::NormalizedConvolutionFilter(const cv::Mat& in, cv::Mat& out
 
 int DomainTransform::InterpolatedConvolutionFilter(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR)
 {
-    CV_Assert(in.empty() || (in.dims <= 2 && in.depth() == CV_32F));
+    checkFloats(in, "DomainTransform::InterpolatedConvolutionFilter");
     cv::Mat working = in; // the host's own pixels, which are meant to be used up
     convolve(working, working, sigmaS, sigmaR, fromFirstPixel);
     ensure(out, working.size(), working.type());
-    working.copyTo(out);
+    unsharedOrSame(working, out).copyTo(out);
     return 1;
 }

@@ -2,6 +2,7 @@
 
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
+#include <pixmill/filters/detail/domain_planes.h>
 #include <pixmill/filters/detail/domain_recursion.h>
 #include <pixmill/filters/detail/lanes.h>
 
@@ -13,6 +14,8 @@
 using namespace pixmill::detail;
 
 namespace {
+
+constexpr const char* kCall = "DomainTransform::RecursiveFilter";
 
 /// The factor k with exp(step * k) = exp(-sqrt(2) / sigma)^step, as float: the precision that planes are scaled in.
 float exponent(float sigma)
@@ -54,10 +57,13 @@ void recurse(const std::vector<cv::Mat>& in, const std::vector<cv::Mat>& out, co
     }
 }
 
-void checkPlanes(const std::vector<cv::Mat>& planes, cv::Size size)
+void checkPlanes(const std::vector<cv::Mat>& planes, cv::Size size, const char* call, const char* argument)
 {
-    for (const cv::Mat& plane : planes)
-        CV_Assert(plane.size() == size && (plane.empty() || (plane.dims <= 2 && plane.depth() == CV_32F)));
+    for (const cv::Mat& plane : planes) {
+        checkPlane(plane, call, argument);
+        PIXMILL_CHECK(plane.size() == size, call, argument, describe(plane), "planes of one size");
+        checkFloats(plane, call, argument);
+    }
 }
 
 } // namespace
@@ -70,8 +76,10 @@ int DomainTransform::RFcompute(cv::Mat& img, cv::Mat& D, float sigma)
 
 int DomainTransform::RFcompute(std::vector<cv::Mat>& img, cv::Mat& D, float sigma)
 {
-    checkPlanes(img, D.size());
-    CV_Assert(D.empty() || D.type() == CV_32FC1);
+    constexpr const char* kPass = "DomainTransform::RFcompute";
+    checkPlane(D, kPass, "D");
+    checkPlanes(img, D.size(), kPass, "img");
+    PIXMILL_CHECK(D.empty() || D.type() == CV_32FC1, kPass, "D", describe(D), "CV_32FC1");
     if (img.empty() || D.empty())
         return 1;
     DomainRecursion recursion(img);
@@ -81,8 +89,8 @@ int DomainTransform::RFcompute(std::vector<cv::Mat>& img, cv::Mat& D, float sigm
 
 int DomainTransform::RecursiveFilter(const cv::Mat& in, cv::Mat& out, float sigmaS, float sigmaR)
 {
-    CV_Assert(in.empty() || (in.dims <= 2 && in.depth() == CV_32F));
-    const cv::Mat source = in.data != out.data && overlap(in, out) ? in.clone() : in;
+    checkFloats(in, kCall);
+    const cv::Mat source = unsharedOrSame(in, out);
     ensure(out, source.size(), source.type());
     if (!out.empty())
         recurse({source}, {out}, {source}, sigmaS, sigmaR, false);
@@ -94,9 +102,9 @@ int DomainTransform::RecursiveFilter(const std::vector<cv::Mat>& in, std::vector
 {
     const std::vector<cv::Mat> planes = in, guides = joint; // `out` may be either
     if (!planes.empty()) {
-        checkPlanes(planes, planes[0].size());
-        checkPlanes(guides, planes[0].size());
-        CV_Assert(!guides.empty());
+        checkPlanes(planes, planes[0].size(), kCall, "in");
+        checkPlanes(guides, planes[0].size(), kCall, "joint");
+        PIXMILL_CHECK(!guides.empty(), kCall, "joint", guides.size(), "a guide at least");
     }
     out.resize(planes.size());
     for (std::size_t i = 0; i < planes.size(); ++i)

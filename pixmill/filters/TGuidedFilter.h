@@ -24,7 +24,8 @@
 /// without a guard: 0 on a flat area gives 0/0. All other arithmetic is in single precision.
 ///
 /// An object holds one estimate, which any number of applications may use. An application without an estimate, planes
-/// too small to be read and a negative radius throw `cv::Exception`. Every operation returns 1. One thread at a time
+/// too small to be read, a negative radius, and one more than 32768 above the picture's sides or whose sums would take
+/// more than 2^30 bytes a thread there throw `cv::Exception`. Every operation returns 1. One thread at a time
 /// per object.
 class PIXMILL_API TGuidedFilter {
 public:
@@ -113,4 +114,11 @@ public:
     /// var = mean(x * x) - meanX * meanX, not clamped: a variance that rounding made negative stays so. As calcov2.
     static void calvar2(cv::Mat& var, const cv::Mat& x, const cv::Mat& meanX, cv::Mat& tmp1, cv::Mat& tmp2,
                         IppiSize fullSize, IppiSize roi, IppiSize mask, IppiPoint anchor, bool offsetDst);
+
+private:
+    // The operations, with the name of the call that failures tell.
+    int estimate1(const char* call, const cv::Mat& guide, const cv::Mat& src, int r, float eps);
+    int estimate3(const char* call, const std::vector<cv::Mat>& guide, const cv::Mat& src, int r, float eps);
+    int applyLoop1(const char* call, const cv::Mat& guide, cv::Mat& out) const;
+    int apply3(const char* call, const std::vector<cv::Mat>& guide, cv::Mat& out) const;
 };

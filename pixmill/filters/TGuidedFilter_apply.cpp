@@ -17,9 +17,11 @@ namespace {
 
 constexpr int kBand = 64; ///< Rows whose enlarged slopes exist at a time.
 
-void checkEstimate(const cv::Mat& a, const cv::Mat& b)
+void checkEstimate(const char* call, const char* name, const cv::Mat& a, const cv::Mat& b)
 {
-    CV_Assert(!a.empty() && a.dims == 2 && a.type() == CV_32FC1 && b.type() == CV_32FC1 && a.size() == b.size());
+    const auto isEstimate = [](const cv::Mat& m) { return !m.empty() && m.dims == 2 && m.type() == CV_32FC1; };
+    PIXMILL_CHECK(isEstimate(a), call, name, describe(a), "CV_32FC1, an estimate's");
+    PIXMILL_CHECK(isEstimate(b) && a.size() == b.size(), call, "m_b", describe(b), "CV_32FC1, the same estimate's");
 }
 
 template <class T>
@@ -74,19 +76,23 @@ std::vector<int> nearestOf(int pixels, int grid)
     return nearest;
 }
 
-/// A guide that the output may be written beside: itself, or a copy where the output holds other samples of it.
-cv::Mat readable(const cv::Mat& guide, const cv::Mat& out)
-{
-    const bool same = guide.data == out.data && guide.step[0] == out.step[0];
-    return overlap(guide, out) && !same ? guide.clone() : guide;
-}
-
 } // namespace
 
 int TGuidedFilter::gFc1_applyLoop(const cv::Mat& guide, cv::Mat& out) const
 {
-    checkEstimate(m_a0, m_b);
-    const cv::Mat from = guide, a = m_a0, b = m_b; // `out` may be the header of any of them
+    return applyLoop1("TGuidedFilter::gFc1_applyLoop", guide, out);
+}
+
+int TGuidedFilter::gFc3_apply(const std::vector<cv::Mat>& guide, cv::Mat& out) const
+{
+    return apply3("TGuidedFilter::gFc3_apply", guide, out);
+}
+
+int TGuidedFilter::applyLoop1(const char* call, const cv::Mat& guide, cv::Mat& out) const
+{
+    checkEstimate(call, "m_a0", m_a0, m_b);
+    checkPlane(guide, call, "guide");
+    const cv::Mat from = unsharedOrSame(guide, out), a = m_a0, b = m_b; // `out` may be the header of any of them
     ensure(out, from.size(), from.type());
     if (from.type() == CV_16UC1)
         applyGrid<ushort>(from, a, b, out);
@@ -99,10 +105,13 @@ int TGuidedFilter::gFc1_applyLoop(const cv::Mat& guide, cv::Mat& out) const
 
 int TGuidedFilter::gFc1_apply(const cv::Mat& guide, cv::Mat& out) const
 {
-    checkEstimate(m_a0, m_b);
-    CV_Assert(holdsFloats(guide, guide.size()));
-    const cv::Mat from = readable(guide, out), slopes = m_a0, offsets = m_b;
-    const cv::Size size = from.size();
+    constexpr const char* kCall = "TGuidedFilter::gFc1_apply";
+    checkEstimate(kCall, "m_a0", m_a0, m_b);
+    checkPlane(guide, kCall, "guide");
+    const cv::Size size = guide.size();
+    checkHoldsFloats(guide, size, kCall, "guide");
+    const cv::Mat held = unsharedOrSame(guide, out), slopes = m_a0, offsets = m_b;
+    const cv::Mat from = asFloats(held, size);
     ensure(out, size, CV_32FC1);
     if (size.empty())
         return 1;
@@ -129,22 +138,26 @@ int TGuidedFilter::gFc1_apply(const cv::Mat& guide, cv::Mat& out) const
     return 1;
 }
 
-int TGuidedFilter::gFc3_apply(const std::vector<cv::Mat>& guide, cv::Mat& out) const
+int TGuidedFilter::apply3(const char* call, const std::vector<cv::Mat>& guide, cv::Mat& out) const
 {
-    CV_Assert(guide.size() >= 3);
+    PIXMILL_CHECK(guide.size() >= 3, call, "guide", guide.size(), "three planes");
+    checkPlane(guide[0], call, "guide[0]");
     const cv::Size size = guide[0].size();
+    const char* const names[][2] = {{"m_a0", "guide[0]"}, {"m_a1", "guide[1]"}, {"m_a2", "guide[2]"}};
     const cv::Mat coefficients[] = {m_a0, m_a1, m_a2, m_b};
-    cv::Mat from[3];
+    cv::Mat held[3], from[3];
     for (int i = 0; i < 3; ++i) {
-        checkEstimate(coefficients[i], m_b);
-        CV_Assert(holdsFloats(guide[i], size));
-        from[i] = readable(guide[i], out);
+        checkEstimate(call, names[i][0], coefficients[i], m_b);
+        checkHoldsFloats(guide[i], size, call, names[i][1]);
+        held[i] = unsharedOrSame(guide[i], out);
+        from[i] = asFloats(held[i], size);
     }
     ensure(out, size, CV_32FC1);
     if (size.empty())
         return 1;
-    const bool spread = m_b.size() != size;
-    const std::vector<int> rows = nearestOf(size.height, m_b.rows), columns = nearestOf(size.width, m_b.cols);
+    const cv::Mat& offsets = coefficients[3];
+    const bool spread = offsets.size() != size;
+    const std::vector<int> rows = nearestOf(size.height, offsets.rows), columns = nearestOf(size.width, offsets.cols);
     forEachSpan(size.height, long(size.area()), [&](int y, int end) {
         AlignedArray<float> buffer(spread ? 4 * std::size_t(size.width) : 0);
         const float* at[4];

@@ -40,10 +40,23 @@ void averageModels(const cv::Mat planes[4], int r, float eps, int first, int end
     }
 }
 
+/// Windows far beyond the picture cost memory and time by their side alone: an end to that, past any that still tell
+/// pictures apart.
+void checkReach(const char* call, int r, cv::Size size, long moments)
+{
+    constexpr long kMostBeyond = 32768, kMostBytes = 1L << 30;
+    const long beyond = long(r) - std::max(size.width, size.height);
+    const long bytes = 8 * moments * (2L * r + 2) * stripWidth(8 * moments * (2L * r + 2), r, size.width);
+    PIXMILL_CHECK(beyond <= 0 || (beyond <= kMostBeyond && bytes <= kMostBytes), call, "r", r,
+                  "at most 32768 more than the picture's sides, and windows whose sums take 2^30 bytes at most");
+}
+
 /// A plane to be read while the members are written: a copy where it is one of theirs.
 template <std::size_t count>
-cv::Mat readable(const cv::Mat& plane, cv::Size size, cv::Mat* const (&members)[count])
+cv::Mat readable(const char* call, const char* argument, const cv::Mat& plane, cv::Size size,
+                 cv::Mat* const (&members)[count])
 {
+    checkHoldsFloats(plane, size, call, argument);
     const cv::Mat floats = asFloats(plane, size);
     for (const cv::Mat* m : members)
         if (overlap(plane, *m))
@@ -55,10 +68,22 @@ cv::Mat readable(const cv::Mat& plane, cv::Size size, cv::Mat* const (&members)[
 
 int TGuidedFilter::gFc1_estimate(const cv::Mat& guide, const cv::Mat& src, int r, float eps)
 {
+    return estimate1("TGuidedFilter::gFc1_estimate", guide, src, r, eps);
+}
+
+int TGuidedFilter::gFc3_estimate(const std::vector<cv::Mat>& guide, const cv::Mat& src, int r, float eps)
+{
+    return estimate3("TGuidedFilter::gFc3_estimate", guide, src, r, eps);
+}
+
+int TGuidedFilter::estimate1(const char* call, const cv::Mat& guide, const cv::Mat& src, int r, float eps)
+{
+    checkPlane(src, call, "src");
     const cv::Size size = src.size();
-    CV_Assert(isRadius(r, size));
+    checkRadius(r, size, call);
     cv::Mat* const members[] = {&m_a0, &m_b};
-    const cv::Mat planes[] = {readable(guide, size, members), readable(src, size, members)};
+    const cv::Mat planes[] = {readable(call, "guide", guide, size, members), readable(call, "src", src, size, members)};
+    checkReach(call, r, size, OneGuide::kMoments);
     for (cv::Mat* m : members)
         ensure(*m, size, CV_32FC1);
     forEachSpan(size.height, long(size.area()), [&](int first, int end) {
@@ -71,13 +96,17 @@ int TGuidedFilter::gFc1_estimate(const cv::Mat& guide, const cv::Mat& src, int r
     return 1;
 }
 
-int TGuidedFilter::gFc3_estimate(const std::vector<cv::Mat>& guide, const cv::Mat& src, int r, float eps)
+int TGuidedFilter::estimate3(const char* call, const std::vector<cv::Mat>& guide, const cv::Mat& src, int r, float eps)
 {
+    checkPlane(src, call, "src");
     const cv::Size size = src.size();
-    CV_Assert(guide.size() >= 3 && isRadius(r, size));
+    PIXMILL_CHECK(guide.size() >= 3, call, "guide", guide.size(), "three planes");
+    checkRadius(r, size, call);
     cv::Mat* const members[] = {&m_a0, &m_a1, &m_a2, &m_b};
-    const cv::Mat planes[] = {readable(guide[0], size, members), readable(guide[1], size, members),
-                              readable(guide[2], size, members), readable(src, size, members)};
+    const cv::Mat planes[] = {
+        readable(call, "guide[0]", guide[0], size, members), readable(call, "guide[1]", guide[1], size, members),
+        readable(call, "guide[2]", guide[2], size, members), readable(call, "src", src, size, members)};
+    checkReach(call, r, size, ThreeGuides::kMoments + 4);
     for (cv::Mat* m : members)
         ensure(*m, size, CV_32FC1);
     forEachSpan(size.height, long(size.area()),

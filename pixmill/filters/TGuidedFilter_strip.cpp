@@ -27,26 +27,27 @@ void copyMargins(const cv::Mat& src, cv::Mat& out, int m)
         }
 }
 
-} // namespace
-
-int TGuidedFilter::stripProc(const cv::Mat& guide, const cv::Mat& src, cv::Mat& out, int r, float eps)
+/// What every form of the whole filter must find. Returns the picture's size.
+cv::Size checkFilter(const char* call, const cv::Mat& guide, const cv::Mat& src, int r)
 {
-    return gFc1_stripproc(guide, src, out, r, eps, checkBlkSz(guide.cols, guide.rows));
+    checkPlane(src, call, "src");
+    const cv::Size size = src.size();
+    checkRadius(r, size, call);
+    checkHoldsFloats(src, size, call, "src");
+    checkHoldsFloats(guide, size, call, "guide");
+    return size;
 }
 
-int TGuidedFilter::gFc1_stripproc(const cv::Mat& guide, const cv::Mat& src, cv::Mat& out, int r, float eps,
-                                  int stripHeight)
+int strips(const char* call, const cv::Mat& guide, const cv::Mat& src, cv::Mat& out, int r, float eps, int stripHeight)
 {
-    const cv::Size size = src.size();
-    CV_Assert(isRadius(r, size) && holdsFloats(src, size) && holdsFloats(guide, size));
+    const cv::Size size = checkFilter(call, guide, src, r);
     const int m = 4 * r;
+    const cv::Mat guideCopy = unshared(guide, out), srcCopy = unshared(src, out);
     if (size.width <= m || size.height <= m) {
-        src.copyTo(out);
+        srcCopy.copyTo(out);
         return 1;
     }
-    CV_Assert(stripHeight > 0);
-    const cv::Mat guideCopy = overlap(guide, out) ? guide.clone() : guide;
-    const cv::Mat srcCopy = overlap(src, out) ? src.clone() : src;
+    PIXMILL_CHECK(stripHeight > 0, call, "stripHeight", stripHeight, "a row or more");
     const cv::Mat g = asFloats(guideCopy, size), s = asFloats(srcCopy, size);
     ensure(out, size, CV_32FC1);
     const int strips = (size.height - m) / stripHeight + 1;
@@ -58,21 +59,34 @@ int TGuidedFilter::gFc1_stripproc(const cv::Mat& guide, const cv::Mat& src, cv::
             return;
         const cv::Rect in(0, y0, size.width, hIn);
         cv::Mat view = out(cv::Rect(m, m + y0, size.width - m, hOut));
-        gFc1_blkGuide(g(in), s(in), view, r, eps);
+        TGuidedFilter::gFc1_blkGuide(g(in), s(in), view, r, eps);
     });
     copyMargins(s, out, m);
     return 1;
 }
 
+} // namespace
+
+int TGuidedFilter::stripProc(const cv::Mat& guide, const cv::Mat& src, cv::Mat& out, int r, float eps)
+{
+    return strips("TGuidedFilter::stripProc", guide, src, out, r, eps, checkBlkSz(guide.cols, guide.rows));
+}
+
+int TGuidedFilter::gFc1_stripproc(const cv::Mat& guide, const cv::Mat& src, cv::Mat& out, int r, float eps,
+                                  int stripHeight)
+{
+    return strips("TGuidedFilter::gFc1_stripproc", guide, src, out, r, eps, stripHeight);
+}
+
 int TGuidedFilter::gFc1_blkGuide(const cv::Mat& guide, const cv::Mat& src, cv::Mat& out, int r, float eps)
 {
-    const cv::Size size = src.size();
-    CV_Assert(isRadius(r, size) && holdsFloats(src, size) && holdsFloats(guide, size));
+    const cv::Size size = checkFilter("TGuidedFilter::gFc1_blkGuide", guide, src, r);
+    const cv::Mat guideCopy = unshared(guide, out), srcCopy = unshared(src, out);
     if (size.width <= 4 * r || size.height <= 4 * r) {
-        src.copyTo(out);
+        srcCopy.copyTo(out);
         return 1;
     }
-    const cv::Mat g = asFloats(guide, size), s = asFloats(src, size);
+    const cv::Mat g = asFloats(guideCopy, size), s = asFloats(srcCopy, size);
     const int side = 2 * r + 1;
     const IppiSize full = {size.width, size.height}, valid = {size.width - 2 * r, size.height - 2 * r};
     const IppiSize inner = {size.width - 4 * r, size.height - 4 * r}, mask = {side, side};

@@ -4,11 +4,18 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
+#include <climits>
 #include <vector>
 
 namespace {
 
 using namespace pixmill::detail;
+
+void checkChannel(const cv::Mat& plane, const char* call, const char* argument)
+{
+    checkPixels(plane, call, argument);
+    PIXMILL_CHECK(plane.channels() == 1, call, argument, describe(plane), "one channel");
+}
 
 void filter(const cv::Mat& in, cv::Mat& out, const cv::Mat& kernel)
 {
@@ -96,7 +103,7 @@ ConvPyr::ConvPyr(const cv::Mat& h1, const cv::Mat& h2, const cv::Mat& g) : m_h1(
 
 bool ConvPyr::proc(const cv::Mat& in, cv::Mat& out)
 {
-    CV_Assert(!in.empty() && in.dims <= 2 && in.channels() == 1);
+    checkChannel(in, "ConvPyr::proc", "in");
     const int depth = stepsDown(in.size());
     std::vector<cv::Mat> analysis(depth + 1), synthesis(depth + 1);
     analysis[0] = in;
@@ -117,7 +124,7 @@ bool ConvPyr::proc(const cv::Mat& in, cv::Mat& out)
 
 bool ConvPyr::pyrDown(const cv::Mat& in, cv::Mat& out)
 {
-    CV_Assert(!in.empty() && in.dims <= 2 && in.channels() == 1);
+    checkChannel(in, "ConvPyr::pyrDown", "in");
     cv::Mat fine = in;
     const cv::Size half = halfSize(in.size());
     if (fits(out, half, CV_32FC1) && overlap(fine, out))
@@ -134,15 +141,17 @@ bool ConvPyr::pyrDown(const cv::Mat& in, cv::Mat& out)
                 to[x] = from[2 * x];
         }
     });
-    ++m_level;
+    m_level = std::min(m_level, INT_MAX - 1) + 1;
     return true;
 }
 
 bool ConvPyr::pyrUp(const cv::Mat& coarse, const cv::Mat& fine, cv::Mat& out)
 {
-    CV_Assert(!fine.empty() && fine.dims <= 2 && fine.channels() == 1);
+    checkChannel(fine, "ConvPyr::pyrUp", "fine");
     const cv::Size most = halfSize(fine.size());
-    CV_Assert(coarse.dims <= 2 && coarse.type() == CV_32FC1 && coarse.cols <= most.width && coarse.rows <= most.height);
+    checkPlane(coarse, "ConvPyr::pyrUp", "coarse");
+    PIXMILL_CHECK(coarse.type() == CV_32FC1 && coarse.cols <= most.width && coarse.rows <= most.height,
+                  "ConvPyr::pyrUp", "coarse", describe(coarse), "CV_32FC1, at most half the size of fine");
     cv::Mat below = coarse, own = fine;
     ensure(out, fine.size(), CV_32FC1);
     if (overlap(below, out))
@@ -165,6 +174,6 @@ bool ConvPyr::pyrUp(const cv::Mat& coarse, const cv::Mat& fine, cv::Mat& out)
                 to[x] = a[x] + b[x];
         }
     });
-    --m_level;
+    m_level = std::max(m_level, INT_MIN + 1) - 1;
     return true;
 }

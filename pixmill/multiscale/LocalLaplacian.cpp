@@ -53,6 +53,25 @@ AlignedArray<std::uint32_t> bracketingValues(const ushort* table, float invStep)
     return pairs;
 }
 
+/// How often a plane can be halved until it is one pixel.
+int halvings(cv::Size size)
+{
+    int count = 0;
+    for (; size.width > 1 || size.height > 1; size = halfSize(size))
+        ++count;
+    return count;
+}
+
+/// What further levels of one pixel do to the last two, which have one pixel too. A level's pixel is its detail and the
+/// next one's, less the bias, and all levels of one pixel have the same detail: the bias, or a little less, as
+/// interpolation truncates.
+void addLevels(int count, std::vector<cv::Mat>& coefficients)
+{
+    const ushort detail = coefficients[coefficients.size() - 2].at<ushort>(0, 0);
+    ushort& top = coefficients.back().at<ushort>(0, 0);
+    top = ushort(limit(top - (32767L - detail) * count, 0L, 65535L));
+}
+
 /// Adds the enlarged next level to a level's coefficients, less the bias, in place.
 void collapse(const cv::Mat& above, cv::Mat& level)
 {
@@ -99,7 +118,7 @@ int LocalLaplacian::clamp(int value, int low, int high)
 
 void LocalLaplacian::calRemapLut()
 {
-    CV_Assert(m_remap_p);
+    PIXMILL_CHECK(m_remap_p, "LocalLaplacian::calRemapLut", "m_remap_p", describe(m_remap_p), "the table");
     const int d = int(limit(32768.0f * m_sigma, -1e9f, 1e9f)), D = std::abs(d), half = D / 2;
     const int peak = d >= 0 ? half : -half;
     int levels[7] = {0, 32768 - D, 32768 - half, 32768, 32768 + half, 32768 + D, 65535};
@@ -124,14 +143,15 @@ void LocalLaplacian::calRemapLut()
 }
 
 template <int K>
-void LocalLaplacian::filter(const cv::Mat& in, cv::Mat& out, float step, float invStep)
+void LocalLaplacian::filter(const char* call, const cv::Mat& in, cv::Mat& out, float step, float invStep)
 {
-    CV_Assert(in.type() == CV_16UC1 && in.dims <= 2 && !in.empty());
+    PIXMILL_CHECK(in.type() == CV_16UC1, call, "in", describe(in), "CV_16UC1");
+    checkPixels(in, call, "in");
     const cv::Mat picture = in; // keeps the pixels should `out` be created anew over them
     ensure(out, in.size(), CV_16UC1);
     calRemapLut();
 
-    const int count = std::max(m_numLevels, 1);
+    const int levels = std::max(m_numLevels, 1), count = std::min(levels, halvings(in.size()) + 2);
     std::vector<cv::Mat> gauss(count), coefficients(count);
     gauss[0] = picture;
     for (int l = 1; l < count; ++l) {
@@ -152,6 +172,8 @@ void LocalLaplacian::filter(const cv::Mat& in, cv::Mat& out, float step, float i
         walkers[band].run(gauss, coefficients, refs, first, end);
     });
 
+    if (levels > count)
+        addLevels(levels - count, coefficients);
     for (int l = count - 2; l >= 0; --l)
         collapse(coefficients[l + 1], coefficients[l]);
     if (coefficients[0].data != out.data)
@@ -163,7 +185,7 @@ void LocalLaplacian::proc24K(const cv::Mat& in, cv::Mat& out, float sigma, float
     m_sigma = sigma;
     m_lutSmooth = lutSmooth;
     m_numLevels = numLevels;
-    filter<24>(in, out, 2730.0f, 0.000366300374f);
+    filter<24>("LocalLaplacian::proc24K", in, out, 2730.0f, 0.000366300374f);
 }
 
 void LocalLaplacian::proc16K(const cv::Mat& in, cv::Mat& out, float sigma, float lutSmooth, int numLevels)
@@ -171,7 +193,7 @@ void LocalLaplacian::proc16K(const cv::Mat& in, cv::Mat& out, float sigma, float
     m_sigma = sigma;
     m_lutSmooth = lutSmooth;
     m_numLevels = numLevels;
-    filter<16>(in, out, 4095.0f, 0.000244200259f);
+    filter<16>("LocalLaplacian::proc16K", in, out, 4095.0f, 0.000244200259f);
 }
 
 void LocalLaplacian::proc10K(const cv::Mat& in, cv::Mat& out, float sigma, float lutSmooth, int numLevels)
@@ -179,5 +201,5 @@ void LocalLaplacian::proc10K(const cv::Mat& in, cv::Mat& out, float sigma, float
     m_sigma = sigma;
     m_lutSmooth = lutSmooth;
     m_numLevels = numLevels;
-    filter<10>(in, out, 6553.0f, 0.00015260186f);
+    filter<10>("LocalLaplacian::proc10K", in, out, 6553.0f, 0.00015260186f);
 }

@@ -18,7 +18,7 @@ class PIXMILL_API LocalLaplacian {
 public:
     float m_sigma = 0.15f;     ///< Half-width of the remap curve, of 32768. Negative enhances detail.
     float m_lutSmooth = 0.3f;  ///< Gaussian smoothing of the curve, of its half-width.
-    int m_numLevels = 2;       ///< Depth of the pyramid; below 1 counts as 1.
+    int m_numLevels = 2;       ///< Depth of the pyramid; below 1 counts as 1. Levels past one pixel cost nothing.
     unsigned short* m_remap_p; ///< 65,536 entries: remapped half differences, centred on 32768; owned.
 
     /// @throws const char*  "ERROR - LocalLaplacian::LocalLaplacian - !m_remap_p", without memory.
@@ -48,5 +48,5 @@ public:
 
 private:
     template <int K>
-    void filter(const cv::Mat& in, cv::Mat& out, float step, float invStep);
+    void filter(const char* call, const cv::Mat& in, cv::Mat& out, float step, float invStep);
 };

@@ -1,10 +1,9 @@
+#include <pixmill/core/detail/check.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/pardisoSolver.h>
 #include <pixmill/primitives/memory.h>
 #include <pixmill/primitives/vector.h>
-
-#include <opencv2/core/base.hpp>
 
 #include <algorithm>
 #include <cstddef>
@@ -12,6 +11,7 @@
 
 namespace {
 
+using pixmill::detail::describe;
 using pixmill::detail::forEachRow;
 
 template <class T>
@@ -59,15 +59,16 @@ void TWLSFilter::freemem()
     release(m_ia_p);
     release(m_ja_p);
     m_width = m_height = m_numPixels = m_nnzCapacity = 0;
+    m_held = 0;
 }
 
 void TWLSFilter::realloc(int width, int height)
 {
-    if ((width == m_width && height == m_height) || width < 1 || height < 1)
+    const std::size_t n = std::size_t(width) * height;
+    const bool held = m_dx_p && m_dy_p && m_work_p && m_a_p && m_ia_p && m_ja_p && n == m_held;
+    if (width < 1 || height < 1 || (held && width == m_width && height == m_height))
         return;
     freemem();
-
-    const std::size_t n = std::size_t(width) * height;
     if (n <= std::numeric_limits<int>::max() / 3) { // entries are counted in an int
         m_dx_p = allocate<float>(n);
         m_dy_p = allocate<float>(n);
@@ -83,6 +84,7 @@ void TWLSFilter::realloc(int width, int height)
     m_width = width;
     m_height = height;
     m_numPixels = int(n);
+    m_held = n;
     m_nnzCapacity = int(3 * n);
 }
 
@@ -90,9 +92,10 @@ bool TWLSFilter::Proc(float* in, int width, int height, float lambda, float alph
 {
     if (width < 1 || height < 1)
         return true;
-    CV_Assert(in && guide);
+    PIXMILL_CHECK(in, "TWLSFilter::Proc", "in", describe(in), "samples");
+    PIXMILL_CHECK(guide, "TWLSFilter::Proc", "guide", describe(guide), "samples");
     realloc(width, height);
-    const int n = m_numPixels;
+    const int n = width * height;
     const cv::Size plane(width, height);
 
     if (logGuide) {

@@ -2,6 +2,8 @@
 
 #include <pixmill/core/Export.h>
 
+#include <cstddef>
+
 /// Edge-preserving smoothing by weighted least squares.
 ///
 /// The output u minimises, over all pixels p,
@@ -54,4 +56,7 @@ public:
 
     /// Gives the arrays back.
     void freemem();
+
+private:
+    std::size_t m_held = 0; ///< Pixels that the arrays are for, whatever the members tell.
 };

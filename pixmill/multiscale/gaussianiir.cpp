@@ -1,5 +1,6 @@
 #include <pixmill/multiscale/gaussianiir.h>
 
+#include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
 #include <pixmill/core/detail/scratch.h>
 #include <pixmill/core/detail/transpose.h>
@@ -38,11 +39,17 @@ void narrow(const float* from, unsigned short* to, int n)
     ippiConvert_32f16u_C1R(from, n, to, n, {n, 1}, ippRndNear);
 }
 
+void checkSteps(const char* call, int numsteps)
+{
+    PIXMILL_CHECK(numsteps <= kMostSweeps, call, "numsteps", numsteps, "65536 or less");
+}
+
 template <class T>
 void blurThroughFloats(T* data, long length, float sigma, int numsteps)
 {
     if (!data || length < 1)
         return;
+    checkSteps("gaussianiir1d", numsteps);
     constexpr long kPiece = 1 << 20;
     std::vector<float> line(length);
     for (long i = 0; i < length; i += kPiece)
@@ -154,6 +161,7 @@ void gaussianiir1d(float* data, long length, float sigma, int numsteps)
 {
     if (!data || length < 1 || sigma <= 0 || numsteps < 0)
         return;
+    checkSteps("gaussianiir1d", numsteps);
     const auto gauss = RecursiveGaussian::make<double>(sigma, numsteps);
     for (int i = 0; i < numsteps; ++i)
         sweepLine(data, 1, length, gauss.nu, gauss.boundary);
@@ -177,7 +185,8 @@ void gaussianiir2d(cv::Mat& inOut, float sigma, int numsteps)
         throw "ERROR - gaussianiir2d - inOut.type()!=CV_32FC1";
     if (sigma <= 0 || numsteps < 0)
         throw "ERROR - gaussianiir2d - sigma <= 0 || numsteps < 0";
-    CV_Assert(inOut.dims <= 2);
+    checkPlane(inOut, "gaussianiir2d", "inOut");
+    checkSteps("gaussianiir2d", numsteps);
     if (inOut.empty())
         return;
 
@@ -195,7 +204,14 @@ void gaussianiir3d(float* volume, long width, long height, long depth, float sig
 {
     if (sigma <= 0 || numsteps < 0 || width < 1 || height < 1 || depth < 1)
         return;
-    CV_Assert(volume && width <= INT_MAX && height <= INT_MAX && depth <= INT_MAX);
+    constexpr const char* kCall = "gaussianiir3d";
+    constexpr long kMostSide = INT_MAX - 64, kMostSamples = 1L << 60;
+    PIXMILL_CHECK(volume, kCall, "volume", describe(volume), "samples");
+    PIXMILL_CHECK(width <= kMostSide, kCall, "width", width, "less than 2^31 - 64");
+    PIXMILL_CHECK(height <= kMostSide, kCall, "height", height, "less than 2^31 - 64");
+    PIXMILL_CHECK(depth <= kMostSide && depth <= kMostSamples / (width * height), kCall, "depth", depth,
+                  "less than 2^31 - 64, and a volume that memory can hold");
+    checkSteps(kCall, numsteps);
 
     const auto gauss = RecursiveGaussian::make<double>(sigma, numsteps, 3);
     const long slice = width * height;

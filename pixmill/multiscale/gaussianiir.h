@@ -9,7 +9,8 @@
 /// `numsteps` is the number of forward-and-backward pairs of sweeps along each axis: more come closer to a true
 /// Gaussian, the width stays. Beyond an end the signal goes on with its end value. With lambda = sigma^2 / (2 numsteps)
 /// and nu = (1 + 2 lambda - sqrt(1 + 4 lambda)) / (2 lambda), a sweep is a[i] += nu * a[i - 1] in single precision, its
-/// first sample scaled by 1 / (1 - nu); in the end all is scaled by (nu / lambda)^(numsteps * axes).
+/// first sample scaled by 1 / (1 - nu); in the end all is scaled by (nu / lambda)^(numsteps * axes). More than 65536
+/// steps are refused (`cv::Exception`).
 ///
 /// Method: L. Alvarez, L. Mazorra, "Signal and Image Restoration Using Shock Filters and Anisotropic Diffusion", 1994.
 

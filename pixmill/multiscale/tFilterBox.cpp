@@ -15,6 +15,8 @@ using namespace pixmill::detail;
 
 namespace {
 
+constexpr int kMostPasses = 65536;
+
 bool refused(TProgress* progress)
 {
     return progress && !progress->prog();
@@ -36,6 +38,9 @@ void mirroredBoxMean(const cv::Mat& in, int r, cv::Mat& out)
 
 bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, int passes, TProgress* progress_p)
 {
+    constexpr const char* kCall = "tFilterBox";
+    PIXMILL_CHECK(in_p, kCall, "in_p", describe(in_p), "an image");
+    PIXMILL_CHECK(out_p, kCall, "out_p", describe(out_p), "an image");
     if (in_p->type() != out_p->type())
         throw "tFilterBox - in_p->type() != out_p->type()";
     if (radius < 1 || passes < 1) {
@@ -45,7 +50,8 @@ bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, int passes, TProg
     cv::Mat current = in_p->toMat(0), target = out_p->toMat(0);
     if (current.type() != CV_16UC1 && current.type() != CV_8UC1)
         throw "tFilterBox - type not supported";
-    CV_Assert(!current.empty());
+    checkPixels(current, kCall, "in_p");
+    PIXMILL_CHECK(passes <= kMostPasses, kCall, "passes", passes, "65536 or less");
 
     const int scale = int(float(radius) * 0.018518519f) + 1, r = radius / scale;
     const cv::Size full = current.size();

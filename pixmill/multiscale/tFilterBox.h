@@ -12,9 +12,11 @@ class TProgress;
 ///
 /// @param in_p       type 0 (16-bit), or 1 or 2 (8-bit; of type 1 the first plane).
 /// @param out_p      the same type and size as `in_p`, which it may be.
+/// @param passes     at most 65536.
 /// @param progress_p advanced by one after every pass and at the end; may be null.
 /// @return true when the host cancelled, at whichever report; `out_p` is then untouched, but for a refusal of the last.
 /// @throws const char*  "tFilterBox - in_p->type() != out_p->type()", "tFilterBox - type not supported", and the texts
 /// of
 ///                      `TImage::fromMat`.
+/// @throws cv::Exception  `in_p` or `out_p` null, no pixels, too many passes.
 PIXMILL_API bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, int passes, TProgress* progress_p);

@@ -2,6 +2,8 @@
 #include <pixmill/primitives/convert.h>
 #include <pixmill/primitives/detail/region.h>
 
+#include <climits>
+
 using namespace pixmill::detail;
 
 namespace {
@@ -37,9 +39,10 @@ IppStatus narrowRegion(const float* src, int srcStep, T* dst, int dstStep, IppiS
     }
 }
 
+/// Rows that hold more samples than an int counts have no pixel.
 IppiSize samplesOf4(IppiSize pixels)
 {
-    return {pixels.width * 4, pixels.height};
+    return {pixels.width < 0 || pixels.width > INT_MAX / 4 ? 0 : pixels.width * 4, pixels.height};
 }
 
 } // namespace
@@ -68,7 +71,7 @@ IppStatus ippiConvert_32f16u_C1R(const float* src, int srcStep, unsigned short* 
 
 IppStatus ippiScale_8u16u_C4R(const unsigned char* src, int srcStep, unsigned short* dst, int dstStep, IppiSize roi)
 {
-    if (const IppStatus fault = checkRegion({src, dst}, roi, {srcStep, dstStep}))
+    if (const IppStatus fault = checkRegion({src, dst}, samplesOf4(roi), {srcStep, dstStep}))
         return fault;
     mapRegion(src, srcStep, dst, dstStep, samplesOf4(roi), [](unsigned char v) { return (unsigned short)(v * 257); });
     return ippStsNoErr;
@@ -77,7 +80,7 @@ IppStatus ippiScale_8u16u_C4R(const unsigned char* src, int srcStep, unsigned sh
 IppStatus ippiScale_16u8u_C4R(const unsigned short* src, int srcStep, unsigned char* dst, int dstStep, IppiSize roi,
                               int hint)
 {
-    if (const IppStatus fault = checkRegion({src, dst}, roi, {srcStep, dstStep}))
+    if (const IppStatus fault = checkRegion({src, dst}, samplesOf4(roi), {srcStep, dstStep}))
         return fault;
     if (hint != ippAlgHintNone && hint != ippAlgHintFast && hint != ippAlgHintAccurate)
         return ippStsBadArgErr;

@@ -48,7 +48,7 @@ void replicateRegion(const T* src, int srcStep, IppiSize srcRoi, T* dst, int dst
         T* d = rowAt(dst, dstStep, y);
         T* inner = d + left;
         if (inner != s)
-            std::memcpy(inner, s, sizeof(T) * std::size_t(srcRoi.width));
+            std::memmove(inner, s, sizeof(T) * std::size_t(srcRoi.width));
         std::fill(d, inner, s[0]);
         std::fill(inner + srcRoi.width, d + dstRoi.width, s[srcRoi.width - 1]);
     });
@@ -195,7 +195,7 @@ IppStatus ippiCopyReplicateBorder_32f_C1IR(const float* src, int step, IppiSize 
 {
     // The frame around the samples is the caller's to be written, though the pointer to them is const.
     float* inner = const_cast<float*>(src);
-    float* corner = src && step > 0 ? rowAt(inner, step, -top) - left : inner;
+    float* corner = src && step > 0 && top >= 0 && left >= 0 ? rowAt(inner, step, -top) - left : inner;
     return copyReplicateBorder(src, step, srcRoi, corner, step, dstRoi, top, left);
 }
 

@@ -13,6 +13,11 @@ namespace {
 
 using namespace pixmill::detail;
 
+constexpr const char* kInitialize = "BlockProcessor::initialize";
+constexpr const char* kConvert = "BlockProcessor::convertBlockDuplicateBorder";
+constexpr const char* kTaper = "BlockProcessor::doEdgeTaperInX";
+constexpr const char* kStrip = "BlockProcessor::writeStripToOutput";
+
 /// Toward zero; a value that no int holds becomes the least one, which no tiling accepts.
 int truncated(double v)
 {
@@ -42,13 +47,20 @@ int blockStep(int imageSize, int blockSize, int blocks, float keep)
 /// Moves a block's origin on, and back again to end at the picture's edge where it would pass it.
 int nextOrigin(int origin, int step, int block, int size)
 {
-    const int next = origin + step;
-    return std::max(block + next - size >= 1 ? size - block : next, 0);
+    const long next = long(origin) + step;
+    return int(limit(block + next - size >= 1 ? long(size) - block : next, 0L, long(INT_MAX)));
+}
+
+/// How much of a block lies in the picture.
+int validPart(int origin, int block, int size)
+{
+    return int(limit(std::min<long>(block, long(size) - origin), 0L, long(INT_MAX)));
 }
 
 void fillRamp(float* w, int size, int n)
 {
-    CV_Assert(w && n <= size);
+    PIXMILL_CHECK(w, "BlockProcessor::writeBackBlock", "m_taperWeights_p", describe(w), "the ramp");
+    PIXMILL_CHECK(n <= size, "BlockProcessor::writeBackBlock", "the overlap", n, "no more than the ramp holds");
     const float unit = 1.0f / float(n + 1);
     for (int i = 0; i < n; ++i)
         w[i] = float(i + 1) * unit;
@@ -131,9 +143,44 @@ void checkInputs(const std::vector<cv::Mat>& in, const std::vector<cv::Mat>& out
         if (plane.type() != type)
             throw unsupported;
 
-    for (std::size_t i = 0; i < in.size(); ++i)
-        CV_Assert(in[i].dims <= 2 && in[i].size() == in[0].size() &&
-                  (!out[i].data || out[i].elemSize() == in[i].elemSize()));
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        checkPlane(in[i], kInitialize, "in");
+        PIXMILL_CHECK(in[i].size() == in[0].size(), kInitialize, "in", describe(in[i]), "planes of one size");
+        PIXMILL_CHECK(!out[i].data || out[i].elemSize() == in[i].elemSize(), kInitialize, "out", describe(out[i]),
+                      "the input's type");
+    }
+}
+
+/// One axis of a tiling.
+struct Tiling {
+    int blocks, block, step;
+};
+
+/// A walk that does not move on would never end.
+void checkTiling(const char* argument, const Tiling& t, int imageSize)
+{
+    PIXMILL_CHECK(t.block >= 1 && t.block < INT_MAX / 2 && (t.step >= 1 || t.block >= imageSize), kInitialize, argument,
+                  "one that gives blocks of " + std::to_string(t.block) + " in steps of " + std::to_string(t.step),
+                  "blocks that a walk over the picture can have");
+}
+
+/// Blocks are as large as the overlap asks for, but they cost memory: at most this many pixels in all.
+void checkMemory(const cv::Mat& picture, cv::Size block)
+{
+    constexpr long kAlways = 1L << 28, kTimes = 64;
+    const long width = std::max(block.width, picture.cols), most = std::max(kAlways, long(picture.total()) * kTimes);
+    PIXMILL_CHECK(width <= most / block.height, kInitialize, "the block", describe(block),
+                  "2^28 pixels or 64 pictures at most, and the same for a strip of blocks");
+}
+
+/// The planes that lie one over the other in a walk are all of one size and type.
+void checkAlike(const char* call, const char* argument, const std::vector<cv::Mat>& planes)
+{
+    for (const cv::Mat& plane : planes) {
+        checkPlane(plane, call, argument);
+        PIXMILL_CHECK(plane.size() == planes[0].size() && plane.type() == planes[0].type(), call, argument,
+                      describe(plane), "planes of one size and type");
+    }
 }
 
 } // namespace
@@ -147,37 +194,58 @@ void BlockProcessor::initialize(std::vector<cv::Mat> in, std::vector<cv::Mat> ou
                                 bool /*alignBlocks*/, int overlap, int border, EDGE_TAPER_TYPE taperType)
 {
     checkInputs(in, out);
-    m_in = std::move(in);
-    m_out = std::move(out);
-    m_numPlanes = int(m_in.size());
-    m_pixelKind = m_in[0].type() == CV_16UC4 ? 1 : m_in[0].type() == CV_16UC3 ? 2 : 0;
-    m_packed = m_pixelKind != 0;
-    m_width = m_in[0].cols;
-    m_height = m_in[0].rows;
-    m_border = border;
-    m_taperType = taperType;
+    PIXMILL_CHECK(border >= 0 && border < INT_MAX / 4, kInitialize, "border", border, "0 or more, and below 2^29");
+    PIXMILL_CHECK(blockSizeX > INT_MIN / 2, kInitialize, "blockSizeX", blockSizeX, "a block's width");
+    PIXMILL_CHECK(blockSizeY > INT_MIN / 2, kInitialize, "blockSizeY", blockSizeY, "a block's height");
+    const cv::Mat& picture = in[0];
+    const auto tiling = [&](const char* argument, int imageSize, int blockSize) {
+        Tiling t;
+        t.blocks = calculateBlockSizeInOneDimension(imageSize, blockSize - 2 * border, overlap, t.block, t.step, true);
+        checkTiling(argument, t, imageSize);
+        return t;
+    };
+    const Tiling x = tiling("blockSizeX", picture.cols, blockSizeX), y = tiling("blockSizeY", picture.rows, blockSizeY);
+    const int pixelKind = picture.type() == CV_16UC4 ? 1 : picture.type() == CV_16UC3 ? 2 : 0;
+    const bool packed = pixelKind != 0;
+    const int room = packed ? 0 : 2 * border, type = packed ? CV_16UC3 : CV_16UC1;
+    const cv::Size blockSize(x.block + room, y.block + room), stripSize(picture.cols, y.block + room);
+    checkMemory(picture, blockSize);
 
-    CV_Assert(border >= 0 && border < INT_MAX / 4 && blockSizeX > INT_MIN / 2 && blockSizeY > INT_MIN / 2);
-    m_numBlocksX = calculateBlockSizeInOneDimension(m_width, blockSizeX - 2 * border, overlap, m_blockW, m_stepX, true);
-    m_numBlocksY =
-        calculateBlockSizeInOneDimension(m_height, blockSizeY - 2 * border, overlap, m_blockH, m_stepY, true);
-    // A walk that does not move on would never end.
-    CV_Assert(m_blockW >= 1 && m_blockW < INT_MAX / 2 && (m_stepX >= 1 || m_blockW >= m_width));
-    CV_Assert(m_blockH >= 1 && m_blockH < INT_MAX / 2 && (m_stepY >= 1 || m_blockH >= m_height));
-
-    const int room = m_packed ? 0 : 2 * m_border, type = m_packed ? CV_16UC3 : CV_16UC1;
-    m_block.resize(m_packed ? 1 : m_numPlanes);
-    m_strip.resize(m_block.size());
-    for (std::size_t k = 0; k < m_block.size(); ++k)
-        for (cv::Mat* m : {&m_block[k], &m_strip[k]}) {
-            const cv::Size size(m == &m_strip[k] ? m_width : m_blockW + room, m_blockH + room);
-            if (!fits(*m, size, type))
-                *m = m_packed ? cv::Mat::zeros(size, type) : cv::Mat(size, type); // packed blocks are filled in part
-        }
+    // All that can fail is done beside the object, which is as it was until nothing can.
+    std::vector<cv::Mat> block = m_block, strip = m_strip;
+    block.resize(packed ? 1 : in.size());
+    strip.resize(block.size());
+    const auto allocate = [&](cv::Mat& m, cv::Size size) {
+        if (!fits(m, size, type))
+            m = packed ? cv::Mat::zeros(size, type) : cv::Mat(size, type); // packed blocks are filled in part
+    };
+    for (std::size_t k = 0; k < block.size(); ++k) {
+        allocate(block[k], blockSize);
+        allocate(strip[k], stripSize);
+    }
+    const int rampSize = std::max(x.block, y.block);
+    float* const ramp = new float[rampSize]();
 
     delete[] m_taperWeights_p;
-    m_taperWeights_p = nullptr;
-    m_taperWeights_p = new float[std::max(m_blockW, m_blockH)]();
+    m_taperWeights_p = ramp;
+    m_rampSize = rampSize;
+    m_block = std::move(block);
+    m_strip = std::move(strip);
+    m_numPlanes = int(in.size());
+    m_width = picture.cols;
+    m_height = picture.rows;
+    m_in = std::move(in);
+    m_out = std::move(out);
+    m_pixelKind = pixelKind;
+    m_packed = packed;
+    m_border = border;
+    m_taperType = taperType;
+    m_blockW = x.block;
+    m_blockH = y.block;
+    m_stepX = x.step;
+    m_stepY = y.step;
+    m_numBlocksX = x.blocks;
+    m_numBlocksY = y.blocks;
     m_curX = m_curY = m_doneX = m_doneY = 0;
 }
 
@@ -223,21 +291,39 @@ bool BlockProcessor::getBlockImage(int* roi, std::vector<cv::Mat>& block)
 
 bool BlockProcessor::hasNextBlock()
 {
-    if (m_curX + m_blockW < m_width) {
+    if (long(m_curX) + m_blockW < m_width) {
         m_curX = nextOrigin(m_curX, m_stepX, m_blockW, m_width);
         return true;
     }
-    if (m_curY + m_blockH >= m_height)
+    if (long(m_curY) + m_blockH >= m_height)
         return false;
     m_curX = 0;
     m_doneX = 0;
-    m_doneY = std::min(m_height, m_curY + m_blockH);
+    m_doneY = int(std::min<long>(m_height, long(m_curY) + m_blockH));
     m_curY = nextOrigin(m_curY, m_stepY, m_blockH, m_height);
     return true;
 }
 
+/// What the walk computes with are places and sizes, whose sums an int holds.
+void BlockProcessor::checkWalk(const char* call) const
+{
+    const auto check = [call](const char* name, int value) {
+        PIXMILL_CHECK(value >= 0 && value < INT_MAX / 4, call, name, value, "0 or more, and below 2^29");
+    };
+    check("m_curX", m_curX);
+    check("m_curY", m_curY);
+    check("m_doneX", m_doneX);
+    check("m_doneY", m_doneY);
+    check("m_width", m_width);
+    check("m_height", m_height);
+    check("m_border", m_border);
+    check("m_blockW", m_blockW);
+    check("m_blockH", m_blockH);
+}
+
 void BlockProcessor::convertBlockDuplicateBorder(int* roi)
 {
+    checkWalk(kConvert);
     const int x = m_curX, y = m_curY, b = m_border;
     const int srcX = std::max(x - b, 0), left = std::max(b - x, 0);
     const int srcY = std::max(y - b, 0), top = std::max(b - y, 0);
@@ -247,7 +333,10 @@ void BlockProcessor::convertBlockDuplicateBorder(int* roi)
     if (copyW < 1 || copyH < 1)
         throw "BlockProcessor::convertBlockDuplicatedBorder roiSize<1";
 
-    CV_Assert(!m_in.empty() && !m_block.empty());
+    PIXMILL_CHECK(!m_in.empty(), kConvert, "m_in", "empty", "an input");
+    PIXMILL_CHECK(!m_block.empty(), kConvert, "m_block", "empty", "a block");
+    checkAlike(kConvert, "m_in", m_in);
+    checkAlike(kConvert, "m_block", m_block);
     // A packed block is filled at the block's place in the picture. Meant, and sound only for a block at the origin.
     const cv::Point place = m_packed ? cv::Point(srcX, srcY) : cv::Point(left, top);
     copyRows(m_in, m_block, Move(m_in[0], {srcX, srcY}, m_block[0], place, copyW, copyH));
@@ -287,6 +376,10 @@ void BlockProcessor::doEdgeTaperInX(int overlapX, int rows)
 {
     if (m_block.empty() || m_strip.empty())
         return;
+    checkAlike(kTaper, "m_block", m_block);
+    checkAlike(kTaper, "m_strip", m_strip);
+    overlapX = std::min(overlapX, m_strip[0].cols);
+    rows = std::min(rows, m_strip[0].rows);
     const Move m(m_strip[0], {m_curX, 0}, m_block[0], {m_border, m_border}, overlapX, rows);
     if (m_taperType == EDGE_TAPER_KEEP_FIRST) {
         if (overlapX > 0 && rows > 0)
@@ -294,8 +387,11 @@ void BlockProcessor::doEdgeTaperInX(int overlapX, int rows)
         copyRows(m_strip, m_block, m); // weight 0: what was written first stays
         return;
     }
-    CV_Assert(m_taperWeights_p && m.size.width <= std::max(m_blockW, m_blockH));
-    forEachPlaneRow(m_block.size(), m.size.height, m.size.width, [&](std::size_t k, int y) {
+    PIXMILL_CHECK(m_taperWeights_p && m.size.width <= m_rampSize, kTaper, "overlapX", overlapX,
+                  "no more than the ramp holds");
+    PIXMILL_CHECK(m.size.empty() || m_block[0].elemSize() == (m_packed ? 6u : 2u), kTaper, "m_block",
+                  describe(m_block[0]), "the walk's type");
+    forEachPlaneRow(std::min(m_block.size(), m_strip.size()), m.size.height, m.size.width, [&](std::size_t k, int y) {
         const ushort* old = m_strip[k].ptr<ushort>(m.from.y + y, m.from.x);
         ushort* block = m_block[k].ptr<ushort>(m.to.y + y, m.to.x);
         if (m_packed)
@@ -307,15 +403,21 @@ void BlockProcessor::doEdgeTaperInX(int overlapX, int rows)
 
 void BlockProcessor::writeBlockToStrip(int width, int height)
 {
-    if (!m_block.empty() && !m_strip.empty())
-        copyRows(m_block, m_strip, Move(m_block[0], {m_border, m_border}, m_strip[0], {m_curX, 0}, width, height));
+    if (m_block.empty() || m_strip.empty())
+        return;
+    checkAlike("BlockProcessor::writeBlockToStrip", "m_block", m_block);
+    checkAlike("BlockProcessor::writeBlockToStrip", "m_strip", m_strip);
+    copyRows(m_block, m_strip, Move(m_block[0], {m_border, m_border}, m_strip[0], {m_curX, 0}, width, height));
 }
 
 void BlockProcessor::writeStripToOutput(int overlapY, int rows)
 {
-    const int end = std::min(rows, m_height - m_curY), blended = std::min(overlapY, end);
+    checkAlike(kStrip, "m_strip", m_strip);
+    const int held = m_strip.empty() ? 0 : m_strip[0].rows;
+    const int end = std::min({rows, held, validPart(m_curY, INT_MAX, m_height)}), blended = std::min(overlapY, end);
     const bool keepFirst = m_taperType == EDGE_TAPER_KEEP_FIRST;
-    CV_Assert(keepFirst || blended <= 0 || (m_taperWeights_p && blended <= std::max(m_blockW, m_blockH)));
+    PIXMILL_CHECK(keepFirst || blended <= 0 || (m_taperWeights_p && blended <= m_rampSize), kStrip, "overlapY",
+                  overlapY, "no more than the ramp holds");
     if (keepFirst && blended > 0)
         drawRandom(long(m_strip.size()) * blended);
 
@@ -325,7 +427,7 @@ void BlockProcessor::writeStripToOutput(int overlapY, int rows)
         const Move m(strip, {0, y}, out, {0, m_curY + y}, m_width, 1);
         if (m.size.area() < 1 || (keepFirst && y < blended))
             return;
-        const int n = m.size.width * strip.channels();
+        const int n = m.size.width * int(strip.elemSize() / sizeof(ushort));
         if (y < blended)
             mixRow(m_taperWeights_p[y], strip.ptr<ushort>(y), out.ptr<ushort>(m.to.y), n);
         else
@@ -335,10 +437,10 @@ void BlockProcessor::writeStripToOutput(int overlapY, int rows)
 
 void BlockProcessor::writeBackBlock()
 {
-    const int validW = m_curX + m_blockW > m_width ? m_width - m_curX : m_blockW;
-    const int validH = m_curY + m_blockH > m_height ? m_height - m_curY : m_blockH;
+    checkWalk("BlockProcessor::writeBackBlock");
+    const int validW = validPart(m_curX, m_blockW, m_width), validH = validPart(m_curY, m_blockH, m_height);
     if (!m_out.empty()) {
-        const int overlapX = m_doneX - m_curX, size = std::max(m_blockW, m_blockH);
+        const int overlapX = m_doneX - m_curX, size = m_rampSize;
         if (overlapX < 0)
             throw "in BlockProcessor::copyOneBlock, overlapX<0";
         if (overlapX > 0) {

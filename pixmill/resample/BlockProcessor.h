@@ -25,7 +25,8 @@
 /// in the picture: packed work is sound only with three channels, no border and one block. What does not fit is left
 /// out.
 ///
-/// One thread at a time per object. After an exception the object is as it was at that moment.
+/// One thread at a time per object. An initialize that throws leaves the object as it was; after another exception it
+/// is as it was at that moment. Members that a host makes wrong between calls throw `cv::Exception`.
 class PIXMILL_API BlockProcessor {
 public:
     /// How overlaps are stitched.
@@ -130,4 +131,9 @@ public:
 
     /// Copies the strip to the outputs; its first `overlapY` rows are blended by the ramp, truncating.
     void writeStripToOutput(int overlapY, int rows);
+
+private:
+    void checkWalk(const char* call) const;
+
+    int m_rampSize = 0; ///< Entries of the ramp that was allocated.
 };

@@ -54,7 +54,8 @@ inline void scaleRow(const uchar* in, float factor, uchar* out, int n)
 template <class T>
 void blend(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv::Mat& out, float k)
 {
-    CV_Assert(alpha.dims <= 2 && alpha.rows >= in0.rows && alpha.cols * alpha.elemSize() >= std::size_t(in0.cols));
+    PIXMILL_CHECK(alpha.dims <= 2 && alpha.rows >= in0.rows && alpha.cols * alpha.elemSize() >= std::size_t(in0.cols),
+                  "blendAlpha", "alpha", describe(alpha), ("a byte for each of " + describe(in0.size())).c_str());
     forEachRow(in0.size(),
                [&](int y) { blendRow(in0.ptr<T>(y), in1.ptr<T>(y), alpha.ptr(y), k, out.ptr<T>(y), in0.cols); });
 }
@@ -67,7 +68,7 @@ void blendAlpha(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv
         throw "ERROR - blendAlpha - in0.type()!=in1.type()";
     if (in0.size != in1.size)
         throw "ERROR - blendAlpha - in0.size() !=in1.size()";
-    CV_Assert(in0.dims <= 2);
+    checkPlane(in0, "blendAlpha", "in0");
 
     const cv::Mat from0 = in0, from1 = in1, weights = alpha; // `out` may be one of them
     ensure(out, from1.size(), from1.type());
@@ -96,7 +97,8 @@ void blendC(const unsigned char* src, int srcStep, unsigned char* dst, int dstSt
 {
     if (width <= 0 || height <= 0)
         return;
-    CV_Assert(src && dst);
+    PIXMILL_CHECK(src, "blendC", "src", describe(src), "pixels");
+    PIXMILL_CHECK(dst, "blendC", "dst", describe(dst), "room for pixels");
     factor = limit(factor, -kLargestFactor, kLargestFactor);
     forEachRow({width, height},
                [&](int y) { scaleRow(rowAt(src, srcStep, y), factor, rowAt(dst, dstStep, y), width); });

@@ -1,3 +1,4 @@
+#include <pixmill/core/detail/check.h>
 #include <pixmill/resample/border.h>
 
 #include <cstddef>
@@ -50,18 +51,18 @@ void fillColumns(const Bytes& plane, int left, int right)
         plane.copyColumn(plane.width - right - 1, plane.width - right, right);
 }
 
-bool isEmpty(const unsigned char* data, IppiSize size)
+bool isEmpty(const char* call, const unsigned char* data, IppiSize size)
 {
     if (size.width <= 0 || size.height <= 0)
         return true;
-    CV_Assert(data);
+    PIXMILL_CHECK(data, call, "data", pixmill::detail::describe(data), "an image");
     return false;
 }
 
 void extendRaw(unsigned char* data, int step, IppiSize size, std::size_t pixel, int top, int bottom, int left,
                int right)
 {
-    if (isEmpty(data, size))
+    if (isEmpty("extendBorder", data, size))
         return;
     const Bytes plane = {data, step, size.width, size.height, pixel};
     fillRows(plane, top, bottom);
@@ -105,7 +106,7 @@ void extendBorder(unsigned char* data, int step, IppiSize size, int top, int bot
 
 void extendBorder3C(unsigned char* data, int step, IppiSize size, int top, int bottom, int left, int right)
 {
-    if (isEmpty(data, size))
+    if (isEmpty("extendBorder3C", data, size))
         return;
     const Bytes plane = {data, step, size.width, size.height, 3};
     fillRows(plane, top, bottom);

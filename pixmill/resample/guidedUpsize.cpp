@@ -24,8 +24,10 @@ cv::Mat normalised(const cv::Mat& plane)
 }
 
 template <class Reduce>
-void upsizeGuided(const cv::Mat& guideY, const cv::Mat& in, cv::Mat& out, const Reduce& reduce)
+void upsizeGuided(const char* call, const cv::Mat& guideY, const cv::Mat& in, cv::Mat& out, const Reduce& reduce)
 {
+    checkPlane(guideY, call, "guideY");
+    checkPlane(in, call, "in");
     cv::Mat small = cv::Mat::zeros(in.size(), guideY.type());
     reduce(small);
     TGuidedFilter filter;
@@ -38,7 +40,7 @@ void upsizeGuided(const cv::Mat& guideY, const cv::Mat& in, cv::Mat& out, const 
 void upSize2XGuidedByY(cv::Mat guideY, const cv::Mat& in, cv::Mat& out, bool useGuide, int interpolation)
 {
     if (useGuide) {
-        upsizeGuided(guideY, in, out, [&](cv::Mat& small) { downSize2X(guideY, small, kCubic); });
+        upsizeGuided("upSize2XGuidedByY", guideY, in, out, [&](cv::Mat& small) { downSize2X(guideY, small, kCubic); });
         return;
     }
     const cv::Mat from = in; // `out` may be the same header
@@ -49,7 +51,8 @@ void upSize2XGuidedByY(cv::Mat guideY, const cv::Mat& in, cv::Mat& out, bool use
 void upSizeNXGuidedByY(cv::Mat guideY, const cv::Mat& in, cv::Mat& out, int factor, bool useGuide, int interpolation)
 {
     if (useGuide) {
-        upsizeGuided(guideY, in, out, [&](cv::Mat& small) { downSizeNX(guideY, small, factor, kCubic); });
+        upsizeGuided("upSizeNXGuidedByY", guideY, in, out,
+                     [&](cv::Mat& small) { downSizeNX(guideY, small, factor, kCubic); });
         return;
     }
     const cv::Mat from = in;

@@ -69,7 +69,8 @@ void pyramidDown(const cv::Mat& in, cv::Mat& out)
 
 void pyramidUp(const cv::Mat& in, cv::Mat& out)
 {
-    CV_Assert(!in.empty()); // cv::pyrUp takes an empty plane for half of one pixel, and reads where it has none
+    checkPixels(in, "upSize2X",
+                "in"); // cv::pyrUp takes an empty plane for half of one pixel, and reads where it has none
     if (areOwn(in, out, canExpand)) {
         in.depth() == CV_8U ? expandRows<uchar>(in, out) : expandRows<ushort>(in, out);
     } else if (out.dims <= 2 && out.rows == 2 * in.rows - 1) {

@@ -2,6 +2,7 @@
 
 #include <pixmill/core/TPixmill.h>
 #include <pixmill/core/detail/message.h>
+#include <pixmill/core/detail/plane.h>
 #include <pixmill/primitives/memory.h>
 #include <pixmill/primitives/resize.h>
 #include <pixmill/resample/border.h>
@@ -20,6 +21,12 @@ constexpr int kPyramid = 257;
 bool isReady(const cv::Mat& in, const cv::Mat& out)
 {
     return out.data && out.total() != 0 && out.type() == in.type();
+}
+
+void checkPlanes(const char* call, const cv::Mat& in, const char* name, const cv::Mat& out)
+{
+    pixmill::detail::checkPlane(in, call, "in");
+    pixmill::detail::checkPlane(out, call, name);
 }
 
 /// What the four functions differ in.
@@ -94,6 +101,7 @@ void upSize2X(const cv::Mat& in, cv::Mat& out2X, int interpolation)
 {
     if (!isReady(in, out2X))
         throw pixmill::detail::keepMessage(TPixmill::traceMsg("upSize2X", 103, "out2X is not allocated"));
+    checkPlanes("upSize2X", in, "out2X", out2X);
     if (interpolation == kPyramid)
         pixmill::detail::pyramidUp(in, out2X);
     else
@@ -107,6 +115,7 @@ void upSizeNX(const cv::Mat& in, cv::Mat& outNX, int factor, int interpolation)
 {
     if (!isReady(in, outNX))
         throw "ERROR - upSizeNX - outNX is not allocated";
+    checkPlanes("upSizeNX", in, "outNX", outNX);
     resizeWhole(in, outNX,
                 {true, factor, double(factor), -1.0 / factor, 0, "ERROR - upNX - ippsMalloc_8u(pBufferSize)",
                  "ERROR - upNX - type"},
@@ -118,6 +127,7 @@ void downSize2X(const cv::Mat& in, cv::Mat& outHalf, int interpolation)
 {
     if (!isReady(in, outHalf))
         throw "ERROR - downSize2X - outHalf must be allocated!";
+    checkPlanes("downSize2X", in, "outHalf", outHalf);
     if (interpolation == kPyramid)
         pixmill::detail::pyramidDown(in, outHalf);
     else
@@ -131,7 +141,8 @@ void downSizeNX(const cv::Mat& in, cv::Mat& out, int factor, int interpolation)
 {
     if (!isReady(in, out))
         throw "downSizeNX - out is not allocated";
-    CV_Assert(factor != 0);
+    checkPlanes("downSizeNX", in, "out", out);
+    PIXMILL_CHECK(factor != 0, "downSizeNX", "factor", factor, "another number");
     resizeWhole(in, out,
                 {false, factor, 1.0 / factor, 0.5 / factor, 1024, "ERROR - downSizeNX - ippsMalloc_8u(pBufferSize)",
                  "ERROR - downSizeNX - type"},

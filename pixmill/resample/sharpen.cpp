@@ -82,11 +82,11 @@ void extremeSharpen(const cv::Mat& in, cv::Mat& out)
 {
     if (in.type() != CV_16UC1)
         throw "ERROR - extremeSharpen - in.type()!=CV_16UC1";
-    CV_Assert(in.dims <= 2);
+    checkPlane(in, "extremeSharpen", "in");
     const cv::Mat from = in; // `out` may be `in`
     ensure(out, from.size(), CV_16UC1);
     if (isSamePlane(from, out))
         sharpenInPlace(out);
     else
-        sharpen(overlap(from, out) ? from.clone() : from, out);
+        sharpen(unshared(from, out), out);
 }

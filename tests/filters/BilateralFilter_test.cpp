@@ -5,6 +5,7 @@
 #include <pixmill/core/TProgress.h>
 #include <pixmill/filters/BilateralFilter.h>
 
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <utility>
@@ -320,4 +321,53 @@ TEST(BilateralGradientGuide, LooksAtTypesOnlyWhenThereIsARadius)
     cv::Mat wide = cv::Mat::zeros(4, 4, CV_32FC1);
     EXPECT_THROWS_TEXT(BilateralFilter::gradientGuide(wide, wide, 1),
                        "ERROR - BilateralFilter::gradientGuide - in image type");
+}
+
+TEST(BilateralFilter, PaddingThatAHostChangesNeverLeavesTheGrid)
+{
+    const cv::Mat in = scenePlane({60, 45}, CV_8UC1, 0, 256);
+    for (const int pad : {-2, 10, 209, INT_MAX, INT_MIN}) {
+        SCOPED_TRACE(pad);
+        cv::Mat expected = in.clone(), again = in.clone();
+        BilateralFilter filter;
+        filter.proc(cv::Mat(), expected, 5, 8, nullptr);
+        filter.m_padXY = filter.m_padZ = pad;
+        filter.proc(in, again, 0, 0, nullptr); // the kept grid has the padding it was made with
+        EXPECT_TRUE(samePixels<uchar>(expected, again));
+        cv::Mat fresh = in.clone();
+        if (pad == 10)
+            EXPECT_EQ(filter.proc(cv::Mat(), fresh, 5, 8, nullptr), 1);
+        else
+            EXPECT_THROW(filter.proc(cv::Mat(), fresh, 5, 8, nullptr), cv::Exception);
+    }
+}
+
+TEST(BilateralFilter, SizesThatAHostChangesCountAsNoGrid)
+{
+    const cv::Mat in = scenePlane({60, 45}, CV_8UC1, 0, 256);
+    for (int BilateralFilter::*member : {&BilateralFilter::m_gridX, &BilateralFilter::m_gridY,
+                                         &BilateralFilter::m_gridZ, &BilateralFilter::m_sampleS}) {
+        cv::Mat out = in.clone();
+        BilateralFilter filter;
+        filter.proc(cv::Mat(), out, 5, 8, nullptr);
+        in.copyTo(out);
+        filter.*member += 3;
+        filter.proc(in, out, 0, 0, nullptr);
+        filter.filterGrids();
+        EXPECT_TRUE(samePixels<uchar>(in, out));
+        EXPECT_THROW(filter.buildGrid(out, in), cv::Exception);
+    }
+}
+
+TEST(BilateralFilter, HostileArgumentsAreRefusedByName)
+{
+    BilateralFilter filter;
+    float line[4] = {1, 2, 3, 4};
+    EXPECT_REFUSED(filter.iir(nullptr, 4, 1, 0.85f, 2), "BilateralFilter::iir: line is null, wanted samples");
+    EXPECT_REFUSED(filter.iir(line, 4, 1, 0.85f, INT_MAX),
+                   "BilateralFilter::iir: K is 2147483647, wanted 65536 or less");
+    filter.iir(line, 4, 1, 0.85f, INT_MIN);
+    cv::Mat deep = solid(CV_8UC1), guide = solid(CV_8UC1);
+    EXPECT_THROW(filter.proc(cv::Mat(), deep, 4, 4, nullptr), cv::Exception);
+    EXPECT_THROW(BilateralFilter::gradientGuide(deep, guide, 1), cv::Exception);
 }

@@ -174,3 +174,17 @@ TEST(DomainConvolution, ModesPickTheFilterAndOthersLeaveTheOutput)
     cv::Mat ct(3, 3, CV_32FC1, cv::Scalar(1)), bytes = cv::Mat::zeros(3, 3, CV_8UC1);
     EXPECT_THROW(filter.NCcompute(bytes, ct, 1), cv::Exception);
 }
+
+TEST(DomainTransformConvolution, AnOutputThatOverlapsTheInputAtOtherPlacesGetsWhatAnotherOneDoes)
+{
+    cv::Mat host = scenePlane({40, 24}, CV_32FC1, 0, 1), rows = host(cv::Rect(0, 0, 20, 12)), expected;
+    cv::Mat sameStart(12, 20, CV_32FC1, rows.data, 2 * rows.step), aside = host(cv::Rect(3, 1, 20, 12));
+    for (cv::Mat* out : {&sameStart, &aside}) {
+        DomainTransform().NormalizedConvolutionFilter(rows.clone(), expected, 8, 0.3f);
+        DomainTransform().NormalizedConvolutionFilter(rows, *out, 8, 0.3f);
+        EXPECT_TRUE(samePixels<float>(expected, *out));
+    }
+    cv::Mat deep = solid(CV_32FC1), coordinates = cv::Mat::zeros(6, 7, CV_32FC1);
+    EXPECT_THROW(DomainTransform().NCcompute(deep, coordinates, 2), cv::Exception);
+    EXPECT_THROW(DomainTransform().RFcompute(coordinates, deep, 2), cv::Exception);
+}

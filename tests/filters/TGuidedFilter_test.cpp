@@ -7,6 +7,9 @@
 
 #include <pixmill/filters/TGuidedFilter.h>
 
+#include <climits>
+#include <cstring>
+
 using namespace pixmill::test;
 
 namespace {
@@ -446,4 +449,70 @@ TEST(TGuidedFilterWhole, LargePicturesGoInStripsOfSixHundredRows)
                           {0, 0, 0},
                           {100000, 100000, 600}})
         EXPECT_EQ(TGuidedFilter::checkBlkSz(c.columns, c.rows), c.height) << c.columns << " x " << c.rows;
+}
+
+TEST(TGuidedFilter, ARadiusFarBeyondThePictureCostsLittleAndGivesTheSameModel)
+{
+    for (const cv::Size size : {cv::Size(2, 33), cv::Size(13, 4)}) {
+        const Planes p = scene(size);
+        TGuidedFilter filter;
+        filter.setup({p.guide[0]}, p.src, 150, kEps);
+        expectModel(referenceEstimate(p.guide[0], p.src, 150, kEps), filter);
+        filter.setup(p.guide, p.src, 60, kEps);
+        expectModel(referenceEstimate(p.guide, p.src, 60, kEps), filter);
+        filter.setup({p.guide[0]}, p.src, 20000, kEps); // took 12 s once
+    }
+    const Planes p = scene({130, 16});
+    TGuidedFilter filter;
+    EXPECT_REFUSED(filter.setup({p.guide[0]}, p.src, 40000, kEps),
+                   "TGuidedFilter::setup: r is 40000, wanted at most 32768 more than the picture's sides, and windows "
+                   "whose sums take 2^30 bytes at most");
+}
+
+TEST(TGuidedFilter, HostilePlanesAreRefusedByTheNameOfTheCallAndTheArgument)
+{
+    const Planes p = scene({7, 6});
+    TGuidedFilter filter;
+    cv::Mat out;
+    EXPECT_REFUSED(filter.proc({p.src}, out), "TGuidedFilter::proc: m_a0 is empty, wanted CV_32FC1, an estimate's");
+    EXPECT_REFUSED(filter.setup({p.src}, solid(CV_32FC1), 1, kEps),
+                   "TGuidedFilter::setup: src is CV_32FC1 of 3 dimensions, wanted rows and columns");
+    EXPECT_REFUSED(
+        filter.gFc1_estimate(p.guide[0](cv::Rect(0, 0, 6, 6)), p.src, 1, kEps),
+        "TGuidedFilter::gFc1_estimate: guide is CV_32FC1 6 x 6, wanted a float of every one of 7 x 6 samples");
+    filter.setup(p.guide, p.src, 1, kEps);
+    EXPECT_REFUSED(filter.gFc1_applyLoop(solid(CV_16UC1), out),
+                   "TGuidedFilter::gFc1_applyLoop: guide is CV_16UC1 of 3 dimensions, wanted rows and columns");
+    cv::Mat cov(6, 7, CV_32FC1), one, two;
+    const IppiSize full{INT_MIN, 6}, roi{5, 4}, mask{3, 3};
+    EXPECT_THROW(TGuidedFilter::calvar2(cov, p.src, p.src, one, two, full, roi, mask, {1, 1}, false), cv::Exception);
+    EXPECT_TRUE(out.empty());
+}
+
+TEST(TGuidedFilter, BytesThatStandBetweenFloatsAreReadAllTheSame)
+{
+    const Planes p = scene({9, 6});
+    cv::Mat wide(6, 9 * 4 + 1, CV_8UC1), shifted = wide(cv::Rect(1, 0, 9 * 4, 6)); // neither rows nor pixels on floats
+    for (int y = 0; y < 6; ++y)
+        std::memcpy(shifted.ptr(y), p.src.ptr(y), 9 * 4);
+    TGuidedFilter expected, filter;
+    expected.setup({p.guide[0]}, p.src, 1, kEps);
+    filter.setup({p.guide[0]}, cv::Mat(6, 9, CV_8UC4, shifted.data, wide.step), 1, kEps);
+    EXPECT_TRUE(sameFloats(expected.m_a0, filter.m_a0));
+    EXPECT_TRUE(sameFloats(expected.m_b, filter.m_b));
+}
+
+TEST(TGuidedFilter, TheWholeFilterWritesOverItsInputsInAnyWay)
+{
+    for (const int r : {1, 3}) { // filtered, and too small for the margins
+        const cv::Mat memory = randomPlane({40, 12}, CV_32FC1, 0, 1);
+        cv::Mat expected, host = memory.clone(), src = host(cv::Rect(0, 0, 30, 12)), out = host(cv::Rect(2, 0, 30, 12));
+        TGuidedFilter::stripProc(src.clone(), src.clone(), expected, r, kEps);
+        TGuidedFilter::stripProc(src, src, out, r, kEps);
+        EXPECT_TRUE(sameFloats(expected, out));
+        cv::Mat block = memory.clone();
+        TGuidedFilter::gFc1_blkGuide(memory, memory, expected, r, kEps);
+        TGuidedFilter::gFc1_blkGuide(block, block, block, r, kEps);
+        EXPECT_TRUE(sameFloats(expected, block));
+    }
 }

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include <climits>
+
 using namespace pixmill::test;
 
 namespace {
@@ -153,4 +155,18 @@ TEST(ConvPyr, PlanesThatDoNotFitThrow)
     EXPECT_THROW(pyramid.pyrUp(cv::Mat::zeros(4, 4, CV_32FC1), cv::Mat::zeros(6, 6, CV_32FC1), out), cv::Exception);
     EXPECT_THROW(pyramid.pyrUp(cv::Mat::zeros(3, 3, CV_8UC1), cv::Mat::zeros(6, 6, CV_32FC1), out), cv::Exception);
     EXPECT_EQ(pyramid.m_level, 0);
+}
+
+TEST(ConvPyr, TheCountOfStepsStopsAtItsEnds)
+{
+    ConvPyr pyramid(kH1, kH2, kG);
+    const cv::Mat fine = cv::Mat::zeros(6, 6, CV_32FC1);
+    cv::Mat coarse, out;
+    pyramid.m_level = INT_MAX;
+    pyramid.pyrDown(fine, coarse);
+    EXPECT_EQ(pyramid.m_level, INT_MAX);
+    pyramid.m_level = INT_MIN;
+    pyramid.pyrUp(coarse, fine, out);
+    EXPECT_EQ(pyramid.m_level, INT_MIN);
+    EXPECT_THROW(pyramid.proc(solid(CV_32FC1), out), cv::Exception);
 }

@@ -5,6 +5,7 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <climits>
 #include <cmath>
 #include <vector>
 
@@ -200,4 +201,15 @@ TEST(LocalLaplacianDepth, FollowsTheShorterSide)
     EXPECT_EQ(LocalLaplacian::levelJ(0, 5, 1.0f), 2);
     EXPECT_EQ(LocalLaplacian::clamp(5, 0, 3), 3);
     EXPECT_EQ(LocalLaplacian::clamp(-5, 0, 3), 0);
+}
+
+TEST(LocalLaplacian, LevelsPastOnePixelCostNothingAndGiveWhatTheyWould)
+{
+    const cv::Mat in = randomPlane({13, 6}, CV_16UC1, 0, 65536);
+    for (const Variant& variant : kVariants)
+        for (const int levels : {5, 6, 9, 40}) // of one pixel from the fifth on
+            compare(in, variant, -0.2f, 0.3f, levels);
+    cv::Mat out;
+    LocalLaplacian().proc16K(randomPlane({130, 100}, CV_16UC1, 0, 65536), out, 0.2f, 0.3f, INT_MAX);
+    EXPECT_THROW(LocalLaplacian().proc10K(solid(CV_16UC1), out, 0.2f, 0.3f, 2), cv::Exception);
 }

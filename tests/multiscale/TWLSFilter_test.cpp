@@ -262,3 +262,15 @@ TEST(TWLSFilter, LeavesTheInputWhenTheSolverFails)
     EXPECT_TRUE(filter.Proc(in.data(), size.width, size.height, 1, 1, in.data(), false)); // its own guide
     EXPECT_NE(in, plane);
 }
+
+TEST(TWLSFilter, SizesThatAHostChangesMakeTheArraysAnew)
+{
+    TWLSFilter filter;
+    std::vector<float> small(4 * 3, 0.5f), large(40 * 30, 0.5f);
+    filter.Proc(small.data(), 4, 3, 0.35f, 1.2f, small.data(), false);
+    filter.m_width = 40;
+    filter.m_height = 30;
+    EXPECT_TRUE(filter.Proc(large.data(), 40, 30, 0.35f, 1.2f, large.data(), false));
+    EXPECT_EQ(filter.m_numPixels, 40 * 30);
+    EXPECT_THROW(filter.Proc(nullptr, 4, 3, 0.35f, 1.2f, small.data(), false), cv::Exception);
+}

@@ -4,6 +4,7 @@
 
 #include <pixmill/multiscale/gaussianiir.h>
 
+#include <climits>
 #include <cmath>
 #include <vector>
 
@@ -188,4 +189,18 @@ TEST(GaussianIir3d, MatchesTheReferenceBitForBit)
             ASSERT_EQ(out, expected);
         });
     }
+}
+
+TEST(GaussianIir, CountsAndVolumesWithoutEndAreRefused)
+{
+    float v[4] = {1, 2, 3, 4};
+    unsigned char bytes[4] = {};
+    cv::Mat plane(2, 2, CV_32FC1, v), deep = solid(CV_32FC1);
+    EXPECT_REFUSED(gaussianiir1d(v, 4, 1.0f, INT_MAX), "gaussianiir1d: numsteps is 2147483647, wanted 65536 or less");
+    EXPECT_THROW(gaussianiir1d(bytes, 4, 1.0f, INT_MAX), cv::Exception);
+    EXPECT_THROW(gaussianiir2d(plane, 1.0f, INT_MAX / 2), cv::Exception);
+    EXPECT_THROW(gaussianiir2d(deep, 1.0f, 2), cv::Exception);
+    EXPECT_THROW(gaussianiir3d(v, INT_MAX - 99, INT_MAX - 99, INT_MAX - 99, 1.0f, 2), cv::Exception);
+    EXPECT_THROW(gaussianiir3d(nullptr, 1, 1, 1, 1.0f, 2), cv::Exception);
+    EXPECT_EQ(v[3], 4.0f);
 }

@@ -8,6 +8,7 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <climits>
 #include <cmath>
 #include <vector>
 
@@ -136,4 +137,14 @@ TEST(TFilterBox, RejectsTypesThatDifferOrArePacked)
     EXPECT_THROWS_TEXT(tFilterBox(&wide, &bytes, 1, 1, nullptr), "tFilterBox - in_p->type() != out_p->type()");
     EXPECT_THROWS_TEXT(tFilterBox(&packed, &packedOut, 1, 1, nullptr), "tFilterBox - type not supported");
     EXPECT_THROWS_TEXT(tFilterBox(&wide, &small, 1, 1, nullptr), "ERROR - TImage::copyFrom - size is not equal");
+}
+
+TEST(TFilterBox, HostileArgumentsAreRefusedByName)
+{
+    TImage image(TImage::IMTYPE(0), {4, 4});
+    EXPECT_REFUSED(tFilterBox(nullptr, &image, 1, 1, nullptr), "tFilterBox: in_p is null, wanted an image");
+    EXPECT_REFUSED(tFilterBox(&image, nullptr, 1, 1, nullptr), "tFilterBox: out_p is null, wanted an image");
+    EXPECT_REFUSED(tFilterBox(&image, &image, 1, INT_MAX, nullptr),
+                   "tFilterBox: passes is 2147483647, wanted 65536 or less");
+    EXPECT_FALSE(tFilterBox(&image, &image, INT_MAX, 1, nullptr));
 }

@@ -5,6 +5,7 @@
 #include <pixmill/resample/BlockProcessor.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <vector>
 
@@ -473,4 +474,54 @@ TEST(BlockProcessor, AnOutputWithoutPixelsIsPassedOver)
         processor.writeBackBlock();
     EXPECT_TRUE(out[0].empty());
     EXPECT_TRUE(samePixels<ushort>(in, out[1]));
+}
+
+TEST(BlockProcessor, ARefusedInitializeLeavesTheWalkAsItWas)
+{
+    const cv::Mat in = randomPlane({203, 157}, CV_16UC1, 0, 65536), large = randomPlane({900, 800}, CV_16UC1, 0, 65536);
+    Planes out{cv::Mat::zeros(157, 203, CV_16UC1)}, block;
+    BlockProcessor processor;
+    processor.initialize({in}, out, 64, 64, true, 8, 0, BlockProcessor::EDGE_TAPER_KEEP_FIRST);
+    EXPECT_TRUE(processor.getBlockImage(nullptr, block));
+    const auto refused = [&](int blockX, int blockY, int overlap, int border) {
+        EXPECT_THROW(processor.initialize({large}, {large}, blockX, blockY, true, overlap, border,
+                                          BlockProcessor::EDGE_TAPER_KEEP_FIRST),
+                     cv::Exception);
+    };
+    refused(600, 0, 0, 0);
+    refused(600, 600, 599, -1);
+    refused(INT_MIN, 64, 8, 0);
+    refused(600, 600, 600, 0);
+    refused(64, 64, INT_MAX, 0);
+    refused(64, 64, 8, 100000); // blocks of 80 GB
+    EXPECT_EQ(processor.m_width, 203);
+    for (bool more = true; more; more = processor.getBlockImage(nullptr, block))
+        processor.writeBackBlock();
+    EXPECT_TRUE(samePixels<ushort>(in, out[0]));
+}
+
+TEST(BlockProcessor, MembersThatAHostMakesWrongAreRefusedAndNoCountRunsOn)
+{
+    const cv::Mat in = randomPlane({203, 157}, CV_16UC1, 0, 65536);
+    const auto begun = [&](BlockProcessor& processor, int taper) {
+        Planes out{cv::Mat::zeros(157, 203, CV_16UC1)}, block;
+        processor.initialize({in}, out, 64, 64, true, 8, 0, BlockProcessor::EDGE_TAPER_TYPE(taper));
+        processor.getBlockImage(nullptr, block);
+    };
+    for (int BlockProcessor::*member : {&BlockProcessor::m_curX, &BlockProcessor::m_curY, &BlockProcessor::m_blockW,
+                                        &BlockProcessor::m_doneX, &BlockProcessor::m_width}) {
+        BlockProcessor processor;
+        begun(processor, 0);
+        processor.*member = INT_MIN;
+        EXPECT_THROW(processor.writeBackBlock(), cv::Exception);
+        processor.*member = INT_MAX;
+        EXPECT_THROW(processor.writeBackBlock(), cv::Exception);
+    }
+    BlockProcessor processor;
+    begun(processor, 2);
+    processor.doEdgeTaperInX(INT_MAX, INT_MAX);
+    processor.writeBlockToStrip(INT_MAX, INT_MAX);
+    processor.writeStripToOutput(INT_MAX, INT_MAX);
+    processor.m_strip[0] = solid(CV_16UC1);
+    EXPECT_THROW(processor.writeStripToOutput(1, 1), cv::Exception);
 }

@@ -1,3 +1,4 @@
+#include <pixmill/resample/guidedUpsize.h>
 #include <pixmill/resample/resample.h>
 
 #include <pixmill/resample/detail/doubling.h>
@@ -345,4 +346,20 @@ TEST(Resample, PyramidRowsTakeInterleavedChannels)
             comparePyramidRows<10>(size, up);
             comparePyramidRows<24>(size, up);
         }
+}
+
+TEST(Resample, SolidsAreNoPlanes)
+{
+    const cv::Mat plane = cv::Mat::zeros(6, 7, CV_8UC1);
+    for (const int code : {1, 4, 257}) {
+        cv::Mat out = solid(CV_8UC1), flat = plane.clone();
+        EXPECT_THROW(upSize2X(plane, out, code), cv::Exception);
+        EXPECT_THROW(upSize2X(solid(CV_8UC1), flat, code), cv::Exception);
+        EXPECT_THROW(downSize2X(solid(CV_8UC1), flat, code), cv::Exception);
+        EXPECT_THROW(upSizeNX(solid(CV_8UC1), flat, 3, code), cv::Exception);
+        EXPECT_THROW(downSizeNX(plane, out, 3, code), cv::Exception);
+        EXPECT_THROW(upSize2XGuidedByY(solid(CV_8UC1), flat, out, true, code), cv::Exception);
+    }
+    cv::Mat out = plane.clone();
+    EXPECT_REFUSED(downSizeNX(plane, out, 0, 1), "downSizeNX: factor is 0, wanted another number");
 }

@@ -54,6 +54,13 @@ testing::AssertionResult samePixels(const cv::Mat& expected, const cv::Mat& actu
     return testing::AssertionSuccess();
 }
 
+/// Not a plane, though not empty: it has -1 rows and columns.
+inline cv::Mat solid(int type)
+{
+    const int sides[] = {6, 7, 3};
+    return {3, sides, type, cv::Scalar::all(1)};
+}
+
 /// Sizes that catch what 64 x 64 does not: single pixels, rows, columns, odd sides, and vector tails.
 inline std::vector<cv::Size> oddSizes()
 {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <pixmill/core/detail/check.h>
+
 #include <opencv2/core/mat.hpp>
 
 namespace pixmill::detail {
@@ -8,6 +10,20 @@ namespace pixmill::detail {
 inline bool fits(const cv::Mat& m, cv::Size size, int type)
 {
     return m.data && m.dims <= 2 && m.size() == size && m.type() == type;
+}
+
+/// What every call asks of a plane whatever else it takes: rows and columns. One of three dimensions has -1 of each,
+/// though it is not empty.
+inline void checkPlane(const cv::Mat& plane, const char* call, const char* argument)
+{
+    PIXMILL_CHECK(plane.dims <= 2, call, argument, describe(plane), "rows and columns");
+}
+
+/// The same, and pixels.
+inline void checkPixels(const cv::Mat& plane, const char* call, const char* argument)
+{
+    checkPlane(plane, call, argument);
+    PIXMILL_CHECK(!plane.empty(), call, argument, describe(plane), "a plane with pixels");
 }
 
 /// Gives `out` this size and type; a plane that already fits keeps its buffer.
@@ -51,6 +67,24 @@ inline cv::Size halfSize(cv::Size size)
 inline bool overlap(const cv::Mat& a, const cv::Mat& b)
 {
     return a.data && b.data && a.datastart < b.dataend && b.datastart < a.dataend;
+}
+
+/// Whether sample for sample both are the same memory, as far as both reach.
+inline bool isSameStart(const cv::Mat& a, const cv::Mat& b)
+{
+    return a.data == b.data && a.dims <= 2 && b.dims <= 2 && (a.rows <= 1 || b.rows <= 1 || a.step[0] == b.step[0]);
+}
+
+/// `in` as it is now: a copy where writing `out` would change it.
+inline cv::Mat unshared(const cv::Mat& in, const cv::Mat& out)
+{
+    return overlap(in, out) ? in.clone() : in;
+}
+
+/// The same for a sample-by-sample step, which may write over its own input.
+inline cv::Mat unsharedOrSame(const cv::Mat& in, const cv::Mat& out)
+{
+    return isSameStart(in, out) ? in : unshared(in, out);
 }
 
 } // namespace pixmill::detail

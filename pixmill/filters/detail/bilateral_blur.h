@@ -18,7 +18,7 @@ struct GridGaussian {
 
     static GridGaussian make(float sigma, int K)
     {
-        const float q = sigma * sigma / float(K + K);
+        const float q = sigma * sigma / float(2.0 * K);
         const double wide = q;
         const float nu = float(((2 * wide + 1) - std::sqrt(4 * wide + 1)) / (2 * wide));
         return {nu, 1 / (1 - nu), wholePower(nu / q, K)};

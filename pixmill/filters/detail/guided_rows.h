@@ -183,16 +183,18 @@ public:
     {
         for (int c = 0; c < kCoefficients; ++c)
             extend(c);
+        bool again = false;
         for (; m_row < m_end + 2 * m_r && gridRow(m_row) == gridY; ++m_row) {
             const float* means[kCoefficients];
             bool complete = false;
             for (int c = 0; c < kCoefficients; ++c) {
                 float* to = floats(kCoefficients + c);
-                complete = m_means[c].push(floats(c), m_sums.data(), &m_sums[m_stride], to);
+                complete = m_means[c].push(again ? nullptr : floats(c), m_sums.data(), &m_sums[m_stride], to);
                 means[c] = to;
             }
             if (complete)
                 sink(m_row - 2 * m_r, means);
+            again = m_r > 0;
         }
     }
 

@@ -93,13 +93,14 @@ public:
         m_begun = false;
     }
 
-    /// Takes the next row of width + side - 1 samples. Returns whether it completed a row of means, and writes that to
-    /// `means`. `sums` and `spans` are scratch of the row's length.
+    /// Takes the next row of width + side - 1 samples, or null for the row before once more, whose sums still stand:
+    /// beyond the picture rows repeat, by thousands where the radius is large. Returns whether it completed a row of
+    /// means, and writes that to `means`. `sums` and `spans` are scratch of the row's length.
     bool push(const float* samples, double* sums, double* spans, float* means)
     {
         const double count = double(m_side) * m_side;
         if (m_side == 1) {
-            std::memcpy(means, samples, sizeof(float) * std::size_t(m_width));
+            std::memcpy(means, samples, sizeof(float) * std::size_t(m_width)); // no margin, so no row repeats
             return true;
         }
         if (count < 0x1p23)
@@ -118,16 +119,17 @@ private:
     {
         const int j = m_slot + 1;
         m_slot = j < m_side ? j : 0;
-        if (j == m_side) {
-            windowSums(samples, m_side, spans, row(m_side - 1), m_width);
-            return lastRow(mean, means);
+        const double* const before = row(j > 1 ? j - 2 : m_side - 1);
+        if (j == m_side || !m_begun) {
+            if (samples)
+                windowSums(samples, m_side, spans, row(j - 1), m_width);
+            else
+                std::memcpy(row(j - 1), before, sizeof(double) * std::size_t(m_width));
+            return j == m_side && lastRow(mean, means);
         }
-        if (!m_begun) {
-            windowSums(samples, m_side, spans, row(j - 1), m_width);
-            return false;
-        }
-        windowSums(samples, m_side, spans, sums, m_width);
-        return headRow(j, sums, mean, means);
+        if (samples)
+            windowSums(samples, m_side, spans, sums, m_width);
+        return headRow(j, samples ? sums : before, mean, means);
     }
 
     /// The block's rows are complete: its sums become tails.
@@ -193,6 +195,13 @@ public:
         return buffer;
     }
 
+    /// Whether a row is the one before it again.
+    bool repeats(int row) const
+    {
+        const int y = row - m_margin;
+        return y <= 0 || y >= m_planes[0].rows;
+    }
+
 private:
     const cv::Mat* m_planes;
     int m_margin;
@@ -214,6 +223,7 @@ public:
     {
         m_left = left;
         m_width = width;
+        m_first = true;
         double* scratch = &m_sums[std::size_t(m_stride) * 2];
         for (MeansOfRows& means : m_means) {
             means.begin(scratch, width, side(), first);
@@ -226,14 +236,16 @@ public:
     bool push(const Rows& rows, int row)
     {
         const int n = m_width + 2 * m_r;
-        const float* planes[kPlanes];
-        for (int p = 0; p < kPlanes; ++p)
+        const bool again = !m_first && m_r > 0 && rows.repeats(row);
+        m_first = false;
+        const float* planes[kPlanes] = {};
+        for (int p = 0; p < kPlanes && !again; ++p)
             planes[p] = rows(p, row, m_left, n, floats(p));
         bool complete = false;
         for (int m = 0; m < kMoments; ++m) {
             const Moment moment = m_moments[m];
             const float* samples = planes[moment.i];
-            if (moment.k != Moment::kNone)
+            if (moment.k != Moment::kNone && !again)
                 samples = product(samples, planes[moment.k], n);
             complete = m_means[m].push(samples, m_sums.data(), &m_sums[m_stride], floats(kPlanes + 1 + m));
         }
@@ -268,6 +280,7 @@ private:
 
     const Moment (&m_moments)[kMoments];
     int m_r, m_stride, m_left = 0, m_width = 0;
+    bool m_first = true; ///< No row since begin().
     AlignedArray<float> m_floats;
     AlignedArray<double> m_sums;
     MeansOfRows m_means[kMoments];

@@ -24,6 +24,9 @@ Real wholePower(Real base, int exponent)
     return exponent < 0 ? Real(1) / result : result;
 }
 
+/// The most pairs of sweeps that are taken: beyond any use, and the end of what a wrong count costs.
+constexpr int kMostSweeps = 65536;
+
 struct RecursiveGaussian {
     float nu;       ///< Feedback of a sweep.
     float boundary; ///< Gain of the sample a sweep starts from: the line goes on with that value beyond its end.
