@@ -1,8 +1,8 @@
-#include "brush_twin.h"
-
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
+
+#include <reference/brush.h>
 
 #include <pixmill/mask/TDrawMask.h>
 #include <pixmill/mask/detail/brush.h>
@@ -12,6 +12,7 @@
 #include <stdexcept>
 
 using namespace pixmill::test;
+using pixmill::reference::Brush;
 
 namespace {
 
@@ -22,7 +23,7 @@ const char* const kInnerLarger = "ERROR -- TDrawMask::updateLUT - Inner circle i
 // A painter over a picture of half size `size`, and its twin; the colour varies enough for edges to bite.
 struct Pair {
     TDrawMask painter;
-    BrushTwin twin;
+    Brush twin;
 
     explicit Pair(cv::Size size, unsigned seed = 1)
     {
@@ -31,14 +32,7 @@ struct Pair {
         twin.db = scenePlane(size, CV_16UC1, 31000, 34000, seed + 2).clone();
         twin.mask = cv::Mat(size, CV_8UC1, cv::Scalar(255));
         // views with padded rows for the painter
-        painter.setInImage(padded(twin.y8), padded(twin.dr), padded(twin.db));
-    }
-
-    static cv::Mat padded(const cv::Mat& m)
-    {
-        cv::Mat view = randomPlane(m.size(), m.type(), 0, 256);
-        m.copyTo(view);
-        return view;
+        painter.setInImage(paddedCopy(twin.y8), paddedCopy(twin.dr), paddedCopy(twin.db));
     }
 
     // Random coverage and base on both sides, so that every pixel a dot touches or must not touch shows.
@@ -72,6 +66,18 @@ TMaskParam dot(cv::Point center, int outer, int inner, float edge, uchar value =
     p.m_edge = edge;
     p.m_center = center;
     return p;
+}
+
+void setFlatPicture(TDrawMask& m, int side)
+{
+    const cv::Mat colour = cv::Mat::zeros(side, side, CV_16UC1);
+    m.setInImage(cv::Mat::zeros(side, side, CV_8UC1), colour, colour);
+}
+
+// Whether all of a plane is `value`.
+bool isAll(const cv::Mat& m, int value)
+{
+    return cv::countNonZero(m != value) == 0;
 }
 
 // Centres on, inside and beyond every edge and corner for a radius.
@@ -163,20 +169,11 @@ TEST(TDrawMask, ADiscEndsWhereTheDistanceDoes)
 
 TEST(TDrawMask, TheTableFallsFromOneToZeroBetweenTheRadii)
 {
-    BrushTwin twin;
+    Brush twin;
     TDrawMask m;
-    for (const auto& [outer, inner] : std::vector<std::pair<int, int>>{{10, 5},
-                                                                       {10, 10},
-                                                                       {10, 0},
-                                                                       {0, 0},
-                                                                       {1, 0},
-                                                                       {500, 20},
-                                                                       {7999, 3},
-                                                                       {8000, 7999},
-                                                                       {9000, 8500},
-                                                                       {9000, 100},
-                                                                       {5, -3},
-                                                                       {-2, -9}}) {
+    const int radii[][2] = {{10, 5},   {10, 10},     {10, 0},      {0, 0},      {1, 0},  {500, 20},
+                            {7999, 3}, {8000, 7999}, {9000, 8500}, {9000, 100}, {5, -3}, {-2, -9}};
+    for (const auto& [outer, inner] : radii) {
         SCOPED_TRACE(testing::Message() << outer << " " << inner);
         m.updateLUT(outer, inner);
         twin.fillTable(outer, inner);
@@ -223,40 +220,28 @@ TEST(TDrawMask, ClipsTheRightEdgeOneColumnLaterThanTheBottom)
 
 TEST(TDrawMask, DotsMatchTheReferenceBitForBit)
 {
-    const std::vector<std::pair<int, int>> radii = {{0, 0}, {1, 0},  {1, 1},   {4, 1},
-                                                    {7, 7}, {13, 0}, {30, 12}, {70, 69}};
+    const auto compare = [](cv::Size size, std::vector<cv::Vec2i> radii, std::vector<float> edges, const auto& draw) {
+        Pair pair(size);
+        for (const cv::Vec2i& r : radii)
+            for (const float edge : edges) {
+                pair.startStroke(unsigned(r[0] * 7 + r[1]));
+                for (const cv::Point& c : centres(size, r[0])) {
+                    draw(pair, dot(c, r[0], r[1], edge, uchar(c.x * 17 + c.y), 0.1f * (c.y & 7) + 0.3f));
+                    ASSERT_TRUE(pair.agree()) << size << " radii " << r << " edge " << edge << " centre " << c;
+                }
+            }
+    };
     for (const cv::Size size : {cv::Size(1, 1), {1, 9}, {33, 1}, {16, 7}, {51, 38}, {160, 90}}) {
-        Pair pair(size);
-        for (const auto& [outer, inner] : radii)
-            for (const float edge : {0.0f, 0.04f, 0.05f, 0.3f, 2.0f}) {
-                pair.startStroke(unsigned(outer * 7 + inner));
-                for (const cv::Point& c : centres(size, outer)) {
-                    const TMaskParam p = dot(c, outer, inner, edge, uchar(c.x * 17 + c.y), 0.1f * (c.y & 7) + 0.3f);
-                    TMaskParam own = p;
-                    pair.painter.drawStrokeDot(false, &own);
+        compare(size, {{0, 0}, {1, 0}, {1, 1}, {4, 1}, {7, 7}, {13, 0}, {30, 12}, {70, 69}},
+                {0.0f, 0.04f, 0.05f, 0.3f, 2.0f}, [](Pair& pair, TMaskParam p) {
                     pair.twin.strokeDot(false, p);
-                    ASSERT_TRUE(pair.agree())
-                        << size << " radii " << outer << " " << inner << " edge " << edge << " centre " << c;
-                }
-            }
-    }
-}
-
-TEST(TDrawMask, DotsWithTheirOwnFalloffMatchTheReferenceBitForBit)
-{
-    for (const cv::Size size : {cv::Size(1, 1), {33, 1}, {51, 38}, {160, 90}}) {
-        Pair pair(size);
-        for (const auto& [outer, inner] :
-             std::vector<std::pair<int, int>>{{0, 0}, {1, 0}, {7, 7}, {13, 4}, {70, 20}, {6, 9}})
-            for (const float edge : {0.0f, 0.3f, 2.0f}) {
-                pair.startStroke(unsigned(outer * 7 + inner));
-                for (const cv::Point& c : centres(size, outer)) {
-                    pair.painter.drawMaskDot(c, outer, inner, edge);
-                    pair.twin.smoothDot(c, outer, inner, edge);
-                    ASSERT_TRUE(pair.agree())
-                        << size << " radii " << outer << " " << inner << " edge " << edge << " centre " << c;
-                }
-            }
+                    pair.painter.drawStrokeDot(false, &p);
+                });
+        compare(size, {{0, 0}, {1, 0}, {7, 7}, {13, 4}, {70, 20}, {6, 9}}, {0.0f, 0.3f, 2.0f},
+                [](Pair& pair, const TMaskParam& p) {
+                    pair.painter.drawMaskDot(p.m_center, p.m_outerRadius, p.m_innerRadius, p.m_edge);
+                    pair.twin.smoothDot(p.m_center, p.m_outerRadius, p.m_innerRadius, p.m_edge);
+                });
     }
 }
 
@@ -385,17 +370,17 @@ TEST(TDrawMask, AHardDotPastTheRightEdgeMarksTheNextRowsFirstPixel)
     pair.painter.m_strokeCover = parent(cv::Rect(3, 1, 51, 38));
     pair.painter.drawDumbDot({41, 20}, 10);
     parent(cv::Rect(3, 1, 51, 38)).setTo(0);
-    EXPECT_EQ(cv::countNonZero(parent), 0) << "pixels beside the plane changed";
+    EXPECT_TRUE(isAll(parent, 0)) << "pixels beside the plane changed";
 }
 
 TEST(TDrawMask, ADotWithoutRadiusReachesTheMaskWithALaterDot)
 {
     TDrawMask m;
-    m.setInImage(cv::Mat::zeros(20, 20, CV_8UC1), cv::Mat::zeros(20, 20, CV_16UC1), cv::Mat::zeros(20, 20, CV_16UC1));
+    setFlatPicture(m, 20);
     m.drawStart(0, 0);
     m.drawADot({20, 20}, 7, 1);
     m.proc();
-    EXPECT_EQ(cv::countNonZero(m.m_mask != 255), 0);
+    EXPECT_TRUE(isAll(m.m_mask, 255));
     EXPECT_EQ(m.m_strokeCover.at<uchar>(10, 10), 255);
     m.drawADot({26, 26}, 7, 8, 8, 1.0f, 0.0f); // its square covers 9..16
     m.proc();
@@ -405,22 +390,21 @@ TEST(TDrawMask, ADotWithoutRadiusReachesTheMaskWithALaterDot)
 TEST(TDrawMask, TheFarEdgesOfABlendAreExclusive)
 {
     TDrawMask m;
-    m.setInImage(cv::Mat::zeros(40, 40, CV_8UC1), cv::Mat::zeros(40, 40, CV_16UC1), cv::Mat::zeros(40, 40, CV_16UC1));
+    setFlatPicture(m, 40);
     m.drawStart(0, 0);
     m.drawADot({40, 40}, 0, 10);
     m.proc();
-    EXPECT_EQ(m.m_mask.at<uchar>(15, 20), 0);
-    EXPECT_EQ(m.m_mask.at<uchar>(20, 15), 0);
-    EXPECT_EQ(m.m_mask.at<uchar>(24, 20), 0);
-    EXPECT_EQ(m.m_mask.at<uchar>(25, 20), 255);
-    EXPECT_EQ(m.m_mask.at<uchar>(20, 25), 255);
-    EXPECT_EQ(m.m_strokeCover.at<uchar>(25, 20), 255);
+    const auto at = [](const cv::Mat& plane, int y, int x) { return int(plane.at<uchar>(y, x)); };
+    EXPECT_EQ(at(m.m_mask, 15, 20) + at(m.m_mask, 20, 15) + at(m.m_mask, 24, 20), 0);
+    EXPECT_EQ(at(m.m_mask, 25, 20), 255);
+    EXPECT_EQ(at(m.m_mask, 20, 25), 255);
+    EXPECT_EQ(at(m.m_strokeCover, 25, 20), 255);
 }
 
 TEST(TDrawMask, OverlappingDotsOfAStrokeStopAtItsOpacity)
 {
     TDrawMask m;
-    m.setInImage(cv::Mat::zeros(60, 60, CV_8UC1), cv::Mat::zeros(60, 60, CV_16UC1), cv::Mat::zeros(60, 60, CV_16UC1));
+    setFlatPicture(m, 60);
     m.drawStart(0, 0);
     for (int i = 0; i < 30; ++i)
         m.drawADot({60, 60}, 0, 40, 0, 0.5f, 0.0f);
@@ -510,7 +494,7 @@ TEST(TDrawMask, AFailedCommandStaysNextAndABadIndexIsAFailedRangeCheck)
         EXPECT_EQ(m.m_cmdDone, 1);
         EXPECT_TRUE(m.m_strokeOpen);
     }
-    EXPECT_EQ(cv::countNonZero(m.m_mask != 10), 0);
+    EXPECT_TRUE(isAll(m.m_mask, 10));
 
     m.emptyCmdStack();
     m.invert();
@@ -524,7 +508,7 @@ TEST(TDrawMask, AFailedCommandStaysNextAndABadIndexIsAFailedRangeCheck)
     EXPECT_EQ(m.m_cmdDone, -2);
     m.m_cmdDone = 50;
     EXPECT_TRUE(m.proc());
-    EXPECT_EQ(cv::countNonZero(m.m_mask != 10), 0);
+    EXPECT_TRUE(isAll(m.m_mask, 10));
 }
 
 TEST(TDrawMask, TakesAPicturesPlanesAndMask)
@@ -570,13 +554,13 @@ TEST(TDrawMask, TakesAPicturesPlanesAndMask)
     third.m_mask.setTo(77);
     m.setInImage(&third);
     EXPECT_TRUE(m.m_cmdStack.empty() && m.m_changed && m.m_cmdDone == -1);
-    EXPECT_EQ(cv::countNonZero(m.m_mask != 77), 0);
+    EXPECT_TRUE(isAll(m.m_mask, 77));
     EXPECT_EQ(m.m_mask.size(), cv::Size(30, 20));
     m.invert();
     m.setInImage(cv::Mat::zeros(5, 6, CV_8UC1), cv::Mat(), cv::Mat());
     EXPECT_TRUE(m.m_cmdStack.empty());
     EXPECT_EQ(m.m_mask.size(), cv::Size(6, 5));
-    EXPECT_EQ(cv::countNonZero(m.m_mask != 255), 0);
+    EXPECT_TRUE(isAll(m.m_mask, 255));
 
     TPImage wrong(10, 12);
     wrong.m_Y = cv::Mat::zeros(10, 12, CV_8UC1); // half of it is 6 x 5, as held
@@ -593,7 +577,7 @@ TEST(TDrawMask, ResetGoesBackToThePicturesMaskOrTo255)
         m.proc();
         m.m_changed = false;
         m.reset();
-        EXPECT_EQ(cv::countNonZero(m.m_mask != (fits ? 33 : 255)), 0);
+        EXPECT_TRUE(isAll(m.m_mask, fits ? 33 : 255));
         EXPECT_TRUE(m.m_changed && m.m_cmdStack.empty() && m.m_cmdDone == -1 && !m.bNeedUpdate());
     }
     m.drawADot({6, 4}, 0, 2);
@@ -669,11 +653,11 @@ TEST(TDrawMask, UndoRemovesFillsComplementsAndWholeStrokes)
 
     m.invert();
     m.proc();
-    EXPECT_EQ(cv::countNonZero(m.m_mask), 0);
+    EXPECT_TRUE(isAll(m.m_mask, 0));
     m.setValue(8);
     m.proc();
     m.undo();
     EXPECT_EQ(m.m_cmdDone, -1);
     m.proc();
-    EXPECT_EQ(cv::countNonZero(m.m_mask), 0) << "a complement alone starts from 255";
+    EXPECT_TRUE(isAll(m.m_mask, 0)) << "a complement alone starts from 255";
 }
