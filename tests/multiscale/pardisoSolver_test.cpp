@@ -23,6 +23,7 @@
 #include <thread>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 using pixmill::detail::solverLimits;
 
 namespace {
@@ -44,7 +45,7 @@ using FloatForm = bool(int, float*, int*, int*, float*, float*, int, int);
 /// The arrays of one call, so that a test can see what the call did to them.
 template <class T>
 struct Call {
-    explicit Call(const System& s, int columns = 1)
+    explicit Call(const SparseSystem& s, int columns = 1)
         : n(s.n), nrhs(columns), ia(s.ia), ja(s.ja), a(s.a.begin(), s.a.end()), x(std::size_t(s.n) * columns, T(-7))
     {
         for (int column = 0; column < columns; ++column)
@@ -72,8 +73,8 @@ class ScratchFolder {
 public:
     ScratchFolder()
     {
-        char name[] = "/tmp/pixmill-test-XXXXXX";
-        m_path = mkdtemp(name);
+        std::string name = std::filesystem::temp_directory_path() / "pixmill-test-XXXXXX";
+        m_path = mkdtemp(name.data());
         setenv("TMPDIR", m_path.c_str(), 1);
     }
     ~ScratchFolder()
@@ -108,7 +109,7 @@ private:
 
 struct NamedSystem {
     const char* name;
-    System system;
+    SparseSystem system;
 };
 
 std::vector<NamedSystem> smallSystems()
@@ -120,10 +121,10 @@ std::vector<NamedSystem> smallSystems()
     all.push_back({"rows that wrap round", pictureSystem(19, 11, 40, true)});
     all.push_back({"scattered", scatteredSystem(150, 400)});
     all.push_back({"dense", scatteredSystem(40, 4000)});
-    System diagonal, split, columns;
+    SparseSystem diagonal, split, columns;
     for (int i = 1; i <= 7; ++i) {
         diagonal.add(i, i);
-        diagonal.endRow();
+        diagonal.endRow(rightSide(diagonal.n));
     }
     for (int i = 1; i <= 30; ++i) { // entries at one place, out of order
         if (i < 30)
@@ -132,13 +133,13 @@ std::vector<NamedSystem> smallSystems()
         if (i < 30)
             split.add(i + 1, -0.5);
         split.add(i, 1.5);
-        split.endRow();
+        split.endRow(rightSide(split.n));
     }
     for (int i = 1; i <= 20; ++i) { // links downward only
         columns.add(i, 3.0);
         if (i <= 16)
             columns.add(i + 4, -1.0);
-        columns.endRow();
+        columns.endRow(rightSide(columns.n));
     }
     all.insert(all.end(), {{"diagonal", diagonal}, {"entries that add up", split}, {"columns apart", columns}});
     return all;
@@ -179,7 +180,7 @@ TEST(PardisoSolver, EveryFormAgreesWithADenseSolution)
 TEST(PardisoSolver, RefinementHoldsSinglePrecisionToTheRoundingOfTheResult)
 {
     // Links 100000 times the diagonal's own part: unrefined, the error is past 1e-3.
-    const System system = pictureSystem(150, 110, 100000);
+    const SparseSystem system = pictureSystem(150, 110, 100000);
     const std::vector<double> expected = iteratedSolution(system);
     for (FloatForm* form : {inCore, outOfCore}) {
         Call<float> call(system);
@@ -193,7 +194,7 @@ TEST(PardisoSolver, RefinementHoldsSinglePrecisionToTheRoundingOfTheResult)
 
 TEST(PardisoSolver, SolvesEachRightHandSideAndLeavesTheMatrix)
 {
-    const System system = pictureSystem(13, 9);
+    const SparseSystem system = pictureSystem(13, 9);
     const std::vector<double> expected = denseSolution(system);
     Call<float> single(system, 3);
     const Call<float> before = single;
@@ -229,7 +230,7 @@ TEST(PardisoSolver, MalformedInputFailsInTheFirstStage)
         {"column left of the diagonal", [](auto& c) { c.ja[c.ia[5] - 1] = 5; }},
         {"unsymmetric kind", [](auto& c) { c.mtype = 11; }},
     };
-    const System system = pictureSystem(6, 5);
+    const SparseSystem system = pictureSystem(6, 5);
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         Call<double> twice(system);
@@ -254,13 +255,13 @@ TEST(PardisoSolver, AMatrixThatIsNotPositiveDefiniteFailsInTheFactorisation)
     const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
     struct Case {
         const char* name;
-        void (*spoil)(System&, double value);
+        void (*spoil)(SparseSystem&, double value);
         double value;
     };
-    const auto setDiagonal = [](System& s, double v) { s.a[s.ia[12] - 1] = v; };
-    const auto setLink = [](System& s, double v) { s.a[s.ia[12]] = v; };
-    const auto setAll = [](System& s, double v) { s.a.assign(s.a.size(), v); };
-    const auto setLast = [](System& s, double v) { s.a.back() = v; };
+    const auto setDiagonal = [](SparseSystem& s, double v) { s.a[s.ia[12] - 1] = v; };
+    const auto setLink = [](SparseSystem& s, double v) { s.a[s.ia[12]] = v; };
+    const auto setAll = [](SparseSystem& s, double v) { s.a.assign(s.a.size(), v); };
+    const auto setLast = [](SparseSystem& s, double v) { s.a.back() = v; };
     const Case cases[] = {
         {"negative diagonal", setDiagonal, -3},
         {"zero diagonal", setDiagonal, 0},
@@ -274,7 +275,7 @@ TEST(PardisoSolver, AMatrixThatIsNotPositiveDefiniteFailsInTheFactorisation)
     for (const auto& [width, height] : {std::pair(6, 5), {30, 1}}) // the grid's order and one row
         for (const Case& c : cases) {
             SCOPED_TRACE(c.name);
-            System system = pictureSystem(width, height);
+            SparseSystem system = pictureSystem(width, height);
             c.spoil(system, c.value);
             Call<float> call(system);
             EXPECT_THROWS_TEXT(call.run(inCore), "pardisoSolverIC - 22");
@@ -283,9 +284,9 @@ TEST(PardisoSolver, AMatrixThatIsNotPositiveDefiniteFailsInTheFactorisation)
             EXPECT_TRUE(folder.empty());
             EXPECT_THROWS_TEXT(Call<double>(system).run(inCoreDouble), "pardisoSolverIC - 22");
         }
-    System empty;
+    SparseSystem empty;
     for (int i = 0; i < 3; ++i)
-        empty.endRow();
+        empty.endRow(rightSide(empty.n));
     empty.ja.reserve(1), empty.a.reserve(1); // rows without an entry, but arrays
     int columns[1] = {};
     float values[1] = {}, b[3] = {}, x[3] = {};
@@ -294,7 +295,7 @@ TEST(PardisoSolver, AMatrixThatIsNotPositiveDefiniteFailsInTheFactorisation)
 
 TEST(PardisoSolver, AnIndefiniteMatrixCanBeDeclared)
 {
-    System system = scatteredSystem(60, 150);
+    SparseSystem system = scatteredSystem(60, 150);
     for (int i = 0; i < system.n; i += 3)
         system.a[system.ia[i] - 1] *= -1;
     const std::vector<double> expected = denseSolution(system);
@@ -311,7 +312,7 @@ TEST(PardisoSolver, AnIndefiniteMatrixCanBeDeclared)
 
 TEST(PardisoSolver, OutOfMemoryReturnsFalseOrThrowsAndLeavesTheRightHandSide)
 {
-    const System system = pictureSystem(70, 60);
+    const SparseSystem system = pictureSystem(70, 60);
     const ScratchFolder folder;
     struct Case {
         std::size_t bytes;
@@ -336,7 +337,7 @@ TEST(PardisoSolver, OutOfMemoryReturnsFalseOrThrowsAndLeavesTheRightHandSide)
 TEST(PardisoSolver, AGridTakesNoMoreMemoryThanNestedDissectionNeeds)
 {
     // Measured needs of 200 x 200 unknowns and a tenth more; row by row the factor alone takes 32 MB.
-    const System system = pictureSystem(200, 200);
+    const SparseSystem system = pictureSystem(200, 200);
     for (const auto& [form, megabytes] : {std::pair(inCore, 15.0), std::pair(outOfCore, 7.4)}) {
         const MemoryLimit limit(std::size_t(megabytes * 1e6));
         Call<float> call(system);
@@ -346,7 +347,7 @@ TEST(PardisoSolver, AGridTakesNoMoreMemoryThanNestedDissectionNeeds)
 
 TEST(PardisoSolver, OutOfCoreKeepsTheFactorInFilesAndRemovesThem)
 {
-    const System system = pictureSystem(300, 300);
+    const SparseSystem system = pictureSystem(300, 300);
     const ScratchFolder folder;
     std::atomic<bool> done{false};
     std::uintmax_t most = 0;
@@ -369,7 +370,7 @@ TEST(PardisoSolver, OutOfCoreKeepsTheFactorInFilesAndRemovesThem)
 
 TEST(PardisoSolver, OutOfCoreWithoutAFolderForItsFilesFailsInTheFactorisation)
 {
-    const System system = pictureSystem(20, 20);
+    const SparseSystem system = pictureSystem(20, 20);
     const ScratchFolder folder;
     setenv("TMPDIR", (folder.path() / "missing").c_str(), 1);
     EXPECT_THROWS_TEXT(Call<float>(system).run(outOfCore), "pardisoSolverOOC - 22");
@@ -382,7 +383,7 @@ TEST(PardisoSolver, OutOfCoreWithoutAFolderForItsFilesFailsInTheFactorisation)
 
 TEST(PardisoSolver, CallsFromSeveralThreadsWaitForEachOther)
 {
-    const System system = pictureSystem(40, 30);
+    const SparseSystem system = pictureSystem(40, 30);
     const std::vector<double> expected = iteratedSolution(system);
     std::vector<std::thread> team;
     std::vector<double> errors(4, 1.0);
@@ -431,7 +432,7 @@ namespace {
 /// every call ended in success or out of memory.
 void limitAddressSpace()
 {
-    const System system = pictureSystem(150, 150);
+    const SparseSystem system = pictureSystem(150, 150);
     const std::vector<double> expected = iteratedSolution(system);
     const auto outcomeWith = [&](double megabytes, int form) {
         Call<float> single(system);
@@ -471,7 +472,7 @@ void limitAddressSpace()
 /// Files may grow to a part of what the factor needs, as on a disk that fills up.
 void fillDisk()
 {
-    const System system = pictureSystem(200, 200);
+    const SparseSystem system = pictureSystem(200, 200);
     const ScratchFolder folder;
     signal(SIGXFSZ, SIG_IGN);
     rlimit limit = {1 << 20, 1 << 20};
@@ -490,7 +491,7 @@ void fillDisk()
 }
 
 /// Peak of physical memory above the arrays of the call.
-double peakMegabytes(FloatForm* form, const System& system)
+double peakMegabytes(FloatForm* form, const SparseSystem& system)
 {
     Call<float> call(system);
     std::ofstream("/proc/self/clear_refs") << "5"; // the peak starts anew
@@ -519,7 +520,7 @@ TEST(PardisoSolver, OutOfCoreTakesClearlyLessMemory)
 {
     if (kSanitized)
         GTEST_SKIP() << "a sanitizer keeps what is freed";
-    const System system = pictureSystem(600, 500);
+    const SparseSystem system = pictureSystem(600, 500);
     peakMegabytes(inCore, pictureSystem(200, 200)); // scratch that stays
     const double memory = peakMegabytes(inCore, system), disk = peakMegabytes(outOfCore, system);
     EXPECT_LT(disk, 0.55 * memory) << disk << " of " << memory << " MB";
