@@ -98,15 +98,20 @@ TEST(TLightAdjLUTq3, OutOfGamutOneChannelKeepsItsHueAndThreeBecomeWhite)
     EXPECT_EQ(light[2], 32768);
     EXPECT_EQ(strong[0], 65535); // the gain puts every channel of it above 1, too
 
-    std::fill_n(lut.m_curve, 64, 0.6f); // twice as bright: red leaves the gamut, blue and green stay
-    ushort red[3] = {20000, 45000, 28000}, expected[3] = {20000, 45000, 28000};
+    // All channels a little above 1 become white, too; at twice as bright red alone leaves the gamut.
+    ushort red[3];
     LightCurve reference = referenceOf({});
-    reference.curve.assign(64, 0.6f);
-    lut.mapYDrDb(red[0], red[1], red[2]);
-    reference.map(expected[0], expected[1], expected[2]);
-    EXPECT_EQ(red[0], expected[0]);
-    EXPECT_EQ(red[1], expected[1]);
-    EXPECT_EQ(red[2], expected[2]);
+    for (const float level : {1.5f, 1.1f, 0.9f, 0.6f})
+        for (const ushort luma : {65000, 60000, 50000, 20000}) {
+            std::fill_n(lut.m_curve, 64, level);
+            reference.curve.assign(64, level);
+            ushort expected[3] = {luma, 45000, 28000};
+            std::copy_n(expected, 3, red);
+            lut.mapYDrDb(red[0], red[1], red[2]);
+            reference.map(expected[0], expected[1], expected[2]);
+            for (int k = 0; k < 3; ++k)
+                EXPECT_EQ(red[k], expected[k]) << "channel " << k << " of " << luma << " at " << level;
+        }
     EXPECT_NEAR(red[0] + 2 * (red[1] - 32768), 65535, 4); // red lands just below the top
 }
 

@@ -110,6 +110,10 @@ TEST(TLutThreshold, AGapIsMeasuredOnTheOutputSideAndADeadZoneIsFlat)
     const std::vector<int> dead = built<TLut16U>({0, 2, 100, 0.0f}, {0, 0, 0, -1});
     for (int i = -41; i <= 41; ++i)
         EXPECT_EQ(dead[32768 + i], 32768 + (std::abs(i) <= 40 ? 0 : i)) << i;
+    // In double: a single-precision 0.4 would make this one 23 entries wide.
+    const std::vector<int> edge = built<TLut16U>({0, 2, 100, 0.0f}, {0, 0, 0, -0.575f});
+    EXPECT_EQ(edge[32768 + 22], 32768);
+    EXPECT_EQ(edge[32768 + 23], 32768 + 23);
 }
 
 TEST(TLutThreshold, HalfWidthsBeyondTheTableAreLimitedToIt)

@@ -167,8 +167,9 @@ TEST(TQuillet3Render, AnExtraOfTheRegionsSizeIsAddedOnEveryCall)
     load(engine, {80, 60});
     setEverything(engine);
     const cv::Rect roi(0, 0, 40, 30);
-    const cv::Mat extra = randomPlane({40, 30}, CV_16UC1, 0, 65536, 9);
-    for (int call = 0; call < 2; ++call) {
+    cv::Mat extra;
+    for (unsigned call = 0; call < 2; ++call) {
+        extra = randomPlane({40, 30}, CV_16UC1, 0, 65536, 9 + call);
         engine.proc(roi, 1, extra);
         EXPECT_TRUE(samePixels<ushort>(renderReference(engine, roi, 1, extra), engine.m_result)) << call;
     }
