@@ -7,8 +7,8 @@
 /// The bilateral filter on a grid over position and edge value: pixels are summed up and counted in cells, both grids
 /// are smoothed by a recursive Gaussian along z, x and y, and the sums over the counts are read back trilinearly.
 ///
-///     cell (x / s + 2, y / s + 2, (edge - least) / r + 2)      read at (x / s + 1.5, y / s + 1.5, (edge - least) / r
-///     + 1.5)
+///     cell     (x / s + 2, y / s + 2, (edge - least) / r + 2)
+///     read at  (x / s + 1.5, y / s + 1.5, (edge - least) / r + 1.5)
 ///
 /// J. Chen, S. Paris, F. Durand, "Real-time Edge-Aware Image Processing with the Bilateral Grid", 2007.
 namespace pixmill::reference {

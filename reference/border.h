@@ -6,7 +6,7 @@
 
 /// Margins filled from the pixels next to them: out(y, x) of a margin = the nearest row or column inside.
 ///
-/// Edge replication as in R. Gonzalez, R. Woods, "Digital Image Processing", 2018, section 3.4. A margin as wide as the
+/// Edge replication as in R. Gonzalez, R. Woods, "Digital Image Processing", 2018. A margin as wide as the
 /// plane has no source and stays.
 namespace pixmill::reference {
 

@@ -6,9 +6,9 @@
 ///
 ///     out(y, x) = sum over j < h, i < w of in(y - anchor.y + j, x - anchor.x + i) / (w h)
 ///
-/// Floats are added in double, in the order of the running maximum by M. van Herk, "A Fast Algorithm for Local Minimum
-/// and Maximum Filters", 1992, taken to sums: rows in blocks of h; a window adds its block's tail upwards and the next
-/// block's head downwards. A row's own sum adds runs of a power of two by pairs.
+/// Floats are added in double, in the order of the running extreme by M. van Herk, "A Fast Algorithm for Local Minimum
+/// and Maximum Filters on Rectangular and Octagonal Kernels", 1992, taken to sums: rows in blocks of h; a window adds
+/// its block's tail upwards and the next block's head downwards. A row's own sum adds runs of a power of two by pairs.
 namespace pixmill::reference {
 
 struct Window {

@@ -4,8 +4,8 @@
 
 /// The convolution pyramid: a wide filter from three small ones, in double precision.
 ///
-///     down: smooth by h1, every second pixel      last: by g      up: zeros in between, by h2, plus the level itself
-///     by g
+///     down: smooth by h1, every second pixel      last: by g
+///     up: zeros in between, by h2, plus the level itself by g
 ///
 /// Z. Farbman, R. Fattal, D. Lischinski, "Convolution Pyramids", 2011.
 namespace pixmill::reference {

@@ -7,9 +7,9 @@
 /// The edge plane: what a half-size plane lacks of the full one, in bytes by a square-root curve; and a full plane from
 /// both, its edges scaled where the half-size one changed.
 ///
-///     edge = table((full - enlarged(half)) / 2 + 32768)      full = enlarged(half) + 1.5 strength gain (table'(edge) -
-///     32768) / 64 gain = 64 / 1.5 (G[a' b'] + e) / (G[b' b'] + e), b' and a' the differences before and after, G a 5 x
-///     5 Gaussian
+///     edge = table((full - enlarged(half)) / 2 + 32768)
+///     full = enlarged(half) + 1.5 / 64 strength gain (table'(edge) - 32768)
+///     gain = 64 / 1.5 (G[a' b'] + e) / (G[b' b'] + e), b' and a' the differences before and after, G a 5 x 5 Gaussian
 ///
 /// The residual of P. Burt, E. Adelson, "The Laplacian Pyramid as a Compact Image Code", 1983.
 namespace pixmill::reference {

@@ -7,8 +7,8 @@
 /// The recursive Gaussian: pairs of first-order sweeps, forward and back, whose cost does not depend on sigma.
 ///
 ///     lambda = sigma^2 / (2 steps)      nu = (1 + 2 lambda - sqrt(1 + 4 lambda)) / (2 lambda)
-///     a[0] /= 1 - nu, a[i] += nu a[i - 1];  back: a[n-1] /= 1 - nu, a[i] += nu a[i + 1];  in the end a *= (nu /
-///     lambda)^steps
+///     forward: a[0] /= 1 - nu, a[i] += nu a[i - 1]      back: the same from the last sample to the first
+///     in the end: a *= (nu / lambda)^steps
 ///
 /// L. Alvarez, L. Mazorra, "Signal and Image Restoration Using Shock Filters and Anisotropic Diffusion", 1994.
 namespace pixmill::reference {

@@ -7,7 +7,7 @@
 ///
 ///     out = reduced(region), or reduced(mean3x3(region)), the region's own edges repeated
 ///
-/// The box filter before decimation as in R. Gonzalez, R. Woods, "Digital Image Processing", 2018, section 4.5.
+/// The box filter before decimation as in R. Gonzalez, R. Woods, "Digital Image Processing", 2018.
 namespace pixmill::reference {
 
 /// `region` in pixels of the result, from its corner in the plane on; cut at the plane's far edges.

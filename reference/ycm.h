@@ -5,8 +5,9 @@
 /// The 8-bit encoding of colour: full-size 16-bit luma Y, half-size bytes C of the differences and M of the mask, from
 /// and to packed pixels R, G, B, A.
 ///
-///     Y = 0.299 R + 0.587 G + 0.114 B      C0 = sum of (R - Y) over a block of 2 x 2 / 2048 + 128, C1 with B; M = A /
-///     1024 R = (C0 - 128) 512 + Y      B = (C1 - 128) 512 + Y      G = 1.7035775 (Y - 0.299 R - 0.114 B)
+///     Y = 0.299 R + 0.587 G + 0.114 B      M = sum of A over a block of 2 x 2 / 1024
+///     C0 = sum of (R - Y) over the block / 2048 + 128, C1 with B
+///     R = (C0 - 128) 512 + Y      B = (C1 - 128) 512 + Y      G = 1.7035775 (Y - 0.299 R - 0.114 B)
 ///
 /// ITU-R Recommendation BT.601, luma and colour differences.
 namespace pixmill::reference {
