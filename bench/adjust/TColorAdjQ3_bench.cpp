@@ -1,8 +1,9 @@
 #include <support/bench.h>
 
+#include <reference/colour_table.h>
+
 #include <pixmill/adjust/TColorAdjQ3.h>
 
-#include <cmath>
 #include <iostream>
 #include <sstream>
 
@@ -52,23 +53,11 @@ void plain(benchmark::State& state)
     for (auto _ : state)
         for (int y = 0; y < p.Dr.rows; ++y)
             for (int x = 0; x < p.Dr.cols; ++x) {
-                const int Y = p.newY.at<ushort>(y, x);
-                const float ratio = std::max(1.0f, (float(Y) + 655.3f) / (float(p.oldY.at<ushort>(y, x)) + 655.3f));
-                const int dr = cv::saturate_cast<ushort>((float(p.Dr.at<ushort>(y, x)) - 32768) * ratio + 32768);
-                const int db = cv::saturate_cast<ushort>((float(p.Db.at<ushort>(y, x)) - 32768) * ratio + 32768);
-                const int iY = Y >> 11, iDr = dr >> 11, iDb = db >> 11;
-                const float w = 1.0f / 2048, fY = (Y & 2047) * w, fDr = (dr & 2047) * w, fDb = (db & 2047) * w;
-                const auto read = [&](const unsigned short(*g)[33][33]) {
-                    float v[2];
-                    for (int k = 0; k < 2; ++k) {
-                        const unsigned short *a = g[iY + k][iDr] + iDb, *b = g[iY + k][iDr + 1] + iDb;
-                        const float lo = a[0] * (1 - fDb) + a[1] * fDb, hi = b[0] * (1 - fDb) + b[1] * fDb;
-                        v[k] = lo * (1 - fDr) + hi * fDr;
-                    }
-                    return cv::saturate_cast<ushort>(v[0] * (1 - fY) + v[1] * fY);
-                };
-                p.outDr.at<ushort>(y, x) = read(t.m_gridDr);
-                p.outDb.at<ushort>(y, x) = read(t.m_gridDb);
+                const cv::Vec2w mapped =
+                    reference::colourMapped(t.m_gridDr, t.m_gridDb, p.oldY.at<ushort>(y, x), p.newY.at<ushort>(y, x),
+                                            p.Dr.at<ushort>(y, x), p.Db.at<ushort>(y, x));
+                p.outDr.at<ushort>(y, x) = mapped[0];
+                p.outDb.at<ushort>(y, x) = mapped[1];
             }
     bench::report(state, double(p.Dr.total()), double(p.Dr.total()) * 12);
 }

@@ -1,5 +1,6 @@
-#include <curves/plain_threshold.h>
 #include <support/bench.h>
+
+#include <reference/threshold_table.h>
 
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/curves/detail/threshold_tables.h>
@@ -27,10 +28,13 @@ void together(benchmark::State& state)
 
 void plain(benchmark::State& state)
 {
-    Level level;
+    const Level level;
+    const TLut16U& a = level.a;
+    const pixmill::reference::ThresholdRanges ranges = {a.m_kLow, a.m_kHigh, a.m_thresholdRange, a.m_thresholdSmooth};
     for (auto _ : state)
-        for (int i = 0; i < 3; ++i)
-            plainThreshold(*level.luts[i], level.controls[i]);
+        for (const ThresholdControls& c : level.controls)
+            benchmark::DoNotOptimize(
+                pixmill::reference::thresholdTable(65535, ranges, {c.kShift, c.tShift, c.kBase, c.tBase}).data());
     report(state, 3 * 65536, 0);
 }
 

@@ -1,14 +1,10 @@
 // The live view: set-up of a picture, whole renders, one slider moved.
 #include <support/bench.h>
 
-#include <pixmill/adjust/TLightAdjLUTq3.h>
-#include <pixmill/core/TPixmill.h>
+#include <reference/render.h>
+
 #include <pixmill/core/Threads.h>
-#include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/engine/TQuillet3.h>
-#include <pixmill/primitives/copy.h>
-#include <pixmill/primitives/filter.h>
-#include <pixmill/primitives/resize.h>
 
 #include <opencv2/imgproc.hpp>
 #ifdef PIXMILL_HAVE_XIMGPROC
@@ -70,81 +66,18 @@ TQuillet3& engine()
     return *e;
 }
 
-/// The crop by its recipe: the view with a border, its 3 x 3 means in place where `smooth`, then the resize primitive.
-cv::Mat plainCrop(const cv::Mat& in, const cv::Rect& roi, int scale, bool smooth)
-{
-    const cv::Mat view = in(cv::Range(roi.y, std::min(roi.height * scale + roi.y, in.rows)),
-                            cv::Range(roi.x, std::min(roi.width * scale + roi.x, in.cols)));
-    if (scale == 1 && !smooth)
-        return view.clone();
-    cv::Mat padded(view.rows + 2, view.cols + 2, CV_16UC1), out(roi.height, roi.width, CV_16UC1);
-    const IppiSize size{view.cols, view.rows};
-    ippiCopyReplicateBorder_16u_C1R(view.ptr<ushort>(), int(view.step), size, padded.ptr<ushort>(), int(padded.step),
-                                    {padded.cols, padded.rows}, 1, 1);
-    if (smooth)
-        ippiFilterBox_16u_C1IR(padded.ptr<ushort>(1) + 1, int(padded.step), size, {3, 3}, {1, 1});
-    const IppiRect from{0, 0, view.cols, view.rows}, to{0, 0, out.cols, out.rows};
-    int bytes = 0;
-    ippiResizeGetBufSize(from, to, 1, IPPI_INTER_CUBIC, &bytes);
-    std::vector<unsigned char> buffer(bytes);
-    ippiResizeSqrPixel_16u_C1R(padded.ptr<ushort>(1) + 1, size, int(padded.step), from, out.ptr<ushort>(),
-                               int(out.step), to, 1.0 / scale, 1.0 / scale, 0.5 / scale, 0.5 / scale, IPPI_INTER_CUBIC,
-                               buffer.data());
-    return out;
-}
-
-/// The engine's recipe by whole planes, one step after the other.
+/// The engine's planes and controls, for the plain form.
 struct Plain {
-    cv::Mat Y, detail[3], result;
+    reference::RenderPlanes planes;
+    reference::RenderControls controls;
 
-    void luma(TQuillet3& e, const cv::Rect& roi, int scale)
+    explicit Plain(const TQuillet3& e)
+        : planes{e.m_Y, e.m_fullDr, e.m_fullDb, {e.m_detail[0], e.m_detail[1], e.m_detail[2]}, e.m_smoothScale + 1}
     {
-        Y = plainCrop(e.m_Y, roi, scale, false);
-        TLightAdjLUTq3 light;
-        const float* p = e.m_lightParams;
-        light.setupParams(p[0], p[1], p[2], p[3], p[4], p[5]);
-        light.proc(Y);
-    }
-
-    void mix(const cv::Mat& shadows, const cv::Mat& midtones, cv::Mat& inOut)
-    {
-        for (int y = 0; y < inOut.rows; ++y)
-            for (int x = 0; x < inOut.cols; ++x) {
-                const int i = Y.at<ushort>(y, x) >> 8;
-                const int sum = (shadows.at<ushort>(y, x) - 32768) * TQuillet3::tg_shadowLut_p[i] +
-                                (midtones.at<ushort>(y, x) - 32768) * TQuillet3::tg_midtoneLut_p[i] +
-                                (inOut.at<ushort>(y, x) - 32768) * TQuillet3::tg_highlightLut_p[i];
-                inOut.at<ushort>(y, x) = cv::saturate_cast<ushort>(sum / 256 + 32768);
-            }
-    }
-
-    void level(TQuillet3& e, int l, const cv::Rect& roi, int scale)
-    {
-        const float high[3] = {5.0f, 4.0f, 3.5f};
-        const int range[3] = {9830, 8191, 7372};
-        const bool smooth = scale > e.m_smoothScale;
-        detail[l] = plainCrop(e.m_detail[l], roi, scale, smooth);
-        const float *k = e.m_detailK[l], *t = e.m_detailT[l];
-        TLut16U lut(0.0f, high[l], range[l], 0.35f);
-        cv::Mat shadows = detail[l].clone(), midtones = detail[l].clone();
-        lut.setupLinearThreshold(k[1], t[1], k[0], t[0]);
-        lut.apply(shadows);
-        lut.setupLinearThreshold(k[2], t[2], k[0], t[0]);
-        lut.apply(midtones);
-        lut.setupLinearThreshold(k[0], t[0], 0.0f, 0.0f);
-        lut.apply(detail[l]);
-        mix(shadows, midtones, detail[l]);
-    }
-
-    void sum()
-    {
-        Y.copyTo(result);
-        for (int y = 0; y < result.rows; ++y)
-            for (int x = 0; x < result.cols; ++x)
-                result.at<ushort>(y, x) = cv::saturate_cast<ushort>(
-                    result.at<ushort>(y, x) +
-                    2 * (detail[0].at<ushort>(y, x) + detail[1].at<ushort>(y, x) + detail[2].at<ushort>(y, x)) -
-                    196608);
+        std::copy_n(e.m_lightParams, 6, controls.light);
+        std::copy_n(e.m_colorWeights, 3, controls.colour);
+        std::copy_n(&e.m_detailK[0][0], 9, &controls.k[0][0]);
+        std::copy_n(&e.m_detailT[0][0], 9, &controls.t[0][0]);
     }
 };
 
@@ -191,32 +124,26 @@ void TQuillet3_slider(benchmark::State& state)
 
 void plainRender(benchmark::State& state)
 {
-    TQuillet3& e = engine();
+    const Plain plain(engine());
     const int scale = int(state.range(0));
     const cv::Rect roi = viewAt(scale);
-    Plain plain;
-    for (auto _ : state) {
-        plain.luma(e, roi, scale);
-        for (int l = 0; l < 3; ++l)
-            plain.level(e, l, roi, scale);
-        plain.sum();
-    }
+    for (auto _ : state)
+        benchmark::DoNotOptimize(reference::rendered(plain.planes, plain.controls, roi, scale).data);
     bench::report(state, roi.area(), roi.area() * 10.0);
 }
 
 void plainSlider(benchmark::State& state)
 {
-    TQuillet3& e = engine();
+    const Plain plain(engine());
     const int scale = int(state.range(0));
     const cv::Rect roi = viewAt(scale);
-    Plain plain;
-    plain.luma(e, roi, scale);
-    for (int l = 0; l < 3; ++l)
-        plain.level(e, l, roi, scale);
-    for (auto _ : state) {
-        plain.level(e, 1, roi, scale);
-        plain.sum();
-    }
+    const cv::Mat Y = reference::renderedLuma(plain.planes, plain.controls, roi, scale);
+    const auto level = [&](int i) {
+        return reference::renderedLevel(plain.planes, plain.controls, i, Y, roi, scale, cv::Mat());
+    };
+    const cv::Mat first = level(0), last = level(2);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(reference::detailAdded(Y, first, level(1), last).data);
     bench::report(state, roi.area(), roi.area() * 12.0);
 }
 

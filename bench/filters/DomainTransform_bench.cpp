@@ -1,5 +1,7 @@
 #include <support/bench.h>
 
+#include <reference/domain_transform.h>
+
 #include <pixmill/filters/DomainTransform.h>
 
 #include <opencv2/core.hpp>
@@ -7,7 +9,7 @@
 #include <opencv2/ximgproc/edge_filter.hpp>
 #endif
 
-#include <cmath>
+#include <vector>
 
 using namespace pixmill::bench;
 
@@ -36,56 +38,6 @@ void measure(benchmark::State& state, const Operation& operation)
     report(state, double(in.total()), 2.0 * double(in.total()) * C * sizeof(float));
 }
 
-void plainSums(const cv::Mat& gaps, cv::Mat& steps)
-{
-    const int c = gaps.channels();
-    for (int y = 0; y < gaps.rows; ++y)
-        for (int x = 0; x < gaps.cols; ++x) {
-            float sum = 0.0f;
-            for (int i = 0; i < c && y < gaps.rows - 1 && x < gaps.cols - 2; ++i)
-                sum += std::fabs(gaps.ptr<float>(y)[x * c + i]);
-            steps.at<float>(y, x) = 1.0f + kSigmaS / kSigmaR * sum;
-        }
-}
-
-void plainPass(cv::Mat& img, const cv::Mat& steps, float sigma)
-{
-    cv::Mat weights;
-    cv::exp(steps * (-std::sqrt(2.0) / sigma), weights);
-    const int c = img.channels();
-    for (int y = 0; y < img.rows; ++y) {
-        float* p = img.ptr<float>(y);
-        const float* w = weights.ptr<float>(y);
-        for (int x = 1; x < img.cols; ++x)
-            for (int i = x * c; i < (x + 1) * c; ++i)
-                p[i] += (p[i - c] - p[i]) * w[x];
-        for (int x = img.cols - 2; x >= 0; --x)
-            for (int i = x * c; i < (x + 1) * c; ++i)
-                p[i] += (p[i + c] - p[i]) * w[x + 1];
-    }
-}
-
-/// The filter step by step over whole planes.
-void plainRecursive(const cv::Mat& in, cv::Mat& out)
-{
-    DomainTransform filter;
-    cv::Mat gaps, across(in.size(), CV_32FC1), down(in.size(), CV_32FC1), turned;
-    filter.diffx(in, gaps);
-    plainSums(gaps, across);
-    filter.diffy(in, gaps);
-    plainSums(gaps, down);
-    down = down.t();
-    in.copyTo(out);
-    float sigma = kSigmaS;
-    for (const float power : {4.0f, 2.0f, 1.0f}) {
-        sigma *= power * 0.2182179f;
-        plainPass(out, across, sigma);
-        cv::transpose(out, turned);
-        plainPass(turned, down, sigma);
-        cv::transpose(turned, out);
-    }
-}
-
 template <int C>
 void recursive(benchmark::State& state)
 {
@@ -96,7 +48,9 @@ void recursive(benchmark::State& state)
 template <int C>
 void recursivePlain(benchmark::State& state)
 {
-    measure<C>(state, plainRecursive);
+    measure<C>(state, [](const cv::Mat& in, cv::Mat& out) {
+        out = pixmill::reference::domainRecursive(in, kSigmaS, kSigmaR);
+    });
 }
 
 #ifdef PIXMILL_HAVE_XIMGPROC

@@ -1,10 +1,8 @@
 #include <support/bench.h>
 
+#include <reference/local_laplacian.h>
+
 #include <pixmill/multiscale/LocalLaplacian.h>
-
-#include <opencv2/imgproc.hpp>
-
-#include <vector>
 
 using namespace pixmill;
 
@@ -39,56 +37,14 @@ void filter(benchmark::State& state)
     done(state);
 }
 
-/// All channels through the pyramid calls at once, every level as a whole.
 template <int K>
 void plain(benchmark::State& state)
 {
-    using Pixel = cv::Vec<ushort, K>;
     const cv::Mat in = input(state);
-    LocalLaplacian laplacian;
-    laplacian.m_sigma = -0.15f;
     const float step = K == 24 ? 2730.0f : K == 16 ? 4095.0f : 6553.0f;
-    for (auto _ : state) {
-        laplacian.calRemapLut();
-        std::vector<cv::Mat> G(kLevels), R(kLevels);
-        G[0] = in;
-        for (int i = 1; i < kLevels; ++i)
-            cv::pyrDown(G[i - 1], G[i], cv::Size(), 4);
-        R[0].create(in.size(), CV_16UC(K));
-        for (int y = 0; y < in.rows; ++y)
-            for (int x = 0; x < in.cols; ++x) {
-                const int v = in.at<ushort>(y, x);
-                Pixel& p = R[0].at<Pixel>(y, x);
-                for (int k = 0; k < K; ++k) {
-                    const auto idx = cv::saturate_cast<ushort>(((float)v - (float)k * step) * 0.5f + 32768.0f);
-                    p[k] = cv::saturate_cast<ushort>(v + 2 * laplacian.m_remap_p[idx] - 65536);
-                }
-            }
-        cv::Mat tmp, T;
-        for (int i = 1; i < kLevels; ++i) {
-            cv::pyrDown(R[i - 1], R[i], cv::Size(), 4);
-            cv::pyrUp(R[i], tmp, R[i - 1].size(), 4);
-            cv::addWeighted(R[i - 1], 1.0, tmp, -1.0, 32767.0, R[i - 1], -1);
-        }
-        for (int l = kLevels - 1; l >= 0; --l) {
-            cv::Mat cur = G[l].clone();
-            for (int y = 0; y < cur.rows; ++y)
-                for (int x = 0; x < cur.cols; ++x) {
-                    const float p = (float)cur.at<ushort>(y, x) * (1 / step);
-                    const int i = LocalLaplacian::clamp((int)p, 0, K - 2);
-                    const float f = p - (float)i;
-                    const Pixel& r = R[l].at<Pixel>(y, x);
-                    cur.at<ushort>(y, x) = (ushort)(int)((float)r[i + 1] * f + (float)r[i] * (1.0f - f));
-                }
-            if (T.empty()) {
-                T = cur;
-            } else {
-                cv::pyrUp(T, tmp, cur.size(), 4);
-                cv::addWeighted(cur, 1.0, tmp, 1.0, -32767.0, T, -1);
-            }
-        }
-        benchmark::DoNotOptimize(T.data);
-    }
+    for (auto _ : state)
+        benchmark::DoNotOptimize(
+            reference::localLaplacian(in, reference::remapTable(-0.15f, 0.3f), {K, step, 1 / step}, kLevels).data);
     done(state);
 }
 

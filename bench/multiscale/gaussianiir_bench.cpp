@@ -1,12 +1,12 @@
 #include <support/bench.h>
 
+#include <reference/gaussian_iir.h>
+
 #include <pixmill/core/TImage.h>
 #include <pixmill/multiscale/gaussianiir.h>
 #include <pixmill/multiscale/tFilterBox.h>
 
 #include <opencv2/imgproc.hpp>
-
-#include <cmath>
 
 using namespace pixmill;
 
@@ -33,38 +33,11 @@ void gaussianiir2d_any(benchmark::State& state)
     done(state, 8);
 }
 
-/// Row by row and column by column, as the formula reads.
 void plainGauss(benchmark::State& state)
 {
     cv::Mat m = input(state);
-    const float lambda = 64.0f / 4, dnu = (1 + 2 * lambda - std::sqrt(1 + 4 * lambda)) / (2 * lambda);
-    const float nu = dnu, boundary = 1 / (1 - dnu), post = std::pow(dnu / lambda, 4.0f);
-    for (auto _ : state) {
-        for (int y = 0; y < m.rows; ++y)
-            for (int step = 0; step < 2; ++step) {
-                float* a = m.ptr<float>(y);
-                a[0] *= boundary;
-                for (int x = 1; x < m.cols; ++x)
-                    a[x] += nu * a[x - 1];
-                a[m.cols - 1] *= boundary;
-                for (int x = m.cols - 2; x >= 0; --x)
-                    a[x] += nu * a[x + 1];
-            }
-        for (int x = 0; x < m.cols; ++x)
-            for (int step = 0; step < 2; ++step) {
-                const int H = m.rows;
-                float t = m.at<float>(0, x) *= boundary, b = m.at<float>(H - 1, x) *= boundary;
-                for (int i = 1; i < H; ++i) {
-                    b = nu * b + m.at<float>(H - 1 - i, x);
-                    m.at<float>(H - 1 - i, x) = b;
-                    t = nu * t + m.at<float>(i, x);
-                    m.at<float>(i, x) = t;
-                }
-            }
-        for (int y = 0; y < m.rows; ++y)
-            for (int x = 0; x < m.cols; ++x)
-                m.at<float>(y, x) *= post;
-    }
+    for (auto _ : state)
+        reference::gaussianPlane(m, 8.0f, 2);
     done(state, 8);
 }
 

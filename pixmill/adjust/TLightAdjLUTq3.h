@@ -1,4 +1,5 @@
 #pragma once
+// Plain form: `reference/light_curve.h`.
 
 #include <pixmill/core/Export.h>
 #include <pixmill/curves/TLutY16U.h>

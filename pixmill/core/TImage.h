@@ -1,4 +1,5 @@
 #pragma once
+// Plain form: `reference/ycm.h`.
 
 #include <pixmill/core/Export.h>
 #include <pixmill/core/TMat.h>

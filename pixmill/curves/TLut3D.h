@@ -1,4 +1,5 @@
 #pragma once
+// Plain form: `reference/colour_cube.h`.
 
 #include <pixmill/core/Export.h>
 

@@ -1,4 +1,5 @@
 #pragma once
+// Plain forms: `reference/threshold_table.h`, `reference/tone_curve.h`.
 
 #include <pixmill/curves/TLut1D.h>
 

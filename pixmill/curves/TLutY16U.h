@@ -1,4 +1,5 @@
 #pragma once
+// Plain form: `reference/sampled_tables.h`.
 
 #include <pixmill/core/Export.h>
 

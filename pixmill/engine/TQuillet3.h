@@ -1,4 +1,5 @@
 #pragma once
+// Plain forms: `reference/render.h`, `reference/detail_zones.h`.
 
 #include <pixmill/core/Export.h>
 

@@ -1,4 +1,5 @@
 #pragma once
+// Plain forms: `reference/bilateral_grid.h`, `reference/morphology.h`.
 
 #include <pixmill/core/Export.h>
 

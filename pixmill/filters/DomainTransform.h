@@ -1,4 +1,5 @@
 #pragma once
+// Plain forms: `reference/domain_transform.h`, `reference/domain_convolution.h`.
 
 #include <pixmill/core/Export.h>
 

@@ -1,4 +1,5 @@
 #pragma once
+// Plain form: `reference/brush.h`.
 
 #include <pixmill/core/Export.h>
 #include <pixmill/planar/TPImage.h>

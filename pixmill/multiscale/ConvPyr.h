@@ -1,4 +1,5 @@
 #pragma once
+// Plain form: `reference/convolution_pyramid.h`.
 
 #include <pixmill/core/Export.h>
 

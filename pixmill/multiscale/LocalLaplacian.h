@@ -1,4 +1,5 @@
 #pragma once
+// Plain form: `reference/local_laplacian.h`.
 
 #include <pixmill/core/Export.h>
 

@@ -1,4 +1,5 @@
 #pragma once
+// Plain form: `reference/weighted_least_squares.h`.
 
 #include <pixmill/core/Export.h>
 

@@ -1,4 +1,5 @@
 #pragma once
+// Plain form: `reference/gaussian_iir.h`.
 
 #include <pixmill/core/Export.h>
 

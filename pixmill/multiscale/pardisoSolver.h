@@ -1,4 +1,5 @@
 #pragma once
+// Plain form: `reference/sparse_system.h`.
 
 #include <pixmill/core/Export.h>
 

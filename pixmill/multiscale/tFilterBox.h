@@ -1,4 +1,5 @@
 #pragma once
+// Plain form: `reference/box_mean.h`.
 
 #include <pixmill/core/Export.h>
 

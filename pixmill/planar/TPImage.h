@@ -1,4 +1,5 @@
 #pragma once
+// Plain forms: `reference/ydrdb.h`, `reference/edge_plane.h`, `reference/view.h`.
 
 #include <pixmill/core/Export.h>
 

@@ -1,4 +1,5 @@
 #pragma once
+// Plain forms: `reference/box_mean.h`, `reference/gauss_mask.h`, `reference/morphology.h`.
 
 #include <pixmill/core/Export.h>
 #include <pixmill/primitives/types.h>

@@ -1,4 +1,5 @@
 #pragma once
+// Plain form: `reference/blocks.h`.
 
 #include <pixmill/core/Export.h>
 

@@ -1,4 +1,5 @@
 #pragma once
+// Plain form: `reference/guided_filter.h`.
 
 #include <pixmill/core/Export.h>
 

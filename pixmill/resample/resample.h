@@ -1,4 +1,5 @@
 #pragma once
+// Plain forms: `reference/resize.h`, `reference/pyramid.h`.
 
 #include <pixmill/core/Export.h>
 

@@ -2,139 +2,22 @@
 #include <support/planes.h>
 #include <support/throws.h>
 
+#include <reference/ycm.h>
+
 #include <pixmill/core/TImage.h>
 
-#include <array>
-#include <cmath>
 #include <vector>
 
-using pixmill::test::everyWay;
-using pixmill::test::oddSizes;
-using pixmill::test::randomPlane;
-using pixmill::test::samePixels;
+using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
-
-using uchar = unsigned char;
-using ushort = unsigned short;
 
 TImage imageOf(const cv::Mat& m, int type)
 {
     TImage image(TImage::IMTYPE(type), TSize(m.cols, m.rows));
     m.copyTo(image.toMat(0));
     return image;
-}
-
-int clamped(long v, int top)
-{
-    return v < 0 ? 0 : v > top ? top : int(v);
-}
-
-/// One packed pixel as 16-bit R, G, B, A.
-std::array<int, 4> pixelOf(const cv::Mat& packed, int y, int x)
-{
-    std::array<int, 4> p;
-    for (int k = 0; k < 4; ++k)
-        p[k] = packed.depth() == CV_8U ? packed.at<cv::Vec4b>(y, x)[k] * 65535 / 255 : packed.at<cv::Vec4w>(y, x)[k];
-    return p;
-}
-
-struct Ycm {
-    cv::Mat y, c0, c1, m;
-};
-
-/// Packed pixels to YCM, block by block; `before` holds what is not to be written.
-Ycm ycmReference(const cv::Mat& packed, const Ycm& before)
-{
-    Ycm out{before.y.clone(), before.c0.clone(), before.c1.clone(), before.m.clone()};
-    for (int by = 0; by < packed.rows / 2; ++by)
-        for (int bx = 0; bx < packed.cols / 2; ++bx) {
-            long sumY = 0, sumR = 0, sumB = 0, sumA = 0;
-            for (int k = 0; k < 4; ++k) {
-                const int y = 2 * by + k / 2, x = 2 * bx + k % 2;
-                const auto p = pixelOf(packed, y, x);
-                const float red = 0.299f * p[0], green = 0.587f * p[1], blue = 0.114f * p[2];
-                float sum = red + green;
-                sum += blue;
-                out.y.at<ushort>(y, x) = ushort(clamped(std::lrint(double(sum)), 65535));
-                sumY += out.y.at<ushort>(y, x);
-                sumR += p[0];
-                sumB += p[2];
-                sumA += p[3];
-            }
-            out.c0.at<uchar>(by, bx) = uchar(clamped((sumR - sumY) / 2048 + 128, 255));
-            out.c1.at<uchar>(by, bx) = uchar(clamped((sumB - sumY) / 2048 + 128, 255));
-            out.m.at<uchar>(by, bx) = uchar(sumA / 1024);
-        }
-    return out;
-}
-
-/// Cubic enlargement by two on pixel squares, from the polynomial's own weights.
-cv::Mat enlargedReference(const cv::Mat& half, cv::Size size)
-{
-    const auto weights = [](double t, double* w) {
-        w[0] = -t * (t - 1) * (t - 2) / 6;
-        w[1] = (t + 1) * (t - 1) * (t - 2) / 2;
-        w[2] = -(t + 1) * t * (t - 2) / 2;
-        w[3] = (t + 1) * t * (t - 1) / 6;
-    };
-    const auto inside = [](int i, int n) { return std::max(0, std::min(i, n - 1)); };
-    cv::Mat out(size, CV_8UC1);
-    for (int y = 0; y < size.height; ++y)
-        for (int x = 0; x < size.width; ++x) {
-            const double u = (x + 0.5) / 2 - 0.5, v = (y + 0.5) / 2 - 0.5;
-            double wx[4], wy[4], sum = 0;
-            weights(u - std::floor(u), wx);
-            weights(v - std::floor(v), wy);
-            for (int j = 0; j < 4; ++j)
-                for (int i = 0; i < 4; ++i)
-                    sum += wy[j] * wx[i] *
-                           half.at<uchar>(inside(int(std::floor(v)) - 1 + j, half.rows),
-                                          inside(int(std::floor(u)) - 1 + i, half.cols));
-            out.at<uchar>(y, x) = uchar(clamped(long(std::floor(sum + 0.5)), 255));
-        }
-    return out;
-}
-
-cv::Mat packedReference(const Ycm& in)
-{
-    const cv::Mat c0 = enlargedReference(in.c0, in.y.size()), c1 = enlargedReference(in.c1, in.y.size()),
-                  m = enlargedReference(in.m, in.y.size());
-    cv::Mat out(in.y.size(), CV_16UC4);
-    for (int y = 0; y < out.rows; ++y)
-        for (int x = 0; x < out.cols; ++x) {
-            const float Y = in.y.at<ushort>(y, x);
-            const float Rf = (c0.at<uchar>(y, x) - 128.0f) * 512.0f + Y,
-                        Bf = (c1.at<uchar>(y, x) - 128.0f) * 512.0f + Y;
-            const float red = 0.299f * Rf, blue = 0.114f * Bf;
-            float rest = Y - red;
-            rest -= blue;
-            const float G = rest * 1.7035775f;
-            out.at<cv::Vec4w>(y, x) =
-                cv::Vec4w(ushort(clamped(std::lrint(Rf), 65535)), ushort(clamped(std::lrint(double(G)), 65535)),
-                          ushort(clamped(std::lrint(Bf), 65535)),
-                          ushort(clamped(std::lrint(m.at<uchar>(y, x) * 255.997), 65535)));
-        }
-    return out;
-}
-
-cv::Mat narrowed(const cv::Mat& packed16)
-{
-    cv::Mat out(packed16.size(), CV_8UC4);
-    for (int y = 0; y < out.rows; ++y)
-        for (int x = 0; x < out.cols; ++x)
-            for (int k = 0; k < 4; ++k)
-                out.at<cv::Vec4b>(y, x)[k] = uchar(std::lrint(packed16.at<cv::Vec4w>(y, x)[k] / 257.0));
-    return out;
-}
-
-cv::Mat reordered(const cv::Mat& packed8)
-{
-    cv::Mat out = packed8.clone();
-    for (int y = 0; y < out.rows; ++y)
-        for (int x = 0; x < out.cols; ++x)
-            std::swap(out.at<cv::Vec4b>(y, x)[0], out.at<cv::Vec4b>(y, x)[2]);
-    return out;
 }
 
 /// Three images of a picture's size, filled with what a conversion may leave there.
@@ -156,8 +39,8 @@ struct Images {
 
 testing::AssertionResult same(const Ycm& e, const Ycm& a)
 {
-    for (const auto& result : {samePixels<ushort>(e.y, a.y), samePixels<uchar>(e.c0, a.c0),
-                               samePixels<uchar>(e.c1, a.c1), samePixels<uchar>(e.m, a.m)})
+    for (const auto& result :
+         {samePixels(e.y, a.y), samePixels(e.c0, a.c0), samePixels(e.c1, a.c1), samePixels(e.m, a.m)})
         if (!result)
             return result;
     return testing::AssertionSuccess();
@@ -195,9 +78,8 @@ TEST(TImageConvert, PackedPixelsBecomeYcm)
                       host = randomPlane(size, CV_8UC4, 0, 256, 3), hostBefore = host.clone();
         words.row(0) = cv::Scalar::all(65535);
         const TImage in16 = imageOf(words, 4), in8 = imageOf(bytes, 3);
-        const Ycm from16 = ycmReference(words, Images(size).planes()),
-                  from8 = ycmReference(bytes, Images(size).planes()),
-                  fromHost = ycmReference(reordered(host), Images(size).planes());
+        const Ycm from16 = toYcm(words, Images(size).planes()), from8 = toYcm(bytes, Images(size).planes()),
+                  fromHost = toYcm(reordered(host), Images(size).planes());
         everyWay([&] {
             Images a(size), b(size), c(size);
             TImage::rgba16uToYCM(in16, a.y, a.c, a.m);
@@ -219,7 +101,7 @@ TEST(TImageConvert, YcmBecomesPackedPixels)
         cv::RNG rng(6);
         for (cv::Mat plane : {in.y.toMat(0), in.c.toMat(0), in.c.toMat(1), in.m.toMat(0)})
             rng.fill(plane, cv::RNG::UNIFORM, 0, plane.depth() == CV_8U ? 256 : 65536);
-        const cv::Mat expected16 = packedReference(in.planes()), expected8 = narrowed(expected16);
+        const cv::Mat expected16 = fromYcm(in.planes()), expected8 = narrowed(expected16);
         everyWay([&] {
             TImage out16(TImage::IMTYPE(4), in.y.size()), out8(TImage::IMTYPE(3), in.y.size());
             const cv::Mat host = randomPlane(size, CV_8UC4, 0, 256), frame = host.clone();
@@ -240,7 +122,7 @@ TEST(TImageConvert, PicturesNoCacheHoldsBecomeTheSamePixels)
     for (cv::Mat plane : {in.y.toMat(0), in.c.toMat(0), in.c.toMat(1), in.m.toMat(0)})
         cv::RNG(6).fill(plane, cv::RNG::UNIFORM, 0, plane.depth() == CV_8U ? 256 : 65536);
     cv::Mat first16, first8;
-    pixmill::test::PolicyGuard guard;
+    PolicyGuard guard;
     for (const int level : {0, pixmill::detail::rowPolicy().level}) {
         pixmill::detail::rowPolicy().level = level;
         TImage out(TImage::IMTYPE(4), in.y.size());
@@ -263,7 +145,7 @@ TEST(TImageConvert, EveryMaskValueBecomesItsAlpha)
         in.m.toMat(0).at<uchar>(m) = uchar(m);
     TImage out(TImage::IMTYPE(4), in.y.size());
     TImage::YCMToRgba16u(in.y, in.c, in.m, out);
-    EXPECT_TRUE(samePixels<ushort>(packedReference(in.planes()), out.toMat(0)));
+    EXPECT_TRUE(samePixels<ushort>(fromYcm(in.planes()), out.toMat(0)));
     in.m.toMat(0) = cv::Scalar(255);
     TImage::YCMToRgba16u(in.y, in.c, in.m, out);
     EXPECT_EQ(out.toMat(0).at<cv::Vec4w>(0, 0)[3], 65279);
@@ -299,33 +181,19 @@ TEST(TImageConvert, ChromaFollowsAChangedLuma)
             oldY.toMat(0)(cv::Rect(0, 0, 6, 2)) = cv::Scalar(0); // without a guard: x / 0 and 0 / 0
         const cv::Mat before = oldY.halfY8U(), after = newY.halfY8U();
         for (const float guard : {0.05f, 1.0f, 0.0f}) {
-            const float k = 255.0f * guard;
-            cv::Mat expected0(before.size(), CV_8UC1), expected1(before.size(), CV_8UC1);
-            for (int y = 0; y < before.rows; ++y)
-                for (int x = 0; x < before.cols; ++x) {
-                    const float a = before.at<uchar>(y, x), b = after.at<uchar>(y, x);
-                    const float ratio = (b + k) / (a + k), luma = a * 0.00392156886f;
-                    const float R = (in.c.toMat(0).at<uchar>(y, x) - 128.0f) * 0.0078125f + luma;
-                    const float B = (in.c.toMat(1).at<uchar>(y, x) - 128.0f) * 0.0078125f + luma;
-                    const float R2 = R * ratio, B2 = B * ratio;
-                    const float red = 0.299f * R, blue = 0.114f * B, red2 = 0.299f * R2, blue2 = 0.114f * B2;
-                    float y2 = luma - red;
-                    y2 = (y2 - blue) * ratio;
-                    y2 = y2 + red2;
-                    y2 = y2 + blue2;
-                    const float v[] = {(R2 - y2) * 128.4f + 128.0f, (B2 - y2) * 128.4f + 128.0f};
-                    for (int i = 0; i < 2; ++i) {
-                        const int whole = v[i] > 255 ? 255 : v[i] > 0 ? int(std::lrint(v[i])) : 0; // no number is 0
-                        (i ? expected1 : expected0).at<uchar>(y, x) = uchar(whole);
-                    }
-                }
+            const cv::Mat expected = planeOf<cv::Vec2b>(before.size(), [&](int y, int x) {
+                return followedLuma(before.at<uchar>(y, x), after.at<uchar>(y, x), in.c.toMat(0).at<uchar>(y, x),
+                                    in.c.toMat(1).at<uchar>(y, x), guard);
+            });
+            cv::Mat planes[2];
+            cv::split(expected, planes);
             everyWay([&] {
                 TImage inPlace(in.c);
                 TImage::updateCfromYChange(oldY, in.c, newY, out.c, guard);
                 TImage::updateCfromYChange(oldY, inPlace, newY, inPlace, guard);
                 for (const TImage* c : {&out.c, &inPlace}) {
-                    EXPECT_TRUE(samePixels<uchar>(expected0, c->toMat(0)));
-                    EXPECT_TRUE(samePixels<uchar>(expected1, c->toMat(1)));
+                    EXPECT_TRUE(samePixels<uchar>(planes[0], c->toMat(0)));
+                    EXPECT_TRUE(samePixels<uchar>(planes[1], c->toMat(1)));
                 }
             });
         }
@@ -374,13 +242,10 @@ TEST(TImageConvert, SwappingRedAndBlueTwiceRestoresThePixels)
             TImage a = imageOf(bytes, 3), b = imageOf(words, 4);
             a.swapC4RBCannel();
             b.swapC4RBCannel();
-            for (int y = 0; y < size.height; ++y)
-                for (int x = 0; x < size.width; ++x) {
-                    const auto p = bytes.at<cv::Vec4b>(y, x), q = a.toMat(0).at<cv::Vec4b>(y, x);
-                    const auto v = words.at<cv::Vec4w>(y, x), w = b.toMat(0).at<cv::Vec4w>(y, x);
-                    ASSERT_EQ(q, cv::Vec4b(p[2], p[1], p[0], p[3]));
-                    ASSERT_EQ(w, cv::Vec4w(v[2], v[1], v[0], v[3]));
-                }
+            cv::Mat swapped(size, CV_16UC4);
+            cv::mixChannels(words, swapped, {0, 2, 1, 1, 2, 0, 3, 3});
+            EXPECT_TRUE(samePixels<uchar>(reordered(bytes), a.toMat(0)));
+            EXPECT_TRUE(samePixels<ushort>(swapped, b.toMat(0)));
             a.swapC4RBCannel();
             b.swapC4RBCannel();
             EXPECT_TRUE(samePixels<uchar>(bytes, a.toMat(0)));
@@ -397,14 +262,7 @@ TEST(TImageConvert, HalfLumaIsTheMeanOfWholeBlocks)
     for (const cv::Size size : oddSizes()) {
         SCOPED_TRACE(testing::Message() << size);
         const cv::Mat luma = randomPlane(size, CV_16UC1, 0, 65536);
-        cv::Mat expected = cv::Mat::zeros((size.height + 1) / 2, (size.width + 1) / 2, CV_8UC1);
-        for (int y = 0; y < size.height / 2; ++y)
-            for (int x = 0; x < size.width / 2; ++x) {
-                unsigned sum = 0;
-                for (int k = 0; k < 4; ++k)
-                    sum += luma.at<unsigned short>(2 * y + k / 2, 2 * x + k % 2);
-                expected.at<unsigned char>(y, x) = sum / 1024;
-            }
+        const cv::Mat expected = halfLuma(luma);
         const TImage image = imageOf(luma, 0);
         everyWay([&] { EXPECT_TRUE(samePixels<uchar>(expected, image.halfY8U())); });
     }

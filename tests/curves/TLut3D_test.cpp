@@ -2,20 +2,18 @@
 #include <support/planes.h>
 #include <support/throws.h>
 
+#include <reference/colour_cube.h>
+
 #include <pixmill/curves/TLut3D.h>
 
 #include <algorithm>
 #include <limits>
 #include <vector>
 
-using pixmill::test::everyWay;
-using pixmill::test::oddSizes;
-using pixmill::test::randomPlane;
-using pixmill::test::samePixels;
+using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
-
-using ushort = unsigned short;
 
 struct Grid : TLut3D {
     std::vector<ushort> cells;
@@ -30,38 +28,12 @@ struct Grid : TLut3D {
     }
 };
 
-cv::Vec3w looked(const TLut3D& lut, const cv::Vec3w& v)
+ColourCube cubeOf(const TLut3D& t)
 {
-    int low[3], high[3];
-    float f[3];
-    for (int k = 0; k < 3; ++k) {
-        const float g = float(lut.m_size[k] - 1) / (lut.m_max[k] - lut.m_min[k]);
-        float p = (float(v[k]) - lut.m_min[k]) * g;
-        p = std::max(0.0f, std::min(p, float(lut.m_size[k] - 1)));
-        low[k] = int(p);
-        high[k] = std::min(low[k] + 1, lut.m_size[k] - 1);
-        f[k] = p - float(low[k]);
-    }
-    const auto cell = [&](int a, int b, int c, int k) {
-        return lut.m_table_p[((a * lut.m_size[1] + b) * lut.m_size[2] + c) * 3 + k];
-    };
-    const auto mix = [](ushort a, ushort b, float t) {
-        const float part = float(b - a) * t;
-        return ushort(float(a) + part);
-    };
-    cv::Vec3w out;
-    for (int k = 0; k < 3; ++k) {
-        ushort plane[2];
-        for (int i = 0; i < 2; ++i) {
-            ushort line[2];
-            for (int j = 0; j < 2; ++j)
-                line[j] = mix(cell(i ? high[0] : low[0], j ? high[1] : low[1], low[2], k),
-                              cell(i ? high[0] : low[0], j ? high[1] : low[1], high[2], k), f[2]);
-            plane[i] = mix(line[0], line[1], f[1]);
-        }
-        out[k] = mix(plane[0], plane[1], f[0]);
-    }
-    return out;
+    return {t.m_table_p,
+            {t.m_size[0], t.m_size[1], t.m_size[2]},
+            {t.m_min[0], t.m_min[1], t.m_min[2]},
+            {t.m_max[0], t.m_max[1], t.m_max[2]}};
 }
 
 } // namespace
@@ -104,7 +76,7 @@ TEST(TLut3D, LooksUpByTrilinearInterpolation)
             in.at<cv::Vec3w>(0, 0) = cv::Vec3w(65535, 0, 65535);
             for (int y = 0; y < size.height; ++y)
                 for (int x = 0; x < size.width; ++x)
-                    expected.at<cv::Vec3w>(y, x) = looked(*lut, in.at<cv::Vec3w>(y, x));
+                    expected.at<cv::Vec3w>(y, x) = lookedUp(cubeOf(*lut), in.at<cv::Vec3w>(y, x));
             everyWay([&] {
                 cv::Mat out = randomPlane(size, CV_16UC3, 0, 9), inPlace = in.clone();
                 lut->applyLutOn16UC3Mat(in, out, TLut3D::LUT3D_INTERP(1));

@@ -2,24 +2,22 @@
 #include <support/planes.h>
 #include <support/throws.h>
 
+#include <reference/sampled_tables.h>
+#include <reference/table_look_up.h>
+
 #include <pixmill/curves/TLut2D.h>
 #include <pixmill/curves/TLutY16U.h>
 #include <pixmill/curves/TLutYDrDb.h>
 #include <pixmill/primitives/memory.h>
 #include <pixmill/primitives/resize.h>
 
-#include <cmath>
+#include <array>
 #include <vector>
 
-using pixmill::test::everyWay;
-using pixmill::test::oddSizes;
-using pixmill::test::randomPlane;
-using pixmill::test::samePixels;
+using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
-
-using uchar = unsigned char;
-using ushort = unsigned short;
 
 /// A mapping without any order in it, so that a sample in the wrong place shows.
 ushort scramble(unsigned v)
@@ -56,96 +54,19 @@ public:
     }
 };
 
-/// Linear resampling on pixel squares: destination = factor * source, edges repeated, halves up.
-double sampleAt(double u, int n, const std::vector<double>& s)
-{
-    const double i = std::floor(u), t = u - i;
-    const auto at = [&](double k) { return s[int(std::max(0.0, std::min(k, n - 1.0)))]; };
-    return at(i) * (1 - t) + at(i + 1) * t;
-}
-
-std::vector<int> stretched(const std::vector<double>& samples, int factor)
-{
-    std::vector<int> out(samples.size() * factor);
-    for (size_t x = 0; x < out.size(); ++x)
-        out[x] = int(std::floor(sampleAt((x + 0.5) / factor - 0.5, int(samples.size()), samples) + 0.5));
-    return out;
-}
-
-template <class Map>
-std::vector<int> lumaReference(const Map& map)
-{
-    std::vector<double> samples;
-    for (int i = 0; i < 4096; ++i)
-        samples.push_back(map(ushort(i * 16)));
-    return stretched(samples, 16);
-}
-
 std::vector<int> tableOf(const ushort* table)
 {
     return {table, table + 65536};
 }
 
-/// A chroma table of one luma: both grids doubled along x, then along y, before the one rounding.
 std::vector<int> chromaReference(Colour8& lut, int luma)
 {
-    std::vector<int> table(65536);
-    for (int channel = 0; channel < 2; ++channel) {
-        std::vector<std::vector<double>> wide(128, std::vector<double>(256));
-        for (int r = 0; r < 128; ++r) {
-            std::vector<double> row;
-            for (int c = 0; c < 128; ++c) {
-                ushort y = ushort(luma);
-                uchar dr = uchar(2 * r), db = uchar(2 * c);
-                lut.mapYDrDb(y, dr, db);
-                row.push_back(channel == 0 ? dr : db);
-            }
-            for (int x = 0; x < 256; ++x)
-                wide[r][x] = sampleAt((x + 0.5) / 2 - 0.5, 128, row);
-        }
-        for (int x = 0; x < 256; ++x) {
-            std::vector<double> column;
-            for (int r = 0; r < 128; ++r)
-                column.push_back(wide[r][x]);
-            for (int y = 0; y < 256; ++y) {
-                const int v = int(std::floor(sampleAt((y + 0.5) / 2 - 0.5, 128, column) + 0.5));
-                table[y * 256 + x] |= channel == 0 ? v << 8 : v;
-            }
-        }
-    }
-    return table;
-}
-
-int bandLuma(int j, int count)
-{
-    if (count == 1)
-        return 32767;
-    const float inv = 1.0f / count;
-    return j * int(std::lrint(double(65535 * inv))) + int(std::lrint(double(32767 * inv)));
-}
-
-/// The five-picture application, weight for weight.
-void applyReference(const Colour8& lut, const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, cv::Mat& outDr,
-                    cv::Mat& outDb)
-{
-    const int count = 1 << lut.m_log2NC, s = 16 - lut.m_log2NC, bin = 1 << s;
-    outDr.create(Dr.size(), CV_8UC1);
-    outDb.create(Dr.size(), CV_8UC1);
-    for (int row = 0; row < Dr.rows; ++row)
-        for (int x = 0; x < Dr.cols; ++x) {
-            const int y = Y.at<ushort>(row, x);
-            int hi = (y >> s) + 1, lo = y >> s;
-            if (hi > count - 1) {
-                hi = count - 1;
-                lo = count - 2;
-            }
-            const int whole = ((hi + 1) * bin - y) / bin;
-            const float w = float(whole);
-            const int idx = Dr.at<uchar>(row, x) * 256 + Db.at<uchar>(row, x);
-            const int tl = lut.m_lutC_p[lo][idx], th = lut.m_lutC_p[hi][idx];
-            outDr.at<uchar>(row, x) = uchar(int(float(tl >> 8) * w + float(th >> 8) * (1 - w)));
-            outDb.at<uchar>(row, x) = uchar(int(w * float(tl & 255) + (1 - w) * float(th & 255)));
-        }
+    return sampledChromaTable(
+        [&](ushort y, uchar dr, uchar db) {
+            lut.mapYDrDb(y, dr, db);
+            return std::array<uchar, 2>{dr, db};
+        },
+        luma);
 }
 
 /// Luma with many pixels on the edges of bands.
@@ -164,7 +85,7 @@ cv::Mat bandLumaPlane(cv::Size size)
 TEST(TLutY16U, SamplesTheMappingAndStretchesTheSamples)
 {
     Luma16 lut;
-    const std::vector<int> expected = lumaReference([](ushort y) { return scramble(y + 32767u + 3u * 32767u); });
+    const std::vector<int> expected = sampledLumaTable([](ushort y) { return scramble(y + 32767u + 3u * 32767u); });
     everyWay([&] {
         std::fill_n(lut.m_lutY_p, 65536, ushort(0));
         lut.computeLUT16U(false);
@@ -197,14 +118,11 @@ TEST(TLutY16U, TheStretchIsThatOfTheResizePrimitive)
 TEST(TLutY16U, ProcRecomputesAndAppliesInPlace)
 {
     Luma16 lut;
-    const std::vector<int> table = lumaReference([](ushort y) { return scramble(y + 32767u * 4u); });
+    const std::vector<int> table = sampledLumaTable([](ushort y) { return scramble(y + 32767u * 4u); });
     for (const cv::Size size : oddSizes()) {
         SCOPED_TRACE(testing::Message() << size);
         const cv::Mat in = randomPlane(size, CV_16UC1, 0, 65536);
-        cv::Mat expected(size, CV_16UC1);
-        for (int y = 0; y < in.rows; ++y)
-            for (int x = 0; x < in.cols; ++x)
-                expected.at<ushort>(y, x) = ushort(table[in.at<ushort>(y, x)]);
+        const cv::Mat expected = lookedUp<ushort, ushort>(in, table.data());
         everyWay([&] {
             cv::Mat inOut = in.clone(), out;
             const uchar* data = inOut.data;
@@ -245,7 +163,7 @@ TEST(TLutYDrDb, FillsLumaAndEveryBandOfChroma)
         SCOPED_TRACE(log2NC);
         Colour8 lut(log2NC);
         const int count = 1 << log2NC;
-        const std::vector<int> luma = lumaReference([](ushort y) { return scramble(y * 65536u + 128u * 257u); });
+        const std::vector<int> luma = sampledLumaTable([](ushort y) { return scramble(y * 65536u + 128u * 257u); });
         std::vector<std::vector<int>> chroma;
         for (int j = 0; j < count; ++j)
             chroma.push_back(chromaReference(lut, bandLuma(j, count)));
@@ -304,17 +222,13 @@ TEST(TLutYDrDb, AppliesTheTableOfEachPixelsBand)
             SCOPED_TRACE(testing::Message() << log2NC << ", " << size);
             const cv::Mat y = bandLumaPlane(size), dr = randomPlane(size, CV_8UC1, 0, 256, 2),
                           db = randomPlane(size, CV_8UC1, 0, 256, 3);
-            cv::Mat expectedR(size, CV_8UC1), expectedB(size, CV_8UC1);
-            if (log2NC > 0) {
-                applyReference(lut, y, dr, db, expectedR, expectedB);
-            } else {
-                for (int r = 0; r < size.height; ++r)
-                    for (int x = 0; x < size.width; ++x) {
-                        const int t = lut.m_lutC_p[0][dr.at<uchar>(r, x) * 256 + db.at<uchar>(r, x)];
-                        expectedR.at<uchar>(r, x) = uchar(t / 256);
-                        expectedB.at<uchar>(r, x) = uchar(t % 256);
-                    }
-            }
+            const auto expected = [&](int channel) {
+                return planeOf<uchar>(size, [&](int r, int x) {
+                    return banded(lut.m_lutC_p, log2NC, y.at<ushort>(r, x), dr.at<uchar>(r, x),
+                                  db.at<uchar>(r, x))[channel];
+                });
+            };
+            const cv::Mat expectedR = expected(0), expectedB = expected(1);
             everyWay([&] {
                 cv::Mat outR, outB, inOutR = dr.clone(), inOutB = db.clone();
                 lut.applyCLUT(y, dr, db, outR, outB);

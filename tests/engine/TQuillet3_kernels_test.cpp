@@ -2,51 +2,14 @@
 #include <support/everyway.h>
 #include <support/planes.h>
 
-#include <pixmill/core/detail/pixel.h>
+#include <reference/detail_zones.h>
+
 #include <pixmill/engine/TQuillet3.h>
 
-#include <cmath>
 #include <regex>
 
 using namespace pixmill::test;
-
-namespace {
-
-ushort clamped(long v)
-{
-    return ushort(v < 0 ? 0 : v > 65535 ? 65535 : v);
-}
-
-cv::Mat mixReference(const cv::Mat& Y, const cv::Mat& s, const cv::Mat& m, const cv::Mat& h)
-{
-    cv::Mat out(Y.size(), CV_16UC1);
-    for (int y = 0; y < Y.rows; ++y)
-        for (int x = 0; x < Y.cols; ++x) {
-            const int i = Y.at<ushort>(y, x) >> 8;
-            const long sum = (s.at<ushort>(y, x) - 32768L) * TQuillet3::tg_shadowLut_p[i] +
-                             (m.at<ushort>(y, x) - 32768L) * TQuillet3::tg_midtoneLut_p[i] +
-                             (h.at<ushort>(y, x) - 32768L) * TQuillet3::tg_highlightLut_p[i];
-            out.at<ushort>(y, x) = clamped(sum / 256 + 32768);
-        }
-    return out;
-}
-
-cv::Mat modReference(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, float k0, float kR, float kB)
-{
-    cv::Mat out(Y.size(), CV_16UC1);
-    for (int y = 0; y < Y.rows; ++y)
-        for (int x = 0; x < Y.cols; ++x) {
-            const float dr = Dr.depth() == CV_8U ? Dr.at<uchar>(y, x) : Dr.at<ushort>(y, x);
-            const float db = Db.depth() == CV_8U ? Db.at<uchar>(y, x) : Db.at<ushort>(y, x);
-            float v = float(Y.at<ushort>(y, x)) + k0;
-            v = v + kR * dr;
-            v = v + kB * db;
-            out.at<ushort>(y, x) = clamped(std::lrint(double(v)));
-        }
-    return out;
-}
-
-} // namespace
+using namespace pixmill::reference;
 
 TEST(TQuillet3Zones, WeightsFollowTheRampsAndSumToAboutOne)
 {
@@ -65,6 +28,7 @@ TEST(TQuillet3Zones, WeightsFollowTheRampsAndSumToAboutOne)
     EXPECT_EQ(weight(255), cv::Vec3i(0, 0, 256));
     for (int i = 0; i < 256; ++i) {
         const cv::Vec3i w = weight(i);
+        EXPECT_EQ(w, zoneWeights(i << 8)) << i;
         const int sum = w[0] + w[1] + w[2];
         EXPECT_TRUE(sum == 255 || sum == 256) << i;
     }
@@ -78,7 +42,7 @@ TEST(TQuillet3Mix, MatchesTheReferenceBitForBit)
             const cv::Mat Y = randomPlane(size, CV_16UC1, 0, 65536, 1), s = randomPlane(size, CV_16UC1, 0, 65536, 2);
             const cv::Mat m = randomPlane(size, CV_16UC1, 0, 65536, 3);
             cv::Mat inOut = randomPlane(size, CV_16UC1, 0, 65536, 4);
-            const cv::Mat expected = mixReference(Y, s, m, inOut);
+            const cv::Mat expected = zonesMixed(Y, s, m, inOut);
             TQuillet3::mixSMH(Y, s, m, inOut);
             ASSERT_TRUE(samePixels<ushort>(expected, inOut));
         }
@@ -105,12 +69,8 @@ TEST(TQuillet3Edges, AddTwiceTheCentredDetailAndClamp)
             const cv::Mat d0 = randomPlane(size, CV_16UC1, 20000, 45000, 1),
                           d1 = randomPlane(size, CV_16UC1, 0, 65536, 2);
             const cv::Mat d2 = randomPlane(size, CV_16UC1, 30000, 36000, 3);
-            cv::Mat Y = randomPlane(size, CV_16UC1, 0, 65536, 4), expected(size, CV_16UC1);
-            for (int y = 0; y < size.height; ++y)
-                for (int x = 0; x < size.width; ++x)
-                    expected.at<ushort>(y, x) =
-                        clamped(Y.at<ushort>(y, x) + 2L * (d0.at<ushort>(y, x) - 32768) +
-                                2L * (d1.at<ushort>(y, x) - 32768) + 2L * (d2.at<ushort>(y, x) - 32768));
+            cv::Mat Y = randomPlane(size, CV_16UC1, 0, 65536, 4);
+            const cv::Mat expected = detailAdded(Y, d0, d1, d2);
             TQuillet3::addEdges(d0, d1, d2, Y);
             ASSERT_TRUE(samePixels<ushort>(expected, Y)) << size;
         }
@@ -119,24 +79,18 @@ TEST(TQuillet3Edges, AddTwiceTheCentredDetailAndClamp)
 
 TEST(TQuillet3Color, SixteenAndEightBitDifferencesMatchTheReference)
 {
-    const float r = 0.31f, g = -0.12f, b = 0.77f, R = 2.5f * r, G = 2.5f * g, B = 2.5f * b;
+    const float r = 0.31f, g = -0.12f, b = 0.77f;
     everyWay([&] {
-        for (const cv::Size size : oddSizes()) {
-            SCOPED_TRACE(testing::Message() << size);
-            const cv::Mat Y = randomPlane(size, CV_16UC1, 0, 65536, 4);
-            const cv::Mat dr16 = randomPlane(size, CV_16UC1, 0, 65536, 1),
-                          db16 = randomPlane(size, CV_16UC1, 0, 65536, 2);
-            cv::Mat out = Y.clone();
-            TQuillet3::modYWithC(dr16, db16, r, g, b, out);
-            const float kR = R - G, kB = B - G;
-            ASSERT_TRUE(samePixels<ushort>(modReference(Y, dr16, db16, (G - kR - B) * 32768, kR, kB), out));
-
-            const cv::Mat dr8 = randomPlane(size, CV_8UC1, 0, 256, 1), db8 = randomPlane(size, CV_8UC1, 0, 256, 2);
-            out = Y.clone();
-            TQuillet3::modYWithC(dr8, db8, r, g, b, out);
-            ASSERT_TRUE(samePixels<ushort>(
-                modReference(Y, dr8, db8, ((-R - B) * 128 + 256 * G) * 256, 256 * (R - G), 256 * (B - G)), out));
-        }
+        for (const cv::Size size : oddSizes())
+            for (const int type : {CV_16UC1, CV_8UC1}) {
+                SCOPED_TRACE(testing::Message() << size << " type " << type);
+                const cv::Mat Y = randomPlane(size, CV_16UC1, 0, 65536, 4);
+                const cv::Mat dr = randomPlane(size, type, 0, topOf(type), 1),
+                              db = randomPlane(size, type, 0, topOf(type), 2);
+                cv::Mat out = Y.clone();
+                TQuillet3::modYWithC(dr, db, r, g, b, out);
+                ASSERT_TRUE(samePixels<ushort>(lumaWeighted(Y, dr, db, r, g, b), out));
+            }
     });
 }
 

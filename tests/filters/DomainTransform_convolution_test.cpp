@@ -1,79 +1,15 @@
 #include <support/everyway.h>
 #include <support/planes.h>
 
+#include <reference/domain_convolution.h>
+
 #include <pixmill/filters/DomainTransform.h>
 
 #include <cmath>
 #include <limits>
-#include <vector>
 
 using namespace pixmill::test;
-
-namespace {
-
-/// One pass, pixel by pixel; each search goes on where the one before it ended.
-void averageReference(cv::Mat& img, const cv::Mat& ct, float radius)
-{
-    const int W = img.cols, C = img.channels();
-    for (int y = 0; y < img.rows; ++y) {
-        const float* t = ct.ptr<float>(y);
-        float* row = img.ptr<float>(y);
-        std::vector<float> sat(std::size_t(W + 1) * C, 0.0f);
-        for (int i = 0; i < W * C; ++i)
-            sat[i + C] = sat[i] + row[i];
-        std::vector<float> result(std::size_t(W) * C);
-        int l = 0, u = 0;
-        for (int x = 0; x < W; ++x) {
-            while (l < W && !(t[l] > t[x] - radius))
-                ++l;
-            if (x == 0 && l == W)
-                l = 0;
-            while (u < W && !(t[u] > t[x] + radius))
-                ++u;
-            for (int c = 0; c < C; ++c)
-                result[x * C + c] = (sat[u * C + c] - sat[l * C + c]) / float(u - l);
-        }
-        std::copy(result.begin(), result.end(), row);
-    }
-}
-
-cv::Mat coordinatesReference(const cv::Mat& in, float ratio, bool down)
-{
-    cv::Mat ct(in.size(), CV_32FC1, cv::Scalar(1));
-    const int C = in.channels(), limit = in.cols < 2 ? 0 : in.cols == 2 ? 1 : in.cols - 2;
-    for (int y = 0; y + 1 < in.rows; ++y)
-        for (int x = 0; x < limit; ++x) {
-            const float *a = in.ptr<float>(y) + x * C, *b = down ? in.ptr<float>(y + 1) + x * C : a + C;
-            float sum = 0;
-            for (int c = 0; c < C; ++c)
-                sum += std::fabs(b[c] - a[c]);
-            ct.at<float>(y, x) = 1 + ratio * sum;
-        }
-    if (down)
-        ct = ct.t();
-    for (int y = 0; y < ct.rows; ++y)
-        for (int x = 1; x < ct.cols; ++x)
-            ct.at<float>(y, x) = ct.at<float>(y, x - 1) + ct.at<float>(y, x);
-    return ct;
-}
-
-cv::Mat filterReference(const cv::Mat& in, float sigmaS, float sigmaR)
-{
-    const cv::Mat across = coordinatesReference(in, sigmaS / sigmaR, false);
-    const cv::Mat down = coordinatesReference(in, sigmaS / sigmaR, true);
-    cv::Mat out = in.clone();
-    const double base = (std::sqrt(3.0) / std::sqrt(63.0)) * sigmaS;
-    for (int e = 2; e >= 0; --e) {
-        const float sigma = float(std::pow(2.0, e) * base), radius = float(double(sigma) * std::sqrt(3.0));
-        averageReference(out, across, radius);
-        cv::Mat T = out.t();
-        averageReference(T, down, radius);
-        out = T.t();
-    }
-    return out;
-}
-
-} // namespace
+using namespace pixmill::reference;
 
 TEST(DomainConvolution, BothFiltersMatchTheReferenceBitForBit)
 {
@@ -81,7 +17,7 @@ TEST(DomainConvolution, BothFiltersMatchTheReferenceBitForBit)
         for (const cv::Size size : oddSizes()) {
             SCOPED_TRACE(testing::Message() << type << " " << size);
             const cv::Mat in = randomPlane(size, type, 0, 1);
-            const cv::Mat expected = filterReference(in, 7.0f, 0.4f);
+            const cv::Mat expected = normalizedConvolution(in, 7.0f, 0.4f);
             everyWay([&] {
                 DomainTransform filter;
                 cv::Mat out = randomPlane(size, type, 0, 1, 9), used = in.clone(), other;
@@ -114,7 +50,7 @@ TEST(DomainConvolution, WindowsOfEveryReachMatchTheReference)
             cv::Mat in = randomPlane(size, CV_32FC(c), 0, 1);
             in.rowRange(size.height / 2, size.height * 3 / 4) =
                 cv::Scalar::all(0.5); // large coordinates do not rise here
-            const cv::Mat expected = filterReference(in, sigmaS, sigmaR);
+            const cv::Mat expected = normalizedConvolution(in, sigmaS, sigmaR);
             everyWay([&, sigmaS = sigmaS, sigmaR = sigmaR] {
                 cv::Mat out;
                 DomainTransform().NormalizedConvolutionFilter(in, out, sigmaS, sigmaR);
@@ -135,7 +71,7 @@ TEST(DomainConvolution, CoordinatesThatFallOrAreNoNumbersAreWalkedPixelByPixel)
                     ct.at<float>(0, x) = float(x), ct.at<float>(1, x) = 5.0f, ct.at<float>(2, x) = x < 50 ? x : odd;
                 ct.at<float>(3, 30) = odd;
                 cv::Mat expected = img.clone(), other = img.clone();
-                averageReference(expected, ct, radius);
+                windowAverages(expected, ct, radius);
                 DomainTransform().NCcompute(img, ct, radius);
                 DomainTransform().ICcompute(other, ct, radius);
                 ASSERT_TRUE(samePixels<float>(expected, img));

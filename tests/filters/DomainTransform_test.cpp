@@ -2,97 +2,17 @@
 #include <support/planes.h>
 #include <support/throws.h>
 
+#include <reference/domain_transform.h>
+
 #include <pixmill/filters/DomainTransform.h>
 
 #include <cmath>
-#include <cstring>
 #include <string>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
-
-// The filter again, one pixel at a time: gradients, weights, recursion.
-float sampleAt(const cv::Mat& m, int y, int x, int c)
-{
-    return m.ptr<float>(y)[x * m.channels() + c];
-}
-
-bool gapSeen(int x, int width)
-{
-    return x < width - 2 || (width == 2 && x == 0);
-}
-
-/// Domain steps of guide planes; `lastRow` tells whether gradients of the last row count.
-void plainSteps(const std::vector<cv::Mat>& guide, float sigmaS, float sigmaR, bool lastRow, cv::Mat& across,
-                cv::Mat& down)
-{
-    const int H = guide[0].rows, W = guide[0].cols;
-    across.create(H, W, CV_32FC1);
-    down.create(H, W, CV_32FC1);
-    for (int y = 0; y < H; ++y)
-        for (int x = 0; x < W; ++x) {
-            float sumX = 0.0f, sumY = 0.0f;
-            for (const cv::Mat& plane : guide)
-                for (int c = 0; c < plane.channels(); ++c) {
-                    if (gapSeen(x, W) && (lastRow || y < H - 1))
-                        sumX += std::fabs(sampleAt(plane, y, x + 1, c) - sampleAt(plane, y, x, c));
-                    if (gapSeen(x, W) && y < H - 1)
-                        sumY += std::fabs(sampleAt(plane, y + 1, x, c) - sampleAt(plane, y, x, c));
-                }
-            across.at<float>(y, x) = 1.0f + sigmaS / sigmaR * sumX;
-            down.at<float>(y, x) = 1.0f + sigmaS / sigmaR * sumY;
-        }
-}
-
-void plainPass(cv::Mat& img, const cv::Mat& D, float sigma)
-{
-    volatile float rounded = sigma; // g++ 12 may drop the rounding of paired double -> float -> double
-    const double k = -std::sqrt(2.0) / rounded;
-    cv::Mat V;
-    cv::exp(D * k, V);
-    const int C = img.channels();
-    for (int y = 0; y < img.rows; ++y) {
-        float* p = img.ptr<float>(y);
-        const float* v = V.ptr<float>(y);
-        for (int x = 1; x < img.cols; ++x)
-            for (int c = 0; c < C; ++c)
-                p[x * C + c] += (p[(x - 1) * C + c] - p[x * C + c]) * v[x];
-        for (int x = img.cols - 2; x >= 0; --x)
-            for (int c = 0; c < C; ++c)
-                p[x * C + c] += (p[(x + 1) * C + c] - p[x * C + c]) * v[x + 1];
-    }
-}
-
-cv::Mat turn(const cv::Mat& m)
-{
-    cv::Mat turned(m.cols, m.rows, m.type());
-    for (int y = 0; y < m.rows; ++y)
-        for (int x = 0; x < m.cols; ++x)
-            std::memcpy(turned.ptr(x, y), m.ptr(y, x), m.elemSize());
-    return turned;
-}
-
-cv::Mat plainFilter(const cv::Mat& in, const cv::Mat& across, const cv::Mat& down, float sigmaS)
-{
-    cv::Mat out = in.clone();
-    volatile float sigma = sigmaS;
-    for (const double power : {4.0, 2.0, 1.0}) {
-        sigma = float(power * (std::sqrt(3.0) / std::sqrt(63.0)) * sigma);
-        plainPass(out, across, sigma);
-        cv::Mat turned = turn(out);
-        plainPass(turned, turn(down), sigma);
-        out = turn(turned);
-    }
-    return out;
-}
-
-cv::Mat plainRecursive(const cv::Mat& in, float sigmaS, float sigmaR)
-{
-    cv::Mat across, down;
-    plainSteps({in}, sigmaS, sigmaR, false, across, down);
-    return plainFilter(in, across, down, sigmaS);
-}
 
 std::vector<cv::Size> sizes()
 {
@@ -101,13 +21,6 @@ std::vector<cv::Size> sizes()
                                 cv::Size(131, 17), cv::Size(67, 300)})
         sizes.push_back(size);
     return sizes;
-}
-
-cv::Mat paddedCopy(const cv::Mat& m)
-{
-    cv::Mat copy = randomPlane(m.size(), m.type(), 0, 1, 77);
-    m.copyTo(copy);
-    return copy;
 }
 
 } // namespace
@@ -141,9 +54,10 @@ TEST(DomainTransform, DifferencesStopOnePixelBeforeTheLastGapAndLeaveTheRestAlon
             for (int x = 0; x < width; ++x)
                 for (int c = 0; c < 2; ++c) {
                     const bool seen = gapSeen(x, width);
-                    EXPECT_EQ(sampleAt(dx, y, x, c), seen ? sampleAt(in, y, x + 1, c) - sampleAt(in, y, x, c) : -77.0f);
-                    EXPECT_EQ(sampleAt(dy, y, x, c),
-                              seen && y < 2 ? sampleAt(in, y + 1, x, c) - sampleAt(in, y, x, c) : -77.0f);
+                    EXPECT_EQ(channelOf(dx, y, x, c),
+                              seen ? channelOf(in, y, x + 1, c) - channelOf(in, y, x, c) : -77.0f);
+                    EXPECT_EQ(channelOf(dy, y, x, c),
+                              seen && y < 2 ? channelOf(in, y + 1, x, c) - channelOf(in, y, x, c) : -77.0f);
                 }
     }
 }
@@ -174,7 +88,7 @@ TEST(DomainTransform, ChannelSumOfAPictureLeavesItsLastRowAndColumnsAtZero)
             for (int x = 0; x < size.width; ++x) {
                 float expected = 0.0f;
                 for (int c = 0; c < 3 && gapSeen(x, size.width) && y < size.height - 1; ++c)
-                    expected += std::fabs(sampleAt(in, y, x, c));
+                    expected += std::fabs(channelOf(in, y, x, c));
                 EXPECT_EQ(sum.at<float>(y, x), expected) << size << " " << x << " " << y;
             }
     }
@@ -214,7 +128,7 @@ TEST(DomainTransform, OnePassMatchesThePlainOneBitForBit)
                 SCOPED_TRACE(testing::Message() << size << " channels " << c);
                 cv::Mat D = randomPlane(size, CV_32FC1, 1.0, 6.0, 3);
                 cv::Mat expected = randomPlane(size, CV_32FC(c), -100, 65536), img = paddedCopy(expected);
-                plainPass(expected, D, 1.75f);
+                domainPass(expected, D, 1.75f);
                 DomainTransform().RFcompute(img, D, 1.75f);
                 ASSERT_TRUE(samePixels<float>(expected, img));
             }
@@ -230,7 +144,7 @@ TEST(DomainTransform, RecursiveFilterMatchesThePlainOneBitForBit)
                 const cv::Mat in =
                     c % 2 ? randomPlane(size, CV_32FC(c), 0, 65536) : scenePlane(size, CV_32FC(c), 0, 255);
                 const float sigmaS = 4.0f + c, sigmaR = c == 3 ? 4259.71f : 31.0f;
-                const cv::Mat before = in.clone(), expected = plainRecursive(in, sigmaS, sigmaR);
+                const cv::Mat before = in.clone(), expected = domainRecursive(in, sigmaS, sigmaR);
                 cv::Mat fresh, ready = randomPlane(size, in.type(), 0, 1, 5), inPlace = paddedCopy(in);
                 EXPECT_EQ(DomainTransform().RecursiveFilter(in, fresh, sigmaS, sigmaR), 1);
                 DomainTransform().RecursiveFilter(in, ready, sigmaS, sigmaR);
@@ -247,7 +161,7 @@ TEST(DomainTransform, AnOutputThatOverlapsTheInputHoldsTheSameResult)
 {
     cv::Mat whole = randomPlane({40, 33}, CV_32FC2, 0, 255);
     const cv::Mat in = whole(cv::Rect(0, 0, 31, 25));
-    const cv::Mat expected = plainRecursive(in, 5.0f, 60.0f);
+    const cv::Mat expected = domainRecursive(in, 5.0f, 60.0f);
     for (const cv::Point at : {cv::Point(3, 2), cv::Point(0, 1), cv::Point(5, 0)}) {
         const cv::Mat kept = whole.clone();
         cv::Mat out = whole(cv::Rect(at, in.size()));
@@ -268,7 +182,7 @@ TEST(DomainTransform, PlanesAreGuidedByOthersAndSeeTheLastRowsGradients)
                                                 scenePlane(size, CV_32FC1, 0, 99, 4),
                                                 randomPlane(size, CV_32FC1, 0, 4, 5)};
             cv::Mat across, down;
-            plainSteps(joint, 6.0f, 50.0f, true, across, down);
+            domainSteps(joint, 6.0f, 50.0f, true, across, down);
             DomainTransform filter;
             filter.m_sigmaS = 6.0f;
             filter.m_sigmaR = 50.0f;
@@ -276,7 +190,7 @@ TEST(DomainTransform, PlanesAreGuidedByOthersAndSeeTheLastRowsGradients)
             EXPECT_EQ(filter.proc(in, out, 0, joint), 1);
             ASSERT_EQ(out.size(), 2u);
             for (int i = 0; i < 2; ++i)
-                ASSERT_TRUE(samePixels<float>(plainFilter(in[i], across, down, 6.0f), out[i]));
+                ASSERT_TRUE(samePixels<float>(domainFiltered(in[i], across, down, 6.0f), out[i]));
             filter.proc(self, self, 0, joint);
             for (int i = 0; i < 2; ++i) {
                 ASSERT_TRUE(samePixels<float>(out[i], self[i]));
@@ -314,7 +228,7 @@ TEST(DomainTransform, ModesOutsideTheRangeLeaveTheOutputAlone)
     }
     cv::Mat out;
     EXPECT_EQ(filter.proc(in, out, 0), 1);
-    EXPECT_TRUE(samePixels<float>(plainRecursive(in, 4.0f, 20.0f), out));
+    EXPECT_TRUE(samePixels<float>(domainRecursive(in, 4.0f, 20.0f), out));
 }
 
 TEST(DomainTransform, BadPicturesAreRefusedAndEmptyOnesIgnored)

@@ -1,9 +1,9 @@
-#include "guided_reference.h"
-
 #include <support/everyway.h>
 #include <support/planes.h>
-#include <support/resize_reference.h>
 #include <support/throws.h>
+
+#include <reference/guided_filter.h>
+#include <reference/resize.h>
 
 #include <pixmill/filters/TGuidedFilter.h>
 
@@ -11,6 +11,7 @@
 #include <cstring>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
 
@@ -47,13 +48,17 @@ testing::AssertionResult sameFloats(const cv::Mat& expected, const cv::Mat& actu
     return samePixels<float>(e, a);
 }
 
-void expectModel(const ReferenceModel& expected, const TGuidedFilter& filter)
+void expectModel(const GuidedModel& expected, const TGuidedFilter& filter)
 {
     const cv::Mat* const slopes[] = {&filter.m_a0, &filter.m_a1, &filter.m_a2};
     for (std::size_t i = 0; i < expected.a.size(); ++i)
         EXPECT_TRUE(sameFloats(expected.a[i], *slopes[i])) << "slope " << i;
     EXPECT_TRUE(sameFloats(expected.b, filter.m_b)) << "offset";
 }
+
+struct GuideOverGrid {
+    cv::Size guide, grid;
+};
 
 /// A filter with random coefficients; some reach past the pixel's range, and one slope is not a number.
 TGuidedFilter randomModel(cv::Size grid)
@@ -69,32 +74,20 @@ TGuidedFilter randomModel(cv::Size grid)
 
 } // namespace
 
-TEST(TGuidedFilterEstimate, OneGuideGivesEveryWindowsModelBitForBit)
+TEST(TGuidedFilterEstimate, OneGuideAndThreeGiveEveryWindowsModelBitForBit)
 {
     for (const cv::Size size : oddSizes())
         for (const int r : {0, 1, 2, 8}) {
             SCOPED_TRACE(testing::Message() << size << ", r " << r);
             const Planes p = scene(size);
-            const ReferenceModel expected = referenceEstimate(p.guide[0], p.src, r, kEps);
+            const GuidedModel one = guidedEstimate(p.guide[0], p.src, r, kEps);
+            const GuidedModel three = guidedEstimate(p.guide, p.src, r, kEps);
             everyWay([&] {
                 TGuidedFilter filter;
                 EXPECT_EQ(filter.setup({p.guide[0]}, p.src, r, kEps), 1);
-                expectModel(expected, filter);
-            });
-        }
-}
-
-TEST(TGuidedFilterEstimate, ThreeGuidesGiveTheAveragedModelBitForBit)
-{
-    for (const cv::Size size : oddSizes())
-        for (const int r : {0, 1, 2, 8}) {
-            SCOPED_TRACE(testing::Message() << size << ", r " << r);
-            const Planes p = scene(size);
-            const ReferenceModel expected = referenceEstimate(p.guide, p.src, r, kEps);
-            everyWay([&] {
-                TGuidedFilter filter;
+                expectModel(one, filter);
                 EXPECT_EQ(filter.setup(p.guide, p.src, r, kEps), 1);
-                expectModel(expected, filter);
+                expectModel(three, filter);
             });
         }
 }
@@ -106,17 +99,16 @@ TEST(TGuidedFilterEstimate, WidePlanesAndWideWindowsHaveNoSeams)
         SCOPED_TRACE(r);
         TGuidedFilter filter;
         filter.gFc1_estimate(p.guide[0], p.src, r, kEps);
-        expectModel(referenceEstimate(p.guide[0], p.src, r, kEps), filter);
+        expectModel(guidedEstimate(p.guide[0], p.src, r, kEps), filter);
         filter.gFc3_estimate(p.guide, p.src, r, kEps);
-        expectModel(referenceEstimate(p.guide, p.src, r, kEps), filter);
+        expectModel(guidedEstimate(p.guide, p.src, r, kEps), filter);
     }
 }
 
 TEST(TGuidedFilterEstimate, TallPlanesHaveNoSeamsBetweenThreads)
 {
     const Planes p = scene({9, 301});
-    const ReferenceModel one = referenceEstimate(p.guide[0], p.src, 4, kEps),
-                         three = referenceEstimate(p.guide, p.src, 4, kEps);
+    const GuidedModel one = guidedEstimate(p.guide[0], p.src, 4, kEps), three = guidedEstimate(p.guide, p.src, 4, kEps);
     everyWay([&] {
         TGuidedFilter filter;
         filter.gFc1_estimate(p.guide[0], p.src, 4, kEps);
@@ -140,7 +132,7 @@ TEST(TGuidedFilterEstimate, FlatGuidesGiveTheMeanOrWithoutEpsNothing)
     Planes p = scene({40, 30});
     for (cv::Mat& g : p.guide)
         g.setTo(0.25f);
-    const cv::Mat mean = referenceInnerMeans(referencePadded(p.src, 2), 2), zeros = cv::Mat::zeros(30, 40, CV_32FC1);
+    const cv::Mat mean = innerMeans(padded(p.src, 2), 2), zeros = cv::Mat::zeros(30, 40, CV_32FC1);
     TGuidedFilter filter;
     // Rounding leaves the covariance of a flat guide a few units beside 0.
     filter.gFc1_estimate(p.guide[0], p.src, 2, 1.0f);
@@ -160,7 +152,7 @@ TEST(TGuidedFilterEstimate, SingularMatricesKeepTheRowsLastInverse)
             const cv::Range same(from, from + size.width / 3);
             p.guide[0].colRange(same).copyTo(p.guide[1].colRange(same));
         }
-        const ReferenceModel expected = referenceEstimate(p.guide, p.src, 1, 0.0f);
+        const GuidedModel expected = guidedEstimate(p.guide, p.src, 1, 0.0f);
         everyWay([&] {
             TGuidedFilter filter;
             filter.gFc3_estimate(p.guide, p.src, 1, 0.0f);
@@ -180,7 +172,7 @@ TEST(TGuidedFilterEstimate, IdenticalGuidesWithoutEpsAreSingularEverywhere)
         guide[i].convertTo(binary[i], CV_32FC1, 1.0 / 255);
     TGuidedFilter filter;
     filter.gFc3_estimate(binary, p.src, 1, 0.0f);
-    expectModel(referenceEstimate(binary, p.src, 1, 0.0f), filter);
+    expectModel(guidedEstimate(binary, p.src, 1, 0.0f), filter);
 }
 
 TEST(TGuidedFilterEstimate, ANonFiniteSampleSpoilsOnlyTheWindowsThatHoldIt)
@@ -191,9 +183,9 @@ TEST(TGuidedFilterEstimate, ANonFiniteSampleSpoilsOnlyTheWindowsThatHoldIt)
         p.src.at<float>(5, 50) = bad;
         TGuidedFilter filter;
         filter.gFc1_estimate(p.guide[0], p.src, 3, kEps);
-        expectModel(referenceEstimate(p.guide[0], p.src, 3, kEps), filter);
+        expectModel(guidedEstimate(p.guide[0], p.src, 3, kEps), filter);
         filter.gFc3_estimate(p.guide, p.src, 3, kEps);
-        expectModel(referenceEstimate(p.guide, p.src, 3, kEps), filter);
+        expectModel(guidedEstimate(p.guide, p.src, 3, kEps), filter);
         EXPECT_FALSE(std::isnan(filter.m_a0.at<float>(20, 30 - 7)));
         EXPECT_TRUE(std::isnan(filter.m_a0.at<float>(20, 30 - 6)));
     }
@@ -208,12 +200,12 @@ TEST(TGuidedFilterEstimate, MayReadItsOwnCoefficientsAndKeepsBuffersThatFit)
     const uchar* const buffer = filter.m_a2.data;
 
     filter.gFc3_estimate({filter.m_a0, filter.m_a1, p.guide[2]}, filter.m_b, 2, kEps);
-    expectModel(referenceEstimate({a0, a1, p.guide[2]}, b, 2, kEps), filter);
+    expectModel(guidedEstimate({a0, a1, p.guide[2]}, b, 2, kEps), filter);
     EXPECT_EQ(filter.m_a2.data, buffer);
 
     const cv::Mat again = filter.m_a0.clone(), offset = filter.m_b.clone();
     filter.gFc1_estimate(filter.m_a0, filter.m_b, 2, kEps);
-    expectModel(referenceEstimate(again, offset, 2, kEps), filter);
+    expectModel(guidedEstimate(again, offset, 2, kEps), filter);
 }
 
 TEST(TGuidedFilterEstimate, RejectsOtherNumbersOfGuidesAndPlanesTooSmall)
@@ -235,18 +227,16 @@ TEST(TGuidedFilterEstimate, RejectsOtherNumbersOfGuidesAndPlanesTooSmall)
 
 TEST(TGuidedFilterApply, PixelsTakeTheCoefficientsOfTheRoundedUpRatio)
 {
-    struct Case {
-        cv::Size guide, grid;
-    };
-    const Case cases[] = {{{33, 100}, {11, 40}}, {{61, 41}, {61, 41}}, {{200, 31}, {7, 9}}, {{41, 21}, {21, 11}},
-                          {{5, 5}, {9, 8}},      {{1, 1}, {1, 1}},     {{130, 3}, {1, 1}}};
-    for (const Case& c : cases) {
+    const GuideOverGrid cases[] = {{{33, 100}, {11, 40}}, {{61, 41}, {61, 41}}, {{200, 31}, {7, 9}},
+                                   {{41, 21}, {21, 11}},  {{5, 5}, {9, 8}},     {{1, 1}, {1, 1}},
+                                   {{130, 3}, {1, 1}}};
+    for (const GuideOverGrid& c : cases) {
         SCOPED_TRACE(testing::Message() << c.guide << " over " << c.grid);
         const TGuidedFilter filter = randomModel(c.grid);
         const cv::Mat guide8 = randomPlane(c.guide, CV_8UC1, 0, 256),
                       guide16 = randomPlane(c.guide, CV_16UC1, 0, 65536);
-        const cv::Mat expected8 = referenceApplication<uchar>(guide8, filter.m_a0, filter.m_b);
-        const cv::Mat expected16 = referenceApplication<ushort>(guide16, filter.m_a0, filter.m_b);
+        const cv::Mat expected8 = guidedApplied<uchar>(guide8, filter.m_a0, filter.m_b);
+        const cv::Mat expected16 = guidedApplied<ushort>(guide16, filter.m_a0, filter.m_b);
         everyWay([&] {
             cv::Mat out8, out16 = guide16.clone();
             EXPECT_EQ(filter.proc({guide8}, out8), 1);
@@ -271,38 +261,35 @@ TEST(TGuidedFilterApply, PastARatioThatSinglePrecisionRoundsDownTheLastCoefficie
             const cv::Mat guide(size(side), CV_8UC1, cv::Scalar(200));
             cv::Mat out;
             filter.gFc1_applyLoop(guide, out);
-            EXPECT_TRUE(samePixels<uchar>(referenceApplication<uchar>(guide, filter.m_a0, filter.m_b), out));
+            EXPECT_TRUE(samePixels<uchar>(guidedApplied<uchar>(guide, filter.m_a0, filter.m_b), out));
             EXPECT_EQ(out.data[side - 1], 200);
         }
 }
 
 TEST(TGuidedFilterApply, FloatsTakeEnlargedCoefficients)
 {
-    struct Case {
-        cv::Size guide, grid;
-    };
-    for (const Case& c : {Case{{203, 157}, {70, 50}},
-                          {{30, 20}, {30, 20}},
-                          {{14, 9}, {7, 3}},
-                          {{5, 4}, {11, 9}},
-                          {{15, 15}, {10, 10}},
-                          {{9, 1}, {1, 1}}}) {
+    for (const GuideOverGrid& c : {GuideOverGrid{{203, 157}, {70, 50}},
+                                   {{30, 20}, {30, 20}},
+                                   {{14, 9}, {7, 3}},
+                                   {{5, 4}, {11, 9}},
+                                   {{15, 15}, {10, 10}},
+                                   {{9, 1}, {1, 1}}}) {
         SCOPED_TRACE(testing::Message() << c.guide << " over " << c.grid);
         TGuidedFilter filter = randomModel(c.grid);
         filter.m_a0.at<float>(0, c.grid.width / 2) = 0.5f; // a NaN has no one form
         const auto enlarged = [&](const cv::Mat& grid, int code) {
             cv::Mat out(c.guide, CV_32FC1);
-            const ReferenceAxis xs = {{c.guide.width, c.grid.width}, {0, 1}, code, 0, c.grid.width - 1};
-            const ReferenceAxis ys = {{c.guide.height, c.grid.height}, {0, 1}, code, 0, c.grid.height - 1};
-            return referencePlane(c.guide,
-                                  [&](int y, int x) { return referencePixel<float>(grid, xs.taps(x), ys.taps(y)); });
+            const Axis xs = {{c.guide.width, c.grid.width}, {0, 1}, code, 0, c.grid.width - 1};
+            const Axis ys = {{c.guide.height, c.grid.height}, {0, 1}, code, 0, c.grid.height - 1};
+            return planeOf<float>(c.guide,
+                                  [&](int y, int x) { return resizedPixel<float>(grid, xs.taps(x), ys.taps(y)); });
         };
         const Planes p = scene(c.guide);
         const cv::Mat* a[] = {&filter.m_a0, &filter.m_a1, &filter.m_a2};
         cv::Mat one = enlarged(filter.m_b, 4), three = enlarged(filter.m_b, 1);
-        one += referenceTimes(enlarged(filter.m_a0, 4), p.guide[0]);
+        one += times(enlarged(filter.m_a0, 4), p.guide[0]);
         for (int i = 0; i < 3; ++i)
-            three += referenceTimes(enlarged(*a[i], 1), p.guide[i]);
+            three += times(enlarged(*a[i], 1), p.guide[i]);
         everyWay([&] {
             cv::Mat outOne, outThree, inPlace = p.guide[0].clone(), third = p.guide[2].clone();
             EXPECT_EQ(filter.gFc1_apply(p.guide[0], outOne), 1);
@@ -352,19 +339,19 @@ TEST(TGuidedFilterMoments, StandAtTheAnchorOrAtTheFirstSample)
 {
     const Planes p = scene({19, 14});
     const int r = 2;
-    const cv::Mat x = referencePadded(p.guide[0], r), y = referencePadded(p.src, r);
-    const cv::Mat meanX = referenceInnerMeans(x, r), meanY = referenceInnerMeans(y, r);
+    const cv::Mat x = padded(p.guide[0], r), y = padded(p.src, r);
+    const cv::Mat meanX = innerMeans(x, r), meanY = innerMeans(y, r);
     const IppiSize full = {x.cols, x.rows}, roi = {19, 14}, mask = {5, 5};
     for (const bool offset : {false, true}) {
         cv::Mat cov(x.size(), CV_32FC1, cv::Scalar(9)), var = cov.clone(), tmp1, tmp2;
         cv::Mat expectedCov = cov.clone(), expectedVar = cov.clone();
         const cv::Rect at(offset ? r : 0, offset ? r : 0, 19, 14);
-        referenceCovariance(x, y, r).copyTo(expectedCov(at));
-        referenceCovariance(x, x, r).copyTo(expectedVar(at));
+        covariance(x, y, r).copyTo(expectedCov(at));
+        covariance(x, x, r).copyTo(expectedVar(at));
         TGuidedFilter::calcov2(cov, x, y, meanX, meanY, tmp1, tmp2, full, roi, mask, {r, r}, offset);
         EXPECT_TRUE(samePixels<float>(expectedCov, cov));
-        EXPECT_TRUE(samePixels<float>(referenceTimes(x, y), tmp1));
-        EXPECT_TRUE(samePixels<float>(referenceTimes(meanX, meanY), tmp2));
+        EXPECT_TRUE(samePixels<float>(times(x, y), tmp1));
+        EXPECT_TRUE(samePixels<float>(times(meanX, meanY), tmp2));
         TGuidedFilter::calvar2(var, x, meanX, tmp1, tmp2, full, roi, mask, {r, r}, offset);
         EXPECT_TRUE(samePixels<float>(expectedVar, var));
     }
@@ -383,7 +370,7 @@ TEST(TGuidedFilterWhole, ABlockLosesTwoRadiiOnEverySide)
                 continue;
             SCOPED_TRACE(testing::Message() << size << ", r " << r);
             const Planes p = scene(size);
-            const cv::Mat expected = referenceBlock(p.guide[0], p.src, r, kEps);
+            const cv::Mat expected = guidedBlock(p.guide[0], p.src, r, kEps);
             everyWay([&] {
                 cv::Mat out;
                 EXPECT_EQ(TGuidedFilter::gFc1_blkGuide(p.guide[0], p.src, out, r, kEps), 1);
@@ -403,7 +390,7 @@ TEST(TGuidedFilterWhole, StripsStandTwoRadiiRightAndBelowInsideMarginsOfTheSourc
             cv::Mat expected = p.src.clone();
             for (int y0 = 0; y0 < size.height - m; y0 += height) {
                 const cv::Rect strip(0, y0, size.width, std::min(height + m, size.height - y0));
-                const cv::Mat block = referenceBlock(p.guide[0](strip), p.src(strip), r, kEps);
+                const cv::Mat block = guidedBlock(p.guide[0](strip), p.src(strip), r, kEps);
                 for (int y = 0; y < block.rows; ++y)
                     for (int x = 0; x < block.cols; ++x)
                         if (y0 + y + m < size.height - m && x + m < size.width - m)

@@ -1,6 +1,6 @@
-#include "brush_twin.h"
-
 #include <support/planes.h>
+
+#include <reference/brush.h>
 
 #include <pixmill/mask/TDrawMask.h>
 
@@ -9,6 +9,7 @@
 #include <vector>
 
 using namespace pixmill::test;
+using pixmill::reference::Brush;
 
 namespace {
 
@@ -23,7 +24,7 @@ struct Model {
     int done = -1;
     bool strokeOpen = false, changed = false;
     cv::Mat init;
-    BrushTwin brush;
+    Brush brush;
 
     void run(const Command& c)
     {

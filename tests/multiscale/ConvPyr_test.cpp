@@ -1,62 +1,23 @@
 #include <support/planes.h>
 
+#include <reference/convolution_pyramid.h>
+
 #include <pixmill/multiscale/ConvPyr.h>
 
 #include <opencv2/imgproc.hpp>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
-
 #include <climits>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
 
 const cv::Mat kH1 = (cv::Mat_<float>(1, 5) << 0.1f, 0.4f, 0.55f, 0.3f, 0.05f);
 const cv::Mat kH2 = (cv::Mat_<float>(5, 1) << 0.2f, 0.45f, 0.7f, 0.35f, 0.15f);
 const cv::Mat kG = (cv::Mat_<float>(1, 3) << 0.15f, 0.5f, 0.2f);
-
-/// The plane correlated with the kernel along rows and columns in double precision, 0 outside.
-cv::Mat filtered(const cv::Mat& in, const cv::Mat& kernel)
-{
-    const int taps = int(kernel.total()), reach = taps / 2;
-    cv::Mat out = cv::Mat::zeros(in.size(), CV_64FC1);
-    for (int y = 0; y < in.rows; ++y)
-        for (int x = 0; x < in.cols; ++x)
-            for (int j = 0; j < taps; ++j)
-                for (int i = 0; i < taps; ++i) {
-                    const int v = y + j - reach, u = x + i - reach;
-                    if (v >= 0 && v < in.rows && u >= 0 && u < in.cols)
-                        out.at<double>(y, x) += double(kernel.at<float>(j)) * kernel.at<float>(i) * in.at<double>(v, u);
-                }
-    return out;
-}
-
-int stepsFor(cv::Size size)
-{
-    return int(std::log2(std::max(size.width, size.height)));
-}
-
-/// The operator by its definition, level by level, in double precision.
-cv::Mat reference(const cv::Mat& in, int steps)
-{
-    if (steps == 0)
-        return filtered(in, kG);
-    const cv::Mat smooth = filtered(in, kH1);
-    cv::Mat coarse((in.rows + 1) / 2, (in.cols + 1) / 2, CV_64FC1);
-    for (int y = 0; y < coarse.rows; ++y)
-        for (int x = 0; x < coarse.cols; ++x)
-            coarse.at<double>(y, x) = smooth.at<double>(2 * y, 2 * x);
-    const cv::Mat below = reference(coarse, steps - 1);
-    cv::Mat spread = cv::Mat::zeros(in.size(), CV_64FC1);
-    for (int y = 0; y < coarse.rows; ++y)
-        for (int x = 0; x < coarse.cols; ++x)
-            spread.at<double>(2 * y, 2 * x) = below.at<double>(y, x);
-    return filtered(in, kG) + filtered(spread, kH2);
-}
 
 /// The same recipe from whole-plane calls without views, whose bits the class must give.
 cv::Mat recipe(const cv::Mat& in, int steps)
@@ -69,11 +30,10 @@ cv::Mat recipe(const cv::Mat& in, int steps)
     if (steps == 0)
         return filter(in, kG);
     const cv::Mat smooth = filter(in, kH1);
-    cv::Mat coarse((in.rows + 1) / 2, (in.cols + 1) / 2, CV_32FC1), spread = cv::Mat::zeros(in.size(), CV_32FC1);
-    for (int y = 0; y < coarse.rows; ++y)
-        for (int x = 0; x < coarse.cols; ++x)
-            coarse.at<float>(y, x) = smooth.at<float>(2 * y, 2 * x);
+    const cv::Mat coarse =
+        planeOf<float>(halfOf(in.size()), [&](int y, int x) { return smooth.at<float>(2 * y, 2 * x); });
     const cv::Mat below = recipe(coarse, steps - 1);
+    cv::Mat spread = cv::Mat::zeros(in.size(), CV_32FC1);
     for (int y = 0; y < coarse.rows; ++y)
         for (int x = 0; x < coarse.cols; ++x)
             spread.at<float>(2 * y, 2 * x) = below.at<float>(y, x);
@@ -93,10 +53,10 @@ TEST(ConvPyr, GivesTheOperatorAtEverySizeAndDepth)
             cv::Mat out, exact;
             EXPECT_TRUE(pyramid.proc(in, out));
             EXPECT_EQ(pyramid.m_level, 0);
-            EXPECT_TRUE(samePixels<float>(recipe(in, stepsFor(size)), out));
+            EXPECT_TRUE(samePixels<float>(recipe(in, pyramidSteps(size)), out));
             in.convertTo(exact, CV_64F);
             out.convertTo(out, CV_64F);
-            exact = reference(exact, stepsFor(size));
+            exact = convolutionPyramid(exact, {kH1, kH2, kG}, pyramidSteps(size));
             EXPECT_LT(cv::norm(exact, out, cv::NORM_INF), 1e-5 * cv::norm(exact, cv::NORM_INF));
         }
 }

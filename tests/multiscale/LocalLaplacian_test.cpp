@@ -1,15 +1,15 @@
 #include <support/everyway.h>
 #include <support/planes.h>
 
+#include <reference/local_laplacian.h>
+
 #include <pixmill/multiscale/LocalLaplacian.h>
 
-#include <opencv2/imgproc.hpp>
-
 #include <climits>
-#include <cmath>
 #include <vector>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
 
@@ -18,79 +18,17 @@ using Proc = void (LocalLaplacian::*)(const cv::Mat&, cv::Mat&, float, float, in
 struct Variant {
     const char* name;
     Proc proc;
-    int K;
-    float step, invStep;
+    pixmill::reference::LaplacianForm form;
 };
 
-const Variant kVariants[] = {{"24", &LocalLaplacian::proc24K, 24, 2730.0f, 0.000366300374f},
-                             {"16", &LocalLaplacian::proc16K, 16, 4095.0f, 0.000244200259f},
-                             {"10", &LocalLaplacian::proc10K, 10, 6553.0f, 0.00015260186f}};
-
-/// The enlarging step into a level of `size`, through twice the rows, whose values are always right.
-cv::Mat enlarged(const cv::Mat& in, cv::Size size)
-{
-    cv::Mat out;
-    cv::pyrUp(in, out, cv::Size(size.width, 2 * in.rows), cv::BORDER_REFLECT_101);
-    return out.rowRange(0, size.height);
-}
-
-int clamp16(int v)
-{
-    return v < 0 ? 0 : v > 65535 ? 65535 : v;
-}
-
-/// Every pyramid as a whole, one channel after the other.
-cv::Mat filterReference(const LocalLaplacian& filter, const cv::Mat& in, const Variant& variant, int levels)
-{
-    std::vector<cv::Mat> G{in};
-    for (int l = 1; l < levels; ++l) {
-        cv::Mat next;
-        cv::pyrDown(G[l - 1], next, cv::Size(), cv::BORDER_REFLECT_101);
-        G.push_back(next);
-    }
-    std::vector<std::vector<cv::Mat>> R(variant.K);
-    for (int k = 0; k < variant.K; ++k) {
-        cv::Mat remapped(in.size(), CV_16UC1);
-        for (int y = 0; y < in.rows; ++y)
-            for (int x = 0; x < in.cols; ++x) {
-                const int v = in.at<ushort>(y, x);
-                const long idx = std::lrint(((float)v - (float)k * variant.step) * 0.5f + 32768.0f);
-                remapped.at<ushort>(y, x) = ushort(clamp16(v + 2 * filter.m_remap_p[clamp16(int(idx))] - 65536));
-            }
-        R[k].push_back(remapped);
-        for (int l = 1; l < levels; ++l) {
-            cv::Mat next;
-            cv::pyrDown(R[k][l - 1], next, cv::Size(), cv::BORDER_REFLECT_101);
-            cv::addWeighted(R[k][l - 1], 1.0, enlarged(next, R[k][l - 1].size()), -1.0, 32767.0, R[k][l - 1], -1);
-            R[k].push_back(next);
-        }
-    }
-    cv::Mat T;
-    for (int l = levels - 1; l >= 0; --l) {
-        cv::Mat cur(G[l].size(), CV_16UC1);
-        for (int y = 0; y < cur.rows; ++y)
-            for (int x = 0; x < cur.cols; ++x) {
-                const float p = (float)G[l].at<ushort>(y, x) * variant.invStep;
-                const int i = LocalLaplacian::clamp((int)p, 0, variant.K - 2);
-                const float f = p - (float)i;
-                cur.at<ushort>(y, x) = ushort(
-                    (int)((float)R[i + 1][l].at<ushort>(y, x) * f + (float)R[i][l].at<ushort>(y, x) * (1.0f - f)));
-            }
-        if (T.empty())
-            T = cur;
-        else
-            cv::addWeighted(cur, 1.0, enlarged(T, cur.size()), 1.0, -32767.0, T, -1);
-    }
-    return T;
-}
+const Variant kVariants[] = {{"24", &LocalLaplacian::proc24K, {24, 2730.0f, 0.000366300374f}},
+                             {"16", &LocalLaplacian::proc16K, {16, 4095.0f, 0.000244200259f}},
+                             {"10", &LocalLaplacian::proc10K, {10, 6553.0f, 0.00015260186f}}};
 
 void compare(const cv::Mat& in, const Variant& variant, float sigma, float smooth, int levels)
 {
     LocalLaplacian filter;
-    filter.m_sigma = sigma;
-    filter.m_lutSmooth = smooth;
-    filter.calRemapLut();
-    const cv::Mat expected = filterReference(filter, in, variant, std::max(levels, 1));
+    const cv::Mat expected = localLaplacian(in, remapTable(sigma, smooth), variant.form, std::max(levels, 1));
     everyWay([&] {
         cv::Mat out = randomPlane(in.size(), CV_16UC1, 0, 2);
         (filter.*variant.proc)(in, out, sigma, smooth, levels);
@@ -172,25 +110,14 @@ TEST(LocalLaplacianRemap, IsASawtoothThatFlattensOrEnhances)
 
 TEST(LocalLaplacianRemap, SmoothingRoundsTheCornersAsTheRecursionDoes)
 {
-    LocalLaplacian sharp, smooth;
-    sharp.m_sigma = smooth.m_sigma = -0.15f;
-    sharp.m_lutSmooth = 0.0001f; // below one entry
-    sharp.calRemapLut();
-    smooth.calRemapLut();
-    const float s = 4915.0f * 0.3f;
-    const double lambda = (double)(s * s) * 0.25, dnu = (1 + 2 * lambda - std::sqrt(1 + 4 * lambda)) / (2 * lambda);
-    const float nu = (float)dnu, boundary = (float)(1 / (1 - dnu)), post = (float)((dnu / lambda) * (dnu / lambda));
-    std::vector<float> a(sharp.m_remap_p, sharp.m_remap_p + 65536);
-    for (int round = 0; round < 2; ++round) {
-        a[0] *= boundary;
-        for (int i = 1; i < 65535; ++i)
-            a[i] += nu * a[i - 1];
-        a[65535] = (a[65535] + nu * a[65534]) * boundary;
-        for (int i = 65534; i >= 0; --i)
-            a[i] += nu * a[i + 1];
+    LocalLaplacian filter;
+    for (const float sigma : {-0.15f, 0.4f, 1.7f}) {
+        filter.m_sigma = sigma;
+        filter.calRemapLut();
+        const std::vector<int> expected = remapTable(sigma, filter.m_lutSmooth);
+        for (int i = 0; i < 65536; ++i)
+            ASSERT_EQ(filter.m_remap_p[i], expected[i]) << i << " sigma " << sigma;
     }
-    for (int i = 0; i < 65536; ++i)
-        ASSERT_EQ(smooth.m_remap_p[i], clamp16(int(std::lrint(a[i] * post)))) << i;
 }
 
 TEST(LocalLaplacianDepth, FollowsTheShorterSide)

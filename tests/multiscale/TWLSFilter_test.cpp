@@ -3,6 +3,8 @@
 #include <support/planes.h>
 #include <support/throws.h>
 
+#include <reference/weighted_least_squares.h>
+
 #include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/detail/sparse_solver.h>
 
@@ -14,6 +16,7 @@
 #include <type_traits>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
 
@@ -23,53 +26,13 @@ std::vector<float> dense(const cv::Mat& plane)
     return {whole.ptr<float>(), whole.ptr<float>() + whole.total()};
 }
 
-/// A filter's arrays after `Proc`, from the formula: one loop, one thread.
-struct Twin {
-    std::vector<float> dx, dy, a;
-    System system;
-
-    Twin(const std::vector<float>& in, int width, int height, float lambda, float alpha,
-         const std::vector<float>& guide, float eps = 0.0001f)
-        : dx(in.size(), 0.0f), dy(in.size(), 0.0f)
-    {
-        const int n = width * height;
-        for (int y = 0; y < height; ++y)
-            for (int x = 0; x < width; ++x) {
-                const int p = y * width + x;
-                if (y + 1 < height)
-                    dy[p] = -lambda / (std::pow(std::fabs(guide[p + width] - guide[p]), alpha) + eps);
-                if (x + 1 < width)
-                    dx[p] = -lambda / (std::pow(std::fabs(guide[p + 1] - guide[p]), alpha) + eps);
-            }
-        std::vector<float> diagonal(n, 1.0f);
-        for (int p = 0; p < n; ++p)
-            diagonal[p] -= dx[p];
-        for (int p = 0; p < n; ++p)
-            diagonal[p] -= dy[p];
-        for (int p = 0; p + 1 < n; ++p)
-            diagonal[p + 1] -= dx[p];
-        for (int p = 0; p + width < n; ++p)
-            diagonal[p + width] -= dy[p];
-        for (int i = 1; i <= n; ++i) {
-            system.add(i, diagonal[i - 1]);
-            if (i < n)
-                system.add(i + 1, dx[i - 1]);
-            if (i + width <= n)
-                system.add(i + width, dy[i - 1]);
-            system.endRow();
-            system.b.back() = in[i - 1];
-        }
-        a.assign(system.a.begin(), system.a.end());
-    }
-};
-
 template <class T>
 bool sameBits(const std::vector<T>& expected, const T* actual)
 {
     return std::memcmp(expected.data(), actual, expected.size() * sizeof(T)) == 0;
 }
 
-void expectSameSystem(const Twin& twin, const TWLSFilter& filter)
+void expectSameSystem(const LeastSquares& twin, const TWLSFilter& filter)
 {
     EXPECT_TRUE(sameBits(twin.dx, filter.m_dx_p));
     EXPECT_TRUE(sameBits(twin.dy, filter.m_dy_p));
@@ -87,7 +50,7 @@ TEST(TWLSFilter, BuildsTheSystemBitForBitAndSolvesIt)
         const int n = size.area();
         const std::vector<float> in = dense(randomPlane(size, CV_32FC1, 0, 1)),
                                  guide = dense(randomPlane(size, CV_32FC1, 0, 1, 2));
-        const Twin twin(in, size.width, size.height, 0.7f, 1.3f, guide);
+        const LeastSquares twin(in, size.width, size.height, 0.7f, 1.3f, guide);
         std::vector<float> out = in, used = guide;
         TWLSFilter filter;
         EXPECT_TRUE(filter.Proc(out.data(), size.width, size.height, 0.7f, 1.3f, used.data(), false));
@@ -110,7 +73,7 @@ TEST(TWLSFilter, IsWithinAMillionthOfADoubleSolution)
                 std::vector<float> guide = in, out = in, used = in;
                 for (float& v : guide)
                     v = logGuide ? std::log(v + 0.0001f) : v;
-                const Twin twin(in, size.width, size.height, lambda, alpha, guide);
+                const LeastSquares twin(in, size.width, size.height, lambda, alpha, guide);
                 filter.Proc(out.data(), size.width, size.height, lambda, alpha, used.data(), logGuide);
                 EXPECT_EQ(used, guide);
                 expectSameSystem(twin, filter);
@@ -129,7 +92,7 @@ TEST(TWLSFilter, GivesTheSameBitsInEveryWay)
         filter.Proc(out.data(), size.width, size.height, 0.5f, 1.2f, guide.data(), true);
         if (first.empty())
             first = out;
-        expectSameSystem(Twin(in, size.width, size.height, 0.5f, 1.2f, guide), filter);
+        expectSameSystem(LeastSquares(in, size.width, size.height, 0.5f, 1.2f, guide), filter);
         EXPECT_EQ(out, first);
     });
 }

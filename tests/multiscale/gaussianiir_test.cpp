@@ -2,6 +2,8 @@
 #include <support/planes.h>
 #include <support/throws.h>
 
+#include <reference/gaussian_iir.h>
+
 #include <pixmill/multiscale/gaussianiir.h>
 
 #include <climits>
@@ -9,61 +11,14 @@
 #include <vector>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
 
-/// The coefficients and the line again, as plainly as they can be written.
-template <class Real>
-struct Plain {
-    float nu, boundary, post;
-
-    Plain(float sigma, int steps, int axes)
-    {
-        const Real lambda = Real(sigma * sigma) / (2 * steps);
-        const Real dnu = (1 + 2 * lambda - std::sqrt(1 + 4 * lambda)) / (2 * lambda);
-        nu = float(dnu);
-        boundary = float(1 / (1 - dnu));
-        Real power = 1, ratio = dnu / lambda;
-        for (int n = steps * axes; n > 0; n /= 2, ratio *= ratio)
-            if (n % 2)
-                power *= ratio;
-        post = float(power);
-    }
-
-    void line(float* a, std::ptrdiff_t stride, long n) const
-    {
-        a[0] *= boundary;
-        for (long i = 1; i < n; ++i)
-            a[i * stride] += nu * a[(i - 1) * stride];
-        a[(n - 1) * stride] *= boundary;
-        for (long i = n - 2; i >= 0; --i)
-            a[i * stride] += nu * a[(i + 1) * stride];
-    }
-};
-
 cv::Mat blurReference(const cv::Mat& in, float sigma, int steps)
 {
-    const Plain<float> k(sigma, steps, 2);
     cv::Mat out = in.clone();
-    const int H = out.rows;
-    for (int y = 0; y < H; ++y)
-        for (int i = 0; i < steps; ++i)
-            k.line(out.ptr<float>(y), 1, out.cols);
-    for (int x = 0; x < out.cols; ++x)
-        for (int s = 0; s < steps; ++s) {
-            const auto c = [&](int y) -> float& { return out.at<float>(y, x); };
-            float t = c(0) = k.boundary * c(0);
-            float b = c(H - 1) = k.boundary * c(H - 1);
-            for (int i = 1; i < H; ++i) {
-                b = k.nu * b + c(H - 1 - i);
-                c(H - 1 - i) = b;
-                t = k.nu * t + c(i);
-                c(i) = t;
-            }
-        }
-    for (int y = 0; y < H; ++y)
-        for (int x = 0; x < out.cols; ++x)
-            out.at<float>(y, x) *= k.post;
+    gaussianPlane(out, sigma, steps);
     return out;
 }
 
@@ -118,11 +73,8 @@ TEST(GaussianIir1d, FloatsMatchTheReferenceAndKeepAConstant)
         for (const int steps : {0, 1, 2, 3}) {
             const cv::Mat in = randomPlane({int(n), 1}, CV_32FC1, 0, 1);
             std::vector<float> expected(in.ptr<float>(), in.ptr<float>() + n), out = expected;
-            const Plain<double> k(2.5f, steps, 1);
-            for (int i = 0; i < steps; ++i)
-                k.line(expected.data(), 1, n);
-            for (float& v : expected)
-                v *= k.post;
+            if (steps > 0)
+                gaussianLine<double>(expected, 2.5f, steps);
             gaussianiir1d(out.data(), n, 2.5f, steps);
             EXPECT_EQ(out, expected) << n << " " << steps;
         }
@@ -166,20 +118,7 @@ TEST(GaussianIir3d, MatchesTheReferenceBitForBit)
         const cv::Mat in = randomPlane({w * h * d, 1}, CV_32FC1, 0, 1);
         std::vector<float> expected(in.ptr<float>(), in.ptr<float>() + w * h * d);
         const std::vector<float> before = expected;
-        const Plain<double> k(1.7f, 2, 3);
-        const auto sweep = [&](int count, auto first, int stride, int n) {
-            for (int i = 0; i < count; ++i)
-                for (int step = 0; step < 2; ++step)
-                    k.line(&expected[first(i)], stride, n);
-        };
-        sweep(
-            h * d, [&](int i) { return i * w; }, 1, w);
-        sweep(
-            w * d, [&](int i) { return i / w * w * h + i % w; }, w, h);
-        sweep(
-            w * h, [&](int i) { return i; }, w * h, d);
-        for (float& v : expected)
-            v *= k.post;
+        gaussianBlock(expected, w, h, d, 1.7f, 2);
         everyWay([&] {
             std::vector<float> out = before;
             gaussianiir3d(out.data(), w, h, d, 1.7f, 2);

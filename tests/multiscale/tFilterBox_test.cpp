@@ -1,6 +1,9 @@
 #include <support/everyway.h>
+#include <support/host.h>
 #include <support/planes.h>
 #include <support/throws.h>
+
+#include <reference/box_mean.h>
 
 #include <pixmill/core/TImage.h>
 #include <pixmill/core/TProgress.h>
@@ -9,34 +12,16 @@
 #include <opencv2/imgproc.hpp>
 
 #include <climits>
-#include <cmath>
-#include <vector>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
 
-/// A mean over the mirrored window, pixel by pixel.
 cv::Mat meanReference(const cv::Mat& in, int r)
 {
-    cv::Mat out(in.size(), in.type());
-    const double count = double(2 * r + 1) * (2 * r + 1);
-    for (int y = 0; y < in.rows; ++y)
-        for (int x = 0; x < in.cols; ++x) {
-            double sum = 0;
-            for (int j = -r; j <= r; ++j)
-                for (int i = -r; i <= r; ++i) {
-                    const int sy = cv::borderInterpolate(y + j, in.rows, cv::BORDER_REFLECT_101);
-                    const int sx = cv::borderInterpolate(x + i, in.cols, cv::BORDER_REFLECT_101);
-                    sum += in.depth() == CV_8U ? in.at<uchar>(sy, sx) : in.at<ushort>(sy, sx);
-                }
-            const long mean = std::lrint(sum / count);
-            if (in.depth() == CV_8U)
-                out.at<uchar>(y, x) = uchar(mean);
-            else
-                out.at<ushort>(y, x) = ushort(mean);
-        }
-    return out;
+    return in.depth() == CV_8U ? boxMeansAround<uchar>(in, r, cv::BORDER_REFLECT_101)
+                               : boxMeansAround<ushort>(in, r, cv::BORDER_REFLECT_101);
 }
 
 cv::Mat filterReference(const cv::Mat& in, int radius, int passes)
@@ -61,15 +46,6 @@ TImage imageOf(TImage::IMTYPE type, const cv::Mat& pixels)
     return image;
 }
 
-struct Host {
-    int refuse, reports;
-    static bool callback(int, void* self)
-    {
-        auto* host = static_cast<Host*>(self);
-        return host->reports++ != host->refuse;
-    }
-};
-
 } // namespace
 
 TEST(TFilterBox, WidePicturesHaveNoSeamsHoweverManyRunIt)
@@ -81,8 +57,7 @@ TEST(TFilterBox, WidePicturesHaveNoSeamsHoweverManyRunIt)
         everyWay([&] {
             TImage out(type, image.size());
             tFilterBox(&image, &out, 3, 1, nullptr);
-            EXPECT_TRUE(in.depth() == CV_8U ? samePixels<uchar>(expected, out.toMat(0))
-                                            : samePixels<ushort>(expected, out.toMat(0)));
+            EXPECT_TRUE(samePixels(expected, out.toMat(0)));
         });
     }
 }
@@ -109,8 +84,8 @@ TEST(TFilterBox, WithoutRadiusOrPassesItCopies)
     const TImage in = imageOf(TImage::IMTYPE(0), pixels);
     for (const auto& [radius, passes] : {std::pair(0, 3), std::pair(4, 0)}) {
         TImage out(TImage::IMTYPE(0), {3, 3});
-        Host host{-1, 0};
-        TProgress progress(Host::callback, &host);
+        RefusingHost host;
+        TProgress progress(RefusingHost::callback, &host);
         EXPECT_FALSE(tFilterBox(&in, &out, radius, passes, &progress));
         EXPECT_EQ(host.reports, 1);
         EXPECT_TRUE(samePixels<ushort>(pixels, out.toMat(0)));
@@ -122,8 +97,8 @@ TEST(TFilterBox, ARefusalAtAnyReportCountsAsCancelled)
     const TImage in = imageOf(TImage::IMTYPE(0), scenePlane({20, 10}, CV_16UC1, 0, 65536));
     for (int refuse = 0; refuse < 5; ++refuse) {
         TImage out = imageOf(TImage::IMTYPE(0), cv::Mat(10, 20, CV_16UC1, cv::Scalar(77)));
-        Host host{refuse, 0};
-        TProgress progress(Host::callback, &host);
+        RefusingHost host{refuse};
+        TProgress progress(RefusingHost::callback, &host);
         EXPECT_EQ(tFilterBox(&in, &out, 2, 3, &progress), refuse < 4);
         const bool untouched = cv::countNonZero(out.toMat(0) != 77) == 0;
         EXPECT_EQ(untouched, refuse < 3) << refuse;

@@ -1,14 +1,15 @@
-#include "reference.h"
-
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
+
+#include <reference/ydrdb.h>
 
 #include <pixmill/planar/TPImage.h>
 
 #include <array>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
 
@@ -28,37 +29,17 @@ struct HostPlanes {
     }
 };
 
-struct Expected {
-    cv::Mat y, dr, db;
-};
-
-Expected convertedReference(const std::array<cv::Mat, 3>& rgb, bool is15U)
-{
-    Expected out;
-    out.y.create(rgb[0].size(), CV_16UC1);
-    for (int y = 0; y < out.y.rows; ++y)
-        for (int x = 0; x < out.y.cols; ++x)
-            out.y.at<ushort>(y, x) = ushort(lumaReference(rgb[0].at<ushort>(y, x), rgb[1].at<ushort>(y, x),
-                                                          rgb[2].at<ushort>(y, x), is15U ? 2.0f : 1.0f));
-    const cv::Mat luma = halvedReference(out.y);
-    out.dr = halvedReference(rgb[0]);
-    out.db = halvedReference(rgb[2]);
-    for (cv::Mat* plane : {&out.dr, &out.db})
-        for (int y = 0; y < plane->rows; ++y)
-            for (int x = 0; x < plane->cols; ++x) {
-                const int v = plane->at<ushort>(y, x), l = luma.at<ushort>(y, x);
-                const int d = is15U ? v - (l >> 1) + 32768 : (v - l) / 2 + 32768;
-                plane->at<ushort>(y, x) = ushort(std::min(std::max(d, 0), 65535));
-            }
-    return out;
-}
-
-void expectPicture(const Expected& expected, const TPImage& image)
+void expectPicture(const YDrDb& expected, const TPImage& image)
 {
     EXPECT_TRUE(samePixels<ushort>(expected.y, image.m_Y));
     EXPECT_TRUE(samePixels<ushort>(expected.dr, image.m_Dr));
     EXPECT_TRUE(samePixels<ushort>(expected.db, image.m_Db));
     EXPECT_TRUE(samePixels<uchar>(cv::Mat(expected.dr.size(), CV_8UC1, cv::Scalar(255)), image.m_mask));
+}
+
+YDrDb convertedReference(const std::array<cv::Mat, 3>& rgb, bool is15U)
+{
+    return encoded(rgb[0], rgb[1], rgb[2], is15U);
 }
 
 /// R, G and B planes of packed B, G, R, x pixels, multiplied by `gain`.
@@ -121,8 +102,8 @@ TEST(TPImageConvert, PackedPixelsMatchTheReferenceBitForBit)
     for (const cv::Size size : oddSizes()) {
         SCOPED_TRACE(testing::Message() << size);
         const cv::Mat bytes = randomPlane(size, CV_8UC4, 0, 256), words = randomPlane(size, CV_16UC4, 0, 65536);
-        const Expected fromBytes = convertedReference(unpacked(bytes, 256), false);
-        const Expected fromWords = convertedReference(unpacked(words, 1), false);
+        const YDrDb fromBytes = convertedReference(unpacked(bytes, 256), false);
+        const YDrDb fromWords = convertedReference(unpacked(words, 1), false);
         everyWay([&] {
             TPImage image(0, 0);
             image.convertFrom(bytes.ptr<uchar>(), size.width, size.height, int(bytes.step));
@@ -138,9 +119,9 @@ TEST(TPImageConvert, PlanesMatchTheReferenceBitForBit)
     for (const cv::Size size : oddSizes()) {
         SCOPED_TRACE(testing::Message() << size);
         HostPlanes full(size, 65536, 1), half(size, 32769, 5), beyond(size, 65536, 9);
-        const Expected from16 = convertedReference(full.planes, false);
-        const Expected from15U = convertedReference(half.planes, true);
-        const Expected fromBeyond = convertedReference(beyond.planes, true);
+        const YDrDb from16 = convertedReference(full.planes, false);
+        const YDrDb from15U = convertedReference(half.planes, true);
+        const YDrDb fromBeyond = convertedReference(beyond.planes, true);
         everyWay([&] {
             TPImage image(0, 0);
             image.convertFrompRGB(full.rgb.data(), size.width, size.height, full.stride);

@@ -1,48 +1,22 @@
 #include <support/everyway.h>
 #include <support/planes.h>
-#include <support/resize_reference.h>
+
+#include <reference/ydrdb.h>
 
 #include <pixmill/planar/TPImage.h>
 
 #include <gmock/gmock.h>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
-
-struct Rgb {
-    int r, g, b;
-};
-
-int clampedTo16(long v)
-{
-    return int(v < 1 ? 0 : std::min(v, 65535L));
-}
-
-int greenOf(int y, int r, int b)
-{
-    float share = float(y) - 0.299f * float(r);
-    share -= 0.114f * float(b);
-    return clampedTo16(std::lrint(double(share) * 1.7036));
-}
-
-Rgb colours16(int y, int dr, int db)
-{
-    const int r = clampedTo16(y + 2L * dr - 65536), b = clampedTo16(y + 2L * db - 65536);
-    return {r, greenOf(y, r, b), b};
-}
-
-Rgb colours15U(int y, int dr, int db)
-{
-    const int half = y / 2, r = clampedTo16(dr + half - 32768), b = clampedTo16(db + half - 32768);
-    return {r, greenOf(half, r, b), b};
-}
 
 /// A picture whose differences have hard edges and reach the ends of their range.
 TPImage picture(cv::Size size)
 {
     TPImage image(size.width, size.height);
-    const cv::Size half((size.width + 1) / 2, (size.height + 1) / 2);
+    const cv::Size half = halfOf(size);
     image.m_Y = randomPlane(size, CV_16UC1, 0, 65536, 1);
     image.m_Dr = randomPlane(half, CV_16UC1, 0, 65536, 2);
     image.m_Db = scenePlane(half, CV_16UC1, 0, 65536, 3);
@@ -68,9 +42,8 @@ using Form = void (TPImage::*)(unsigned short**, int) const;
 
 void expectFullColours(cv::Size size, const TPImage& image, Form form, Rgb (*colours)(int, int, int))
 {
-    const Fraction two = {2, 1}, shift = {-1, 2};
-    const cv::Mat dr = referenceResize<ushort>(image.m_Dr, size, two, shift, 4);
-    const cv::Mat db = referenceResize<ushort>(image.m_Db, size, two, shift, 4);
+    const cv::Mat dr = enlarged<ushort>(image.m_Dr, size, 2, kCubic),
+                  db = enlarged<ushort>(image.m_Db, size, 2, kCubic);
     for (const int extra : {0, 5}) {
         HostPlanes host(size, extra);
         (image.*form)(host.rgb, extra ? host.step * 2 : 0);
@@ -95,8 +68,8 @@ TEST(TPImageFull, EnlargesDifferencesCubicallyAndTurnsThemIntoColours)
     for (const cv::Size size : oddSizes()) {
         const TPImage image = picture(size);
         everyWay([&] {
-            expectFullColours(size, image, &TPImage::convertTopRGB, colours16);
-            expectFullColours(size, image, &TPImage::convertTopRGB15U, colours15U);
+            expectFullColours(size, image, &TPImage::convertTopRGB, rgb16);
+            expectFullColours(size, image, &TPImage::convertTopRGB15U, rgb15U);
         });
     }
 }

@@ -1,8 +1,8 @@
-#include "reference.h"
-
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
+
+#include <reference/ydrdb.h>
 
 #include <pixmill/planar/TPImage.h>
 
@@ -11,62 +11,13 @@
 #include <vector>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
-
-struct Triple {
-    int r, g, b;
-};
-
-using PixelForm = Triple (*)(int y, int dr, int db);
-
-Triple reference16(int y, int dr, int db)
-{
-    const int r = clamped(y + 2 * dr - 65536, 65535), b = clamped(y + 2 * db - 65536, 65535);
-    return {r, greenReference(y, r, b), b};
-}
-
-Triple reference15U(int y, int dr, int db)
-{
-    const auto colour = [&](int d) { return d + (y >> 1) <= 32768 ? 0 : std::min(d + (y >> 1) - 32768, 65535); };
-    const int r = colour(dr), b = colour(db);
-    return {r, greenReference(y >> 1, r, b), b};
-}
-
-Triple reference8U(int y, int dr, int db)
-{
-    const auto low = [&](int d) { return int(float((y >> 1) + d - 32768) * 2.0f) & 255; };
-    return {0, greenReference(y, low(dr), low(db)) >> 8, 0};
-}
-
-/// The display pixel B, G, R of unclamped float colours.
-cv::Vec4b displayReference(int y, int dr, int db)
-{
-    const float r = (float(dr) - 32768.0f) * 2.0f + float(y), b = (float(db) - 32768.0f) * 2.0f + float(y);
-    float g = float(y) - 0.299f * r;
-    g = g - 0.114f * b;
-    return {uchar(clamped(0.00390625f * b, 255)), uchar(clamped(g * 0.0066546877f, 255)),
-            uchar(clamped(0.00390625f * r, 255)), 255};
-}
-
-cv::Mat displayReference(const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db)
-{
-    const cv::Mat dr = enlargedReference(Dr, Y.size()), db = enlargedReference(Db, Y.size());
-    cv::Mat out(Y.size(), CV_8UC4);
-    for (int y = 0; y < Y.rows; ++y)
-        for (int x = 0; x < Y.cols; ++x)
-            out.at<cv::Vec4b>(y, x) = displayReference(Y.at<ushort>(y, x), dr.at<ushort>(y, x), db.at<ushort>(y, x));
-    return out;
-}
 
 cv::Mat randomWords(cv::Size size, unsigned seed)
 {
     return randomPlane(size, CV_16UC1, 0, 65536, seed);
-}
-
-cv::Size halfOf(cv::Size size)
-{
-    return {(size.width + 1) / 2, (size.height + 1) / 2};
 }
 
 TPImage randomPicture(cv::Size size, unsigned seed = 1)
@@ -90,7 +41,7 @@ void convertPlanes(int form, const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat&
         image.YDRDB2RGB8U(Y, Dr, Db, R, G, B);
 }
 
-constexpr PixelForm kForms[] = {reference16, reference15U, reference8U};
+constexpr Rgb (*kForms[])(int y, int dr, int db) = {rgb16, rgb15U, rgb8U};
 
 template <class T>
 void expectPlanes(int form, const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& Db, const cv::Mat& R, const cv::Mat& G,
@@ -101,7 +52,7 @@ void expectPlanes(int form, const cv::Mat& Y, const cv::Mat& Dr, const cv::Mat& 
         plane.create(Y.size(), cv::DataType<T>::type);
     for (int y = 0; y < Y.rows; ++y)
         for (int x = 0; x < Y.cols; ++x) {
-            const Triple t = kForms[form](Y.at<ushort>(y, x), Dr.at<ushort>(y, x), Db.at<ushort>(y, x));
+            const Rgb t = kForms[form](Y.at<ushort>(y, x), Dr.at<ushort>(y, x), Db.at<ushort>(y, x));
             expected[0].at<T>(y, x) = T(t.r);
             expected[1].at<T>(y, x) = T(t.g);
             expected[2].at<T>(y, x) = T(t.b);
@@ -192,19 +143,19 @@ TEST(TPImageOutput, HalfSizePlanesCarryGreenAlone)
     for (const cv::Size size : oddSizes()) {
         SCOPED_TRACE(testing::Message() << size);
         const TPImage image = randomPicture(size);
-        const cv::Mat halved = halvedReference(image.m_Y);
+        const cv::Mat luma = halved(image.m_Y);
         everyWay([&] {
             for (const bool padded : {true, false}) {
                 cv::Mat planes[3];
                 uchar* rgb[3];
                 for (unsigned i = 0; i < 3; ++i) {
-                    planes[i] = randomPlane(halved.size(), CV_8UC1, 0, 256, i);
+                    planes[i] = randomPlane(luma.size(), CV_8UC1, 0, 256, i);
                     if (!padded)
                         planes[i] = planes[i].clone();
                     rgb[i] = planes[i].data;
                 }
                 image.convertToHalfpRGB(rgb, padded ? int(planes[0].step) : 0);
-                expectPlanes<uchar>(2, halved, image.m_Dr, image.m_Db, planes[0], planes[1], planes[2]);
+                expectPlanes<uchar>(2, luma, image.m_Dr, image.m_Db, planes[0], planes[1], planes[2]);
             }
         });
     }
@@ -215,7 +166,7 @@ TEST(TPImageOutput, DisplayPixelsMatchTheReferenceBitForBit)
     for (const cv::Size size : oddSizes()) {
         SCOPED_TRACE(testing::Message() << size);
         TPImage image = randomPicture(size);
-        const cv::Mat expected = displayReference(image.m_Y, image.m_Dr, image.m_Db);
+        const cv::Mat expected = displayed(image.m_Y, image.m_Dr, image.m_Db);
         everyWay([&] {
             cv::Mat frame = randomPlane(size + cv::Size(0, 2), CV_8UC4, 0, 256, 9);
             const cv::Mat before = frame.clone();
@@ -244,7 +195,7 @@ TEST(TPImageOutput, EveryDisplayColourRoundsToEven)
         }
         cv::Mat out(y.size(), CV_8UC4);
         TPImage::YDRDBToQImage(y, dr, db, out.data, n, 2, int(out.step));
-        ASSERT_TRUE(samePixels<uchar>(displayReference(y, dr, db), out));
+        ASSERT_TRUE(samePixels<uchar>(displayed(y, dr, db), out));
     }
 }
 
@@ -256,7 +207,7 @@ TEST(TPImageOutput, DisplayTakesAnySizesOfDifferences)
         const cv::Mat dr = randomWords(small, 2), db = randomWords({13, 5}, 3);
         cv::Mat out(20, 35, CV_8UC4);
         TPImage::YDRDBToQImage(y, dr, db, out.data, 35, 20, int(out.step));
-        EXPECT_TRUE(samePixels<uchar>(displayReference(y(cv::Rect(0, 0, 35, 20)), dr, db), out));
+        EXPECT_TRUE(samePixels<uchar>(displayed(y(cv::Rect(0, 0, 35, 20)), dr, db), out));
     }
 }
 
@@ -286,7 +237,7 @@ TEST(TPImageOutput, BytesOfTheHostMayStandAtAnyAddress)
 
     image.convertTo(&out[1], stride);
     const cv::Mat shown(size, CV_8UC4, &out[1], std::size_t(stride));
-    EXPECT_TRUE(samePixels<uchar>(displayReference(image.m_Y, image.m_Dr, image.m_Db), shown));
+    EXPECT_TRUE(samePixels<uchar>(displayed(image.m_Y, image.m_Dr, image.m_Db), shown));
 }
 
 TEST(TPImageOutput, RefusesOtherTypesAndLeavesTheTargetAlone)

@@ -1,45 +1,17 @@
-#include "reference.h"
-
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
 
+#include <reference/view.h>
+
 #include <pixmill/planar/TPImage.h>
 
-#include <vector>
+#include <limits>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
-
-/// Pixel (x, y) of a plane that repeats its edge.
-template <class T>
-double edged(const cv::Mat& m, int x, int y)
-{
-    return double(m.at<T>(std::clamp(y, 0, m.rows - 1), std::clamp(x, 0, m.cols - 1)));
-}
-
-template <class T>
-T stored(double v)
-{
-    if (std::is_floating_point_v<T>)
-        return T(v);
-    return T(clamped(v, int(std::numeric_limits<T>::max())));
-}
-
-template <class T>
-cv::Mat boxReference(const cv::Mat& in)
-{
-    cv::Mat out(in.size(), in.type());
-    for (int y = 0; y < in.rows; ++y)
-        for (int x = 0; x < in.cols; ++x) {
-            double sum = 0;
-            for (int i = -1; i <= 1; ++i)
-                sum += edged<T>(in, x + i, y - 1) + edged<T>(in, x + i, y) + edged<T>(in, x + i, y + 1);
-            out.at<T>(y, x) = stored<T>(sum / 9);
-        }
-    return out;
-}
 
 struct Region {
     const char* name;
@@ -71,28 +43,14 @@ const Region kRegions[] = {
 };
 // clang-format on
 
-cv::Mat viewReference(const cv::Mat& in, Region& r)
-{
-    if (r.half) {
-        r.w = r.w / 2 + r.w % 2;
-        r.h = r.h / 2 + r.h % 2;
-        r.x /= 2;
-        r.y /= 2;
-    }
-    const int right = std::min(r.x + r.w * r.scale, in.cols), bottom = std::min(r.y + r.h * r.scale, in.rows);
-    return in(cv::Range(r.y, bottom), cv::Range(r.x, right));
-}
-
 template <class T>
 void compareRegion(const Region& region, double high)
 {
     const cv::Mat in = randomPlane({61, 47}, cv::DataType<T>::type, 0, high);
-    Region r = region;
-    const cv::Mat view = viewReference(in, r), smooth = boxReference<T>(view);
-    const auto at = [&](const cv::Mat& m) {
-        return r.scale == 1 ? m.clone() : reducedReference<T>(m, {r.w, r.h}, r.scale);
-    };
-    const cv::Mat expected[] = {at(view), at(smooth)};
+    cv::Rect r(region.x, region.y, region.w, region.h);
+    if (region.half)
+        r = {region.x / 2, region.y / 2, region.w / 2 + region.w % 2, region.h / 2 + region.h % 2};
+    const cv::Mat expected[] = {viewOf<T>(in, r, region.scale, false), viewOf<T>(in, r, region.scale, true)};
     everyWay([&] {
         for (const bool smoothed : {false, true}) {
             SCOPED_TRACE(smoothed ? "smooth" : "plain");
@@ -125,8 +83,8 @@ TEST(MatRoi, MeansOfEverySumRoundToNearest)
     for (int s = 0; s < 2296; ++s)
         for (int i = 0; i < 9; ++i)
             in.at<ushort>(i / 3, 3 * s + i % 3) = ushort(s * 28 + i * 7);
-    EXPECT_TRUE(
-        samePixels<ushort>(boxReference<ushort>(in), TPImage::MatRoi(in, 0, 0, in.cols, in.rows, 1, false, true)));
+    EXPECT_TRUE(samePixels<ushort>(boxMeansAround<ushort>(in, 1, cv::BORDER_REPLICATE),
+                                   TPImage::MatRoi(in, 0, 0, in.cols, in.rows, 1, false, true)));
 }
 
 TEST(MatRoi, LargePlanesGoThroughInTilesWithoutASeam)
@@ -134,8 +92,7 @@ TEST(MatRoi, LargePlanesGoThroughInTilesWithoutASeam)
     for (const int scale : {1, 2, 6}) {
         const cv::Mat in = randomPlane({6151, 13}, CV_16UC1, 0, 65536);
         const int w = 6151 / scale + 1, h = 13 / scale;
-        const cv::Mat smooth = boxReference<ushort>(in);
-        const cv::Mat expected = scale == 1 ? smooth : reducedReference<ushort>(smooth, {w, h}, scale);
+        const cv::Mat expected = viewOf<ushort>(in, {0, 0, w, h}, scale, true);
         EXPECT_TRUE(samePixels<ushort>(expected, TPImage::MatRoi(in, 0, 0, w, h, scale, false, true)));
     }
 }

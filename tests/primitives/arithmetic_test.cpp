@@ -74,8 +74,8 @@ TEST(Arithmetic, EachOperationIsOneSinglePrecisionOperationASample)
         b.at<float>(size.height - 1, 0) = -kInf;
         for (const Operation& op : kOperations) {
             SCOPED_TRACE(testing::Message() << op.name << " " << size);
-            const cv::Mat expected = planeOf<float>(
-                size, CV_32FC1, [&](int y, int x) { return op.formula(a.at<float>(y, x), b.at<float>(y, x)); });
+            const cv::Mat expected =
+                planeOf<float>(size, [&](int y, int x) { return op.formula(a.at<float>(y, x), b.at<float>(y, x)); });
             everyWay([&] {
                 cv::Mat out = randomPlane(size, CV_32FC1, 5, 6, 3);
                 EXPECT_EQ(op.run(a, b, out), ippStsNoErr);
@@ -89,7 +89,7 @@ TEST(Arithmetic, ResultMayReplaceEitherSource)
 {
     const cv::Mat a = randomPlane({203, 5}, CV_32FC1, -3, 3, 1), b = randomPlane({203, 5}, CV_32FC1, 1, 3, 2);
     const cv::Mat expected =
-        planeOf<float>(a.size(), CV_32FC1, [&](int y, int x) { return b.at<float>(y, x) - a.at<float>(y, x); });
+        planeOf<float>(a.size(), [&](int y, int x) { return b.at<float>(y, x) - a.at<float>(y, x); });
     everyWay([&] {
         cv::Mat first = a.clone(), second = b.clone(), src1 = a.clone(), src2 = b.clone();
         twoSources(ippiSub_32f_C1R, first, src2, first);

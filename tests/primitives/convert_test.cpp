@@ -90,10 +90,10 @@ TEST(Convert, PlanesKeepTheirPlaces)
         SCOPED_TRACE(testing::Message() << size);
         const cv::Mat in8 = randomPlane(size, CV_8UC1, 0, 256), in16 = randomPlane(size, CV_16UC1, 0, 65536);
         const cv::Mat in32 = randomPlane(size, CV_32FC1, -20000, 90000);
-        const cv::Mat wide8 = planeOf<float>(size, CV_32FC1, [&](int y, int x) { return in8.at<uchar>(y, x); });
-        const cv::Mat wide16 = planeOf<float>(size, CV_32FC1, [&](int y, int x) { return in16.at<ushort>(y, x); });
+        const cv::Mat wide8 = planeOf<float>(size, [&](int y, int x) { return in8.at<uchar>(y, x); });
+        const cv::Mat wide16 = planeOf<float>(size, [&](int y, int x) { return in16.at<ushort>(y, x); });
         const cv::Mat narrow16 =
-            planeOf<ushort>(size, CV_16UC1, [&](int y, int x) { return rounded(in32.at<float>(y, x), 65535); });
+            planeOf<ushort>(size, [&](int y, int x) { return rounded(in32.at<float>(y, x), 65535); });
         everyWay([&] {
             cv::Mat f = randomPlane(size, CV_32FC1, 0, 1), s = randomPlane(size, CV_16UC1, 0, 9);
             ippiConvert_8u32f_C1R(in8.ptr(), stepOf(in8), f.ptr<float>(), stepOf(f), roiOf(f));

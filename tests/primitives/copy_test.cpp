@@ -48,7 +48,7 @@ void expectFills(IppStatus (*set)(T, T*, int, IppiSize), int type, T value)
             const cv::Mat before = whole.clone();
             cv::Mat out = innerOf(whole, 2);
             EXPECT_EQ(set(value, out.ptr<T>(), stepOf(out), roiOf(out)), ippStsNoErr);
-            EXPECT_TRUE(samePixels<T>(planeOf<T>(size, type, [&](int, int) { return value; }), out));
+            EXPECT_TRUE(samePixels<T>(planeOf<T>(size, [&](int, int) { return value; }), out));
             EXPECT_TRUE(onlyInnerChanged(before, whole, 2));
         });
 }
@@ -71,10 +71,9 @@ TEST(Set, MaskedFillAndXorTouchWhatTheyShould)
     for (const cv::Size size : oddSizes()) {
         SCOPED_TRACE(testing::Message() << size);
         const cv::Mat start = randomPlane(size, CV_8UC1, 0, 256, 1), mask = randomPlane(size, CV_8UC1, 0, 3, 2);
-        const cv::Mat filled = planeOf<uchar>(
-            size, CV_8UC1, [&](int y, int x) { return mask.at<uchar>(y, x) ? 77 : start.at<uchar>(y, x); });
-        const cv::Mat flipped =
-            planeOf<uchar>(size, CV_8UC1, [&](int y, int x) { return start.at<uchar>(y, x) ^ 0xa5; });
+        const cv::Mat filled =
+            planeOf<uchar>(size, [&](int y, int x) { return mask.at<uchar>(y, x) ? 77 : start.at<uchar>(y, x); });
+        const cv::Mat flipped = planeOf<uchar>(size, [&](int y, int x) { return start.at<uchar>(y, x) ^ 0xa5; });
         everyWay([&] {
             cv::Mat out = start.clone();
             EXPECT_EQ(ippiSet_8u_C1MR(77, out.ptr(), stepOf(out), roiOf(out), mask.ptr(), stepOf(mask)), ippStsNoErr);
@@ -95,10 +94,8 @@ void expectReplicates(IppStatus (*replicate)(const T*, int, IppiSize, T*, int, I
             const cv::Mat in = randomPlane(size, type, 0, topOf(type), 1);
             const int left = margin.x, top = margin.y;
             const cv::Size outer(left + size.width + margin.width, top + size.height + margin.height);
-            const cv::Mat expected = planeOf<T>(outer, type, [&](int y, int x) {
-                return in.at<T>(std::min(std::max(y - top, 0), size.height - 1),
-                                std::min(std::max(x - left, 0), size.width - 1));
-            });
+            const cv::Mat expected =
+                planeOf<T>(outer, [&](int y, int x) { return pixmill::reference::repeated<T>(in, y - top, x - left); });
             everyWay([&] {
                 cv::Mat out = randomPlane(outer, type, 0, 200, 2);
                 EXPECT_EQ(
@@ -156,7 +153,7 @@ void expectRamp(IppStatus (*ramp)(T*, int, IppiSize, float, float, int), int typ
     for (const cv::Size size : {cv::Size(256, 1), cv::Size(65536, 1), cv::Size(33, 29)})
         for (const int axis : {ippAxsHorizontal, ippAxsVertical, ippAxsBoth}) {
             SCOPED_TRACE(testing::Message() << size << " axis " << axis << " " << offset << " + " << slope);
-            const cv::Mat expected = planeOf<T>(size, type, [&](int y, int x) {
+            const cv::Mat expected = planeOf<T>(size, [&](int y, int x) {
                 const double place = axis == 0 ? x : axis == 1 ? y : double(x) * y;
                 return rounded(double(offset) + double(slope) * place, top);
             });

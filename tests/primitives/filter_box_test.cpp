@@ -2,59 +2,22 @@
 #include <pixmill/primitives/filter.h>
 
 #include "roi.h"
+#include <reference/box_mean.h>
 #include <support/everyway.h>
 
 #include <limits>
 
 using namespace pixmill::test;
+using pixmill::reference::boxMeans;
 
 namespace {
 
+pixmill::reference::Window windowOf(IppiSize mask, IppiPoint anchor)
+{
+    return {{mask.width, mask.height}, {anchor.x, anchor.y}};
+}
+
 const IppiSize kMasks[] = {{1, 1}, {3, 3}, {1, 7}, {7, 1}, {4, 2}, {2, 3}, {5, 5}, {19, 19}, {8, 16}, {33, 3}};
-
-/// Whole samples: the exact sum, and one rounding.
-template <class T>
-cv::Mat boxTwin(const cv::Mat& padded, cv::Point first, cv::Size size, IppiSize mask, IppiPoint anchor, int type)
-{
-    return planeOf<T>(size, type, [&](int y, int x) {
-        double sum = 0; // exact below 2^53
-        for (int j = 0; j < mask.height; ++j)
-            for (int i = 0; i < mask.width; ++i)
-                sum += padded.at<T>(first.y + y - anchor.y + j, first.x + x - anchor.x + i);
-        return std::nearbyint(sum / (double(mask.width) * mask.height));
-    });
-}
-
-/// `length` samples, a power of two, added by pairs.
-double pairSum(const float* p, int length)
-{
-    return length == 1 ? double(p[0]) : pairSum(p, length / 2) + pairSum(p + length / 2, length / 2);
-}
-
-/// Floats, in the order that the filter promises.
-template <>
-cv::Mat boxTwin<float>(const cv::Mat& padded, cv::Point first, cv::Size size, IppiSize mask, IppiPoint anchor, int)
-{
-    return planeOf<float>(size, CV_32FC1, [&](int y, int x) {
-        const auto rowSum = [&](int windowRow) {
-            const float* p = padded.ptr<float>(first.y - anchor.y + windowRow) + first.x - anchor.x + x;
-            double sum = 0;
-            for (int digit = 1; digit <= mask.width; digit *= 2)
-                if (mask.width & digit) {
-                    sum += pairSum(p, digit);
-                    p += digit;
-                }
-            return sum;
-        };
-        const int seam = (y / mask.height + 1) * mask.height; // first row of the next block
-        double tail = rowSum(seam - 1), head = 0;
-        for (int row = seam - 2; row >= y; --row)
-            tail = rowSum(row) + tail;
-        for (int row = seam; row < y + mask.height; ++row)
-            head += rowSum(row);
-        return float((tail + head) / (double(mask.width) * mask.height));
-    });
-}
 
 /// Where samples of 1e16 meet their opposites, every change in the order of a sum shows.
 void addCancellingSamples(cv::Mat& m)
@@ -81,7 +44,7 @@ void expectBoxes(BoxFunction<T> box, BoxInPlaceFunction<T> boxInPlace, int type,
                 cv::Mat padded = randomPlane(size + cv::Size(2 * margin, 2 * margin), type, 0, topOf(type));
                 if (type == CV_32FC1)
                     addCancellingSamples(padded);
-                const cv::Mat expected = boxTwin<T>(padded, {margin, margin}, size, mask, anchor, type);
+                const cv::Mat expected = boxMeans<T>(padded, {margin, margin}, size, windowOf(mask, anchor));
                 everyWay([&] {
                     cv::Mat out = randomPlane(size, type, 0, 9), work = padded.clone();
                     const cv::Mat in = innerOf(padded, margin), inner = innerOf(work, margin);
@@ -111,8 +74,8 @@ TEST(FilterBox, LongRowsAndManyBandsKeepTheirSeams)
     for (const int type : {CV_8UC1, CV_16UC1}) {
         const cv::Mat padded = randomPlane(size + cv::Size(40, 40), type, 0, topOf(type));
         const cv::Mat in = innerOf(padded, 20);
-        const cv::Mat expected = type == CV_8UC1 ? boxTwin<uchar>(padded, {20, 20}, size, mask, anchor, type)
-                                                 : boxTwin<ushort>(padded, {20, 20}, size, mask, anchor, type);
+        const cv::Mat expected = type == CV_8UC1 ? boxMeans<uchar>(padded, {20, 20}, size, windowOf(mask, anchor))
+                                                 : boxMeans<ushort>(padded, {20, 20}, size, windowOf(mask, anchor));
         everyWay([&] {
             cv::Mat out(size, type), work = padded.clone();
             cv::Mat inner = innerOf(work, 20);
@@ -132,7 +95,7 @@ TEST(FilterBox, LongRowsAndManyBandsKeepTheirSeams)
     }
     const cv::Mat padded = randomPlane(size + cv::Size(40, 40), CV_32FC1, -1, 1), in = innerOf(padded, 20);
     for (const IppiSize tall : {IppiSize{15, 9}, IppiSize{3, 19}}) {
-        const cv::Mat expected = boxTwin<float>(padded, {20, 20}, size, tall, {1, 1}, CV_32FC1);
+        const cv::Mat expected = boxMeans<float>(padded, {20, 20}, size, windowOf(tall, {1, 1}));
         everyWay([&] {
             cv::Mat out(size, CV_32FC1);
             ippiFilterBox_32f_C1R(in.ptr<float>(), stepOf(in), out.ptr<float>(), stepOf(out), roiOf(out), tall, {1, 1});
@@ -142,7 +105,7 @@ TEST(FilterBox, LongRowsAndManyBandsKeepTheirSeams)
     // The mask is high, so that whole rows of windows would not stay in the cache and go in strips.
     const cv::Mat wide = randomPlane({2700, 160}, CV_32FC1, -1, 1);
     const IppiSize high{2, 127};
-    const cv::Mat expected = boxTwin<float>(wide, {0, 0}, {2690, 30}, high, {0, 0}, CV_32FC1);
+    const cv::Mat expected = boxMeans<float>(wide, {0, 0}, {2690, 30}, windowOf(high, {0, 0}));
     everyWay([&] {
         cv::Mat out(30, 2690, CV_32FC1);
         ippiFilterBox_32f_C1R(wide.ptr<float>(), stepOf(wide), out.ptr<float>(), stepOf(out), roiOf(out), high, {0, 0});
@@ -154,7 +117,7 @@ TEST(FilterBox, SumsPastThirtyTwoBitsAreExact)
 {
     const IppiSize mask{182, 181}; // 65535 times their count is more than 2^31
     const cv::Mat in = randomPlane({190, 185}, CV_16UC1, 65000, 65536);
-    const cv::Mat expected = boxTwin<ushort>(in, {0, 0}, {9, 5}, mask, {0, 0}, CV_16UC1);
+    const cv::Mat expected = boxMeans<ushort>(in, {0, 0}, {9, 5}, windowOf(mask, {0, 0}));
     everyWay([&] {
         cv::Mat out(5, 9, CV_16UC1);
         ippiFilterBox_16u_C1R(in.ptr<ushort>(), stepOf(in), out.ptr<ushort>(), stepOf(out), roiOf(out), mask, {0, 0});

@@ -2,27 +2,21 @@
 #include <pixmill/primitives/filter.h>
 
 #include "roi.h"
+#include <reference/gauss_mask.h>
+#include <reference/morphology.h>
 #include <support/everyway.h>
 
 #include <limits>
 
 using namespace pixmill::test;
+using pixmill::reference::extremes;
 
 namespace {
 
 double gaussSum(const cv::Mat& padded, int y, int x, int code)
 {
-    const double five[25] = {2, 7, 12, 7, 2, 7, 31, 52, 31, 7, 12, 52, 127, 52, 12, 7, 31, 52, 31, 7, 2, 7, 12, 7, 2};
-    const double three[9] = {1, 2, 1, 2, 4, 2, 1, 2, 1};
-    const int side = code / 11;
-    double sum = 0;
-    for (int j = 0; j < side; ++j)
-        for (int i = 0; i < side; ++i) {
-            const int row = y + 2 - side / 2 + j, column = x + 2 - side / 2 + i;
-            const double v = padded.type() == CV_8UC1 ? padded.at<uchar>(row, column) : padded.at<float>(row, column);
-            sum += (side == 5 ? five : three)[j * side + i] * v;
-        }
-    return sum / (side == 5 ? 571.0 : 16.0);
+    return pixmill::reference::gaussMean(code / 11, y + 2, x + 2,
+                                         [&](int j, int i) { return pixmill::reference::sampleOf(padded, j, i); });
 }
 
 TEST(FilterGauss, IsTheWeightedMean)
@@ -35,9 +29,8 @@ TEST(FilterGauss, IsTheWeightedMean)
             const cv::Mat in8 = randomPlane(size + cv::Size(4, 4), CV_8UC1, 0, 256);
             const cv::Mat in32 = randomPlane(size + cv::Size(4, 4), CV_32FC1, -1, 1);
             const cv::Mat expected8 =
-                planeOf<uchar>(size, CV_8UC1, [&](int y, int x) { return std::nearbyint(gaussSum(in8, y, x, code)); });
-            const cv::Mat expected32 =
-                planeOf<float>(size, CV_32FC1, [&](int y, int x) { return gaussSum(in32, y, x, code); });
+                planeOf<uchar>(size, [&](int y, int x) { return std::nearbyint(gaussSum(in8, y, x, code)); });
+            const cv::Mat expected32 = planeOf<float>(size, [&](int y, int x) { return gaussSum(in32, y, x, code); });
             everyWay([&] {
                 cv::Mat out8 = randomPlane(size, CV_8UC1, 0, 256, 2), out32 = randomPlane(size, CV_32FC1, 0, 1, 2);
                 const cv::Mat from8 = innerOf(in8, 2), from32 = innerOf(in32, 2);
@@ -92,39 +85,32 @@ TEST(FilterGauss, UnknownMaskCodesAreErrorsAndWriteNothing)
     EXPECT_EQ(out, 3);
 }
 
-struct Mask {
+struct NamedMask {
     const char* name;
-    IppiSize size;
-    IppiPoint anchor;
-    std::vector<uchar> cells;
+    pixmill::reference::Mask mask;
 };
 
-Mask disc(const char* name, int r)
+NamedMask disc(const char* name, int r)
 {
-    Mask mask{name, {2 * r + 1, 2 * r + 1}, {r, r}, {}};
+    NamedMask named{name, {{2 * r + 1, 2 * r + 1}, {r, r}, {}}};
     for (int y = -r; y <= r; ++y)
         for (int x = -r; x <= r; ++x)
-            mask.cells.push_back(x * x + y * y <= r * r ? 0x7f : 0);
-    return mask;
+            named.mask.cells.push_back(x * x + y * y <= r * r ? 0x7f : 0);
+    return named;
 }
 
-std::vector<Mask> masks()
+std::vector<NamedMask> masks()
 {
+    std::vector<uchar> farCell(81);
+    farCell[80] = 1;
     return {
         disc("one", 0),
         disc("cross", 1),
         disc("disc", 4),
         disc("wideDisc", 9),
-        {"offCentre", {3, 2}, {2, 0}, {1, 0, 1, 0, 255, 0}},
-        {"rowsWithGaps", {7, 3}, {1, 2}, {1, 1, 0, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 1}},
-        {"farCell",
-         {9, 9},
-         {0, 0},
-         [] {
-             std::vector<uchar> cells(81);
-             cells[80] = 1;
-             return cells;
-         }()},
+        {"offCentre", {{3, 2}, {2, 0}, {1, 0, 1, 0, 255, 0}}},
+        {"rowsWithGaps", {{7, 3}, {1, 2}, {1, 1, 0, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 1}}},
+        {"farCell", {{9, 9}, {0, 0}, farCell}},
     };
 }
 
@@ -132,42 +118,27 @@ template <class T>
 using MorphologyFunction = IppStatus (*)(const T*, int, T*, int, IppiSize, const unsigned char*, IppiSize, IppiPoint);
 
 template <class T>
-cv::Mat morphologyTwin(const cv::Mat& padded, int margin, cv::Size size, const Mask& mask, bool dilate, int type)
-{
-    return planeOf<T>(size, type, [&](int y, int x) {
-        int best = dilate ? -1 : 65536;
-        for (int j = 0; j < mask.size.height; ++j)
-            for (int i = 0; i < mask.size.width; ++i) {
-                if (!mask.cells[j * mask.size.width + i])
-                    continue;
-                const int v = padded.at<T>(margin + y - mask.anchor.y + j, margin + x - mask.anchor.x + i);
-                best = dilate ? std::max(best, v) : std::min(best, v);
-            }
-        return best;
-    });
-}
-
-template <class T>
 void expectMorphology(MorphologyFunction<T> dilate, MorphologyFunction<T> erode, int type)
 {
     std::vector<cv::Size> sizes = oddSizes();
     sizes.push_back({2500, 2}); // more than a strip
     for (const cv::Size size : sizes)
-        for (const Mask& mask : masks()) {
-            SCOPED_TRACE(testing::Message() << size << " " << mask.name);
+        for (const auto& [name, mask] : masks()) {
+            SCOPED_TRACE(testing::Message() << size << " " << name);
             const int margin = 10;
             const cv::Mat padded = randomPlane(size + cv::Size(2 * margin, 2 * margin), type, 0, topOf(type));
             const cv::Mat in = innerOf(padded, margin);
-            const cv::Mat largest = morphologyTwin<T>(padded, margin, size, mask, true, type);
-            const cv::Mat smallest = morphologyTwin<T>(padded, margin, size, mask, false, type);
-            everyWay([&] {
+            const cv::Mat largest = extremes<T>(padded, margin, size, mask, true);
+            const cv::Mat smallest = extremes<T>(padded, margin, size, mask, false);
+            everyWay([&, &mask = mask] {
+                const IppiSize side{mask.size.width, mask.size.height};
+                const IppiPoint anchor{mask.anchor.x, mask.anchor.y};
                 cv::Mat out = randomPlane(size, type, 0, 200, 2);
                 EXPECT_EQ(dilate(in.ptr<T>(), stepOf(in), out.ptr<T>(), stepOf(out), roiOf(out), mask.cells.data(),
-                                 mask.size, mask.anchor),
+                                 side, anchor),
                           ippStsNoErr);
                 EXPECT_TRUE(samePixels<T>(largest, out));
-                erode(in.ptr<T>(), stepOf(in), out.ptr<T>(), stepOf(out), roiOf(out), mask.cells.data(), mask.size,
-                      mask.anchor);
+                erode(in.ptr<T>(), stepOf(in), out.ptr<T>(), stepOf(out), roiOf(out), mask.cells.data(), side, anchor);
                 EXPECT_TRUE(samePixels<T>(smallest, out));
             });
         }
@@ -181,14 +152,14 @@ TEST(Morphology, TakesTheExtremeUnderAnyMask)
 
 TEST(Morphology, ThreeByThreeInPlaceSeesTheOriginalSamples)
 {
-    Mask full{"full", {3, 3}, {1, 1}, std::vector<uchar>(9, 1)};
+    const pixmill::reference::Mask full{{3, 3}, {1, 1}, std::vector<uchar>(9, 1)};
     std::vector<cv::Size> sizes = oddSizes();
     sizes.push_back({20, 300});
     for (const cv::Size size : sizes) {
         SCOPED_TRACE(testing::Message() << size);
         const cv::Mat padded = randomPlane(size + cv::Size(4, 4), CV_16UC1, 0, 65536);
-        const cv::Mat largest = morphologyTwin<ushort>(padded, 2, size, full, true, CV_16UC1);
-        const cv::Mat smallest = morphologyTwin<ushort>(padded, 2, size, full, false, CV_16UC1);
+        const cv::Mat largest = extremes<ushort>(padded, 2, size, full, true);
+        const cv::Mat smallest = extremes<ushort>(padded, 2, size, full, false);
         everyWay([&] {
             for (const bool dilate : {true, false}) {
                 cv::Mat work = padded.clone(), inner = innerOf(work, 2);

@@ -1,6 +1,7 @@
 #include <pixmill/primitives/lookup.h>
 
 #include "roi.h"
+#include <reference/table_look_up.h>
 #include <support/everyway.h>
 
 #include <climits>
@@ -22,8 +23,7 @@ void expectPalette(PaletteFunction<S, D> lookUp, int srcType, int dstType)
             const cv::Mat in = randomPlane(size, srcType, 0, topOf(srcType));
             // Exactly as many entries as may be read.
             const cv::Mat table = randomPlane({1 << bitSize, 1}, dstType, 0, topOf(dstType), 2).clone();
-            const cv::Mat expected = planeOf<D>(
-                size, dstType, [&](int y, int x) { return table.at<D>(0, in.at<S>(y, x) % (1 << bitSize)); });
+            const cv::Mat expected = pixmill::reference::lookedUp<S, D>(in, table.ptr<D>(), 1 << bitSize);
             everyWay([&] {
                 cv::Mat out = randomPlane(size, dstType, 0, 200, 3);
                 EXPECT_EQ(
@@ -45,16 +45,6 @@ TEST(LUTPalette, TheLowBitsChooseTheEntry)
     expectPalette<uchar, uchar>(ippiLUTPalette_8u_C1R, CV_8UC1, CV_8UC1);
     expectPalette<ushort, ushort>(ippiLUTPalette_16u_C1R, CV_16UC1, CV_16UC1);
     expectPalette<ushort, uchar>(ippiLUTPalette_16u8u_C1R, CV_16UC1, CV_8UC1);
-}
-
-ushort linearTwin(int v, const std::vector<int>& values, const std::vector<int>& levels)
-{
-    for (std::size_t k = 0; k + 1 < levels.size(); ++k)
-        if (levels[k] <= v && v < levels[k + 1])
-            return ushort(rounded(values[k] + (v - double(levels[k])) * (double(values[k + 1]) - values[k]) /
-                                                  (double(levels[k + 1]) - levels[k]),
-                                  65535));
-    return v == levels.back() ? ushort(rounded(values.back(), 65535)) : ushort(v);
 }
 
 TEST(LUTLinear, MapsEachValueThroughTheLowestIntervalThatHoldsIt)
@@ -83,7 +73,7 @@ TEST(LUTLinear, MapsEachValueThroughTheLowestIntervalThatHoldsIt)
         SCOPED_TRACE(c.name);
         std::vector<ushort> expected(65536);
         for (int v = 0; v < 65536; ++v)
-            expected[v] = linearTwin(v, c.values, c.levels);
+            expected[v] = pixmill::reference::linearMapped(v, c.values, c.levels);
         everyWay([&] {
             std::vector<ushort> table = all;
             EXPECT_EQ(ippiLUT_Linear_16u_C1IR(table.data(), 512, {256, 256}, c.values.data(), c.levels.data(),

@@ -1,14 +1,16 @@
 #include <pixmill/primitives/resize.h>
 
+#include <reference/resize.h>
+
 #include <support/everyway.h>
 #include <support/planes.h>
-#include <support/resize_reference.h>
 
 #include <cmath>
 #include <limits>
 #include <vector>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
 
@@ -92,7 +94,7 @@ void compareWithReference(int type, double high, const std::vector<Fraction>& fa
                     cv::Mat out = randomPlane({37, 19}, type, 0, high, 4);
                     ASSERT_EQ(resize<T>(in, whole(in), out, whole(out), double(factor), double(shift), code),
                               ippStsNoErr);
-                    ASSERT_TRUE(samePixels<T>(referenceResize<T>(in, out.size(), factor, shift, code), out));
+                    ASSERT_TRUE(samePixels<T>(resized<T>(in, out.size(), factor, shift, code), out));
                 }
 }
 
@@ -118,7 +120,7 @@ TEST(Resize, WideRowsAreAsNarrowOnes)
         const cv::Mat in = randomPlane({1501, 3}, CV_16UC1, 0, 65536);
         cv::Mat out(5, 4099, CV_16UC1);
         ASSERT_EQ(resize<unsigned short>(in, whole(in), out, whole(out), 2.75, 0.125, code), ippStsNoErr);
-        const cv::Mat expected = referenceResize<unsigned short>(in, out.size(), {11, 4}, {1, 8}, code);
+        const cv::Mat expected = resized<unsigned short>(in, out.size(), {11, 4}, {1, 8}, code);
         EXPECT_TRUE(samePixels<unsigned short>(expected, out)) << code;
     }
 }
@@ -148,11 +150,11 @@ TEST(Resize, RegionsChooseWithinImagesWhoseOriginStays)
     for (const int code : {IPPI_INTER_NN, IPPI_INTER_LINEAR, IPPI_INTER_CUBIC}) {
         cv::Mat out(20, 40, CV_16UC1, cv::Scalar(77));
         ASSERT_EQ(resize<unsigned short>(in, from, out, to, 0.5, -2, code), ippStsNoErr);
-        const ReferenceAxis x = {{1, 2}, {-2, 1}, code, 5, 25}, y = {{1, 2}, {-2, 1}, code, 6, 29};
+        const Axis x = {{1, 2}, {-2, 1}, code, 5, 25}, y = {{1, 2}, {-2, 1}, code, 6, 29};
         cv::Mat expected(out.size(), CV_16UC1, cv::Scalar(77));
         for (int row = to.y; row < to.y + to.height; ++row)
             for (int col = to.x; col < to.x + to.width; ++col)
-                expected.at<ushort>(row, col) = referencePixel<ushort>(in, x.taps(col), y.taps(row));
+                expected.at<ushort>(row, col) = resizedPixel<ushort>(in, x.taps(col), y.taps(row));
         EXPECT_TRUE(samePixels<ushort>(expected, out)) << code;
     }
 }

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <pixmill/primitives/types.h>
+#include <reference/planes.h>
 #include <support/planes.h>
-
-#include <cmath>
 
 /// Planes as the primitives take them.
 namespace pixmill::test {
+
+using reference::planeOf;
+using reference::rounded;
 
 inline IppiSize roiOf(const cv::Mat& m)
 {
@@ -18,35 +20,10 @@ inline int stepOf(const cv::Mat& m)
     return int(m.step);
 }
 
-/// One past the greatest sample that random planes of a type shall hold.
-inline double topOf(int type)
-{
-    return CV_MAT_DEPTH(type) == CV_8U ? 256 : 65536;
-}
-
 /// A view of a larger plane, `margin` samples away from its edges; the larger plane is what neighbours are read from.
 inline cv::Mat innerOf(const cv::Mat& m, int margin)
 {
     return m(cv::Rect(margin, margin, m.cols - 2 * margin, m.rows - 2 * margin));
-}
-
-/// Where each pixel of a fresh result comes from: out(y, x) = f(y, x).
-template <class T, class F>
-cv::Mat planeOf(cv::Size size, int type, const F& f)
-{
-    cv::Mat m(size, type);
-    for (int y = 0; y < size.height; ++y)
-        for (int x = 0; x < size.width; ++x)
-            m.at<T>(y, x) = T(f(y, x));
-    return m;
-}
-
-/// To nearest, ties to even, saturated; from the mathematical library, not from the library under test.
-inline double rounded(double v, double top)
-{
-    if (!(v > 0))
-        return 0;
-    return v >= top ? top : std::nearbyint(v);
 }
 
 /// Whether nothing but the view `inner` of `whole` changed since `before` was cloned from `whole`.

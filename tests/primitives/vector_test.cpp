@@ -89,7 +89,7 @@ TEST(VectorMath, EachSampleIsOneCall)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        const cv::Mat expected = planeOf<float>(a.size(), CV_32FC1, [&](int, int x) { return c.formula(p[x], q[x]); });
+        const cv::Mat expected = planeOf<float>(a.size(), [&](int, int x) { return c.formula(p[x], q[x]); });
         everyWay([&] {
             cv::Mat y(1, n + 1, CV_32FC1, cv::Scalar(7));
             c.run(n, p, q, y.ptr<float>());

@@ -2,6 +2,8 @@
 #include <support/planes.h>
 #include <support/throws.h>
 
+#include <reference/blocks.h>
+
 #include <pixmill/resample/BlockProcessor.h>
 
 #include <algorithm>
@@ -10,8 +12,8 @@
 #include <vector>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 using Planes = std::vector<cv::Mat>;
-using ushort = unsigned short;
 
 namespace {
 
@@ -30,65 +32,6 @@ struct Job {
     BlockProcessor::EDGE_TAPER_TYPE taper;
 };
 
-// The whole work again, on whole pictures of one channel: where a block lies comes from the walk under test.
-struct Twin {
-    Planes in, out, strip;
-    int width, height, border, taper;
-    int doneX = 0, doneY = 0, random = 0;
-
-    cv::Mat cut(int plane, int x, int y, int w, int h) const
-    {
-        cv::Mat block(h + 2 * border, w + 2 * border, CV_16UC1);
-        for (int j = 0; j < block.rows; ++j)
-            for (int i = 0; i < block.cols; ++i) {
-                const int sx = std::min(std::max(x - border + i, 0), width - 1);
-                const int sy = std::min(std::max(y - border + j, 0), height - 1);
-                block.at<ushort>(j, i) = in[plane].at<ushort>(sy, sx);
-            }
-        const int left = std::max(border - x, 0);
-        for (int j = 0; left > 0 && j < block.rows; ++j)
-            for (int i = 0; i < std::min(4 * left, block.cols); ++i)
-                if (i != left)
-                    block.at<ushort>(j, i) = block.at<ushort>(j, left);
-        return block;
-    }
-
-    static ushort mix(float w, ushort added, ushort old) { return ushort(int(w * added + (1 - w) * old)); }
-
-    void put(Planes& blocks, int x, int y, int w, int h)
-    {
-        const int validW = std::min(w, width - x), validH = std::min(h, height - y);
-        const int overlapX = doneX - x, overlapY = doneY - y;
-        for (size_t k = 0; k < in.size(); ++k)
-            for (int j = 0; j < validH; ++j)
-                for (int i = 0; i < validW; ++i) {
-                    ushort& block = blocks[k].at<ushort>(border + j, border + i);
-                    ushort& old = strip[k].at<ushort>(j, x + i);
-                    if (i < overlapX) {
-                        const float ramp = float(i + 1) * (1.0f / float(overlapX + 1));
-                        block = mix(taper == 2 ? 0.0f : ramp, block, old);
-                        random += taper == 2;
-                    }
-                    old = block;
-                }
-        doneX = std::min(width, x + validW);
-        if (x + w < width)
-            return;
-        for (size_t k = 0; k < in.size(); ++k)
-            for (int j = 0; j < validH; ++j) {
-                const float ramp = float(j + 1) * (1.0f / float(overlapY + 1));
-                for (int i = 0; i < width; ++i) {
-                    ushort& o = out[k].at<ushort>(y + j, i);
-                    const ushort s = strip[k].at<ushort>(j, i);
-                    o = j < overlapY ? mix(taper == 2 ? 0.0f : ramp, s, o) : s;
-                }
-                random += taper == 2 && j < overlapY;
-            }
-        doneX = 0;
-        doneY = std::min(height, y + h);
-    }
-};
-
 Planes copies(const Planes& planes)
 {
     Planes out;
@@ -104,7 +47,7 @@ void compareWithTheTwin(const Job& job, cv::Size size, int planes, bool inPlace)
         in.push_back(randomPlane(size, CV_16UC1, 0, 65536, k + 1));
         out.push_back(inPlace ? in.back() : randomPlane(size, CV_16UC1, 0, 65536, k + 50));
     }
-    Twin twin{copies(in), copies(out), {}, size.width, size.height, job.border, job.taper};
+    Blocks twin{copies(in), copies(out), {}, size.width, size.height, job.border, job.taper};
     if (inPlace)
         twin.in = twin.out; // shared pixels
     BlockProcessor processor;
@@ -326,7 +269,7 @@ TEST(BlockProcessor, PackedBlocksBeyondTheFirstAreFilledAtTheirPlaceInThePicture
         for (int c = 0; c < 3; ++c) {
             const float w = float(x + 1) * (1.0f / 29.0f);
             EXPECT_EQ(out[0].at<cv::Vec3w>(3, 36 + x)[c],
-                      Twin::mix(w, first.at<cv::Vec3w>(3, x)[c], first.at<cv::Vec3w>(3, 36 + x)[c]));
+                      Blocks::mix(w, first.at<cv::Vec3w>(3, x)[c], first.at<cv::Vec3w>(3, 36 + x)[c]));
         }
 }
 

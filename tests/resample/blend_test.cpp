@@ -1,29 +1,15 @@
 #include <pixmill/resample/blend.h>
 
+#include <reference/blend.h>
+
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
 
-#include <cmath>
-
 using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
-
-template <class T>
-cv::Mat blended(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, float opacity)
-{
-    cv::Mat out(in0.size(), in0.type());
-    const float k = opacity * 0.003921569f;
-    for (int y = 0; y < out.rows; ++y)
-        for (int x = 0; x < out.cols; ++x) {
-            const float a = float(alpha.ptr(y)[x]) * k;
-            const float v = in1.at<T>(y, x) * a + in0.at<T>(y, x) * (1.0f - a);
-            const float top = sizeof(T) == 1 ? 255.0f : 65535.0f;
-            out.at<T>(y, x) = std::is_same_v<T, float> ? T(v) : T(std::min(std::max(std::trunc(v), 0.0f), top));
-        }
-    return out;
-}
 
 template <class T>
 void compareBlends(int type, double high)
@@ -45,34 +31,6 @@ void compareBlends(int type, double high)
             }
         });
     }
-}
-
-cv::Mat scaled(const cv::Mat& in, float factor)
-{
-    cv::Mat out(in.size(), CV_8UC1);
-    for (int y = 0; y < in.rows; ++y)
-        for (int x = 0; x < in.cols; ++x) {
-            const float v = float(in.at<uchar>(y, x)) * factor;
-            out.at<uchar>(y, x) = v > 255.0f ? 255 : v > 0 ? uchar(std::lrint(v)) : 0;
-        }
-    return out;
-}
-
-cv::Mat sharpened(const cv::Mat& in)
-{
-    cv::Mat out = in.clone();
-    for (int y = 1; y < in.rows - 1; ++y)
-        for (int x = 1; x < in.cols - 1; ++x) {
-            int low = 65535, high = 0;
-            for (int j = -1; j <= 1; ++j)
-                for (int i = -1; i <= 1; ++i) {
-                    low = std::min<int>(low, in.at<ushort>(y + j, x + i));
-                    high = std::max<int>(high, in.at<ushort>(y + j, x + i));
-                }
-            const int v = in.at<ushort>(y, x);
-            out.at<ushort>(y, x) = ushort(high - v < v - low ? high : low);
-        }
-    return out;
 }
 
 } // namespace

@@ -4,42 +4,20 @@
 #include <pixmill/resample/detail/doubling.h>
 #include <pixmill/resample/detail/pyramid.h>
 
+#include <reference/pyramid.h>
+#include <reference/resize.h>
+
 #include <support/everyway.h>
 #include <support/planes.h>
-#include <support/resize_reference.h>
 #include <support/throws.h>
 
-#include <opencv2/imgproc.hpp>
-
 #include <climits>
-#include <cmath>
 #include <string>
 
 using namespace pixmill::test;
+using namespace pixmill::reference;
 
 namespace {
-
-void fillColumnsFrom(cv::Mat& m, int first)
-{
-    for (int x = first; first > 0 && x < m.cols; ++x)
-        m.col(first - 1).copyTo(m.col(x));
-}
-
-template <class T>
-cv::Mat expectedUp(const cv::Mat& in, cv::Size size, int factor, int code)
-{
-    cv::Mat out = referenceResize<T>(in, size, {factor, 1}, {-1, factor}, code);
-    fillColumnsFrom(out, factor * in.cols);
-    return out;
-}
-
-template <class T>
-cv::Mat expectedDown(const cv::Mat& in, cv::Size size, int factor, int code)
-{
-    cv::Mat out = referenceResize<T>(in, size, {1, factor}, {1, 2 * factor}, code);
-    fillColumnsFrom(out, in.cols / factor);
-    return out;
-}
 
 const cv::Size kMore[] = {{0, 0}, {-1, -1}, {1, 0}, {0, 1}, {3, 4}};
 
@@ -67,36 +45,24 @@ void compareWithReference(int type, double high)
                 const cv::Mat in = randomPlane(size, type, 0, high, 5);
                 compare<T>(
                     {2 * in.cols, 2 * in.rows}, more, type, [&](cv::Mat& out) { upSize2X(in, out, code); },
-                    [&](cv::Size s) { return expectedUp<T>(in, s, 2, code); });
+                    [&](cv::Size s) { return enlarged<T>(in, s, 2, code); });
                 compare<T>(
                     {in.cols / 2, in.rows / 2}, more, type, [&](cv::Mat& out) { downSize2X(in, out, code); },
-                    [&](cv::Size s) { return expectedDown<T>(in, s, 2, code); });
+                    [&](cv::Size s) { return reduced<T>(in, s, 2, code); });
                 for (const int factor : {1, 2, 3, 4, 5, 6, 7, 8, 11}) {
                     SCOPED_TRACE(factor);
                     compare<T>(
                         {in.cols / factor, in.rows / factor}, more, type,
                         [&](cv::Mat& out) { downSizeNX(in, out, factor, code); },
-                        [&](cv::Size s) { return expectedDown<T>(in, s, factor, code); });
+                        [&](cv::Size s) { return reduced<T>(in, s, factor, code); });
                     // A float of other factors has weights that depend on how they are computed.
                     if ((factor & (factor - 1)) == 0 || !std::is_same_v<T, float>)
                         compare<T>(
                             {in.cols * factor, in.rows * factor}, more, type,
                             [&](cv::Mat& out) { upSizeNX(in, out, factor, code); },
-                            [&](cv::Size s) { return expectedUp<T>(in, s, factor, code); });
+                            [&](cv::Size s) { return enlarged<T>(in, s, factor, code); });
                 }
             }
-}
-
-/// cv::pyrUp, kept from the row that it gets wrong when the result has 2 * rows - 1.
-cv::Mat rightPyrUp(const cv::Mat& in, cv::Size size)
-{
-    cv::Mat whole;
-    if (size.height != 2 * in.rows - 1) {
-        cv::pyrUp(in, whole, size, cv::BORDER_REFLECT_101);
-        return whole;
-    }
-    cv::pyrUp(in, whole, {size.width, 2 * in.rows}, cv::BORDER_REFLECT_101);
-    return whole.rowRange(0, size.height);
 }
 
 template <class T>
@@ -110,7 +76,7 @@ void comparePyramids(int type)
             const cv::Mat in = randomPlane(size, type, 0, sizeof(T) == 1 ? 256 : 65536, 8);
             cv::Mat out = randomPlane(cv::Size(2 * in.cols, 2 * in.rows) + more, type, 0, 256, 9);
             upSize2X(in, out, 257);
-            cv::Mat expected = rightPyrUp(in, out.size());
+            cv::Mat expected = pyramidUp(in, out.size()).clone();
             fillColumnsFrom(expected, 2 * in.cols);
             ASSERT_TRUE(samePixels<T>(expected, out));
 
@@ -119,8 +85,7 @@ void comparePyramids(int type)
                 continue;
             out = randomPlane(half, type, 0, 256, 9);
             downSize2X(in, out, 257);
-            cv::pyrDown(in, expected, half, cv::BORDER_REFLECT_101);
-            expected = expected.clone();
+            expected = pyramidDown(in, half);
             fillColumnsFrom(expected, in.cols / 2);
             ASSERT_TRUE(samePixels<T>(expected, out));
         }
@@ -144,8 +109,8 @@ TEST(Resample, BlackAndWhiteStayInThePixelsRange)
         in.convertTo(in, type, top);
         cv::Mat out(46, 82, type), half(11, 20, type);
         upSize2X(in, out, 4);
-        EXPECT_TRUE(type == CV_8UC1 ? samePixels<uchar>(expectedUp<uchar>(in, out.size(), 2, 4), out)
-                                    : samePixels<ushort>(expectedUp<ushort>(in, out.size(), 2, 4), out));
+        EXPECT_TRUE(type == CV_8UC1 ? samePixels<uchar>(enlarged<uchar>(in, out.size(), 2, 4), out)
+                                    : samePixels<ushort>(enlarged<ushort>(in, out.size(), 2, 4), out));
         in.setTo(top);
         upSize2X(in, out, 257);
         downSize2X(in, half, 257);
@@ -312,8 +277,7 @@ void comparePyramidRows(cv::Size size, cv::Size up)
 {
     using namespace pixmill::detail;
     const cv::Mat in = randomPlane(size, CV_16UC(cn), 0, 65536);
-    cv::Mat down;
-    cv::pyrDown(in, down, cv::Size(), cv::BORDER_REFLECT_101);
+    const cv::Mat down = pyramidDown(in);
     cv::Mat rows(down.size(), in.type());
     std::vector<int> scratch(pyramidScratch(in.cols, cn));
     for (int y = 0; y < rows.rows; ++y) {
@@ -331,7 +295,7 @@ void comparePyramidRows(cv::Size size, cv::Size up)
             three[k] = in.ptr<ushort>(expanded(y / 2 - 1 + k, in.rows));
         pyrUpRow<cn>(three, y % 2 != 0, in.cols, rows.ptr<ushort>(y), rows.cols, scratch.data());
     }
-    EXPECT_TRUE(samePixels<ushort>(rightPyrUp(in, up), rows));
+    EXPECT_TRUE(samePixels<ushort>(pyramidUp(in, up), rows));
 }
 
 } // namespace

@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstring>
+#include <vector>
+
 /// Pictures for tests, and their exact comparison.
 namespace pixmill::test {
 
@@ -59,6 +63,33 @@ inline cv::Mat solid(int type)
 {
     const int sides[] = {6, 7, 3};
     return {3, sides, type, cv::Scalar::all(1)};
+}
+
+/// The same for planes of bytes, of 16 bits or of floats, by the depth of `expected`.
+inline testing::AssertionResult samePixels(const cv::Mat& expected, const cv::Mat& actual)
+{
+    switch (expected.depth()) {
+    case CV_8U:
+        return samePixels<unsigned char>(expected, actual);
+    case CV_16U:
+        return samePixels<unsigned short>(expected, actual);
+    default:
+        return samePixels<float>(expected, actual);
+    }
+}
+
+/// One past the greatest value that a random plane of pixels of this type shall hold.
+inline double topOf(int type)
+{
+    return CV_MAT_DEPTH(type) == CV_8U ? 256 : 65536;
+}
+
+/// The same pixels in a view with padded rows.
+inline cv::Mat paddedCopy(const cv::Mat& m)
+{
+    cv::Mat copy = randomPlane(m.size(), m.type(), 0, 1, 77);
+    m.copyTo(copy);
+    return copy;
 }
 
 /// Sizes that catch what 64 x 64 does not: single pixels, rows, columns, odd sides, and vector tails.

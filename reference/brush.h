@@ -1,20 +1,24 @@
 #pragma once
 
+#include <reference/planes.h>
+
 #include <pixmill/mask/TDrawMask.h>
 
 #include <opencv2/core.hpp>
 
-#include <algorithm>
-#include <cmath>
-#include <vector>
+#include <cstdlib>
 
-/// The brush again, slow and plain: a distance picture for every dot, one loop, one thread.
-namespace pixmill::test {
+/// A brush's dot on a mask: coverage grows by the weight of each pixel's distance from the centre, and the stroke is
+/// blended over the mask as it was before it.
+///
+///     cover = 255 w + (1 - w) cover      w(t) = (exp(-2 t^2) - exp(-2)) / (1 - exp(-2)), t from inner to outer radius
+///     mask = value a + (1 - a) base, a = cover * opacity / 255
+///
+/// Near an edge of the picture w falls with the difference of colour and luma from those under the centre.
+/// T. Porter, T. Duff, "Compositing Digital Images", 1984 (over).
+namespace pixmill::reference {
 
-using uchar = unsigned char;
-using ushort = unsigned short;
-
-struct BrushTwin {
+struct Brush {
     cv::Mat mask, cover, base; // continuous
     cv::Mat y8, dr, db;
     std::vector<float> table = std::vector<float>(8000, 0.0f);
@@ -47,6 +51,8 @@ struct BrushTwin {
         clipX1 = r <= mask.cols ? D : mask.cols + D - r - 1;
     }
 
+    static uchar byteOf(double v) { return uchar(rounded(v, 255)); }
+
     void fillTable(int outer, int inner)
     {
         for (int r = 0; r < 8000; ++r)
@@ -57,8 +63,6 @@ struct BrushTwin {
             table[r] = (std::exp((0 - 2 * t) * t) - e) * k;
         }
     }
-
-    static uchar rounded(double v) { return uchar(std::min(std::max(std::lrint(v), 0L), 255L)); }
 
     // Calls pixel(index of the mask pixel, distance) in the order of the rows; a column past the row is the next row's.
     template <class Pixel>
@@ -96,7 +100,7 @@ struct BrushTwin {
             const float w = r < 8000 ? table[r] : 0.0f;
             uchar& v = cover.data[i];
             if (edge <= 0) {
-                v = rounded(255.0 * double(w) + (1.0 - double(w)) * double(v));
+                v = byteOf(255.0 * double(w) + (1.0 - double(w)) * double(v));
                 return;
             }
             const double red = float(reinterpret_cast<const ushort*>(dr.data)[i]) * 1.52590219e-05f;
@@ -126,7 +130,7 @@ struct BrushTwin {
             const float w = (1.0f - (f * f) * (f * -2.0f + 3.0f)) * inside;
             uchar& v = cover.data[i];
             if (edge <= 0) {
-                v = rounded(255.0 * double(w) + (1.0 - double(w)) * double(v));
+                v = byteOf(255.0 * double(w) + (1.0 - double(w)) * double(v));
                 return;
             }
             const float red = float(reinterpret_cast<const ushort*>(dr.data)[i]) * 1.52590219e-05f;
@@ -145,7 +149,7 @@ struct BrushTwin {
         for (int y = std::max(c.y - R, 0); y < std::min(c.y + R, mask.rows); ++y)
             for (int x = std::max(c.x - R, 0); x < std::min(c.x + R, mask.cols); ++x) {
                 const float a = float(cover.at<uchar>(y, x)) * a0;
-                mask.at<uchar>(y, x) = rounded(double(float(value) * a + (1 - a) * float(base.at<uchar>(y, x))));
+                mask.at<uchar>(y, x) = byteOf(double(float(value) * a + (1 - a) * float(base.at<uchar>(y, x))));
             }
     }
 
@@ -167,4 +171,4 @@ struct BrushTwin {
     }
 };
 
-} // namespace pixmill::test
+} // namespace pixmill::reference
