@@ -3,10 +3,10 @@
 #include <reference/threshold_table.h>
 
 #include <pixmill/curves/TLutThreshold.h>
-#include <pixmill/curves/detail/threshold_tables.h>
+#include <pixmill/curves/threshold_tables.h>
 
 using namespace pixmill::bench;
-using pixmill::detail::ThresholdControls;
+using pixmill::curves::ThresholdControls;
 
 namespace {
 
@@ -22,7 +22,7 @@ void together(benchmark::State& state)
 {
     Level level;
     for (auto _ : state)
-        pixmill::detail::setupLinearThresholds(level.luts, level.controls, 3);
+        pixmill::curves::setupLinearThresholds(level.luts, level.controls, 3);
     report(state, 3 * 65536, 0);
 }
 

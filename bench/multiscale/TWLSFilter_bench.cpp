@@ -94,10 +94,10 @@ struct Picture {
 /// The filter's weights and matrix alone: the solver is refused its memory.
 void assemble(Picture& picture)
 {
-    const detail::SolverLimits limits = detail::solverLimits();
-    detail::solverLimits().bytes = 0;
+    const multiscale::SolverLimits limits = multiscale::solverLimits();
+    multiscale::solverLimits().bytes = 0;
     picture.proc();
-    detail::solverLimits() = limits;
+    multiscale::solverLimits() = limits;
 }
 
 void TWLSFilter_Proc(benchmark::State& state)

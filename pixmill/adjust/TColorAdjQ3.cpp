@@ -1,14 +1,14 @@
 #include <pixmill/adjust/TColorAdjQ3.h>
 
-#include <pixmill/core/detail/aligned.h>
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/console.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/core/detail/scratch.h>
+#include <pixmill/rows/memory.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/core/console.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/scratch.h>
 #include <pixmill/multiscale/gaussianiir.h>
-#include <pixmill/planar/detail/ydrdb.h>
+#include <pixmill/rows/ydrdb.h>
 #include <pixmill/primitives/copy.h>
 
 #include <algorithm>
@@ -16,7 +16,8 @@
 #include <ctime>
 #include <ostream>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::core;
 
 namespace {
 

@@ -1,15 +1,16 @@
 #include <pixmill/adjust/TLightAdjLUTq3.h>
 
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/curves/detail/tone_curve.h>
-#include <pixmill/planar/detail/ydrdb.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/curves/tone_curve.h>
+#include <pixmill/rows/ydrdb.h>
 
 #include <algorithm>
 #include <cmath>
 
 namespace {
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::curves;
 
 constexpr float kUnit = 1.52590219e-05f; // 1 / 65535
 constexpr float kLeast = 0.00100000005f; // keeps the gain of near-black pixels finite

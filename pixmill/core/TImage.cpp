@@ -1,7 +1,7 @@
 #include <pixmill/core/TImage.h>
 
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/plane.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/plane.h>
 #include <pixmill/primitives/copy.h>
 #include <pixmill/primitives/memory.h>
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-using pixmill::detail::halfSize;
+using pixmill::rows::halfSize;
 
 unsigned short* as16u(unsigned char* plane)
 {

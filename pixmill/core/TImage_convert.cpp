@@ -1,15 +1,16 @@
 #include <pixmill/core/TImage.h>
 
 #include <pixmill/core/detail/packed_pixels.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/planar/detail/ydrdb.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/ydrdb.h>
 
 #include <algorithm>
 #include <cstdint>
 
 namespace {
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::core;
 
 template <class In, class Out>
 void repack(const TImage& in, TImage::IMTYPE inType, TImage& out, TImage::IMTYPE outType, const char* call)

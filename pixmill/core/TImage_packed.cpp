@@ -2,9 +2,9 @@
 
 #include <pixmill/core/detail/packed_avx512.h>
 #include <pixmill/core/detail/packed_pixels.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/core/detail/streaming.h>
-#include <pixmill/planar/detail/ydrdb.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/streaming.h>
+#include <pixmill/rows/ydrdb.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -12,7 +12,8 @@
 
 namespace {
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::core;
 
 // YCM to packed pixels
 

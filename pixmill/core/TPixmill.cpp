@@ -1,6 +1,6 @@
 #include <pixmill/core/TPixmill.h>
 
-#include <pixmill/core/detail/check.h>
+#include <pixmill/rows/check.h>
 
 #include <cstdio>
 #include <ctime>
@@ -9,8 +9,8 @@ void (*TPixmill::m_tDebug_p)(const char*) = nullptr;
 
 std::string TPixmill::traceMsg(const char* where, int line, const char* message)
 {
-    pixmill::detail::checkPointer(where, "TPixmill::traceMsg", "where");
-    pixmill::detail::checkPointer(message, "TPixmill::traceMsg", "message");
+    pixmill::rows::checkPointer(where, "TPixmill::traceMsg", "where");
+    pixmill::rows::checkPointer(message, "TPixmill::traceMsg", "message");
     char time[64];
     std::snprintf(time, sizeof time, "%09.3f", double(static_cast<unsigned long>(std::clock())) * 1e-6);
     return std::string(time) + " - " + std::to_string(line) + " - " + where + " : " + message + " - ";

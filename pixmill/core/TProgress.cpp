@@ -1,15 +1,15 @@
 #include <pixmill/core/TProgress.h>
 
-#include <pixmill/core/detail/checked.h>
-#include <pixmill/core/detail/pixel.h>
+#include <pixmill/rows/checked.h>
+#include <pixmill/rows/pixel.h>
 
 #include <climits>
 
 namespace {
 
 // Counts and totals are the host's to write, so every read is checked.
-using pixmill::detail::checked;
-using pixmill::detail::limit;
+using pixmill::rows::checked;
+using pixmill::rows::limit;
 
 template <class Vector>
 auto& innermost(Vector& v)

@@ -1,7 +1,7 @@
 #include <pixmill/core/Threads.h>
 
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/team.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/team.h>
 
 #include <omp.h>
 
@@ -36,7 +36,7 @@ void setThreads(int n)
 
 int threads()
 {
-    return detail::teamSize();
+    return rows::teamSize();
 }
 
 ThreadScope::ThreadScope(int n) : m_before(threadChoice)

@@ -1,13 +1,13 @@
 #include <pixmill/curves/TLut1D.h>
 
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/curves/detail/look_up.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/look_up.h>
 #include <pixmill/primitives/memory.h>
 
 namespace {
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
 using uchar = unsigned char;
 using ushort = unsigned short;
 

@@ -8,7 +8,7 @@
 TLut2D::TLut2D(int n) : m_N(std::min(n, 16))
 {
     for (int i = 0; i < m_N; ++i)
-        m_lut_p[i] = pixmill::detail::allocateTable();
+        m_lut_p[i] = pixmill::curves::allocateTable();
 }
 
 TLut2D::~TLut2D()

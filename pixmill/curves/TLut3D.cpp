@@ -1,9 +1,9 @@
 #include <pixmill/curves/TLut3D.h>
 
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -11,7 +11,7 @@
 
 namespace {
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
 
 void checkTypes(const cv::Mat& in, const cv::Mat& out)
 {

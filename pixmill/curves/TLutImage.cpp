@@ -1,7 +1,7 @@
 #include <pixmill/curves/TLutImage.h>
 
 #include <pixmill/core/detail/packed_pixels.h>
-#include <pixmill/curves/detail/look_up.h>
+#include <pixmill/rows/look_up.h>
 
 namespace {
 
@@ -11,10 +11,10 @@ void replacePixels(TImage& image, const ushort* table, const char* call)
 {
     if (!table || image.m_height < 1 || image.m_width < 1)
         return;
-    PIXMILL_CHECK(image.m_plane_p[0] && image.m_pixelBytes >= 2, call, "image", pixmill::detail::describe(image),
+    PIXMILL_CHECK(image.m_plane_p[0] && image.m_pixelBytes >= 2, call, "image", pixmill::rows::describe(image),
                   "pixels of 2 bytes or more"); // rows are read as 16-bit samples
     unsigned char* data = image.m_plane_p[0];
-    pixmill::detail::lookUpRows<16, ushort>(data, image.m_step, data, image.m_step, {image.m_width, image.m_height},
+    pixmill::rows::lookUpRows<16, ushort>(data, image.m_step, data, image.m_step, {image.m_width, image.m_height},
                                             table);
 }
 

@@ -1,9 +1,9 @@
 #include <pixmill/curves/TLutThreshold.h>
 
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/pixel.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/pixel.h>
 #include <pixmill/curves/detail/table_smoothing.h>
-#include <pixmill/curves/detail/threshold_tables.h>
+#include <pixmill/curves/threshold_tables.h>
 #include <pixmill/primitives/copy.h>
 
 #include <algorithm>
@@ -11,7 +11,8 @@
 
 namespace {
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::curves;
 
 constexpr float kTwoThirds = 0.666666687f;
 
@@ -133,7 +134,7 @@ void TLut16U::setupLinearThreshold(float kShift, float tShift, float kBase, floa
                "TLut16U::setupLinearThreshold");
 }
 
-void pixmill::detail::setupLinearThresholds(TLut16U* const* luts, const ThresholdControls* controls, int count)
+void pixmill::curves::setupLinearThresholds(TLut16U* const* luts, const ThresholdControls* controls, int count)
 {
     constexpr int entries = 65536, lanes = 4;
     ushort* t[lanes];

@@ -1,16 +1,17 @@
 #include <pixmill/curves/TLutThreshold.h>
 
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/curves/detail/threshold_tables.h>
-#include <pixmill/curves/detail/tone_curve.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/curves/threshold_tables.h>
+#include <pixmill/curves/tone_curve.h>
 #include <pixmill/primitives/copy.h>
 
 #include <algorithm>
 
 void TLut16U::setupLightAdjust(float offset, float slopeControl, float shadows, float highlights)
 {
-    using namespace pixmill::detail;
+    using namespace pixmill::rows;
+    using namespace pixmill::curves;
     constexpr int entries = 65536;
 
     const float x[5] = {0, 0.25f, 0.5f, 0.75f, 1};

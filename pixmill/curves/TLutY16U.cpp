@@ -3,7 +3,8 @@
 #include <pixmill/curves/detail/ydrdb_tables.h>
 #include <pixmill/primitives/memory.h>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::curves;
 
 TLutY16U::TLutY16U() : m_lutY_p(allocateTable())
 {

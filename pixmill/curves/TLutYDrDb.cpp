@@ -1,16 +1,17 @@
 #include <pixmill/curves/TLutYDrDb.h>
 
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/curves/detail/look_up.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/look_up.h>
 #include <pixmill/curves/detail/ydrdb_tables.h>
 #include <pixmill/primitives/memory.h>
 
 #include <algorithm>
 #include <array>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::curves;
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include <pixmill/curves/TSpline.h>
 
-#include <pixmill/core/detail/check.h>
+#include <pixmill/rows/check.h>
 
 #include <algorithm>
 #include <initializer_list>
@@ -46,7 +46,7 @@ struct Argument {
 void checkArrays(std::initializer_list<Argument> arguments, const char* call)
 {
     for (const Argument& argument : arguments)
-        pixmill::detail::checkPointer(argument.array, call, argument.name);
+        pixmill::rows::checkPointer(argument.array, call, argument.name);
 }
 
 constexpr int kMostPoints = 1 << 24;

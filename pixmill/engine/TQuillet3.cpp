@@ -1,15 +1,16 @@
 #include <pixmill/engine/TQuillet3.h>
 
 #include <pixmill/core/TPixmill.h>
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/message.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/message.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/engine/detail/zone_rows.h>
 
 #include <cmath>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::engine;
 
 #define PIXMILL_16(f, i)                                                                                               \
     f(i), f(i + 1), f(i + 2), f(i + 3), f(i + 4), f(i + 5), f(i + 6), f(i + 7), f(i + 8), f(i + 9), f(i + 10),         \

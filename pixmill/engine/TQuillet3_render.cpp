@@ -1,20 +1,23 @@
 #include <pixmill/engine/TQuillet3.h>
 
 #include <pixmill/adjust/TLightAdjLUTq3.h>
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/curves/TLutThreshold.h>
-#include <pixmill/curves/detail/threshold_tables.h>
+#include <pixmill/curves/threshold_tables.h>
 #include <pixmill/engine/detail/zone_rows.h>
-#include <pixmill/planar/detail/crop.h>
+#include <pixmill/planar/crop.h>
 
 #include <opencv2/core.hpp>
 
 #include <algorithm>
 #include <memory>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::curves;
+using namespace pixmill::planar;
+using namespace pixmill::engine;
 
 namespace {
 

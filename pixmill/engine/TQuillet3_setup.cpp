@@ -1,8 +1,8 @@
 #include <pixmill/engine/TQuillet3.h>
 
 #include <pixmill/core/TProgress.h>
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/plane.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/plane.h>
 #include <pixmill/filters/DomainTransform.h>
 #include <pixmill/resample/BlockProcessor.h>
 #include <pixmill/resample/guidedUpsize.h>
@@ -14,7 +14,7 @@
 #include <algorithm>
 #include <vector>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
 
 namespace {
 

@@ -1,9 +1,9 @@
 #include <pixmill/filters/BilateralFilter.h>
 
 #include <pixmill/core/TProgress.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/bilateral_blur.h>
 #include <pixmill/filters/detail/bilateral_grid.h>
 
@@ -15,7 +15,8 @@
 #include <cstring>
 #include <new>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::filters;
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include <pixmill/filters/BilateralFilter.h>
 
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/primitives/filter.h>
 
 #include <opencv2/core.hpp>
@@ -9,7 +9,7 @@
 #include <cmath>
 #include <vector>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include <pixmill/filters/BilateralFilter.h>
 
-#include <pixmill/core/detail/aligned.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/core/detail/scratch.h>
+#include <pixmill/rows/memory.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/scratch.h>
 #include <pixmill/filters/detail/bilateral_avx512.h>
 #include <pixmill/filters/detail/bilateral_blur.h>
 #include <pixmill/filters/detail/bilateral_grid.h>
@@ -13,7 +13,8 @@
 #include <cstring>
 #include <vector>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::filters;
 
 namespace {
 

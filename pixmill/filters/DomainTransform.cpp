@@ -1,8 +1,8 @@
 #include <pixmill/filters/DomainTransform.h>
 
-#include <pixmill/core/detail/console.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/core/console.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/domain_gaps.h>
 #include <pixmill/filters/detail/domain_planes.h>
 
@@ -11,7 +11,9 @@
 #include <cmath>
 #include <ostream>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::core;
+using namespace pixmill::filters;
 
 namespace {
 

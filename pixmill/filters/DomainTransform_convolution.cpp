@@ -1,8 +1,8 @@
 #include <pixmill/filters/DomainTransform.h>
 
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/core/detail/scratch.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/scratch.h>
 #include <pixmill/filters/detail/domain_coordinates.h>
 #include <pixmill/filters/detail/domain_planes.h>
 #include <pixmill/filters/detail/domain_windows.h>
@@ -13,7 +13,8 @@
 #include <cmath>
 #include <limits>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::filters;
 
 namespace {
 

@@ -1,17 +1,18 @@
 #include <pixmill/filters/DomainTransform.h>
 
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/domain_planes.h>
 #include <pixmill/filters/detail/domain_recursion.h>
-#include <pixmill/filters/detail/lanes.h>
+#include <pixmill/rows/lanes.h>
 
 #include <opencv2/core.hpp>
 
 #include <algorithm>
 #include <cmath>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::filters;
 
 namespace {
 

@@ -2,10 +2,12 @@
 
 #include <pixmill/filters/detail/guided_planes.h>
 #include <pixmill/primitives/arithmetic.h>
-#include <pixmill/primitives/detail/region.h>
+#include <pixmill/primitives/region.h>
 #include <pixmill/primitives/filter.h>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::primitives;
+using namespace pixmill::filters;
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include <pixmill/filters/TGuidedFilter.h>
 
-#include <pixmill/core/detail/aligned.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/memory.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/guided_apply.h>
 #include <pixmill/filters/detail/guided_planes.h>
 #include <pixmill/primitives/memory.h>
@@ -11,7 +11,8 @@
 #include <memory>
 #include <vector>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::filters;
 
 namespace {
 

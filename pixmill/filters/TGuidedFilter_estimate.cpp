@@ -1,11 +1,12 @@
 #include <pixmill/filters/TGuidedFilter.h>
 
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/guided_planes.h>
 #include <pixmill/filters/detail/guided_rows.h>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::filters;
 
 namespace {
 

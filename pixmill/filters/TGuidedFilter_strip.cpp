@@ -1,14 +1,15 @@
 #include <pixmill/filters/TGuidedFilter.h>
 
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/guided_planes.h>
 #include <pixmill/primitives/filter.h>
 
 #include <algorithm>
 #include <cstring>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::filters;
 
 namespace {
 

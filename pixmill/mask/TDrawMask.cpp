@@ -1,8 +1,8 @@
 #include <pixmill/mask/TDrawMask.h>
 
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/checked.h>
-#include <pixmill/core/detail/plane.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/checked.h>
+#include <pixmill/rows/plane.h>
 #include <pixmill/primitives/copy.h>
 #include <pixmill/resample/resample.h>
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
 
 using Stack = std::vector<TMaskCmd*>;
 

@@ -9,10 +9,10 @@
 #include <memory>
 #include <vector>
 
-namespace pixmill::detail {
+namespace pixmill::mask {
 class BrushWeights;
 struct StrokeBlend;
-} // namespace pixmill::detail
+} // namespace pixmill::mask
 
 /// What a command of the mask document does.
 enum TMaskCmdType {
@@ -186,6 +186,6 @@ public:
     void checkBoundary(cv::Point& center, int radius);
 
 private:
-    std::unique_ptr<pixmill::detail::BrushWeights> m_weights_p; ///< Weights of the last soft dot, made on demand.
-    std::unique_ptr<pixmill::detail::StrokeBlend> m_blend_p;    ///< The last dot's blend, made on demand.
+    std::unique_ptr<pixmill::mask::BrushWeights> m_weights_p; ///< Weights of the last soft dot, made on demand.
+    std::unique_ptr<pixmill::mask::StrokeBlend> m_blend_p;    ///< The last dot's blend, made on demand.
 };

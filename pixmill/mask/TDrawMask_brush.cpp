@@ -1,9 +1,9 @@
 #include <pixmill/mask/TDrawMask.h>
 
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/mask/detail/brush.h>
 #include <pixmill/mask/detail/brush_avx512.h>
 #include <pixmill/mask/detail/brush_weights.h>
@@ -15,7 +15,8 @@
 
 namespace {
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::mask;
 
 int saturated(long v)
 {

@@ -1,4 +1,4 @@
-#include <pixmill/core/detail/plane.h>
+#include <pixmill/rows/plane.h>
 #include <pixmill/multiscale/ConvPyr.h>
 
 #include <opencv2/imgproc.hpp>
@@ -9,7 +9,7 @@
 
 namespace {
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
 
 void checkChannel(const cv::Mat& plane, const char* call, const char* argument)
 {

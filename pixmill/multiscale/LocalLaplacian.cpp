@@ -1,15 +1,15 @@
 #include <pixmill/multiscale/LocalLaplacian.h>
 
-#include <pixmill/core/detail/aligned.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/core/detail/scratch.h>
-#include <pixmill/multiscale/detail/recursive_gaussian.h>
+#include <pixmill/rows/memory.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/scratch.h>
+#include <pixmill/rows/recursive_gaussian.h>
 #include <pixmill/multiscale/detail/remapped_pyramid.h>
 #include <pixmill/primitives/convert.h>
 #include <pixmill/primitives/copy.h>
 #include <pixmill/primitives/lookup.h>
 #include <pixmill/primitives/memory.h>
-#include <pixmill/resample/detail/planes.h>
+#include <pixmill/resample/planes.h>
 
 #include <opencv2/core.hpp>
 
@@ -19,7 +19,9 @@
 #include <cstdint>
 #include <cstdlib>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::resample;
+using namespace pixmill::multiscale;
 
 namespace {
 

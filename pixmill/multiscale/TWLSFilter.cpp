@@ -1,5 +1,5 @@
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/pardisoSolver.h>
 #include <pixmill/primitives/memory.h>
@@ -11,8 +11,8 @@
 
 namespace {
 
-using pixmill::detail::describe;
-using pixmill::detail::forEachRow;
+using pixmill::rows::describe;
+using pixmill::rows::forEachRow;
 
 template <class T>
 T* allocate(std::size_t count)

@@ -1,16 +1,16 @@
 #include <pixmill/multiscale/gaussianiir.h>
 
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/core/detail/scratch.h>
-#include <pixmill/core/detail/transpose.h>
-#include <pixmill/multiscale/detail/recursive_gaussian.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/scratch.h>
+#include <pixmill/rows/transpose.h>
+#include <pixmill/rows/recursive_gaussian.h>
 #include <pixmill/primitives/convert.h>
 
 #include <algorithm>
 #include <vector>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 namespace {
 
-using namespace pixmill::detail;
+using namespace pixmill::multiscale;
 
 /// What each stage throws when it fails, and whether running out of memory is such a failure.
 struct StageTexts {

@@ -2,16 +2,16 @@
 
 #include <pixmill/core/TImage.h>
 #include <pixmill/core/TProgress.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/scratch.h>
-#include <pixmill/primitives/detail/box_integer.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/scratch.h>
+#include <pixmill/rows/box_integer.h>
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
 
 namespace {
 

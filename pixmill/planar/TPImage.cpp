@@ -1,7 +1,7 @@
-#include <pixmill/core/detail/plane.h>
+#include <pixmill/rows/plane.h>
 #include <pixmill/planar/TPImage.h>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
 
 int TPImage::m_count = 0;
 unsigned char* TPImage::m_lutFullToEdge_p = nullptr;

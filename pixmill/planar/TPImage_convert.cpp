@@ -1,13 +1,13 @@
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/planar/TPImage.h>
-#include <pixmill/planar/detail/colour_rows.h>
+#include <pixmill/rows/colour_rows.h>
 
 #include <cstddef>
 #include <cstdint>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
 
 namespace {
 

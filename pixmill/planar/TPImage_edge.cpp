@@ -1,15 +1,15 @@
 #include <pixmill/planar/TPImage.h>
 
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/core/detail/scratch.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/scratch.h>
 #include <pixmill/planar/detail/edge_gain.h>
 #include <pixmill/planar/detail/edge_rows.h>
 #include <pixmill/primitives/lookup.h>
-#include <pixmill/resample/detail/doubling.h>
-#include <pixmill/resample/detail/pyramid.h>
+#include <pixmill/rows/doubling.h>
+#include <pixmill/rows/pyramid.h>
 #include <pixmill/resample/resample.h>
 
 #include <opencv2/core.hpp>
@@ -17,7 +17,8 @@
 #include <cmath>
 #include <vector>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::planar;
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/planar/TPImage.h>
-#include <pixmill/planar/detail/crop.h>
+#include <pixmill/planar/crop.h>
 #include <pixmill/primitives/copy.h>
 #include <pixmill/primitives/filter.h>
 #include <pixmill/primitives/resize.h>
@@ -11,7 +11,8 @@
 
 #include <algorithm>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::planar;
 
 namespace {
 
@@ -154,7 +155,7 @@ constexpr long kMostPixels = 1L << 26;
 
 } // namespace
 
-cv::Mat pixmill::detail::regionOf(const cv::Mat& in, cv::Rect region, int scale, const char* call)
+cv::Mat pixmill::planar::regionOf(const cv::Mat& in, cv::Rect region, int scale, const char* call)
 {
     PIXMILL_CHECK(scale >= 1, call, "scale", scale, "1 or more");
     checkPlane(in, call, "the plane");
@@ -166,7 +167,7 @@ cv::Mat pixmill::detail::regionOf(const cv::Mat& in, cv::Rect region, int scale,
     return in(rows, columns);
 }
 
-void pixmill::detail::cropInto(const cv::Mat& in, cv::Rect region, int scale, bool smooth, cv::Mat& out,
+void pixmill::planar::cropInto(const cv::Mat& in, cv::Rect region, int scale, bool smooth, cv::Mat& out,
                                cv::Mat& scratch, const char* call)
 {
     const int w = region.width, h = region.height;

@@ -1,9 +1,10 @@
 #include <pixmill/primitives/arithmetic.h>
-#include <pixmill/primitives/detail/region.h>
+#include <pixmill/primitives/region.h>
 
 #include <atomic>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::primitives;
 
 namespace {
 

@@ -1,10 +1,11 @@
-#include <pixmill/core/detail/pixel.h>
+#include <pixmill/rows/pixel.h>
 #include <pixmill/primitives/convert.h>
-#include <pixmill/primitives/detail/region.h>
+#include <pixmill/primitives/region.h>
 
 #include <climits>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::primitives;
 
 namespace {
 

@@ -1,11 +1,12 @@
-#include <pixmill/core/detail/scratch.h>
-#include <pixmill/primitives/detail/box_float.h>
-#include <pixmill/primitives/detail/box_integer.h>
+#include <pixmill/rows/scratch.h>
+#include <pixmill/rows/box_float.h>
+#include <pixmill/rows/box_integer.h>
 #include <pixmill/primitives/detail/inplace.h>
-#include <pixmill/primitives/detail/region.h>
+#include <pixmill/primitives/region.h>
 #include <pixmill/primitives/filter.h>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::primitives;
 
 namespace {
 

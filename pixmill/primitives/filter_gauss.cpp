@@ -1,12 +1,13 @@
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/scratch.h>
-#include <pixmill/primitives/detail/gauss_rows.h>
-#include <pixmill/primitives/detail/region.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/scratch.h>
+#include <pixmill/rows/gauss_rows.h>
+#include <pixmill/primitives/region.h>
 #include <pixmill/primitives/filter.h>
 
 #include <algorithm>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::primitives;
 
 namespace {
 

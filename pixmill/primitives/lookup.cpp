@@ -1,11 +1,12 @@
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/primitives/detail/region.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/primitives/region.h>
 #include <pixmill/primitives/lookup.h>
 
 #include <algorithm>
 #include <vector>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::primitives;
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include <pixmill/primitives/memory.h>
 
-#include <pixmill/core/detail/team.h>
+#include <pixmill/rows/team.h>
 
 #include <climits>
 #include <cstdint>
@@ -84,5 +84,5 @@ void MKL_free(void* p)
 
 int MKL_GET_MAX_THREADS()
 {
-    return pixmill::detail::teamSize();
+    return pixmill::rows::teamSize();
 }

@@ -1,14 +1,15 @@
-#include <pixmill/core/detail/aligned.h>
-#include <pixmill/core/detail/scratch.h>
+#include <pixmill/rows/memory.h>
+#include <pixmill/rows/scratch.h>
 #include <pixmill/primitives/detail/inplace.h>
-#include <pixmill/primitives/detail/morphology3x3.h>
-#include <pixmill/primitives/detail/region.h>
+#include <pixmill/rows/morphology3x3.h>
+#include <pixmill/primitives/region.h>
 #include <pixmill/primitives/filter.h>
 
 #include <algorithm>
 #include <vector>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::primitives;
 
 namespace {
 

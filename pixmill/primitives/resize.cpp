@@ -1,8 +1,8 @@
 #include <pixmill/primitives/resize.h>
 
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/primitives/detail/region.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/primitives/region.h>
 
 #include <algorithm>
 #include <climits>
@@ -11,9 +11,9 @@
 
 namespace {
 
-using pixmill::detail::limit;
-using pixmill::detail::rowAt;
-using pixmill::detail::runSpan;
+using pixmill::rows::limit;
+using pixmill::rows::rowAt;
+using pixmill::rows::runSpan;
 
 /// Columns worked on at a time: their tables and four rows of sums stay in the second-level cache, and the work buffer
 /// has a bound whatever the picture's width.

@@ -1,12 +1,13 @@
-#include <pixmill/primitives/detail/invert3x3.h>
-#include <pixmill/primitives/detail/region.h>
+#include <pixmill/rows/invert3x3.h>
+#include <pixmill/primitives/region.h>
 #include <pixmill/primitives/vector.h>
 
 #include <cmath>
 #include <cstring>
 #include <vector>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::primitives;
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include <pixmill/resample/BlockProcessor.h>
 
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 
 #include <algorithm>
 #include <climits>
@@ -11,7 +11,7 @@
 
 namespace {
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
 
 constexpr const char* kInitialize = "BlockProcessor::initialize";
 constexpr const char* kConvert = "BlockProcessor::convertBlockDuplicateBorder";

@@ -1,16 +1,17 @@
 #include <pixmill/resample/blend.h>
 
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/primitives/detail/region.h>
-#include <pixmill/resample/detail/aliasing.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/primitives/region.h>
+#include <pixmill/rows/aliasing.h>
 
 #include <cstddef>
 
 namespace {
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
+using namespace pixmill::primitives;
 
 /// Weights and factors are limited so that every product fits an int, which clamps faster than a float. No larger one
 /// would give other pixels than black and white.

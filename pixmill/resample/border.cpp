@@ -1,4 +1,4 @@
-#include <pixmill/core/detail/check.h>
+#include <pixmill/rows/check.h>
 #include <pixmill/resample/border.h>
 
 #include <cstddef>
@@ -55,7 +55,7 @@ bool isEmpty(const char* call, const unsigned char* data, IppiSize size)
 {
     if (size.width <= 0 || size.height <= 0)
         return true;
-    PIXMILL_CHECK(data, call, "data", pixmill::detail::describe(data), "an image");
+    PIXMILL_CHECK(data, call, "data", pixmill::rows::describe(data), "an image");
     return false;
 }
 

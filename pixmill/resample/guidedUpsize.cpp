@@ -1,10 +1,10 @@
 #include <pixmill/resample/guidedUpsize.h>
 
-#include <pixmill/core/detail/plane.h>
+#include <pixmill/rows/plane.h>
 #include <pixmill/filters/TGuidedFilter.h>
 #include <pixmill/resample/resample.h>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
 
 namespace {
 

@@ -1,13 +1,15 @@
-#include <pixmill/resample/detail/planes.h>
+#include <pixmill/resample/planes.h>
 
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/primitives/types.h>
 #include <pixmill/resample/detail/reducing.h>
 
 #include <algorithm>
 #include <cstddef>
 
-namespace pixmill::detail {
+namespace pixmill::resample {
+
+using namespace rows;
 
 namespace {
 
@@ -188,4 +190,4 @@ bool reducePlane(const cv::Mat& in, cv::Mat& out, int factor, int interpolation,
     }
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::resample

@@ -1,15 +1,17 @@
-#include <pixmill/resample/detail/planes.h>
-#include <pixmill/resample/detail/pyramid.h>
+#include <pixmill/resample/planes.h>
+#include <pixmill/rows/pyramid.h>
 
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <vector>
 
-namespace pixmill::detail {
+namespace pixmill::resample {
+
+using namespace rows;
 
 namespace {
 
@@ -83,4 +85,4 @@ void pyramidUp(const cv::Mat& in, cv::Mat& out)
     }
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::resample

@@ -1,10 +1,10 @@
 #include <pixmill/resample/blend.h>
 
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/primitives/detail/morphology3x3.h>
-#include <pixmill/resample/detail/aliasing.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/morphology3x3.h>
+#include <pixmill/rows/aliasing.h>
 
 #include <algorithm>
 #include <cstring>
@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
 
 constexpr int kStrip = 1024; ///< columns whose extremes are held at a time
 

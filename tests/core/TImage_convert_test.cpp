@@ -123,8 +123,8 @@ TEST(TImageConvert, PicturesNoCacheHoldsBecomeTheSamePixels)
         cv::RNG(6).fill(plane, cv::RNG::UNIFORM, 0, plane.depth() == CV_8U ? 256 : 65536);
     cv::Mat first16, first8;
     PolicyGuard guard;
-    for (const int level : {0, pixmill::detail::rowPolicy().level}) {
-        pixmill::detail::rowPolicy().level = level;
+    for (const int level : {0, pixmill::rows::rowPolicy().level}) {
+        pixmill::rows::rowPolicy().level = level;
         TImage out(TImage::IMTYPE(4), in.y.size());
         cv::Mat host(size.height, size.width + 7, CV_8UC4, cv::Scalar::all(1));
         TImage::YCMToRgba16u(in.y, in.c, in.m, out);

@@ -1,8 +1,8 @@
 #include <support/everyway.h>
 #include <support/throws.h>
 
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/scratch.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/scratch.h>
 
 #include <algorithm>
 #include <atomic>

@@ -104,7 +104,7 @@ TEST(Threads, ALoopTakesNoMoreThanTheScratchMadeForIt)
 {
     const ChoiceGuard guard;
     setThreads(2);
-    const pixmill::detail::Team team;
+    const pixmill::rows::Team team;
     setThreads(8);
     const ThreadScope scope(9);
     EXPECT_EQ(threads(), 2);
@@ -115,9 +115,9 @@ TEST(Threads, InsideARegionOrABodyACallStaysOnItsThread)
 {
     const ChoiceGuard guard;
     setThreads(4);
-    pixmill::detail::rowPolicy().leastParallelPixels = 1;
+    pixmill::rows::rowPolicy().leastParallelPixels = 1;
     std::vector<int> seen(8, 0);
-    pixmill::detail::forEachIndex(8, 1, [&](int i) { seen[i] = threads(); });
+    pixmill::rows::forEachIndex(8, 1, [&](int i) { seen[i] = threads(); });
     EXPECT_EQ(seen, std::vector<int>(8, 1));
     EXPECT_TRUE(rightInAChild(eachStaysAlone)); // some OpenMP runtimes do not outlive a later fork
 }

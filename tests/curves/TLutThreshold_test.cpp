@@ -5,7 +5,7 @@
 #include <reference/tone_curve.h>
 
 #include <pixmill/curves/TLutThreshold.h>
-#include <pixmill/curves/detail/threshold_tables.h>
+#include <pixmill/curves/threshold_tables.h>
 
 #include <array>
 #include <cmath>
@@ -13,7 +13,7 @@
 #include <memory>
 #include <vector>
 
-using pixmill::detail::ThresholdControls;
+using pixmill::curves::ThresholdControls;
 using namespace pixmill::test;
 using pixmill::reference::curveOverLine;
 using Ranges = pixmill::reference::ThresholdRanges;
@@ -153,7 +153,7 @@ TEST(TLutThreshold, TablesBuiltTogetherEqualThoseBuiltOneByOne)
         for (const int count : {0, 1, 2, 3, 4, 5, int(all.size())}) {
             for (TLut16U* lut : pointers)
                 std::fill_n(static_cast<unsigned short*>(lut->m_lut_p), 65536, 0);
-            pixmill::detail::setupLinearThresholds(pointers.data(), all.data(), count);
+            pixmill::curves::setupLinearThresholds(pointers.data(), all.data(), count);
             for (int i = 0; i < count; ++i)
                 ASSERT_EQ(entriesOf(*pointers[i]), expected[i]) << i << " of " << count;
         }

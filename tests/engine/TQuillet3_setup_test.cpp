@@ -3,7 +3,7 @@
 #include <support/planes.h>
 
 #include <pixmill/core/TProgress.h>
-#include <pixmill/core/detail/plane.h>
+#include <pixmill/rows/plane.h>
 #include <pixmill/engine/TQuillet3.h>
 #include <pixmill/filters/DomainTransform.h>
 #include <pixmill/resample/BlockProcessor.h>
@@ -12,7 +12,7 @@
 #include <vector>
 
 using namespace pixmill::test;
-using pixmill::detail::halfSize;
+using pixmill::rows::halfSize;
 
 namespace {
 

@@ -34,15 +34,15 @@ TEST(TDrawMask, DistancesAreThoseOfMagnitude)
     for (int i = 0; i < n; ++i)
         x.at<float>(i) = float(i);
     PolicyGuard guard;
-    for (int level = pixmill::detail::rowPolicy().level; level >= 0; --level) {
-        pixmill::detail::rowPolicy().level = level;
+    for (int level = pixmill::rows::rowPolicy().level; level >= 0; --level) {
+        pixmill::rows::rowPolicy().level = level;
         for (int dy = 0; dy < n; dy += level ? 1 : 7) {
             y.setTo(float(dy));
             cv::magnitude(x, y, expected);
-            pixmill::detail::runSpan(
+            pixmill::rows::runSpan(
                 [&](int first, int end) {
                     for (int i = first; i < end; ++i)
-                        actual.ptr<float>()[i] = pixmill::detail::brushDistance(i, dy);
+                        actual.ptr<float>()[i] = pixmill::mask::brushDistance(i, dy);
                 },
                 0, n);
             ASSERT_TRUE(samePixels<float>(expected, actual)) << "dy " << dy << " level " << level;
@@ -52,8 +52,8 @@ TEST(TDrawMask, DistancesAreThoseOfMagnitude)
 
 TEST(TDrawMask, ADiscEndsWhereTheDistanceDoes)
 {
-    using pixmill::detail::brushDistance;
-    using pixmill::detail::discReach;
+    using pixmill::mask::brushDistance;
+    using pixmill::mask::discReach;
     const auto isReach = [](int dy, int R) {
         const int reach = discReach(dy, R);
         return (reach < 0 ? dy > 0 || R < 0 : double(brushDistance(reach, dy)) <= R) &&

@@ -209,11 +209,11 @@ TEST(TWLSFilter, LeavesTheInputWhenTheSolverFails)
     const std::vector<float> plane = dense(scenePlane(size, CV_32FC1, 0, 2));
     std::vector<float> in = plane, guide = plane;
     TWLSFilter filter;
-    const auto before = pixmill::detail::solverLimits();
-    pixmill::detail::solverLimits().bytes = 1000;
+    const auto before = pixmill::multiscale::solverLimits();
+    pixmill::multiscale::solverLimits().bytes = 1000;
     EXPECT_TRUE(
         filter.Proc(in.data(), size.width, size.height, 1, 1, guide.data(), false)); // out of memory is no error
-    pixmill::detail::solverLimits() = before;
+    pixmill::multiscale::solverLimits() = before;
     EXPECT_EQ(in, plane);
 
     EXPECT_THROWS_TEXT(filter.Proc(in.data(), size.width, size.height, -1, 1, guide.data(), false),

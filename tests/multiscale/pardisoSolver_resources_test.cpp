@@ -21,7 +21,7 @@
 
 using namespace pixmill::test;
 using namespace pixmill::reference;
-using pixmill::detail::solverLimits;
+using pixmill::multiscale::solverLimits;
 
 namespace {
 
@@ -41,7 +41,7 @@ public:
     ~MemoryLimit() { solverLimits() = m_before; }
 
 private:
-    pixmill::detail::SolverLimits m_before;
+    pixmill::multiscale::SolverLimits m_before;
 };
 
 double physicalMegabytes(const char* what)

@@ -1,4 +1,4 @@
-#include <pixmill/primitives/detail/box_integer.h>
+#include <pixmill/rows/box_integer.h>
 #include <pixmill/primitives/filter.h>
 
 #include "roi.h"
@@ -141,7 +141,7 @@ void expectMeansNearTies(long long count, int step)
         }
     }
     means.resize(sums.size());
-    pixmill::detail::meansRow(sums.data(), count, means.data(), int(sums.size()));
+    pixmill::rows::meansRow(sums.data(), count, means.data(), int(sums.size()));
     ASSERT_EQ(means, expected) << "count " << count;
 }
 

@@ -1,4 +1,4 @@
-#include <pixmill/primitives/detail/morphology3x3.h>
+#include <pixmill/rows/morphology3x3.h>
 #include <pixmill/primitives/filter.h>
 
 #include "roi.h"
@@ -173,7 +173,7 @@ TEST(Morphology, ThreeByThreeInPlaceSeesTheOriginalSamples)
             std::vector<ushort> columnMax(size.width + 2), columnMin(size.width + 2), most(size.width),
                 least(size.width);
             const auto row = [&](int y) { return padded.ptr<ushort>(y) + 2; };
-            pixmill::detail::extremes3x3Row(row(1), row(2), row(3), columnMax.data(), columnMin.data(), most.data(),
+            pixmill::rows::extremes3x3Row(row(1), row(2), row(3), columnMax.data(), columnMin.data(), most.data(),
                                             least.data(), size.width);
             EXPECT_TRUE(samePixels<ushort>(largest, cv::Mat(1, size.width, CV_16UC1, most.data())));
             EXPECT_TRUE(samePixels<ushort>(smallest, cv::Mat(1, size.width, CV_16UC1, least.data())));

@@ -1,4 +1,4 @@
-#include <pixmill/core/detail/aligned.h>
+#include <pixmill/rows/memory.h>
 #include <pixmill/primitives/memory.h>
 
 #include <gtest/gtest.h>
@@ -75,11 +75,11 @@ TEST(Memory, BlocksAreAlignedAsAsked)
 
 TEST(AlignedArray, OwnsItsBlockAndMovesIt)
 {
-    pixmill::detail::AlignedArray<double> none, array(10);
+    pixmill::rows::AlignedArray<double> none, array(10);
     EXPECT_TRUE(none.empty());
     EXPECT_TRUE(aligned(array.data(), 64));
     array[9] = 1.5;
-    pixmill::detail::AlignedArray<double> moved(std::move(array));
+    pixmill::rows::AlignedArray<double> moved(std::move(array));
     EXPECT_EQ(moved[9], 1.5);
     EXPECT_TRUE(array.empty());
     none = std::move(moved);
@@ -91,8 +91,8 @@ TEST(AlignedArray, OwnsItsBlockAndMovesIt)
     EXPECT_EQ(released[9], 1.5);
     EXPECT_EQ(none.data(), nullptr);
     ippiFree(released);
-    EXPECT_THROW(pixmill::detail::AlignedArray<double>(std::size_t(-1) / 8), std::bad_alloc);
-    EXPECT_THROW(pixmill::detail::AlignedArray<double>(std::size_t(-1)), std::bad_alloc);
+    EXPECT_THROW(pixmill::rows::AlignedArray<double>(std::size_t(-1) / 8), std::bad_alloc);
+    EXPECT_THROW(pixmill::rows::AlignedArray<double>(std::size_t(-1)), std::bad_alloc);
 }
 
 } // namespace

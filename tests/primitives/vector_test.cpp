@@ -1,4 +1,4 @@
-#include <pixmill/primitives/detail/invert3x3.h>
+#include <pixmill/rows/invert3x3.h>
 #include <pixmill/primitives/vector.h>
 
 #include "roi.h"
@@ -50,7 +50,7 @@ TEST(Invert, ExactCases)
 
     // Nearly singular, and every product and difference exact.
     const float nearly[9] = {1, 1, 0, 1, 1 + 0x1p-23f, 0, 0, 0, 0x1p-10f};
-    ASSERT_TRUE(pixmill::detail::invert3x3(nearly, inverse));
+    ASSERT_TRUE(pixmill::rows::invert3x3(nearly, inverse));
     EXPECT_EQ(inverse[8], 0x1p10f);
 }
 
@@ -63,7 +63,7 @@ TEST(Invert, SingularMatricesAreErrorsAndLeaveTheResultAlone)
     }
     const float zeros[9] = {};
     float kept[9] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
-    EXPECT_FALSE(pixmill::detail::invert3x3(zeros, kept));
+    EXPECT_FALSE(pixmill::rows::invert3x3(zeros, kept));
     EXPECT_EQ(kept[8], 9);
 }
 

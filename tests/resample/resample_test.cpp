@@ -1,8 +1,8 @@
 #include <pixmill/resample/guidedUpsize.h>
 #include <pixmill/resample/resample.h>
 
-#include <pixmill/resample/detail/doubling.h>
-#include <pixmill/resample/detail/pyramid.h>
+#include <pixmill/rows/doubling.h>
+#include <pixmill/rows/pyramid.h>
 
 #include <reference/pyramid.h>
 #include <reference/resize.h>
@@ -256,15 +256,15 @@ TEST(Resample, RowsOfADoubledPlaneCanBeHadOneByOne)
         cv::Mat linear(18, cols, CV_16UC1), cubic(18, cols, CV_16UC1), rows(18, cols, CV_16UC1);
         upSize2X(in, linear, 2);
         upSize2X(in, cubic, 4);
-        const auto row = [&in](int y) { return in.ptr<ushort>(pixmill::detail::inside(y, in.rows)); };
+        const auto row = [&in](int y) { return in.ptr<ushort>(pixmill::rows::inside(y, in.rows)); };
         for (int y = 0; y < rows.rows; ++y)
-            pixmill::detail::doubleRowLinear(row(y / 2), row(y / 2 + 1), y % 2 != 0, in.cols, rows.ptr<ushort>(y),
+            pixmill::rows::doubleRowLinear(row(y / 2), row(y / 2 + 1), y % 2 != 0, in.cols, rows.ptr<ushort>(y),
                                              cols);
         EXPECT_TRUE(samePixels<ushort>(linear, rows));
         std::vector<int> scratch(in.cols);
         for (int y = 0; y < rows.rows; ++y) {
             const ushort* const four[] = {row(y / 2 - 1), row(y / 2), row(y / 2 + 1), row(y / 2 + 2)};
-            pixmill::detail::doubleRowCubic(four, y % 2 != 0, in.cols, rows.ptr<ushort>(y), cols, scratch.data());
+            pixmill::rows::doubleRowCubic(four, y % 2 != 0, in.cols, rows.ptr<ushort>(y), cols, scratch.data());
         }
         EXPECT_TRUE(samePixels<ushort>(cubic, rows));
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/rows.h>
 
 #include <gtest/gtest.h>
 #include <omp.h>
@@ -11,17 +11,17 @@ namespace pixmill::test {
 /// Restores the process's team size and row policy.
 class PolicyGuard {
 public:
-    PolicyGuard() : m_policy(detail::rowPolicy()), m_team(omp_get_max_threads()) {}
+    PolicyGuard() : m_policy(rows::rowPolicy()), m_team(omp_get_max_threads()) {}
     ~PolicyGuard()
     {
-        detail::rowPolicy() = m_policy;
+        rows::rowPolicy() = m_policy;
         omp_set_num_threads(m_team);
     }
     PolicyGuard(const PolicyGuard&) = delete;
     PolicyGuard& operator=(const PolicyGuard&) = delete;
 
 private:
-    detail::RowPolicy m_policy;
+    rows::RowPolicy m_policy;
     int m_team;
 };
 
@@ -31,11 +31,11 @@ template <class Check>
 void everyWay(const Check& check)
 {
     PolicyGuard guard;
-    const int top = detail::rowPolicy().level;
+    const int top = rows::rowPolicy().level;
     for (int level = 0; level <= top; ++level)
         for (const int team : {1, 2, 3, 8}) {
             SCOPED_TRACE(testing::Message() << "row level " << level << ", " << team << " threads");
-            detail::rowPolicy() = {level, 1, team > 2};
+            rows::rowPolicy() = {level, 1, team > 2};
             omp_set_num_threads(team);
             check();
         }

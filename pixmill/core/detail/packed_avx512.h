@@ -1,9 +1,9 @@
 #pragma once
 
-#include <pixmill/core/detail/intrinsics.h>
+#include <pixmill/rows/intrinsics.h>
 #include <pixmill/core/detail/packed_pixels.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/planar/detail/ydrdb.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/ydrdb.h>
 
 #include <cstddef>
 
@@ -11,7 +11,9 @@
 /// values as the plain rows, 32 pixels in 16-bit lanes at a time.
 ///
 /// Lanes hold pixels in the order that the last step, which interleaves the channels, puts straight.
-namespace pixmill::detail {
+namespace pixmill::core {
+
+using namespace rows;
 
 #define PIXMILL_WORDS512 __attribute__((target("avx2,avx512f,avx512bw,avx512dq,avx512vl")))
 
@@ -214,4 +216,4 @@ __attribute__((noinline, flatten)) PIXMILL_WORDS512 void packRow512(const ushort
     }
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::core

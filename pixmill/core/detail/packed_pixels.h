@@ -1,14 +1,16 @@
 #pragma once
 
 #include <pixmill/core/TImage.h>
-#include <pixmill/core/detail/check.h>
-#include <pixmill/planar/detail/colour_rows.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/colour_rows.h>
 
 #include <cstddef>
 #include <cstdint>
 
 /// Rows of TImage planes, and packed pixels of either depth and order.
-namespace pixmill::detail {
+namespace pixmill::core {
+
+using namespace rows;
 
 template <class T>
 T* rowOf(const TImage& image, int plane, int y)
@@ -119,4 +121,4 @@ struct Bgra8 {
 /// Columns worked on at a time, an even number: the scratch of a tile stays in the cache.
 constexpr int kTile = 512;
 
-} // namespace pixmill::detail
+} // namespace pixmill::core

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <pixmill/core/detail/aligned.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/multiscale/detail/recursive_gaussian.h>
+#include <pixmill/rows/memory.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/recursive_gaussian.h>
 
 #include <algorithm>
 #include <cmath>
@@ -15,7 +15,9 @@
 
 /// The recursive Gaussian over look-up tables: few long lines, so the chunks of a line run side by side as well, each
 /// of which proves to have started from the right value.
-namespace pixmill::detail {
+namespace pixmill::curves {
+
+using namespace rows;
 
 inline void storePixel(uchar& out, float v)
 {
@@ -275,4 +277,4 @@ void smoothTables(T* const (&tables)[L], int n, const float (&sigmas)[L])
         smoothWhole(tables, n, gains);
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::curves

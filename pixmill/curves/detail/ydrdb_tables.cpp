@@ -1,13 +1,15 @@
 #include <pixmill/curves/detail/ydrdb_tables.h>
 
-#include <pixmill/core/detail/check.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/curves/detail/look_up.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/look_up.h>
 #include <pixmill/primitives/memory.h>
 
 #include <algorithm>
 
-namespace pixmill::detail {
+namespace pixmill::curves {
+
+using namespace rows;
 
 unsigned short* allocateTable()
 {
@@ -52,4 +54,4 @@ void applyLumaTable(const unsigned short* table, const cv::Mat& inY, cv::Mat& ou
     lookUpRows<16, unsigned short>(inY.data, inY.step, outY.data, outY.step, inY.size(), table);
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::curves

@@ -1,13 +1,15 @@
 #pragma once
 
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/rows.h>
 
 #include <opencv2/core/mat.hpp>
 
 #include <array>
 
 /// What the families of Y/Dr/Db tables share: their memory, the sampling of luma, and their application to luma.
-namespace pixmill::detail {
+namespace pixmill::curves {
+
+using namespace rows;
 
 constexpr int kTableEntries = 65536, kLumaSamples = 4096;
 
@@ -39,4 +41,4 @@ void checkLumaInOut(const cv::Mat& inOutY16U, const char* call);
 /// Writes table[inY]; throws without a table or when `inY` is not CV_16UC1.
 void applyLumaTable(const unsigned short* table, const cv::Mat& inY, cv::Mat& outY, const char* call);
 
-} // namespace pixmill::detail
+} // namespace pixmill::curves

@@ -6,7 +6,9 @@
 #include <algorithm>
 
 /// The engine's rows, each by the form that suits the processor.
-namespace pixmill::detail {
+namespace pixmill::engine {
+
+using namespace rows;
 
 /// Tones a row: each sample's two tables of pairs found in one read, and mixed by luma; in pieces that stay in the
 /// nearest cache. `out` may be `in`.
@@ -31,4 +33,4 @@ inline void addEdgesRow(const ushort* Y, const ushort* d0, const ushort* d1, con
         out[x] = clamp16(Y[x] + 2 * (d0[x] + d1[x] + d2[x]) - 196608);
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::engine

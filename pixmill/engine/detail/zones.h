@@ -1,11 +1,13 @@
 #pragma once
 
-#include <pixmill/core/detail/pixel.h>
+#include <pixmill/rows/pixel.h>
 
 #include <cstdint>
 
 /// Shadows, midtones and highlights: the row kernels of the detail engine.
-namespace pixmill::detail {
+namespace pixmill::engine {
+
+using namespace rows;
 
 /// The ramp that all three weights are built from: 3k, one more from 78 on, so that it ends at 256 for k = 85.
 constexpr int zoneRamp(int k)
@@ -130,4 +132,4 @@ inline void weighColorRow(const T* __restrict Dr, const T* __restrict Db, ColorW
         Y[x] = toPixel16(float(Y[x]) + k.k0 + k.kR * Dr[x] + k.kB * Db[x]);
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::engine

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <pixmill/core/detail/intrinsics.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/intrinsics.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/engine/detail/zones.h>
 
 #include <cstdint>
@@ -9,7 +9,9 @@
 /// The kernels a moved slider waits for, for processors with AVX-512: the compiler's own vectors take twice as long.
 ///
 /// Each takes as many whole vectors of 32 samples as there are and tells how many samples that was.
-namespace pixmill::detail {
+namespace pixmill::engine {
+
+using namespace rows;
 
 #define PIXMILL_KERNEL __attribute__((target(PIXMILL_AVX512))) inline
 
@@ -82,4 +84,4 @@ PIXMILL_KERNEL int addEdgesRow512(const ushort* Y, const ushort* d0, const ushor
 
 #undef PIXMILL_KERNEL
 
-} // namespace pixmill::detail
+} // namespace pixmill::engine

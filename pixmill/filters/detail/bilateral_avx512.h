@@ -1,14 +1,16 @@
 #pragma once
 
-#include <pixmill/core/detail/intrinsics.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/intrinsics.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/bilateral_grid.h>
 
 #include <cstddef>
 
 /// The bilateral grid's read-back for processors with AVX-512. No compiler finds it in the plain loop.
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 
 #define PIXMILL_KERNEL __attribute__((target(PIXMILL_AVX512))) inline
 
@@ -132,4 +134,4 @@ PIXMILL_KERNEL int readBackRow512(const GridRead& grid, const Edge* edge, float 
 
 #undef PIXMILL_KERNEL
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <pixmill/core/detail/scratch.h>
-#include <pixmill/core/detail/transpose.h>
-#include <pixmill/multiscale/detail/recursive_gaussian.h>
+#include <pixmill/rows/scratch.h>
+#include <pixmill/rows/transpose.h>
+#include <pixmill/rows/recursive_gaussian.h>
 
 #include <algorithm>
 #include <cmath>
@@ -10,7 +10,9 @@
 #include <cstring>
 
 /// The blur of the bilateral grid: counts and sums side by side, so that the recursions of both run at the same time.
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 
 /// The grid's Gaussian: its gains follow from nu as it was narrowed to float, unlike the picture filters'.
 struct GridGaussian {
@@ -217,4 +219,4 @@ private:
     TeamScratch<float> m_rows, m_tiles; ///< rows of m_width floats a cell in x, counts then sums; lines along z
 };
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

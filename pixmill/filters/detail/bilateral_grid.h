@@ -1,13 +1,15 @@
 #pragma once
 
-#include <pixmill/core/detail/pixel.h>
+#include <pixmill/rows/pixel.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
 /// Row kernels of the bilateral grid.
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 
 constexpr float kEmptyWeight = 1e-20f; ///< keeps a cell that received nothing from a division by zero
 
@@ -78,4 +80,4 @@ inline void readBackPixels(const GridRead& grid, const Edge* edge, float yFracti
     }
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

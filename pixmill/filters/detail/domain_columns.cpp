@@ -1,10 +1,12 @@
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/domain_recursion.h>
 #include <pixmill/filters/detail/domain_walk.h>
 
 #include <algorithm>
 
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 namespace {
 
 constexpr int kBlock = 32; ///< Rows of a strip that are fetched, weighed and walked while in the first cache.
@@ -133,4 +135,4 @@ void DomainRecursion::columns(const DomainSteps& steps, float k)
     });
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

@@ -1,16 +1,18 @@
 #include <pixmill/filters/detail/domain_coordinates.h>
 
-#include <pixmill/core/detail/largepages.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/largepages.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/domain_gaps.h>
 #include <pixmill/filters/detail/domain_windows.h>
-#include <pixmill/filters/detail/lanes.h>
+#include <pixmill/rows/lanes.h>
 
 #include <algorithm>
 #include <limits>
 
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 namespace {
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
@@ -91,4 +93,4 @@ void DomainCoordinates::fillDown(const cv::Mat& guide, float ratio)
     });
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

@@ -1,12 +1,14 @@
 #pragma once
 
-#include <pixmill/core/detail/aligned.h>
+#include <pixmill/rows/memory.h>
 
 #include <opencv2/core/mat.hpp>
 
 #include <cstddef>
 
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 
 /// Domain coordinates of a guide: running sums of the steps 1 + ratio * |gradient| along every row and every column.
 /// Each line ends with kCoordinatesPad infinities or more.
@@ -31,4 +33,4 @@ private:
     AlignedArray<float> m_across, m_down;
 };
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

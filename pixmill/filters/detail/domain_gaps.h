@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-namespace pixmill::detail {
+namespace pixmill::filters {
 
 /// How many gaps between neighbouring columns the domain transform looks at. The last one that exists is left out,
 /// unless it is the only one.
@@ -43,4 +43,4 @@ inline void sumsToSteps(float ratio, int n, float* __restrict sum)
         sum[x] = 1.0f + ratio * sum[x];
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

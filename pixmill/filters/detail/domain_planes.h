@@ -1,9 +1,11 @@
 #pragma once
 
-#include <pixmill/core/detail/plane.h>
+#include <pixmill/rows/plane.h>
 
 /// What the domain transform asks of the planes it is given.
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 
 /// Floats in any number of channels, or nothing.
 inline void checkFloats(const cv::Mat& plane, const char* call, const char* argument = "in")
@@ -12,4 +14,4 @@ inline void checkFloats(const cv::Mat& plane, const char* call, const char* argu
                   "floats in rows and columns");
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

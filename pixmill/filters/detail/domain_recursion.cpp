@@ -1,11 +1,13 @@
 #include <pixmill/filters/detail/domain_recursion.h>
 
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/domain_walk.h>
 
 #include <algorithm>
 
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 namespace {
 
 constexpr int kBlock =
@@ -117,4 +119,4 @@ void DomainRecursion::rows(const cv::Mat& steps, float k)
     });
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

@@ -1,13 +1,15 @@
 #pragma once
 
-#include <pixmill/core/detail/scratch.h>
+#include <pixmill/rows/scratch.h>
 #include <pixmill/filters/detail/domain_steps.h>
 
 #include <opencv2/core/mat.hpp>
 
 #include <vector>
 
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 
 /// Float pictures of one size, filtered in place with shared weights exp(step * k).
 ///
@@ -39,4 +41,4 @@ private:
     TeamScratch<float> m_scratch;
 };
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

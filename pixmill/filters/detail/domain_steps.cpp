@@ -1,14 +1,16 @@
 #include <pixmill/filters/detail/domain_steps.h>
 
-#include <pixmill/core/detail/largepages.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/largepages.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/domain_gaps.h>
-#include <pixmill/filters/detail/lanes.h>
+#include <pixmill/rows/lanes.h>
 
 #include <algorithm>
 
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 namespace {
 
 constexpr int kBlock = 256; // columns whose steps stay in the first cache on their way into lanes
@@ -64,4 +66,4 @@ void DomainSteps::fill(const cv::Mat* guides, int count, int first, int end)
     });
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

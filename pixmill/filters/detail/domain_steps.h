@@ -1,13 +1,15 @@
 #pragma once
 
-#include <pixmill/core/detail/aligned.h>
-#include <pixmill/filters/detail/lanes.h>
+#include <pixmill/rows/memory.h>
+#include <pixmill/rows/lanes.h>
 
 #include <opencv2/core/mat.hpp>
 
 #include <cstddef>
 
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 
 /// The double rounded to float. It stays a call: where g++ 12 pairs up two of double -> float -> double, it drops the
 /// rounding.
@@ -37,4 +39,4 @@ private:
     AlignedArray<float> m_across, m_down;
 };
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

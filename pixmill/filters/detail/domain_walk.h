@@ -1,6 +1,6 @@
 #pragma once
 
-#include <pixmill/filters/detail/lanes.h>
+#include <pixmill/rows/lanes.h>
 
 #include <opencv2/core/hal/hal.hpp>
 
@@ -8,7 +8,9 @@
 #include <cstddef>
 
 /// The recursion along lines of pixels in lane form.
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 
 /// How many strips of columns are walked side by side: as many as stay in the second cache on the way back, and hide
 /// each other's latency.
@@ -119,4 +121,4 @@ inline void walkLines(Walk way, int lines)
         walkMixed<C, 1>(way);
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

@@ -1,13 +1,15 @@
 #pragma once
 
-#include <pixmill/core/detail/intrinsics.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/intrinsics.h>
+#include <pixmill/rows/rows.h>
 
 #include <algorithm>
 #include <cstddef>
 
 /// Means over the windows of a line, whose ends are found by domain coordinates.
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 
 constexpr int kWindows = 16;       ///< Pixels whose windows are found together.
 constexpr int kCoordinatesPad = 4; ///< Infinite coordinates behind a line's own.
@@ -162,4 +164,4 @@ inline void sumLines(const float* const* lines, int n, int channels, bool firstA
             sums[r * apart + i + c] = sums[r * apart + i] + lines[r][i];
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/primitives/detail/region.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/primitives/region.h>
 
 #include <opencv2/core/mat.hpp>
 
@@ -10,7 +10,9 @@
 
 /// The application of a grid of coefficients to pixels: v = guide * a + b * scale in single precision, each coefficient
 /// serving `repeats` rows and columns, and the grid's last ones all that follow.
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 
 /// The ratio of the sizes in single precision, rounded up. Where single precision rounds the ratio down, pixels past
 /// the grid remain.
@@ -115,4 +117,4 @@ inline void applyGridRow(const float* a, const float* b, int count, int repeats,
     }
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

@@ -1,13 +1,15 @@
 #pragma once
 
-#include <pixmill/core/detail/plane.h>
+#include <pixmill/rows/plane.h>
 
 #include <climits>
 #include <cstdint>
 #include <cstring>
 
 /// What the guided filter asks of the planes it reads and writes.
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 
 /// Whether every one of `size` floats can be read from the rows of `plane`, whatever its type.
 inline bool holdsFloats(const cv::Mat& plane, cv::Size size)
@@ -45,4 +47,4 @@ inline void checkRadius(int r, cv::Size size, const char* call)
     PIXMILL_CHECK(fits, call, "r", r, "0 or more, and a picture whose sides and 8 r an int holds");
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

@@ -1,13 +1,15 @@
 #pragma once
 
-#include <pixmill/filters/detail/window_means.h>
-#include <pixmill/primitives/detail/invert3x3.h>
+#include <pixmill/rows/window_means.h>
+#include <pixmill/rows/invert3x3.h>
 
 #include <algorithm>
 #include <vector>
 
 /// The guided filter's models, row by row from the moments of guides and source.
-namespace pixmill::detail {
+namespace pixmill::filters {
+
+using namespace rows;
 
 /// One guide: planes guide, source.
 struct OneGuide {
@@ -217,4 +219,4 @@ private:
     MeansOfRows m_means[kCoefficients];
 };
 
-} // namespace pixmill::detail
+} // namespace pixmill::filters

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <pixmill/core/detail/pixel.h>
+#include <pixmill/rows/pixel.h>
 
 #include <algorithm>
 #include <cmath>
@@ -10,7 +10,9 @@
 ///
 /// The order and precision of every step are settled; loops are plain so that they vectorise without changing a bit.
 /// Called with a count known to the compiler, they become straight vector code.
-namespace pixmill::detail {
+namespace pixmill::mask {
+
+using namespace rows;
 
 constexpr int kBrushTable = 8000;           ///< entries of the radial table; farther pixels have weight 0
 constexpr int kBrushBlock = 64;             ///< pixels that the loops work best on
@@ -372,4 +374,4 @@ struct StrokeBlend {
     }
 };
 
-} // namespace pixmill::detail
+} // namespace pixmill::mask

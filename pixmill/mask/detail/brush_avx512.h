@@ -1,13 +1,15 @@
 #pragma once
 
-#include <pixmill/core/detail/intrinsics.h>
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/intrinsics.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/mask/detail/brush.h>
 
 #include <algorithm>
 
 /// The soft dot's kernel for processors with AVX-512, whose masks need no room beyond a row's ends.
-namespace pixmill::detail {
+namespace pixmill::mask {
+
+using namespace rows;
 
 #define PIXMILL_KERNEL __attribute__((target(PIXMILL_AVX512))) inline
 
@@ -47,4 +49,4 @@ PIXMILL_KERNEL void coverOutward512(const float* share, uchar* cover, int n)
 
 #undef PIXMILL_KERNEL
 
-} // namespace pixmill::detail
+} // namespace pixmill::mask

@@ -1,11 +1,13 @@
 #include <pixmill/mask/detail/brush_weights.h>
 
-#include <pixmill/core/detail/rows.h>
+#include <pixmill/rows/rows.h>
 #include <pixmill/mask/detail/brush.h>
 
 #include <algorithm>
 
-namespace pixmill::detail {
+namespace pixmill::mask {
+
+using namespace rows;
 
 namespace {
 
@@ -63,4 +65,4 @@ const float* BrushWeights::weights(int dx, int dy, int n, float* room) const
     return room;
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::mask

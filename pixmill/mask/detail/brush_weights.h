@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace pixmill::detail {
+namespace pixmill::mask {
 
 /// The weights of a dot by its distance from the centre in rows and columns, kept from one dot of a stroke to the next.
 ///
@@ -43,4 +43,4 @@ private:
     std::vector<int> m_reach;
 };
 
-} // namespace pixmill::detail
+} // namespace pixmill::mask

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-namespace pixmill::detail {
+namespace pixmill::multiscale {
 namespace {
 
 /// Rectangles of at most this many cells a side are not cut any further.
@@ -55,4 +55,4 @@ std::vector<int> gridEliminationOrder(int width, int height)
     return Dissection(width, height).take();
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::multiscale

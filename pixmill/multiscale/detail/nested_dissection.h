@@ -2,7 +2,7 @@
 
 #include <vector>
 
-namespace pixmill::detail {
+namespace pixmill::multiscale {
 
 /// Elimination order of a grid whose cells are joined to their four neighbours, by nested dissection.
 ///
@@ -13,4 +13,4 @@ namespace pixmill::detail {
 /// Alan George, "Nested dissection of a regular finite element mesh", SIAM Journal on Numerical Analysis 10, 1973.
 std::vector<int> gridEliminationOrder(int width, int height);
 
-} // namespace pixmill::detail
+} // namespace pixmill::multiscale

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/plane.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/resample/detail/pyramid.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/pyramid.h>
 
 #include <opencv2/core/mat.hpp>
 
@@ -16,7 +16,9 @@
 ///
 /// No level exists as a whole: a row of a level lives while the next level and its own coefficients read it. Of level 0
 /// not even rows exist, as a pixel's K remapped values are one row of a table by its value.
-namespace pixmill::detail {
+namespace pixmill::multiscale {
+
+using namespace rows;
 
 /// Reference k of the K is k * step; `table` holds the K remapped values of every pixel value.
 template <int K>
@@ -338,4 +340,4 @@ private:
     const References<K>* m_refs = nullptr;
 };
 
-} // namespace pixmill::detail
+} // namespace pixmill::multiscale

@@ -12,7 +12,7 @@
 #include <limits>
 #include <system_error>
 
-namespace pixmill::detail {
+namespace pixmill::multiscale {
 namespace {
 
 template <class Function>
@@ -125,4 +125,4 @@ bool TemporaryFolder::create()
     return true;
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::multiscale

@@ -5,7 +5,7 @@
 
 /// What the sparse solver takes from the process besides its arrays: assurance of memory, the dense kernels' threads,
 /// and a folder for its files.
-namespace pixmill::detail {
+namespace pixmill::multiscale {
 
 /// Whether `bytes` more can be had now: within the process's solver limits, within what the machine has to give
 /// without ending other programs, and as one mapping. Nothing is kept.
@@ -64,4 +64,4 @@ private:
     std::string m_path;
 };
 
-} // namespace pixmill::detail
+} // namespace pixmill::multiscale

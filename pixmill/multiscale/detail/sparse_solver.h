@@ -4,7 +4,7 @@
 #include <memory>
 
 /// The library's one way to a sparse direct solver. Nothing of the solver behind it shows here.
-namespace pixmill::detail {
+namespace pixmill::multiscale {
 
 enum class SolveOutcome { success, outOfMemory, failure };
 
@@ -70,4 +70,4 @@ private:
 extern template class SparseSolver<float>;
 extern template class SparseSolver<double>;
 
-} // namespace pixmill::detail
+} // namespace pixmill::multiscale

@@ -18,7 +18,7 @@
 /// The sparse solver on MUMPS, sequential: P. R. Amestoy, I. S. Duff, J. Koster and J.-Y. L'Excellent, "A fully
 /// asynchronous multifrontal solver using distributed dynamic scheduling", SIAM Journal on Matrix Analysis and
 /// Applications 23, 2001.
-namespace pixmill::detail {
+namespace pixmill::multiscale {
 namespace {
 
 template <class T>
@@ -329,4 +329,4 @@ void SparseSolver<T>::release()
 template class SparseSolver<float>;
 template class SparseSolver<double>;
 
-} // namespace pixmill::detail
+} // namespace pixmill::multiscale

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <pixmill/core/detail/aligned.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/primitives/detail/gauss_rows.h>
+#include <pixmill/rows/memory.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/gauss_rows.h>
 
 #include <opencv2/core/mat.hpp>
 
@@ -15,7 +15,9 @@
 /// gain = (sum of before' * after' + e) / (sum of before'^2 + e) over 5 x 5 Gaussian windows, with the forward
 /// differences along rows and along columns and e = epsilon * 65535. Differences that reach outside are 0; windows
 /// repeat the edges. Products and each of the four smoothed sums are single precision.
-namespace pixmill::detail {
+namespace pixmill::planar {
+
+using namespace rows;
 
 /// The products of a row's differences: of `before` with itself and with `after`, along the row and to the next one.
 template <class T>
@@ -176,4 +178,4 @@ private:
     int m_next = -1, m_nextBytes = 0, m_nextProducts = 0;
 };
 
-} // namespace pixmill::detail
+} // namespace pixmill::planar

@@ -1,17 +1,19 @@
 #pragma once
 
-#include <pixmill/core/detail/intrinsics.h>
-#include <pixmill/core/detail/pixel.h>
-#include <pixmill/core/detail/rows.h>
-#include <pixmill/curves/detail/look_up.h>
-#include <pixmill/planar/detail/colour_rows.h>
+#include <pixmill/rows/intrinsics.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/look_up.h>
+#include <pixmill/rows/colour_rows.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 
 /// Rows of the edge plane: what a full-size row has more than the enlarged half-size one, and back.
-namespace pixmill::detail {
+namespace pixmill::planar {
+
+using namespace rows;
 
 /// Centred half differences, the division truncating toward zero, in 16 bits: one of the two distances is 0.
 inline void differenceRow(const ushort* __restrict full, const ushort* __restrict up, ushort* __restrict difference,
@@ -100,4 +102,4 @@ inline void addStoredRow(const ushort* up, const ushort* stored, float strength,
         rows([](float v) { return toPixel16(v); });
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::planar

@@ -1,13 +1,15 @@
 #pragma once
 
-#include <pixmill/core/detail/aligned.h>
-#include <pixmill/core/detail/scratch.h>
-#include <pixmill/primitives/detail/region.h>
+#include <pixmill/rows/memory.h>
+#include <pixmill/rows/scratch.h>
+#include <pixmill/primitives/region.h>
 
 #include <algorithm>
 #include <cstring>
 
-namespace pixmill::detail {
+namespace pixmill::primitives {
+
+using namespace rows;
 
 /// Runs a neighbourhood filter in place, as if all its samples were copied first.
 ///
@@ -47,4 +49,4 @@ void filterInPlace(T* srcDst, int step, IppiSize roi, IppiSize mask, IppiPoint a
     });
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::primitives

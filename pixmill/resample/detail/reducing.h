@@ -1,12 +1,14 @@
 #pragma once
 
-#include <pixmill/resample/detail/doubling.h>
+#include <pixmill/rows/doubling.h>
 
 /// Rows of a plane reduced by an integer factor, as `downSizeNX` computes them: destination pixel X stands at
 /// u = factor * X + factor / 2 - 1 in the source, which is a pixel for an even factor and halfway between two for an
 /// odd one. Positions outside the plane repeat its edge. The same pixels as the resize primitive with factor 1 / factor
 /// and shift 0.5 / factor.
-namespace pixmill::detail {
+namespace pixmill::resample {
+
+using namespace rows;
 
 /// The source pixel at or before u for destination index 0.
 inline int firstPixelOf(int factor)
@@ -71,4 +73,4 @@ inline void halfwayRowCubic(const T* const rows[4], int factor, int first, int n
     });
 }
 
-} // namespace pixmill::detail
+} // namespace pixmill::resample
