@@ -3,6 +3,7 @@
 
 #include <reference/render.h>
 
+#include <pixmill/core/TPixmill.h>
 #include <pixmill/core/Threads.h>
 #include <pixmill/engine/TQuillet3.h>
 

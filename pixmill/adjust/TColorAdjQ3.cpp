@@ -1,15 +1,15 @@
 #include <pixmill/adjust/TColorAdjQ3.h>
 
-#include <pixmill/rows/memory.h>
-#include <pixmill/rows/check.h>
 #include <pixmill/core/console.h>
+#include <pixmill/multiscale/gaussianiir.h>
+#include <pixmill/primitives/copy.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/memory.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/rows.h>
 #include <pixmill/rows/scratch.h>
-#include <pixmill/multiscale/gaussianiir.h>
 #include <pixmill/rows/ydrdb.h>
-#include <pixmill/primitives/copy.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #include <pixmill/adjust/TLightAdjLUTq3.h>
 
-#include <pixmill/rows/pixel.h>
 #include <pixmill/curves/tone_curve.h>
+#include <pixmill/rows/pixel.h>
 #include <pixmill/rows/ydrdb.h>
 
 #include <algorithm>

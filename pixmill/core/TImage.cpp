@@ -1,9 +1,9 @@
 #include <pixmill/core/TImage.h>
 
-#include <pixmill/rows/check.h>
-#include <pixmill/rows/plane.h>
 #include <pixmill/primitives/copy.h>
 #include <pixmill/primitives/memory.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/plane.h>
 
 #include <algorithm>
 #include <cstdlib>

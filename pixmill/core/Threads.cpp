@@ -3,35 +3,12 @@
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/team.h>
 
-#include <omp.h>
-
-#include <algorithm>
-#include <atomic>
-
 namespace pixmill {
-namespace {
-
-constexpr int kMostThreads = 1024;
-
-std::atomic<int> processChoice{0};    ///< of setThreads, 0 none
-thread_local int threadChoice = 0;    ///< of the innermost ThreadScope, 0 none
-thread_local int most = kMostThreads; ///< what the scratch that is alive on this thread has room for
-thread_local int bodySlot = -1;       ///< of the body that runs on this thread, -1 none
-
-int choice()
-{
-    if (threadChoice > 0)
-        return threadChoice;
-    const int process = processChoice.load(std::memory_order_relaxed);
-    return process > 0 ? process : std::min(omp_get_max_threads(), omp_get_thread_limit());
-}
-
-} // namespace
 
 void setThreads(int n)
 {
     PIXMILL_CHECK(n >= 0, "setThreads", "n", n, "0 or more");
-    processChoice.store(n, std::memory_order_relaxed);
+    rows::chooseForProcess(n);
 }
 
 int threads()
@@ -39,48 +16,15 @@ int threads()
     return rows::teamSize();
 }
 
-ThreadScope::ThreadScope(int n) : m_before(threadChoice)
+ThreadScope::ThreadScope(int n)
 {
     PIXMILL_CHECK(n >= 1, "ThreadScope", "n", n, "1 or more");
-    threadChoice = n;
+    m_before = rows::chooseForThread(n);
 }
 
 ThreadScope::~ThreadScope()
 {
-    threadChoice = m_before;
+    rows::chooseForThread(m_before);
 }
 
-namespace detail {
-
-int teamSize()
-{
-    return bodySlot >= 0 || omp_in_parallel() ? 1 : std::min(choice(), most);
-}
-
-Team::Team() : m_size(teamSize()), m_before(most)
-{
-    most = m_size;
-}
-
-Team::~Team()
-{
-    most = m_before;
-}
-
-int Team::member() const
-{
-    return m_size == 1 ? 0 : std::max(bodySlot, 0);
-}
-
-BodyScope::BodyScope(int slot) : m_before(bodySlot)
-{
-    bodySlot = slot;
-}
-
-BodyScope::~BodyScope()
-{
-    bodySlot = m_before;
-}
-
-} // namespace detail
 } // namespace pixmill

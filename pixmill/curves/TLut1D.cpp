@@ -1,9 +1,9 @@
 #include <pixmill/curves/TLut1D.h>
 
-#include <pixmill/rows/check.h>
-#include <pixmill/rows/plane.h>
-#include <pixmill/rows/look_up.h>
 #include <pixmill/primitives/memory.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/look_up.h>
+#include <pixmill/rows/plane.h>
 
 namespace {
 

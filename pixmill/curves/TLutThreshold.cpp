@@ -1,10 +1,10 @@
 #include <pixmill/curves/TLutThreshold.h>
 
-#include <pixmill/rows/check.h>
-#include <pixmill/rows/pixel.h>
 #include <pixmill/curves/detail/table_smoothing.h>
 #include <pixmill/curves/threshold_tables.h>
 #include <pixmill/primitives/copy.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/pixel.h>
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,10 +1,10 @@
 #include <pixmill/curves/TLutThreshold.h>
 
-#include <pixmill/rows/check.h>
-#include <pixmill/rows/pixel.h>
 #include <pixmill/curves/threshold_tables.h>
 #include <pixmill/curves/tone_curve.h>
 #include <pixmill/primitives/copy.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/pixel.h>
 
 #include <algorithm>
 

@@ -1,11 +1,11 @@
 #include <pixmill/curves/TLutYDrDb.h>
 
-#include <pixmill/rows/check.h>
-#include <pixmill/rows/pixel.h>
-#include <pixmill/rows/plane.h>
-#include <pixmill/rows/look_up.h>
 #include <pixmill/curves/detail/ydrdb_tables.h>
 #include <pixmill/primitives/memory.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/look_up.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #include <pixmill/curves/tone_curve.h>
 
-#include <pixmill/rows/pixel.h>
 #include <pixmill/curves/TSpline.h>
+#include <pixmill/rows/pixel.h>
 
 #include <algorithm>
 

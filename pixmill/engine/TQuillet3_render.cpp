@@ -1,13 +1,13 @@
 #include <pixmill/engine/TQuillet3.h>
 
 #include <pixmill/adjust/TLightAdjLUTq3.h>
-#include <pixmill/rows/check.h>
-#include <pixmill/rows/plane.h>
-#include <pixmill/rows/rows.h>
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/curves/threshold_tables.h>
 #include <pixmill/engine/detail/zone_rows.h>
 #include <pixmill/planar/crop.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 
 #include <opencv2/core.hpp>
 

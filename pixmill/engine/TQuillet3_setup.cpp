@@ -1,11 +1,11 @@
 #include <pixmill/engine/TQuillet3.h>
 
 #include <pixmill/core/TProgress.h>
-#include <pixmill/rows/check.h>
-#include <pixmill/rows/plane.h>
 #include <pixmill/filters/DomainTransform.h>
 #include <pixmill/resample/BlockProcessor.h>
 #include <pixmill/resample/guidedUpsize.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/plane.h>
 
 #include <opencv2/core.hpp>
 

@@ -1,11 +1,11 @@
 #include <pixmill/filters/BilateralFilter.h>
 
 #include <pixmill/core/TProgress.h>
+#include <pixmill/filters/detail/bilateral_blur.h>
+#include <pixmill/filters/detail/bilateral_grid.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/rows.h>
-#include <pixmill/filters/detail/bilateral_blur.h>
-#include <pixmill/filters/detail/bilateral_grid.h>
 
 #include <opencv2/core.hpp>
 

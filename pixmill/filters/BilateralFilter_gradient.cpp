@@ -1,8 +1,8 @@
 #include <pixmill/filters/BilateralFilter.h>
 
+#include <pixmill/primitives/filter.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/rows.h>
-#include <pixmill/primitives/filter.h>
 
 #include <opencv2/core.hpp>
 

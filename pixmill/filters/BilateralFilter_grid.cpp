@@ -1,11 +1,11 @@
 #include <pixmill/filters/BilateralFilter.h>
 
-#include <pixmill/rows/memory.h>
-#include <pixmill/rows/rows.h>
-#include <pixmill/rows/scratch.h>
 #include <pixmill/filters/detail/bilateral_avx512.h>
 #include <pixmill/filters/detail/bilateral_blur.h>
 #include <pixmill/filters/detail/bilateral_grid.h>
+#include <pixmill/rows/memory.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/scratch.h>
 
 #include <opencv2/core.hpp>
 

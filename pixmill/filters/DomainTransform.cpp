@@ -1,10 +1,10 @@
 #include <pixmill/filters/DomainTransform.h>
 
 #include <pixmill/core/console.h>
-#include <pixmill/rows/plane.h>
-#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/domain_gaps.h>
 #include <pixmill/filters/detail/domain_planes.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 
 #include <omp.h>
 

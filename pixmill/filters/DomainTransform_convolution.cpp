@@ -1,11 +1,11 @@
 #include <pixmill/filters/DomainTransform.h>
 
-#include <pixmill/rows/plane.h>
-#include <pixmill/rows/rows.h>
-#include <pixmill/rows/scratch.h>
 #include <pixmill/filters/detail/domain_coordinates.h>
 #include <pixmill/filters/detail/domain_planes.h>
 #include <pixmill/filters/detail/domain_windows.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/scratch.h>
 
 #include <opencv2/core.hpp>
 

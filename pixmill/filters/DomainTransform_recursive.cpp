@@ -1,10 +1,10 @@
 #include <pixmill/filters/DomainTransform.h>
 
-#include <pixmill/rows/plane.h>
-#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/domain_planes.h>
 #include <pixmill/filters/detail/domain_recursion.h>
 #include <pixmill/rows/lanes.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 
 #include <opencv2/core.hpp>
 

@@ -2,8 +2,8 @@
 
 #include <pixmill/filters/detail/guided_planes.h>
 #include <pixmill/primitives/arithmetic.h>
-#include <pixmill/primitives/region.h>
 #include <pixmill/primitives/filter.h>
+#include <pixmill/primitives/region.h>
 
 using namespace pixmill::rows;
 using namespace pixmill::primitives;

@@ -1,12 +1,12 @@
 #include <pixmill/filters/TGuidedFilter.h>
 
-#include <pixmill/rows/memory.h>
-#include <pixmill/rows/plane.h>
-#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/guided_apply.h>
 #include <pixmill/filters/detail/guided_planes.h>
 #include <pixmill/primitives/memory.h>
 #include <pixmill/primitives/resize.h>
+#include <pixmill/rows/memory.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 
 #include <memory>
 #include <vector>

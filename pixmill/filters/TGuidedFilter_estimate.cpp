@@ -1,9 +1,9 @@
 #include <pixmill/filters/TGuidedFilter.h>
 
-#include <pixmill/rows/plane.h>
-#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/guided_planes.h>
 #include <pixmill/filters/detail/guided_rows.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 
 using namespace pixmill::rows;
 using namespace pixmill::filters;

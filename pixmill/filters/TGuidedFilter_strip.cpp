@@ -1,9 +1,9 @@
 #include <pixmill/filters/TGuidedFilter.h>
 
-#include <pixmill/rows/plane.h>
-#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/guided_planes.h>
 #include <pixmill/primitives/filter.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 
 #include <algorithm>
 #include <cstring>

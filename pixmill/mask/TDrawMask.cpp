@@ -1,10 +1,10 @@
 #include <pixmill/mask/TDrawMask.h>
 
+#include <pixmill/primitives/copy.h>
+#include <pixmill/resample/resample.h>
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/checked.h>
 #include <pixmill/rows/plane.h>
-#include <pixmill/primitives/copy.h>
-#include <pixmill/resample/resample.h>
 
 #include <memory>
 

@@ -1,12 +1,12 @@
 #include <pixmill/mask/TDrawMask.h>
 
+#include <pixmill/mask/detail/brush.h>
+#include <pixmill/mask/detail/brush_avx512.h>
+#include <pixmill/mask/detail/brush_weights.h>
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/rows.h>
-#include <pixmill/mask/detail/brush.h>
-#include <pixmill/mask/detail/brush_avx512.h>
-#include <pixmill/mask/detail/brush_weights.h>
 
 #include <algorithm>
 #include <climits>

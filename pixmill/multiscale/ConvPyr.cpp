@@ -1,5 +1,5 @@
-#include <pixmill/rows/plane.h>
 #include <pixmill/multiscale/ConvPyr.h>
+#include <pixmill/rows/plane.h>
 
 #include <opencv2/imgproc.hpp>
 

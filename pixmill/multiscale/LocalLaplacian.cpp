@@ -1,15 +1,15 @@
 #include <pixmill/multiscale/LocalLaplacian.h>
 
-#include <pixmill/rows/memory.h>
-#include <pixmill/rows/rows.h>
-#include <pixmill/rows/scratch.h>
-#include <pixmill/rows/recursive_gaussian.h>
 #include <pixmill/multiscale/detail/remapped_pyramid.h>
 #include <pixmill/primitives/convert.h>
 #include <pixmill/primitives/copy.h>
 #include <pixmill/primitives/lookup.h>
 #include <pixmill/primitives/memory.h>
 #include <pixmill/resample/planes.h>
+#include <pixmill/rows/memory.h>
+#include <pixmill/rows/recursive_gaussian.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/scratch.h>
 
 #include <opencv2/core.hpp>
 

@@ -1,9 +1,9 @@
-#include <pixmill/rows/check.h>
-#include <pixmill/rows/rows.h>
 #include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/pardisoSolver.h>
 #include <pixmill/primitives/memory.h>
 #include <pixmill/primitives/vector.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/rows.h>
 
 #include <algorithm>
 #include <cstddef>

@@ -1,11 +1,11 @@
 #include <pixmill/multiscale/gaussianiir.h>
 
+#include <pixmill/primitives/convert.h>
 #include <pixmill/rows/plane.h>
+#include <pixmill/rows/recursive_gaussian.h>
 #include <pixmill/rows/rows.h>
 #include <pixmill/rows/scratch.h>
 #include <pixmill/rows/transpose.h>
-#include <pixmill/rows/recursive_gaussian.h>
-#include <pixmill/primitives/convert.h>
 
 #include <algorithm>
 #include <vector>

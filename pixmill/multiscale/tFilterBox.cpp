@@ -2,9 +2,9 @@
 
 #include <pixmill/core/TImage.h>
 #include <pixmill/core/TProgress.h>
+#include <pixmill/rows/box_integer.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/scratch.h>
-#include <pixmill/rows/box_integer.h>
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
@@ -26,7 +26,7 @@ bool refused(TProgress* progress)
 template <class T>
 void mirroredBoxMean(const cv::Mat& in, int r, cv::Mat& out)
 {
-    const IppiSize mask{2 * r + 1, 2 * r + 1};
+    const cv::Size mask{2 * r + 1, 2 * r + 1};
     TeamScratch<uchar> scratch(boxScratch<T>(in.cols, mask));
     const auto row = [&in, r](int y) { return in.ptr<T>(mirrored(y - r, in.rows)); };
     forEachSpan(in.rows, long(in.total()), [&](int first, int end) {

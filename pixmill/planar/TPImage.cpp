@@ -1,5 +1,5 @@
-#include <pixmill/rows/plane.h>
 #include <pixmill/planar/TPImage.h>
+#include <pixmill/rows/plane.h>
 
 using namespace pixmill::rows;
 

@@ -1,8 +1,8 @@
+#include <pixmill/planar/TPImage.h>
 #include <pixmill/rows/check.h>
+#include <pixmill/rows/colour_rows.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/rows.h>
-#include <pixmill/planar/TPImage.h>
-#include <pixmill/rows/colour_rows.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -1,16 +1,16 @@
 #include <pixmill/planar/TPImage.h>
 
-#include <pixmill/rows/check.h>
-#include <pixmill/rows/pixel.h>
-#include <pixmill/rows/plane.h>
-#include <pixmill/rows/rows.h>
-#include <pixmill/rows/scratch.h>
 #include <pixmill/planar/detail/edge_gain.h>
 #include <pixmill/planar/detail/edge_rows.h>
 #include <pixmill/primitives/lookup.h>
-#include <pixmill/rows/doubling.h>
-#include <pixmill/rows/pyramid.h>
 #include <pixmill/resample/resample.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/doubling.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/pyramid.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/scratch.h>
 
 #include <opencv2/core.hpp>
 

@@ -1,11 +1,11 @@
+#include <pixmill/planar/TPImage.h>
+#include <pixmill/resample/guidedUpsize.h>
 #include <pixmill/rows/check.h>
+#include <pixmill/rows/colour_rows.h>
+#include <pixmill/rows/doubling.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/rows.h>
 #include <pixmill/rows/scratch.h>
-#include <pixmill/planar/TPImage.h>
-#include <pixmill/rows/colour_rows.h>
-#include <pixmill/rows/doubling.h>
-#include <pixmill/resample/guidedUpsize.h>
 
 using namespace pixmill::rows;
 

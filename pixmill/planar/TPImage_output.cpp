@@ -1,10 +1,10 @@
-#include <pixmill/rows/check.h>
-#include <pixmill/rows/plane.h>
-#include <pixmill/rows/rows.h>
 #include <pixmill/planar/TPImage.h>
-#include <pixmill/rows/colour_rows.h>
 #include <pixmill/primitives/resize.h>
 #include <pixmill/resample/resample.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/colour_rows.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 
 #include <algorithm>
 #include <cstddef>

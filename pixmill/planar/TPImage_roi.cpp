@@ -1,13 +1,13 @@
-#include <pixmill/rows/check.h>
-#include <pixmill/rows/pixel.h>
-#include <pixmill/rows/plane.h>
-#include <pixmill/rows/rows.h>
 #include <pixmill/planar/TPImage.h>
 #include <pixmill/planar/crop.h>
 #include <pixmill/primitives/copy.h>
 #include <pixmill/primitives/filter.h>
 #include <pixmill/primitives/resize.h>
 #include <pixmill/resample/resample.h>
+#include <pixmill/rows/check.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include <pixmill/rows/pixel.h>
 #include <pixmill/primitives/copy.h>
 #include <pixmill/primitives/region.h>
+#include <pixmill/rows/pixel.h>
 
 #include <algorithm>
 #include <cstring>

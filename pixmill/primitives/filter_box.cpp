@@ -1,9 +1,9 @@
-#include <pixmill/rows/scratch.h>
+#include <pixmill/primitives/detail/inplace.h>
+#include <pixmill/primitives/filter.h>
+#include <pixmill/primitives/region.h>
 #include <pixmill/rows/box_float.h>
 #include <pixmill/rows/box_integer.h>
-#include <pixmill/primitives/detail/inplace.h>
-#include <pixmill/primitives/region.h>
-#include <pixmill/primitives/filter.h>
+#include <pixmill/rows/scratch.h>
 
 using namespace pixmill::rows;
 using namespace pixmill::primitives;
@@ -36,9 +36,9 @@ IppStatus filterBox(const T* src, int srcStep, T* dst, int dstStep, IppiSize roi
         return ippStsNoErr;
     }
     const T* corner = rowAt(src, srcStep, -anchor.y) - anchor.x;
-    TeamScratch<unsigned char> scratch(boxScratch<T>(roi.width, mask));
+    TeamScratch<unsigned char> scratch(boxScratch<T>(roi.width, sizeOf(mask)));
     forEachSpan(roi.height, long(roi.width) * roi.height, [&](int first, int end) {
-        boxSpan(corner, srcStep, dst, dstStep, roi.width, mask, first, end, scratch.mine());
+        boxSpan(corner, srcStep, dst, dstStep, roi.width, sizeOf(mask), first, end, scratch.mine());
     });
     return ippStsNoErr;
 }
@@ -52,9 +52,9 @@ IppStatus filterBoxInPlace(T* srcDst, int step, IppiSize roi, IppiSize mask, Ipp
         return fault;
     if (isSample(mask))
         return ippStsNoErr;
-    TeamScratch<unsigned char> scratch(boxScratch<T>(roi.width, mask));
+    TeamScratch<unsigned char> scratch(boxScratch<T>(roi.width, sizeOf(mask)));
     filterInPlace(srcDst, step, roi, mask, anchor, [&](const T* corner, int cornerStep, T* dst, int rows) {
-        boxSpan(corner, cornerStep, dst, step, roi.width, mask, 0, rows, scratch.mine());
+        boxSpan(corner, cornerStep, dst, step, roi.width, sizeOf(mask), 0, rows, scratch.mine());
     });
     return ippStsNoErr;
 }

@@ -1,8 +1,8 @@
+#include <pixmill/primitives/filter.h>
+#include <pixmill/primitives/region.h>
+#include <pixmill/rows/gauss_rows.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/scratch.h>
-#include <pixmill/rows/gauss_rows.h>
-#include <pixmill/primitives/region.h>
-#include <pixmill/primitives/filter.h>
 
 #include <algorithm>
 

@@ -1,22 +1,17 @@
 #include <pixmill/primitives/memory.h>
 
+#include <pixmill/rows/memory.h>
+
 #include <pixmill/rows/team.h>
 
 #include <climits>
-#include <cstdint>
 #include <cstdlib>
 
 namespace {
 
-constexpr int kAlignment = 64;
+using pixmill::rows::alignedBlock;
 
-void* alignedBlock(size_t size, size_t alignment)
-{
-    void* block = nullptr;
-    if (size == 0 || size > size_t(PTRDIFF_MAX) || posix_memalign(&block, alignment, size) != 0)
-        return nullptr;
-    return block;
-}
+constexpr int kAlignment = 64;
 
 template <class T>
 T* alignedImage(int width, int height, int channels, int* stepBytes)

@@ -1,9 +1,9 @@
-#include <pixmill/rows/memory.h>
-#include <pixmill/rows/scratch.h>
 #include <pixmill/primitives/detail/inplace.h>
-#include <pixmill/rows/morphology3x3.h>
-#include <pixmill/primitives/region.h>
 #include <pixmill/primitives/filter.h>
+#include <pixmill/primitives/region.h>
+#include <pixmill/rows/memory.h>
+#include <pixmill/rows/morphology3x3.h>
+#include <pixmill/rows/scratch.h>
 
 #include <algorithm>
 #include <vector>

@@ -1,23 +1,15 @@
 #pragma once
 
-#include <pixmill/rows/rows.h>
 #include <pixmill/primitives/types.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/samples.h>
 
-#include <cstddef>
 #include <initializer_list>
-#include <type_traits>
 
-/// What every primitive on a region begins with: its arguments' first fault, its rows, and the element-wise loops.
+/// What every primitive on a region begins with: its arguments' first fault, and the element-wise loops over all rows.
 namespace pixmill::primitives {
 
 using namespace rows;
-
-// A destination that is exactly the source carries nothing from one sample to the next.
-#if defined(__clang__)
-#define PIXMILL_SAME_SAMPLE_ALIASING _Pragma("clang loop vectorize(assume_safety)")
-#else
-#define PIXMILL_SAME_SAMPLE_ALIASING _Pragma("GCC ivdep")
-#endif
 
 /// The first fault in the family's order: null pointers, then the region, then the steps.
 inline IppStatus checkRegion(std::initializer_list<const void*> pointers, IppiSize roi,
@@ -34,35 +26,9 @@ inline IppStatus checkRegion(std::initializer_list<const void*> pointers, IppiSi
     return ippStsNoErr;
 }
 
-/// The row `y` of an image whose step is in bytes; `y` may be negative.
-template <class T>
-inline T* rowAt(T* p, int step, int y)
-{
-    using Byte = std::conditional_t<std::is_const_v<T>, const unsigned char, unsigned char>;
-    return reinterpret_cast<T*>(reinterpret_cast<Byte*>(p) + std::ptrdiff_t(step) * y);
-}
-
 inline cv::Size sizeOf(IppiSize roi)
 {
     return {roi.width, roi.height};
-}
-
-// The row loops take everything by value: behind a reference, a store of bytes could change it.
-
-template <class S, class D, class F>
-inline void mapRow(const S* s, D* d, int n, F f)
-{
-    PIXMILL_SAME_SAMPLE_ALIASING
-    for (int x = 0; x < n; ++x)
-        d[x] = f(s[x]);
-}
-
-template <class A, class B, class D, class F>
-inline void zipRow(const A* a, const B* b, D* d, int n, F f)
-{
-    PIXMILL_SAME_SAMPLE_ALIASING
-    for (int x = 0; x < n; ++x)
-        d[x] = f(a[x], b[x]);
 }
 
 /// dst = f(src) for every sample; `dst` may be `src`.

@@ -1,8 +1,8 @@
 #include <pixmill/primitives/resize.h>
 
+#include <pixmill/primitives/region.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/rows.h>
-#include <pixmill/primitives/region.h>
 
 #include <algorithm>
 #include <climits>

@@ -1,6 +1,6 @@
-#include <pixmill/rows/invert3x3.h>
 #include <pixmill/primitives/region.h>
 #include <pixmill/primitives/vector.h>
+#include <pixmill/rows/invert3x3.h>
 
 #include <cmath>
 #include <cstring>

@@ -1,10 +1,10 @@
 #include <pixmill/resample/blend.h>
 
+#include <pixmill/primitives/region.h>
+#include <pixmill/rows/aliasing.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/rows.h>
-#include <pixmill/primitives/region.h>
-#include <pixmill/rows/aliasing.h>
 
 #include <cstddef>
 

@@ -1,5 +1,5 @@
-#include <pixmill/rows/check.h>
 #include <pixmill/resample/border.h>
+#include <pixmill/rows/check.h>
 
 #include <cstddef>
 #include <cstring>

@@ -1,8 +1,8 @@
 #include <pixmill/resample/guidedUpsize.h>
 
-#include <pixmill/rows/plane.h>
 #include <pixmill/filters/TGuidedFilter.h>
 #include <pixmill/resample/resample.h>
+#include <pixmill/rows/plane.h>
 
 using namespace pixmill::rows;
 

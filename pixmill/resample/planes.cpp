@@ -1,8 +1,8 @@
 #include <pixmill/resample/planes.h>
 
-#include <pixmill/rows/rows.h>
 #include <pixmill/primitives/types.h>
 #include <pixmill/resample/detail/reducing.h>
+#include <pixmill/rows/rows.h>
 
 #include <algorithm>
 #include <cstddef>

@@ -1,12 +1,12 @@
 #include <pixmill/resample/resample.h>
 
 #include <pixmill/core/TPixmill.h>
-#include <pixmill/rows/message.h>
-#include <pixmill/rows/plane.h>
 #include <pixmill/primitives/memory.h>
 #include <pixmill/primitives/resize.h>
 #include <pixmill/resample/border.h>
 #include <pixmill/resample/planes.h>
+#include <pixmill/rows/message.h>
+#include <pixmill/rows/plane.h>
 
 #include <algorithm>
 #include <climits>

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <pixmill/rows/means.h>
-#include <pixmill/primitives/region.h>
+#include <pixmill/rows/samples.h>
+
+#include <opencv2/core/types.hpp>
 
 #include <algorithm>
 #include <cstring>
@@ -116,14 +118,14 @@ inline void addRow(const double* a, const double* b, double* to, int n)
 /// The means of one strip of columns; its scratch holds `scratchSize` values, and may be used again.
 class FloatBox {
 public:
-    FloatBox(const float* src, int srcStep, int width, IppiSize mask, double* scratch)
+    FloatBox(const float* src, int srcStep, int width, cv::Size mask, double* scratch)
         : m_src(src), m_srcStep(srcStep), m_width(width), m_mask(mask), m_count(double(mask.width) * mask.height),
           m_stride((width + 7) / 8 * 8), m_rows(scratch), m_head(m_rows + m_stride * mask.height),
           m_sums(m_head + m_stride), m_spans(m_sums + kPiece + kApart)
     {
     }
 
-    static std::size_t scratchSize(int width, IppiSize mask)
+    static std::size_t scratchSize(int width, cv::Size mask)
     {
         return std::size_t(width + 7) * (std::size_t(mask.height) + 1) + 2 * kPiece + kApart + mask.width;
     }
@@ -208,27 +210,27 @@ private:
 
     const float* m_src;
     int m_srcStep, m_width;
-    IppiSize m_mask;
+    cv::Size m_mask;
     double m_count;
     std::ptrdiff_t m_stride;
     double *m_rows, *m_head, *m_sums, *m_spans;
 };
 
 /// Columns of a strip whose sums stay in the cache.
-inline int boxStrip(int width, IppiSize mask)
+inline int boxStrip(int width, cv::Size mask)
 {
     return std::min(width, std::max({131072 / mask.height, mask.width, 512}));
 }
 
 /// Bytes of scratch for a thread's rows.
 template <class T, std::enable_if_t<std::is_same_v<T, float>, int> = 0>
-inline std::size_t boxScratch(int width, IppiSize mask)
+inline std::size_t boxScratch(int width, cv::Size mask)
 {
     return sizeof(double) * FloatBox::scratchSize(boxStrip(width, mask), mask);
 }
 
 /// Rows first..end-1 of the means. `src` addresses the first window's corner.
-inline void boxSpan(const float* src, int srcStep, float* dst, int dstStep, int width, IppiSize mask, int first,
+inline void boxSpan(const float* src, int srcStep, float* dst, int dstStep, int width, cv::Size mask, int first,
                     int end, void* scratch)
 {
     const int strip = boxStrip(width, mask);

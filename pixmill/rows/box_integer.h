@@ -2,7 +2,10 @@
 
 #include <pixmill/rows/mirrored.h>
 #include <pixmill/rows/pixel.h>
-#include <pixmill/primitives/region.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/samples.h>
+
+#include <opencv2/core/types.hpp>
 
 #include <algorithm>
 #include <cstring>
@@ -134,7 +137,7 @@ constexpr int kBoxPiece = 512; ///< Means made at a time, so that a row's reads,
 /// its columns `margin` at either end are missing, and their sums mirror those inside, the first and last not repeated.
 /// `sums` holds a piece of them, and behind it the columns, of which the window after the last reads one more.
 template <class Sum, class Row, class T>
-inline void boxRows(const Row& row, int margin, T* dst, int dstStep, int width, IppiSize mask, int first, int end,
+inline void boxRows(const Row& row, int margin, T* dst, int dstStep, int width, cv::Size mask, int first, int end,
                     Sum* sums)
 {
     const int n = width + mask.width - 1, held = n - 2 * margin;
@@ -176,21 +179,21 @@ inline void boxRows(const Row& row, int margin, T* dst, int dstStep, int width, 
 
 /// Whether the sums under a mask need more than 32 bits.
 template <class T>
-inline bool sumsAreLong(IppiSize mask)
+inline bool sumsAreLong(cv::Size mask)
 {
     return (long long)mask.width * mask.height * T(-1) > std::numeric_limits<int>::max();
 }
 
 /// Bytes of scratch for a thread's rows.
 template <class T, std::enable_if_t<std::is_integral_v<T>, int> = 0>
-inline std::size_t boxScratch(int width, IppiSize mask)
+inline std::size_t boxScratch(int width, cv::Size mask)
 {
     return (std::size_t(kBoxPiece) + width + mask.width) *
            (sumsAreLong<T>(mask) ? sizeof(long long) : sizeof(unsigned));
 }
 
 template <class Row, class T>
-inline void boxSpan(const Row& row, int margin, T* dst, int dstStep, int width, IppiSize mask, int first, int end,
+inline void boxSpan(const Row& row, int margin, T* dst, int dstStep, int width, cv::Size mask, int first, int end,
                     void* scratch)
 {
     if (sumsAreLong<T>(mask))
@@ -201,7 +204,7 @@ inline void boxSpan(const Row& row, int margin, T* dst, int dstStep, int width, 
 
 /// The same where every sample exists; `src` addresses the first window's corner.
 template <class T>
-inline void boxSpan(const T* src, int srcStep, T* dst, int dstStep, int width, IppiSize mask, int first, int end,
+inline void boxSpan(const T* src, int srcStep, T* dst, int dstStep, int width, cv::Size mask, int first, int end,
                     void* scratch)
 {
     boxSpan([=](int y) { return rowAt(src, srcStep, y); }, 0, dst, dstStep, width, mask, first, end, scratch);

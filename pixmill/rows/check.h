@@ -15,7 +15,7 @@
 #define PIXMILL_CHECK(holds, call, argument, given, wanted)                                                            \
     do {                                                                                                               \
         if (!(holds))                                                                                                  \
-            ::pixmill::rows::refuse(call, argument, ::pixmill::rows::inWords(given), wanted);                      \
+            ::pixmill::rows::refuse(call, argument, ::pixmill::rows::inWords(given), wanted);                          \
     } while (false)
 
 namespace pixmill::rows {

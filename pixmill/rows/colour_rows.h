@@ -1,8 +1,8 @@
 #pragma once
 
 #include <pixmill/rows/plane.h>
+#include <pixmill/rows/samples.h>
 #include <pixmill/rows/ydrdb.h>
-#include <pixmill/primitives/region.h>
 
 #include <opencv2/core/mat.hpp>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <pixmill/rows/pixel.h>
-#include <pixmill/primitives/region.h>
+#include <pixmill/rows/samples.h>
 
 #include <cstdint>
 #include <cstring>

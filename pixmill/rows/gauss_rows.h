@@ -1,7 +1,7 @@
 #pragma once
 
-#include <pixmill/rows/pixel.h>
 #include <pixmill/rows/means.h>
+#include <pixmill/rows/pixel.h>
 
 #include <algorithm>
 #include <cstddef>

@@ -1,15 +1,25 @@
 #pragma once
 
-#include <pixmill/primitives/memory.h>
-
 #include <cstddef>
+#include <cstdint>
+#include <cstdlib>
 #include <new>
 #include <type_traits>
 #include <utility>
 
 namespace pixmill::rows {
 
-/// Sole owner of `size` plain values on a 64-byte boundary, from the primitives' allocator. The values start undefined.
+/// A block of `size` bytes on a boundary of `alignment`, a power of two; null for none or where there is no memory.
+/// Freed by std::free.
+inline void* alignedBlock(std::size_t size, std::size_t alignment)
+{
+    void* block = nullptr;
+    if (size == 0 || size > std::size_t(PTRDIFF_MAX) || posix_memalign(&block, alignment, size) != 0)
+        return nullptr;
+    return block;
+}
+
+/// Sole owner of `size` plain values on a 64-byte boundary. The values start undefined.
 template <class T>
 class AlignedArray {
     static_assert(std::is_trivial_v<T>, "values are neither constructed nor destroyed");
@@ -23,7 +33,7 @@ public:
         if (size == 0)
             return;
         if (size <= std::size_t(-1) / sizeof(T))
-            m_data = static_cast<T*>(MKL_malloc(size * sizeof(T), 64));
+            m_data = static_cast<T*>(alignedBlock(size * sizeof(T), 64));
         if (!m_data)
             throw std::bad_alloc();
     }
@@ -34,7 +44,7 @@ public:
         AlignedArray(std::move(other)).swap(*this);
         return *this;
     }
-    ~AlignedArray() { MKL_free(m_data); }
+    ~AlignedArray() { std::free(m_data); }
 
     void swap(AlignedArray& other) noexcept
     {

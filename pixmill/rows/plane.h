@@ -12,14 +12,7 @@ inline bool fits(const cv::Mat& m, cv::Size size, int type)
     return m.data && m.dims <= 2 && m.size() == size && m.type() == type;
 }
 
-/// What every call asks of a plane whatever else it takes: rows and columns. One of three dimensions has -1 of each,
-/// though it is not empty.
-inline void checkPlane(const cv::Mat& plane, const char* call, const char* argument)
-{
-    PIXMILL_CHECK(plane.dims <= 2, call, argument, describe(plane), "rows and columns");
-}
-
-/// The same, and pixels.
+/// Refuses what is no plane of pixels: of three dimensions, or empty.
 inline void checkPixels(const cv::Mat& plane, const char* call, const char* argument)
 {
     checkPlane(plane, call, argument);

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <pixmill/rows/mirrored.h>
 #include <pixmill/rows/doubling.h>
+#include <pixmill/rows/mirrored.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -1,16 +1,19 @@
 #pragma once
 
-#include <pixmill/core/Export.h>
-
 namespace pixmill::rows {
 
 /// The threads that a large loop of rows.h takes from here: as pixmill/core/Threads.h tells, and the calling one alone
 /// inside a loop's body.
-PIXMILL_API int teamSize();
+int teamSize();
+
+/// Limits the loops of the process, or of the calling thread, to n threads; 0 takes the limit away. The thread's counts
+/// before the process's. The second returns what was chosen before.
+void chooseForProcess(int n);
+int chooseForThread(int n);
 
 /// The team of the loops that follow on this thread, for what is made once a member before them. No loop takes more
 /// while it lives, whatever another thread says in between. Teams end where they began, the last one first.
-class PIXMILL_API Team {
+class Team {
 public:
     Team();
     ~Team();

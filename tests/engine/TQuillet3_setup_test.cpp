@@ -3,11 +3,11 @@
 #include <support/planes.h>
 
 #include <pixmill/core/TProgress.h>
-#include <pixmill/rows/plane.h>
 #include <pixmill/engine/TQuillet3.h>
 #include <pixmill/filters/DomainTransform.h>
 #include <pixmill/resample/BlockProcessor.h>
 #include <pixmill/resample/resample.h>
+#include <pixmill/rows/plane.h>
 
 #include <vector>
 

@@ -1,5 +1,5 @@
-#include <pixmill/rows/box_integer.h>
 #include <pixmill/primitives/filter.h>
+#include <pixmill/rows/box_integer.h>
 
 #include "roi.h"
 #include <reference/box_mean.h>

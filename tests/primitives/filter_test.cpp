@@ -1,5 +1,5 @@
-#include <pixmill/rows/morphology3x3.h>
 #include <pixmill/primitives/filter.h>
+#include <pixmill/rows/morphology3x3.h>
 
 #include "roi.h"
 #include <reference/gauss_mask.h>
@@ -174,7 +174,7 @@ TEST(Morphology, ThreeByThreeInPlaceSeesTheOriginalSamples)
                 least(size.width);
             const auto row = [&](int y) { return padded.ptr<ushort>(y) + 2; };
             pixmill::rows::extremes3x3Row(row(1), row(2), row(3), columnMax.data(), columnMin.data(), most.data(),
-                                            least.data(), size.width);
+                                          least.data(), size.width);
             EXPECT_TRUE(samePixels<ushort>(largest, cv::Mat(1, size.width, CV_16UC1, most.data())));
             EXPECT_TRUE(samePixels<ushort>(smallest, cv::Mat(1, size.width, CV_16UC1, least.data())));
         });

@@ -1,5 +1,5 @@
-#include <pixmill/rows/memory.h>
 #include <pixmill/primitives/memory.h>
+#include <pixmill/rows/memory.h>
 
 #include <gtest/gtest.h>
 

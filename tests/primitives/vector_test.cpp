@@ -1,5 +1,5 @@
-#include <pixmill/rows/invert3x3.h>
 #include <pixmill/primitives/vector.h>
+#include <pixmill/rows/invert3x3.h>
 
 #include "roi.h"
 #include <support/everyway.h>

@@ -258,8 +258,7 @@ TEST(Resample, RowsOfADoubledPlaneCanBeHadOneByOne)
         upSize2X(in, cubic, 4);
         const auto row = [&in](int y) { return in.ptr<ushort>(pixmill::rows::inside(y, in.rows)); };
         for (int y = 0; y < rows.rows; ++y)
-            pixmill::rows::doubleRowLinear(row(y / 2), row(y / 2 + 1), y % 2 != 0, in.cols, rows.ptr<ushort>(y),
-                                             cols);
+            pixmill::rows::doubleRowLinear(row(y / 2), row(y / 2 + 1), y % 2 != 0, in.cols, rows.ptr<ushort>(y), cols);
         EXPECT_TRUE(samePixels<ushort>(linear, rows));
         std::vector<int> scratch(in.cols);
         for (int y = 0; y < rows.rows; ++y) {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <pixmill/rows/intrinsics.h>
 #include <pixmill/core/detail/packed_pixels.h>
+#include <pixmill/rows/intrinsics.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/ydrdb.h>
 

@@ -2,8 +2,8 @@
 
 #include <pixmill/rows/memory.h>
 #include <pixmill/rows/pixel.h>
-#include <pixmill/rows/rows.h>
 #include <pixmill/rows/recursive_gaussian.h>
+#include <pixmill/rows/rows.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <pixmill/engine/detail/zones.h>
 #include <pixmill/rows/intrinsics.h>
 #include <pixmill/rows/rows.h>
-#include <pixmill/engine/detail/zones.h>
 
 #include <cstdint>
 

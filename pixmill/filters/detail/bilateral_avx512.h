@@ -1,9 +1,9 @@
 #pragma once
 
+#include <pixmill/filters/detail/bilateral_grid.h>
 #include <pixmill/rows/intrinsics.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/rows.h>
-#include <pixmill/filters/detail/bilateral_grid.h>
 
 #include <cstddef>
 

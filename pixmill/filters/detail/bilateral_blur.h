@@ -1,8 +1,8 @@
 #pragma once
 
+#include <pixmill/rows/recursive_gaussian.h>
 #include <pixmill/rows/scratch.h>
 #include <pixmill/rows/transpose.h>
-#include <pixmill/rows/recursive_gaussian.h>
 
 #include <algorithm>
 #include <cmath>

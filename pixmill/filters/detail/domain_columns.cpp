@@ -1,6 +1,6 @@
-#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/domain_recursion.h>
 #include <pixmill/filters/detail/domain_walk.h>
+#include <pixmill/rows/rows.h>
 
 #include <algorithm>
 

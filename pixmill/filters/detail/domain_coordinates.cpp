@@ -1,11 +1,11 @@
 #include <pixmill/filters/detail/domain_coordinates.h>
 
-#include <pixmill/rows/largepages.h>
-#include <pixmill/rows/pixel.h>
-#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/domain_gaps.h>
 #include <pixmill/filters/detail/domain_windows.h>
 #include <pixmill/rows/lanes.h>
+#include <pixmill/rows/largepages.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/rows.h>
 
 #include <algorithm>
 #include <limits>

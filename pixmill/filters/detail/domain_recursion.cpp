@@ -1,7 +1,7 @@
 #include <pixmill/filters/detail/domain_recursion.h>
 
-#include <pixmill/rows/rows.h>
 #include <pixmill/filters/detail/domain_walk.h>
+#include <pixmill/rows/rows.h>
 
 #include <algorithm>
 

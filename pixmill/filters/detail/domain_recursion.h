@@ -1,7 +1,7 @@
 #pragma once
 
-#include <pixmill/rows/scratch.h>
 #include <pixmill/filters/detail/domain_steps.h>
+#include <pixmill/rows/scratch.h>
 
 #include <opencv2/core/mat.hpp>
 

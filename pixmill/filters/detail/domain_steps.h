@@ -1,7 +1,7 @@
 #pragma once
 
-#include <pixmill/rows/memory.h>
 #include <pixmill/rows/lanes.h>
+#include <pixmill/rows/memory.h>
 
 #include <opencv2/core/mat.hpp>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <pixmill/rows/pixel.h>
 #include <pixmill/primitives/region.h>
+#include <pixmill/rows/pixel.h>
 
 #include <opencv2/core/mat.hpp>
 

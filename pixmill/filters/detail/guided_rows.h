@@ -1,7 +1,7 @@
 #pragma once
 
-#include <pixmill/rows/window_means.h>
 #include <pixmill/rows/invert3x3.h>
+#include <pixmill/rows/window_means.h>
 
 #include <algorithm>
 #include <vector>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <pixmill/mask/detail/brush.h>
 #include <pixmill/rows/intrinsics.h>
 #include <pixmill/rows/rows.h>
-#include <pixmill/mask/detail/brush.h>
 
 #include <algorithm>
 

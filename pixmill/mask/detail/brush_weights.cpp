@@ -1,7 +1,7 @@
 #include <pixmill/mask/detail/brush_weights.h>
 
-#include <pixmill/rows/rows.h>
 #include <pixmill/mask/detail/brush.h>
+#include <pixmill/rows/rows.h>
 
 #include <algorithm>
 

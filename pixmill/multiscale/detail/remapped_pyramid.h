@@ -2,8 +2,8 @@
 
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/plane.h>
-#include <pixmill/rows/rows.h>
 #include <pixmill/rows/pyramid.h>
+#include <pixmill/rows/rows.h>
 
 #include <opencv2/core/mat.hpp>
 

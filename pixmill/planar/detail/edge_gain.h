@@ -1,8 +1,8 @@
 #pragma once
 
+#include <pixmill/rows/gauss_rows.h>
 #include <pixmill/rows/memory.h>
 #include <pixmill/rows/pixel.h>
-#include <pixmill/rows/gauss_rows.h>
 
 #include <opencv2/core/mat.hpp>
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <pixmill/rows/colour_rows.h>
 #include <pixmill/rows/intrinsics.h>
+#include <pixmill/rows/look_up.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/rows.h>
-#include <pixmill/rows/look_up.h>
-#include <pixmill/rows/colour_rows.h>
 
 #include <algorithm>
 #include <cmath>

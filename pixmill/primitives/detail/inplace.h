@@ -1,8 +1,8 @@
 #pragma once
 
+#include <pixmill/primitives/region.h>
 #include <pixmill/rows/memory.h>
 #include <pixmill/rows/scratch.h>
-#include <pixmill/primitives/region.h>
 
 #include <algorithm>
 #include <cstring>
