@@ -11,7 +11,7 @@
 #include <new>
 #include <vector>
 
-using namespace pixmill::detail;
+using namespace pixmill::rows;
 using pixmill::test::everyWay;
 using pixmill::test::PolicyGuard;
 

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <vector>
 
-using namespace pixmill::detail;
+using namespace pixmill::curves;
 
 namespace {
 

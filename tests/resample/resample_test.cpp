@@ -274,7 +274,7 @@ namespace {
 template <int cn>
 void comparePyramidRows(cv::Size size, cv::Size up)
 {
-    using namespace pixmill::detail;
+    using namespace pixmill::rows;
     const cv::Mat in = randomPlane(size, CV_16UC(cn), 0, 65536);
     const cv::Mat down = pyramidDown(in);
     cv::Mat rows(down.size(), in.type());
