@@ -1,8 +1,11 @@
+#include <pixmill/multiscale/detail/solver_resources.h>
 #include <pixmill/multiscale/detail/sparse_solver.h>
 #include <pixmill/multiscale/pardisoSolver.h>
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
+#include <new>
 
 namespace {
 
@@ -29,23 +32,70 @@ struct System {
     int nrhs, mtype;
 };
 
+enum Stage { analysis, factorisation, solution };
+
+/// How far the work came. A stage that does not come back died for want of memory.
+struct Report {
+    Stage stage = analysis;
+    SolveOutcome outcome = SolveOutcome::outOfMemory;
+
+    template <class Work>
+    bool passes(Stage next, const Work& work)
+    {
+        stage = next;
+        outcome = SolveOutcome::outOfMemory;
+        outcome = work();
+        return outcome == SolveOutcome::success;
+    }
+};
+
+/// All stages, for `x`.
+template <class T>
+void runStages(const System<T>& s, FactorStore store, T* x, Report& report)
+{
+    const MatrixKind kind = s.mtype == 2 ? MatrixKind::positiveDefinite : MatrixKind::indefinite;
+    SparseSolver<T> solver(s.matrix, kind, store); // gives everything back at the end, also on a throw
+    if (report.passes(analysis, [&] { return solver.analyse(); }) &&
+        report.passes(factorisation, [&] { return solver.factorise(); }))
+        report.passes(solution, [&] { return solver.solve(s.b, x, s.nrhs); });
+}
+
+/// The same where a death cannot take the host along.
+template <class T>
+Report runStagesApart(const System<T>& s, FactorStore store)
+{
+    constexpr std::size_t kHead = 64; // the report, then the solution
+    const std::size_t most = std::numeric_limits<std::ptrdiff_t>::max() / (2 * sizeof(T)) / s.nrhs;
+    const std::size_t count = std::size_t(std::max(s.matrix.n, 0)) * s.nrhs;
+    if (std::size_t(std::max(s.matrix.n, 0)) > most || !memoryCanHold(kHead + count * sizeof(T)))
+        return {};
+    const SharedPages pages(kHead + count * sizeof(T));
+    if (!pages.data() || !denseKernelsReady()) // once for the host, not for every copy
+        return {};
+    static_assert(sizeof(Report) <= kHead);
+    Report* const report = new (pages.data()) Report;
+    T* const x = reinterpret_cast<T*>(static_cast<char*>(pages.data()) + kHead);
+    runApart([&] { runStages(s, store, x, *report); });
+    if (report->outcome == SolveOutcome::success && report->stage == solution)
+        std::copy_n(x, count, s.x);
+    return *report;
+}
+
 /// Solves for `x`.
 ///
 /// @return false if memory ran out.
 template <class T>
 bool solveByStages(const System<T>& s, FactorStore store, const StageTexts& texts)
 {
-    if (!s.b || !s.x || s.nrhs < 1 || (s.mtype != 2 && s.mtype != -2))
+    if (!s.b || !s.x || s.nrhs < 1 || (s.mtype != 2 && s.mtype != -2) || !isWellFormed(s.matrix))
         throw texts.analysis;
-    const auto passed = [&texts](SolveOutcome outcome, const char* text) {
-        if (outcome == SolveOutcome::failure || (outcome == SolveOutcome::outOfMemory && texts.alsoForMemory))
-            throw text;
-        return outcome == SolveOutcome::success;
-    };
-    const MatrixKind kind = s.mtype == 2 ? MatrixKind::positiveDefinite : MatrixKind::indefinite;
-    SparseSolver<T> solver(s.matrix, kind, store); // gives everything back at the end, also on a throw
-    return passed(solver.analyse(), texts.analysis) && passed(solver.factorise(), texts.factorisation) &&
-           passed(solver.solve(s.b, s.x, s.nrhs), texts.solution);
+    const Report report = runStagesApart(s, store);
+    const bool solved = report.outcome == SolveOutcome::success;
+    if (report.outcome == SolveOutcome::failure || (!solved && texts.alsoForMemory)) {
+        const char* const all[] = {texts.analysis, texts.factorisation, texts.solution};
+        throw all[report.stage];
+    }
+    return solved;
 }
 
 /// Solves for `b`.

@@ -21,7 +21,9 @@
 ///          supported and fail in the first stage.
 ///
 /// A is not changed. `b` is as it was unless the solution replaced it. The solver behind these functions works on one
-/// system at a time: calls from several threads wait for each other. It runs on the calling thread.
+/// system at a time: calls from several threads wait for each other. It runs on the calling thread, in a forked process
+/// of its own (where the system has such) that ends before the call does: when an allocation fails where the solver
+/// does not look, that process dies, and the call tells that memory ran out.
 ///
 /// A stage that fails, other than for want of memory, throws its text as a `const char*`: the first on malformed
 /// arguments (n or nrhs below 1, a null pointer, rows that are not as told), the second on a matrix that is not

@@ -1,5 +1,6 @@
 #include <pixmill/primitives/region.h>
 #include <pixmill/primitives/vector.h>
+#include <pixmill/rows/check.h>
 #include <pixmill/rows/invert3x3.h>
 
 #include <cmath>
@@ -50,16 +51,21 @@ bool invertByElimination(std::vector<double>& m, std::vector<double>& inverse, i
 
 /// y = f(a) for every sample; `y` may be `a`.
 template <class F>
-void mapVector(int n, const float* a, float* y, const F& f)
+void mapVector(const char* call, int n, const float* a, float* y, const F& f)
 {
+    PIXMILL_CHECK(a || n < 1, call, "a", describe(a), "samples");
+    PIXMILL_CHECK(y || n < 1, call, "y", describe(y), "room for samples");
     forEachSpan(
         n, n, [&](int first, int end) { mapRow(a + first, y + first, end - first, f); }, kFinePieces);
 }
 
 /// y = f(a, b) for every sample; `y` may be `a` or `b`.
 template <class F>
-void zipVector(int n, const float* a, const float* b, float* y, const F& f)
+void zipVector(const char* call, int n, const float* a, const float* b, float* y, const F& f)
 {
+    PIXMILL_CHECK(a || n < 1, call, "a", describe(a), "samples");
+    PIXMILL_CHECK(b || n < 1, call, "b", describe(b), "samples");
+    PIXMILL_CHECK(y || n < 1, call, "y", describe(y), "room for samples");
     forEachSpan(
         n, n, [&](int first, int end) { zipRow(a + first, b + first, y + first, end - first, f); }, kFinePieces);
 }
@@ -102,25 +108,25 @@ IppStatus ippmInvert_m_32f(const float* src, int srcStride1, int srcStride2, flo
 
 void vsLn(int n, const float* a, float* y)
 {
-    mapVector(n, a, y, [](float v) { return std::log(v); });
+    mapVector("vsLn", n, a, y, [](float v) { return std::log(v); });
 }
 
 void vsAbs(int n, const float* a, float* y)
 {
-    mapVector(n, a, y, [](float v) { return std::fabs(v); });
+    mapVector("vsAbs", n, a, y, [](float v) { return std::fabs(v); });
 }
 
 void vsSub(int n, const float* a, const float* b, float* y)
 {
-    zipVector(n, a, b, y, [](float p, float q) { return p - q; });
+    zipVector("vsSub", n, a, b, y, [](float p, float q) { return p - q; });
 }
 
 void vsDiv(int n, const float* a, const float* b, float* y)
 {
-    zipVector(n, a, b, y, [](float p, float q) { return p / q; });
+    zipVector("vsDiv", n, a, b, y, [](float p, float q) { return p / q; });
 }
 
 void vsPowx(int n, const float* a, float b, float* y)
 {
-    mapVector(n, a, y, [b](float v) { return std::pow(v, b); });
+    mapVector("vsPowx", n, a, y, [b](float v) { return std::pow(v, b); });
 }

@@ -11,7 +11,8 @@
 PIXMILL_API IppStatus ippmInvert_m_32f(const float* src, int srcStride1, int srcStride2, float* buffer, float* dst,
                                        int dstStride1, int dstStride2, int widthHeight);
 
-// Sample by sample, in single precision; `y` may be `a` or `b` exactly. Nothing happens for n <= 0.
+// Sample by sample, in single precision; `y` may be `a` or `b` exactly. Nothing happens for n <= 0;
+// otherwise a null pointer throws cv::Exception.
 
 /// y = ln(a)
 PIXMILL_API void vsLn(int n, const float* a, float* y);

@@ -230,7 +230,7 @@ TEST(TDrawMask, AnEvenBaseIsBlendedAsAnyOther)
 
 TEST(BrushShares, CoverEveryCoverageAsTheirWeight)
 {
-    using namespace pixmill::detail;
+    using namespace pixmill::mask;
     cv::RNG rng(5);
     for (int i = 0; i < 20000; ++i) {
         const float w = i < 512 ? float(i) / 511 : i < 1024 ? float(i - 512) / 512 : rng.uniform(0.0f, 1.0f);

@@ -3,6 +3,7 @@
 
 #include "roi.h"
 #include <support/everyway.h>
+#include <support/throws.h>
 
 #include <limits>
 
@@ -130,6 +131,15 @@ TEST(VectorMath, SpecialValues)
     const float minus = -2;
     vsPowx(1, &minus, 0.5f, y);
     EXPECT_TRUE(std::isnan(y[0]));
+}
+
+TEST(Vector, NullPointersAreRefusedWhereThereAreSamples)
+{
+    float y[2] = {};
+    vsLn(0, nullptr, nullptr);
+    EXPECT_REFUSED(vsLn(2, nullptr, y), "vsLn: a is null, wanted samples");
+    EXPECT_REFUSED(vsSub(2, y, nullptr, y), "vsSub: b is null, wanted samples");
+    EXPECT_REFUSED(vsPowx(2, y, 2, nullptr), "vsPowx: y is null, wanted room for samples");
 }
 
 } // namespace

@@ -2,14 +2,25 @@
 #include <pixmill/multiscale/detail/sparse_solver.h>
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <immintrin.h>
 #include <omp.h>
+#include <signal.h>
 #include <stdlib.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
 
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <mutex>
 #include <system_error>
 
 namespace pixmill::multiscale {
@@ -42,7 +53,96 @@ std::size_t availableBytes()
     return told ? kilobytes * 1024 : std::numeric_limits<std::size_t>::max();
 }
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+constexpr bool kSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+constexpr bool kSanitized = false;
+#endif
+
+std::string folderPrefix(pid_t process)
+{
+    return "pixmill-" + std::to_string(process) + "-";
+}
+
+/// What a process that died left in the folder for temporary files.
+void removeFolders(pid_t process)
+{
+    std::error_code error;
+    const std::string prefix = folderPrefix(process);
+    std::filesystem::directory_iterator it(std::filesystem::temp_directory_path(error), error), end;
+    for (; !error && it != end; it.increment(error))
+        if (it->path().filename().string().compare(0, prefix.size(), prefix) == 0) {
+            std::error_code ignored;
+            std::filesystem::remove_all(it->path(), ignored);
+        }
+}
+
+/// In the copy: nothing that its death does may reach the host or the user. Its signals are blocked already.
+void leaveHost()
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    signal(SIGABRT, SIG_DFL);
+    const rlimit noCore = {0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
+    std::atexit([] { _exit(1); }); // before the host's own handlers
+    const int nowhere = open("/dev/null", O_RDWR);
+    for (int stream = 0; nowhere >= 0 && stream <= 2; ++stream)
+        dup2(nowhere, stream);
+#ifdef SYS_close_range
+    syscall(SYS_close_range, 3u, ~0u, 0u);
+#endif
+    omp_set_num_threads(1); // a team would be started in vain
+    // The fork has ended OpenBLAS's team. Asked for a team of one, it would first start that anew, and wait for ever
+    // for memory that is not there; told so, it works on this thread.
+    if (int* const team = static_cast<int*>(dlsym(RTLD_DEFAULT, "blas_cpu_number")))
+        *team = 1;
+}
+
 } // namespace
+
+SharedPages::SharedPages(std::size_t bytes)
+    : m_bytes(bytes), m_data(mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))
+{
+    if (m_data == MAP_FAILED)
+        m_data = nullptr;
+}
+
+SharedPages::~SharedPages()
+{
+    if (m_data)
+        munmap(m_data, m_bytes);
+}
+
+void runApart(const std::function<void()>& work)
+{
+    static std::mutex turn;
+    const std::lock_guard<std::mutex> lock(turn);
+    if (kSanitized)
+        return work();
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before); // so that no handler of the host's runs in the copy
+    const pid_t copy = fork();
+    const int error = errno;
+    if (copy == 0) {
+        leaveHost();
+        try {
+            work();
+        } catch (...) {
+            _exit(1); // as if it had died
+        }
+        _exit(0);
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (copy < 0)
+        return error == ENOMEM ? void() : work();
+    int status = 0; // not looked at: a host that waits for all its children may have it
+    while (waitpid(copy, &status, 0) < 0 && errno == EINTR) {
+    }
+    removeFolders(copy);
+}
 
 SolverLimits& solverLimits()
 {
@@ -80,7 +180,7 @@ OneDenseThread::OneDenseThread()
 {
     auto* const get = symbol<int()>("openblas_get_num_threads");
     auto* const set = symbol<void(int)>("openblas_set_num_threads");
-    if (!get || !set)
+    if (!get || !set || get() == 1)
         return;
     m_team = omp_get_max_threads(); // a BLAS on OpenMP changes the host's team along with its own
     m_denseThreads = get();
@@ -118,7 +218,7 @@ bool TemporaryFolder::create()
     const std::filesystem::path parent = std::filesystem::temp_directory_path(error);
     if (error)
         return false;
-    std::string path = (parent / "pixmill-XXXXXX").string();
+    std::string path = (parent / (folderPrefix(getpid()) + "XXXXXX")).string();
     if (!mkdtemp(path.data()))
         return false;
     m_path = std::move(path);

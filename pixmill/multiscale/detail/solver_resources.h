@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 /// What the sparse solver takes from the process besides its arrays: assurance of memory, the dense kernels' threads,
@@ -49,7 +50,34 @@ private:
     unsigned m_modes;
 };
 
-/// A folder of our own below the system's folder for temporary files, removed with all that is in it.
+/// Pages that this process and those forked from it share.
+class SharedPages {
+public:
+    explicit SharedPages(std::size_t bytes);
+    ~SharedPages();
+    SharedPages(const SharedPages&) = delete;
+    SharedPages& operator=(const SharedPages&) = delete;
+
+    void* data() const { return m_data; } ///< Zeros at first; null if there were none to be had.
+
+private:
+    std::size_t m_bytes;
+    void* m_data;
+};
+
+/// Runs `work` in a copy of this process that ends with it, and waits for its end.
+///
+/// Not every allocation inside the solver is checked: one that fails ends the process it happens in, by a signal or by
+/// exit(), and no guard foresees all of them. So the process is not the host's. What `work` does is seen here in shared
+/// pages alone; whether it came to its end it must tell there. The copy writes nothing to the host's streams, runs none
+/// of its handlers, keeps none of its files open, and goes when the host goes.
+///
+/// One at a time. Where the system forks no processes at all, and under sanitizers, whose bookkeeping a copy of a
+/// process with threads does not survive, `work` runs here. Where it has no memory left for one, it does not run.
+void runApart(const std::function<void()>& work);
+
+/// A folder of our own below the system's folder for temporary files, removed with all that is in it; `runApart` sees
+/// to that where the process died that made it.
 class TemporaryFolder {
 public:
     TemporaryFolder() = default;

@@ -20,6 +20,10 @@ struct UpperRows {
     const int* ja;
 };
 
+/// Whether the order is 1 or more, there are all arrays, row starts rise from 1, and columns lie from the diagonal on.
+template <class T>
+bool isWellFormed(const UpperRows<T>& m);
+
 enum class MatrixKind { positiveDefinite, indefinite };
 enum class FactorStore { memory, disk };
 

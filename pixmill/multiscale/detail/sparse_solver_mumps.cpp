@@ -49,20 +49,6 @@ bool meansOutOfMemory(int code)
     return std::find(std::begin(kCodes), std::end(kCodes), code) != std::end(kCodes);
 }
 
-template <class T>
-bool wellFormed(const UpperRows<T>& m)
-{
-    if (m.n < 1 || !m.a || !m.ia || !m.ja || m.ia[0] != 1)
-        return false;
-    if (!std::is_sorted(m.ia, m.ia + m.n + 1)) // before any column is read by them
-        return false;
-    for (int i = 0; i < m.n; ++i)
-        for (int k = m.ia[i] - 1; k < m.ia[i + 1] - 1; ++k)
-            if (m.ja[k] <= i || m.ja[k] > m.n)
-                return false;
-    return true;
-}
-
 /// The row of every entry, as the coordinate form wants it. A stored zero goes to the diagonal, where it adds nothing
 /// and links nothing: columns and values can then stay the caller's own arrays.
 template <class T>
@@ -126,6 +112,20 @@ double largest(const T* v, std::size_t n)
 }
 
 } // namespace
+
+template <class T>
+bool isWellFormed(const UpperRows<T>& m)
+{
+    if (m.n < 1 || !m.a || !m.ia || !m.ja || m.ia[0] != 1)
+        return false;
+    if (!std::is_sorted(m.ia, m.ia + m.n + 1)) // before any column is read by them
+        return false;
+    for (int i = 0; i < m.n; ++i)
+        for (int k = m.ia[i] - 1; k < m.ia[i + 1] - 1; ++k)
+            if (m.ja[k] <= i || m.ja[k] > m.n)
+                return false;
+    return true;
+}
 
 /// One MUMPS instance with what it refers to. Members go in reverse order: files after the instance, the lock last.
 template <class T>
@@ -296,7 +296,7 @@ SparseSolver<T>::~SparseSolver() = default;
 template <class T>
 SolveOutcome SparseSolver<T>::analyse()
 try {
-    if (!wellFormed(m_matrix))
+    if (!isWellFormed(m_matrix))
         return SolveOutcome::failure;
     m_state = std::make_unique<State>();
     return m_state->analyse(m_matrix, m_kind);
@@ -326,6 +326,8 @@ void SparseSolver<T>::release()
     m_state.reset();
 }
 
+template bool isWellFormed(const UpperRows<float>&);
+template bool isWellFormed(const UpperRows<double>&);
 template class SparseSolver<float>;
 template class SparseSolver<double>;
 
