@@ -238,7 +238,7 @@ void fillDisk()
 }
 
 /// Peak of physical memory of all processes that were started, above what this one has.
-double peakMegabytes(FloatForm* form, const System& system)
+double peakMegabytes(FloatForm* form, const SparseSystem& system)
 {
     Call<float> call(system);
     call.run(form);
@@ -267,7 +267,7 @@ TEST(PardisoSolver, OutOfCoreTakesClearlyLessMemory)
 {
     if (kSanitized)
         GTEST_SKIP() << "a sanitizer keeps what is freed";
-    const System system = pictureSystem(600, 500);
+    const SparseSystem system = pictureSystem(600, 500);
     const double disk = peakMegabytes(outOfCore, system), memory = peakMegabytes(inCore, system); // the larger one last
     EXPECT_LT(disk, 0.55 * memory) << disk << " of " << memory << " MB";
 }
@@ -295,7 +295,7 @@ extern "C" void* malloc(std::size_t bytes)
 TEST(PardisoSolver, AnAllocationThatFailsInsideTheSolverDoesNotEndTheHost)
 {
     pthread_atfork(nullptr, nullptr, [] { isForked = true; });
-    const System system = pictureSystem(60, 60);
+    const SparseSystem system = pictureSystem(60, 60);
     const ScratchFolder folder;
     int unsolved = 0;
     for (FloatForm* form : {inCore, outOfCore}) {
