@@ -98,11 +98,11 @@ public:
     {
     }
 
-    /// Row y of the map, until row y + 2 is asked for. Rows are asked for downwards, twice the same at the most.
+    /// Row y of the map, until two more were asked for. Rows one after the other cost one each; any other begins anew.
     const uchar* row(int y)
     {
-        if (m_next < 0) {
-            m_next = y;
+        if (y < m_first || y < m_next - 2 || y > m_next) {
+            m_first = m_next = y;
             m_nextBytes = std::max(y - kReach, 0);
             m_nextProducts = std::max(m_nextBytes - kReach, 0);
         }
@@ -175,7 +175,7 @@ private:
     AlignedArray<uchar> m_bytes;
     AlignedArray<ushort> m_columns;
     AlignedArray<uchar> m_map;
-    int m_next = -1, m_nextBytes = 0, m_nextProducts = 0;
+    int m_first = 0, m_next = -1, m_nextBytes = 0, m_nextProducts = 0; ///< The first rows that are not there yet.
 };
 
 } // namespace pixmill::planar
