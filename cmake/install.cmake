@@ -15,6 +15,18 @@ if(TARGET pixmill_develop)
 endif()
 
 set(PIXMILL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/pixmill)
+
+# Picture files: an export set of its own, so that a package may go without them.
+if(TARGET pixmill_photo)
+  install(TARGETS pixmill_photo EXPORT pixmillPhotoTargets
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  install(EXPORT pixmillPhotoTargets NAMESPACE pixmill:: DESTINATION ${PIXMILL_CMAKE_DIR})
+  install(FILES cmake/FindLcms2.cmake cmake/FindOIIO.cmake DESTINATION ${PIXMILL_CMAKE_DIR})
+endif()
+
 install(EXPORT pixmillTargets NAMESPACE pixmill:: DESTINATION ${PIXMILL_CMAKE_DIR})
 configure_package_config_file(cmake/pixmillConfig.cmake.in ${PROJECT_BINARY_DIR}/pixmillConfig.cmake
   INSTALL_DESTINATION ${PIXMILL_CMAKE_DIR})
