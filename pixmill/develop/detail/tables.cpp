@@ -1,0 +1,151 @@
+#include <pixmill/develop/detail/tables.h>
+
+#include <pixmill/adjust/TLightAdjLUTq3.h>
+#include <pixmill/adjust/detail/color_nodes.h>
+#include <pixmill/curves/TLutThreshold.h>
+#include <pixmill/develop/detail/core.h>
+
+#include <algorithm>
+
+namespace pixmill::develop {
+
+namespace {
+
+float sum(float a, float b)
+{
+    return limit(a + b, -1.0f, 1.0f);
+}
+
+Light sum(const Light& a, const Light& b)
+{
+    return {sum(a.brightness, b.brightness), sum(a.contrast, b.contrast), sum(a.highlights, b.highlights),
+            sum(a.shadows, b.shadows),       sum(a.whites, b.whites),     sum(a.blacks, b.blacks)};
+}
+
+DetailZone sum(const DetailZone& a, const DetailZone& b)
+{
+    return {sum(a.slope, b.slope), sum(a.threshold, b.threshold)};
+}
+
+DetailLevel sum(const DetailLevel& a, const DetailLevel& b)
+{
+    return {sum(a.base, b.base), sum(a.shadows, b.shadows), sum(a.midtones, b.midtones)};
+}
+
+Detail sum(const Detail& a, const Detail& b)
+{
+    return {sum(a.fine, b.fine), sum(a.medium, b.medium), sum(a.coarse, b.coarse)};
+}
+
+Color sum(const Color& a, const Color& b)
+{
+    return {sum(a.warmth, b.warmth), sum(a.tint, b.tint), sum(a.saturation, b.saturation),
+            sum(a.chromaFloor, b.chromaFloor)};
+}
+
+ushort lit(TLightAdjLUTq3& light, int luma)
+{
+    ushort y = ushort(luma), dr = kCentre, db = kCentre;
+    light.mapYDrDb(y, dr, db);
+    return y;
+}
+
+/// How far the controls of a level reach, as in TQuillet3.
+struct Reach {
+    float slope;
+    int threshold;
+};
+
+constexpr Reach kReach[3] = {{5.0f, 9830}, {4.0f, 8191}, {3.5f, 7372}};
+constexpr int kEntries = 65536;
+
+const ushort* entriesOf(const TLut16U& lut)
+{
+    return static_cast<const ushort*>(lut.m_lut_p);
+}
+
+/// The colour of a node of the table, not limited: so neutral controls change nothing, and no saturation leaves none,
+/// also in cells that reach out of the gamut.
+detail::UnitColour colourAt(int y, int dr, int db)
+{
+    const float luma = float(y * 2048), red = float(dr * 4096 - 2 * kCentre), blue = float(db * 4096 - 2 * kCentre);
+    const float green = -(0.299f * red + 0.114f * blue) / 0.587f;
+    return {(luma + red) / kFull, (luma + green) / kFull, (luma + blue) / kFull};
+}
+
+} // namespace
+
+Controls Controls::of(const Recipe& recipe)
+{
+    return {recipe.light, recipe.weights, recipe.detail, recipe.color};
+}
+
+Controls Controls::of(const Recipe& recipe, const LocalAdjustment& local)
+{
+    return {sum(recipe.light, local.light), recipe.weights, sum(recipe.detail, local.detail),
+            sum(recipe.color, local.color)};
+}
+
+std::vector<unsigned short> lightTable(const Light& controls)
+{
+    TLightAdjLUTq3 light;
+    light.setupParams(controls.brightness, controls.contrast, controls.highlights, controls.shadows, controls.whites,
+                      controls.blacks);
+    constexpr int kStep = 16;
+    std::vector<unsigned short> table(kEntries);
+    int from = lit(light, 0);
+    for (int y = 0; y < kEntries; y += kStep) {
+        const int to = lit(light, std::min(y + kStep, kEntries - 1)), width = std::min(kStep, kEntries - 1 - y);
+        for (int i = 0; i < width; ++i)
+            table[y + i] = ushort(from + ((to - from) * 2 * i + width) / (2 * width));
+        from = to;
+    }
+    table[kEntries - 1] = ushort(from);
+    return table;
+}
+
+void DetailTable::update(int level, const DetailLevel& c)
+{
+    const bool fresh = m_pairs.empty(), base = fresh || c.base != m_controls.base;
+    m_pairs.resize(2 * kEntries);
+    std::uint32_t *dark = m_pairs.data(), *bright = dark + kEntries;
+    TLut16U lut(0.0f, kReach[level].slope, kReach[level].threshold, 0.35f);
+    const auto setHigh = [&](std::uint32_t* pairs) {
+        for (int v = 0; v < kEntries; ++v)
+            pairs[v] = (pairs[v] & 0xffffu) | std::uint32_t(entriesOf(lut)[v]) << 16;
+    };
+    if (base || c.shadows != m_controls.shadows) {
+        lut.setupLinearThreshold(c.shadows.slope, c.shadows.threshold, c.base.slope, c.base.threshold);
+        setHigh(dark);
+    }
+    if (base) {
+        lut.setupLinearThreshold(c.base.slope, c.base.threshold, 0, 0);
+        setHigh(bright);
+    }
+    if (base || c.midtones != m_controls.midtones) {
+        lut.setupLinearThreshold(c.midtones.slope, c.midtones.threshold, c.base.slope, c.base.threshold);
+        for (int v = 0; v < kEntries; ++v) {
+            dark[v] = (dark[v] & 0xffff0000u) | entriesOf(lut)[v];
+            bright[v] = (bright[v] & 0xffff0000u) | entriesOf(lut)[v];
+        }
+    }
+    m_controls = c;
+}
+
+std::vector<std::uint32_t> colorTable(const Color& color)
+{
+    constexpr detail::ColorScales kScales = {1, 1, 1, 1, 2, 1};
+    const detail::ColorNodes nodes({color.warmth, color.tint, color.saturation, color.chromaFloor}, kScales);
+    std::vector<std::uint32_t> table(std::size_t(kColorNodes) * kColorNodes * kColorNodes);
+    forEachIndex(kColorNodes, long(table.size()), [&](int y) {
+        std::uint32_t* out = table.data() + std::size_t(y) * kColorNodes * kColorNodes;
+        for (int a = 0; a < kColorNodes; ++a)
+            for (int b = 0; b < kColorNodes; ++b) {
+                const detail::NodeChroma c = nodes.of(y, colourAt(y, a, b));
+                *out++ = c.dr | std::uint32_t(c.db) << 16;
+            }
+    });
+    return table;
+}
+
+} // namespace pixmill::develop
