@@ -32,8 +32,8 @@ void weigh(const Layers& layers, const ColorWeights& w, int y, int x, int n, ush
     const float onRed = 1.25f * (w.red - w.green), onBlue = 1.25f * (w.blue - w.green);
     for (int done = 0; done < n; done += kPackChunk) {
         const int count = std::min(kPackChunk, n - done);
-        fetchDifferences(layers.dr, layers.dr.size(), y, (x + done) / 2, halfSize(count), c.dr, c.red);
-        fetchDifferences(layers.db, layers.db.size(), y, (x + done) / 2, halfSize(count), c.db, c.blue);
+        fetchDifferences(layers.dr, layers.dr.size(), y, (x + done) / 2, halfSize(count), c.red);
+        fetchDifferences(layers.db, layers.db.size(), y, (x + done) / 2, halfSize(count), c.blue);
         weighRow(at(layers.base, y, x + done), c.red, c.blue, onRed, onBlue, out + done, count);
     }
 }

@@ -12,73 +12,118 @@ namespace pixmill::develop {
 
 constexpr int kPackChunk = 256; ///< Pixels at a time, an even number: all of a chunk stays in the nearest cache.
 
+/// A 32-bit word at any address, over pixels of any type.
+using AnyWord __attribute__((aligned(1), may_alias)) = std::uint32_t;
+
 struct PackChunk {
-    ushort luma[kPackChunk];
-    float dr[kPackChunk / 2 + 2], db[kPackChunk / 2 + 2]; ///< Twice the differences of a row.
-    float red[kPackChunk], blue[kPackChunk];              ///< R - Y and B - Y of each pixel.
+    float red[kPackChunk], blue[kPackChunk]; ///< R - Y and B - Y of each pixel.
     float r[kPackChunk], g[kPackChunk], b[kPackChunk];
+    std::uint32_t words[kPackChunk];
 };
 
-/// Twice the differences of a row: of a row of theirs, or of the middle between two.
-inline void sumRows(const ushort* __restrict a, const ushort* __restrict b, float* __restrict sums, int n)
-{
-    for (int i = 0; i < n; ++i)
-        sums[i] = float(int(a[i]) + int(b[i]) - 2 * kCentre);
-}
+/// Twice the difference that row y of the picture has at site i: that of a row of sites, or the mean of two.
+struct SiteRows {
+    const ushort *row, *next;
+    ushort copy[2][kPackChunk / 2 + 1]; ///< Where the sites do not lie side by side.
 
-/// One more along the row: even pixels have a difference of their own, odd ones the mean of its neighbours.
-inline void spreadRow(const float* __restrict sums, float* __restrict out, int pairs)
+    /// The sites of `pairs` pairs of pixels and one more. `half` is the size of the differences in the picture, of
+    /// which `ring` holds a part.
+    void find(const cv::Mat& ring, cv::Size half, int y, int first, int pairs)
+    {
+        const int below = y % 2 == 0 ? y / 2 : std::min(y / 2 + 1, half.height - 1);
+        row = span(ring, y / 2, first, pairs + 1, half.width, copy[0]);
+        next = span(ring, below, first, pairs + 1, half.width, copy[1]);
+    }
+    int twice(int i) const { return row[i] + next[i] - 2 * kCentre; }
+};
+
+/// Differences of each pixel: even ones have one of their own, odd ones the mean of its neighbours. A row's twice the
+/// difference at half a pixel's distance is a whole number, and so is the sum of two: exact in single precision.
+inline void spreadRow(const ushort* __restrict row, const ushort* __restrict next, float* __restrict out, int pairs)
 {
     for (int i = 0; i < pairs; ++i) {
-        out[2 * i] = sums[i];
-        out[2 * i + 1] = 0.5f * (sums[i] + sums[i + 1]);
+        const int here = row[i] + next[i] - 2 * kCentre, beside = row[i + 1] + next[i + 1] - 2 * kCentre;
+        out[2 * i] = float(here);
+        out[2 * i + 1] = 0.5f * float(here + beside);
     }
 }
 
-/// Twice the differences of the pixels of row y from column 2 * first on, two for each of `pairs`, with `sums` for
-/// scratch. `half` is the size of the differences in the picture, of which `ring` holds a part.
-inline void fetchDifferences(const cv::Mat& ring, cv::Size half, int y, int first, int pairs, float* sums, float* out)
+/// The differences of the pixels of row y from column 2 * first on, two for each of `pairs`.
+inline void fetchDifferences(const cv::Mat& ring, cv::Size half, int y, int first, int pairs, float* out)
 {
-    ushort a[kPackChunk / 2 + 1], b[kPackChunk / 2 + 1];
-    const int row = y / 2;
-    fetch(ring, row, first, pairs + 1, half.width, a);
-    fetch(ring, y % 2 == 0 ? row : std::min(row + 1, half.height - 1), first, pairs + 1, half.width, b);
-    sumRows(a, b, sums, pairs + 1);
-    spreadRow(sums, out, pairs);
+    SiteRows sites;
+    sites.find(ring, half, y, first, pairs);
+    spreadRow(sites.row, sites.next, out, pairs);
 }
 
 /// 16-bit colours, not limited. Green is what luma leaves: of a grey it is exactly luma.
-/// @return how far the worst of them lies outside 0..65535.
-inline float joinRow(const ushort* __restrict luma, const float* __restrict red, const float* __restrict blue,
-                     float* __restrict r, float* __restrict g, float* __restrict b, int n)
+struct Joined {
+    float r, g, b;
+
+    Joined(float y, float red, float blue) : r(y + red), g(y - (0.50936967f * red + 0.19420783f * blue)), b(y + blue) {}
+};
+
+/// 8 bits: a 257th, to nearest; not limited.
+inline int narrowed(float v)
 {
-    int worst = 0;
-    for (int x = 0; x < n; ++x) {
-        const float y = float(luma[x]);
-        r[x] = y + red[x];
-        b[x] = y + blue[x];
-        g[x] = y - (0.50936967f * red[x] + 0.19420783f * blue[x]);
-        const float most = std::max(r[x], std::max(g[x], b[x])), least = std::min(r[x], std::min(g[x], b[x]));
-        worst = std::max(worst, int(std::max(most - kFull, -least)));
-    }
-    return float(worst);
+    return roundToInt(v * (1.0f / 257.0f));
 }
 
-constexpr float kOutside = 2.0f; ///< Less is rounding, and simply cut off.
+/// What does not fit 8 bits has bits above the lowest eight; closer to the range it is simply cut off.
+inline bool outside(int bits)
+{
+    return (bits & ~255) != 0;
+}
 
-/// Colours out of range come back towards grey of the same luma, as far as they must: luma and hue stay.
-inline void limitRow(const ushort* __restrict luma, float* __restrict r, float* __restrict g, float* __restrict b,
-                     int n)
+inline std::uint32_t wordOf(int first, int g, int last)
+{
+    return std::uint32_t(clamp8(first)) | std::uint32_t(clamp8(g)) << 8 | std::uint32_t(clamp8(last)) << 16 |
+           0xff000000u;
+}
+
+/// Words of pairs of pixels, red or with `swap` blue lowest; @return whether one lies outside.
+template <bool swap>
+inline bool packPairs(const ushort* __restrict luma, const ushort* __restrict dr, const ushort* __restrict drNext,
+                      const ushort* __restrict db, const ushort* __restrict dbNext, AnyWord* __restrict out, int pairs)
+{
+    int bits = 0;
+    for (int i = 0; i < pairs; ++i) {
+        const int red = dr[i] + drNext[i] - 2 * kCentre, redBeside = dr[i + 1] + drNext[i + 1] - 2 * kCentre;
+        const int blue = db[i] + dbNext[i] - 2 * kCentre, blueBeside = db[i + 1] + dbNext[i + 1] - 2 * kCentre;
+        const Joined a(float(luma[2 * i]), float(red), float(blue));
+        const Joined b(float(luma[2 * i + 1]), 0.5f * float(red + redBeside), 0.5f * float(blue + blueBeside));
+        const int ar = narrowed(a.r), ag = narrowed(a.g), ab = narrowed(a.b);
+        const int br = narrowed(b.r), bg = narrowed(b.g), bb = narrowed(b.b);
+        bits |= ar | ag | ab | br | bg | bb;
+        out[2 * i] = swap ? wordOf(ab, ag, ar) : wordOf(ar, ag, ab);
+        out[2 * i + 1] = swap ? wordOf(bb, bg, br) : wordOf(br, bg, bb);
+    }
+    return outside(bits);
+}
+
+inline void joinRow(const ushort* __restrict luma, PackChunk& __restrict c, int n)
 {
     for (int x = 0; x < n; ++x) {
-        const float y = float(luma[x]);
-        const float most = std::max(r[x], std::max(g[x], b[x])), least = std::min(r[x], std::min(g[x], b[x]));
-        const float above = most > kFull + kOutside ? (kFull - y) / (most - y) : 1.0f;
-        const float below = least < -kOutside ? y / (y - least) : 1.0f;
+        const Joined p(float(luma[x]), c.red[x], c.blue[x]);
+        c.r[x] = p.r;
+        c.g[x] = p.g;
+        c.b[x] = p.b;
+    }
+}
+
+/// Colours outside come back towards grey of the same luma, as far as they must: luma and hue stay.
+inline void limitRow(const ushort* __restrict luma, PackChunk& __restrict c, int n)
+{
+    for (int x = 0; x < n; ++x) {
+        const float y = float(luma[x]), r = c.r[x], g = c.g[x], b = c.b[x];
+        const float most = std::max(r, std::max(g, b)), least = std::min(r, std::min(g, b));
+        const float above = most > kFull ? (kFull - y) / (most - y) : 1.0f;
+        const float below = least < 0 ? y / (y - least) : 1.0f;
         const float k = std::min(above, below);
-        r[x] = k < 1 ? y + k * (r[x] - y) : r[x];
-        g[x] = k < 1 ? y + k * (g[x] - y) : g[x];
-        b[x] = k < 1 ? y + k * (b[x] - y) : b[x];
+        const bool moved = ((narrowed(r) | narrowed(g) | narrowed(b)) & ~255) != 0;
+        c.r[x] = moved ? y + k * (r - y) : r;
+        c.g[x] = moved ? y + k * (g - y) : g;
+        c.b[x] = moved ? y + k * (b - y) : b;
     }
 }
 
@@ -95,7 +140,7 @@ inline float unitLimit(float v)
 }
 
 inline void placeInTable(const float* __restrict r, const float* __restrict g, const float* __restrict b, int size,
-                         GridPlaces& __restrict p, int n)
+                         GridPlaces<int>& __restrict p, int n)
 {
     const float scale = float(size - 1) * (2048.0f / kFull);
     const int last = size - 2;
@@ -104,13 +149,13 @@ inline void placeInTable(const float* __restrict r, const float* __restrict g, c
                   z = roundToInt(unitLimit(b[i]) * scale);
         const int cx = std::min(x >> 11, last), cy = std::min(y >> 11, last), cz = std::min(z >> 11, last);
         p.cell[i] = (cz * size + cy) * size + cx;
-        p.first[i] = z - (cz << 11);
-        p.second[i] = y - (cy << 11);
-        p.third[i] = x - (cx << 11);
+        p.first[i] = short(z - (cz << 11));
+        p.second[i] = short(y - (cy << 11));
+        p.third[i] = short(x - (cx << 11));
     }
 }
 
-inline void mixTable(const std::uint64_t (&__restrict picked)[4][kPackChunk], const GridCorners& __restrict c,
+inline void mixTable(const std::uint64_t (&__restrict picked)[4][kPackChunk], const GridCorners<int>& __restrict c,
                      float strength, float* __restrict r, float* __restrict g, float* __restrict b, int n)
 {
     for (int i = 0; i < n; ++i) {
@@ -127,31 +172,22 @@ inline void mixTable(const std::uint64_t (&__restrict picked)[4][kPackChunk], co
 inline void mapByTable(const PackTable& table, float* r, float* g, float* b, int n)
 {
     static_assert(kPackChunk == kColorChunk, "both use one kind of scratch");
-    GridPlaces places;
-    GridCorners corners;
+    GridPlaces<int> places;
+    GridCorners<int> corners;
     std::uint64_t picked[4][kPackChunk];
     placeInTable(r, g, b, table.size, places, n);
-    findCorners(places, table.size * table.size, table.size, 1, corners, n);
+    findCorners<int>(places, table.size * table.size, table.size, 1, corners, n);
     for (int k = 0; k < 4; ++k)
         pickEntries(table.entries, corners.at[k], picked[k], n);
     mixTable(picked, corners, table.strength, r, g, b, n);
 }
-
-/// 8 bits: a 257th, to nearest.
-inline std::uint32_t narrowed(float v)
-{
-    return std::uint32_t(clamp8(roundToInt(v * (1.0f / 257.0f))));
-}
-
-/// A 32-bit word at any address, over pixels of any type.
-using AnyWord __attribute__((aligned(1), may_alias)) = std::uint32_t;
 
 /// `first` is the channel of lowest address.
 inline void storeWords(const float* __restrict first, const float* __restrict g, const float* __restrict last,
                        AnyWord* __restrict out, int n)
 {
     for (int x = 0; x < n; ++x)
-        out[x] = narrowed(first[x]) | narrowed(g[x]) << 8 | narrowed(last[x]) << 16 | 0xff000000u;
+        out[x] = wordOf(narrowed(first[x]), narrowed(g[x]), narrowed(last[x]));
 }
 
 /// Four words of which the highest bytes are dropped fill three.
@@ -190,18 +226,26 @@ inline int bytesOf(Depth depth, Order order)
     return depth == Depth::Bits8 ? channels : 2 * channels;
 }
 
-/// Stores `n` pixels as asked.
-inline void storeRow(const float* r, const float* g, const float* b, Depth depth, Order order, void* out, int n)
+inline bool blueFirst(Order order)
 {
-    const bool swap = order == Order::BGR || order == Order::BGRA, three = order == Order::RGB || order == Order::BGR;
-    const float *first = swap ? b : r, *last = swap ? r : b;
+    return order == Order::BGR || order == Order::BGRA;
+}
+
+inline bool threeChannels(Order order)
+{
+    return order == Order::RGB || order == Order::BGR;
+}
+
+/// Stores `n` pixels from `x` on as asked.
+inline void storeRow(PackChunk& c, int x, Depth depth, Order order, void* out, int n)
+{
+    const float *first = (blueFirst(order) ? c.b : c.r) + x, *g = c.g + x, *last = (blueFirst(order) ? c.r : c.b) + x;
     if (depth == Depth::Bits16) {
-        three ? store16<3>(first, g, last, static_cast<ushort*>(out), n)
-              : store16<4>(first, g, last, static_cast<ushort*>(out), n);
-    } else if (three) {
-        std::uint32_t words[kPackChunk];
-        storeWords(first, g, last, words, n);
-        dropFourths(words, static_cast<uchar*>(out), n);
+        threeChannels(order) ? store16<3>(first, g, last, static_cast<ushort*>(out), n)
+                             : store16<4>(first, g, last, static_cast<ushort*>(out), n);
+    } else if (threeChannels(order)) {
+        storeWords(first, g, last, c.words, n);
+        dropFourths(c.words, static_cast<uchar*>(out), n);
     } else {
         storeWords(first, g, last, static_cast<AnyWord*>(out), n);
     }

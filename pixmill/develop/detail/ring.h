@@ -33,6 +33,15 @@ inline void fetch(const cv::Mat& ring, int y, int x, int n, int cols, ushort* ou
     std::fill(out + inside, out + n, out[inside - 1]);
 }
 
+/// The same, where they lie if side by side, else in `copy`.
+inline const ushort* span(const cv::Mat& ring, int y, int x, int n, int cols, ushort* copy)
+{
+    if (x + n <= cols && x % ring.cols + n <= ring.cols)
+        return at(ring, y, x);
+    fetch(ring, y, x, n, cols, copy);
+    return copy;
+}
+
 /// The columns of a range that lie side by side in a ring of `cols` columns.
 template <class Body>
 void forEachPiece(int x, int end, int cols, const Body& body)

@@ -24,6 +24,26 @@ cv::Rect workOf(const cv::Rect& view, cv::Size picture)
     return {x, y, right - x, bottom - y};
 }
 
+/// The short way to 8 bits, from pixel `skip` of a chunk on. @return false where a colour lies outside: then it is not
+/// all done.
+bool packChunk(const ushort* luma, const SiteRows& red, const SiteRows& blue, Order order, int skip, int n,
+               PackChunk& c, uchar* out)
+{
+    const int pairs = halfSize(n);
+    // Rows without an odd pixel at either end go where they belong at once.
+    const bool direct = !threeChannels(order) && skip == 0 && n % 2 == 0;
+    AnyWord* words = direct ? reinterpret_cast<AnyWord*>(out) : reinterpret_cast<AnyWord*>(c.words);
+    const bool beyond = blueFirst(order) ? packPairs<true>(luma, red.row, red.next, blue.row, blue.next, words, pairs)
+                                         : packPairs<false>(luma, red.row, red.next, blue.row, blue.next, words, pairs);
+    if (beyond)
+        return false;
+    if (threeChannels(order))
+        dropFourths(c.words + skip, out, n - skip);
+    else if (!direct)
+        std::memcpy(out, c.words + skip, std::size_t(n - skip) * 4);
+    return true;
+}
+
 } // namespace
 
 void showMask(const MaskPlane& mask, const cv::Rect& view, cv::Mat& out)
@@ -179,29 +199,36 @@ void View::takeTable(const Table3D& table)
 void View::pack(const Layers& layers, const cv::Rect& view, const Target& target) const
 {
     forEachRow(view.size(), [&](int y) {
-        packRow(layers, view.y + y, view, target, static_cast<uchar*>(target.data) + y * target.stride);
+        packRow(layers.size(), view.y + y, view, target, static_cast<uchar*>(target.data) + y * target.stride);
     });
 }
 
-void View::packRow(const Layers& layers, int y, const cv::Rect& view, const Target& target, uchar* out) const
+void View::packRow(cv::Size picture, int y, const cv::Rect& view, const Target& target, uchar* out) const
 {
     const bool blended = !m_locals.empty();
     const cv::Mat &Y = blended ? m_Y : m_chain.newY, &dr = blended ? m_dr : m_chain.dr,
                   &db = blended ? m_db : m_chain.db;
     const PackTable table{m_entries.data(), m_table.size, m_table.strength};
+    const bool mapped = !m_entries.empty() && m_table.strength > 0;
     const int bytes = bytesOf(target.depth, target.order), right = view.x + view.width;
     PackChunk c;
+    SiteRows red, blue;
+    ushort copy[kPackChunk];
     for (int x = view.x & ~1; x < right; x += kPackChunk) {
-        const int n = std::min(kPackChunk, right - x), skip = std::max(view.x - x, 0);
-        fetch(Y, y, x, n, layers.size().width, c.luma);
-        fetchDifferences(dr, layers.dr.size(), y, x / 2, halfSize(n), c.dr, c.red);
-        fetchDifferences(db, layers.db.size(), y, x / 2, halfSize(n), c.db, c.blue);
-        if (joinRow(c.luma, c.red, c.blue, c.r, c.g, c.b, n) > kOutside)
-            limitRow(c.luma, c.r, c.g, c.b, n);
-        if (!m_entries.empty() && m_table.strength > 0)
+        const int n = std::min(kPackChunk, right - x), skip = std::max(view.x - x, 0), pairs = halfSize(n);
+        const ushort* luma = span(Y, y, x, 2 * pairs, picture.width, copy);
+        red.find(dr, halfSize(picture), y, x / 2, pairs);
+        blue.find(db, halfSize(picture), y, x / 2, pairs);
+        uchar* to = out + std::ptrdiff_t(x + skip - view.x) * bytes;
+        if (target.depth == Depth::Bits8 && !mapped && packChunk(luma, red, blue, target.order, skip, n, c, to))
+            continue;
+        spreadRow(red.row, red.next, c.red, pairs);
+        spreadRow(blue.row, blue.next, c.blue, pairs);
+        joinRow(luma, c, n);
+        limitRow(luma, c, n);
+        if (mapped)
             mapByTable(table, c.r, c.g, c.b, n);
-        storeRow(c.r + skip, c.g + skip, c.b + skip, target.depth, target.order,
-                 out + std::ptrdiff_t(x + skip - view.x) * bytes, n - skip);
+        storeRow(c, skip, target.depth, target.order, to, n - skip);
     }
 }
 

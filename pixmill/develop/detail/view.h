@@ -56,7 +56,7 @@ private:
     void blendLuma(int y, int x, int n, BlendChunk& chunk);
     void blendColor(int y, int x, int n, BlendChunk& chunk);
     void pack(const Layers& layers, const cv::Rect& view, const Target& target) const;
-    void packRow(const Layers& layers, int y, const cv::Rect& view, const Target& target, uchar* out) const;
+    void packRow(cv::Size picture, int y, const cv::Rect& view, const Target& target, unsigned char* out) const;
     void takeTable(const Table3D& table);
 
     cv::Rect m_done; ///< What the rings hold.
