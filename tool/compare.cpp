@@ -70,11 +70,12 @@ void print(const CompareOptions& options, const Difference& found)
     if (options.json) {
         nlohmann::ordered_json json = {{"largest", found.largest}, {"mean", found.mean}, {"of", found.top}};
         json["psnr"] = std::isinf(found.psnr) ? nlohmann::ordered_json() : nlohmann::ordered_json(found.psnr);
-        std::printf("%s\n", json.dump(2).c_str());
+        std::fprintf(output(), "%s\n", json.dump(2).c_str());
     } else if (found.largest == 0) {
-        std::printf("the same pixels\n");
+        std::fprintf(output(), "the same pixels\n");
     } else {
-        std::printf("largest %g, mean %.4g, of %d; PSNR %.2f dB\n", found.largest, found.mean, found.top, found.psnr);
+        std::fprintf(output(), "largest %g, mean %.4g, of %d; PSNR %.2f dB\n", found.largest, found.mean, found.top,
+                     found.psnr);
     }
 }
 

@@ -151,8 +151,8 @@ int count(const std::vector<Task>& tasks, Task::State state)
 void writeReport(const std::string& path, const std::string& report)
 {
     if (path == "-") {
-        std::fputs(report.c_str(), stdout);
-        std::fflush(stdout);
+        std::fputs(report.c_str(), output());
+        std::fflush(output());
         return;
     }
     std::ofstream file(path);

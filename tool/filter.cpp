@@ -32,7 +32,7 @@ Photo readWhole(Terminal& terminal, const FilterOptions& options)
 int runFilter(Terminal& terminal, const FilterOptions& options)
 {
     if (options.list) {
-        std::fputs(filterList().c_str(), stdout);
+        std::fputs(filterList().c_str(), output());
         return kDone;
     }
     const Filter& filter = filterOf(options.name);

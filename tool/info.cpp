@@ -15,11 +15,11 @@ namespace {
 
 void print(const std::string& file, const PhotoInfo& info)
 {
-    std::printf("%s: %s, %d x %d, %d channels of %d bits, orientation %d, %s\n", file.c_str(), info.format.c_str(),
-                info.width, info.height, info.channels, info.bits, info.orientation,
-                info.profile.empty() ? "no colour profile" : info.profile.c_str());
+    std::fprintf(output(), "%s: %s, %d x %d, %d channels of %d bits, orientation %d, %s\n", file.c_str(),
+                 info.format.c_str(), info.width, info.height, info.channels, info.bits, info.orientation,
+                 info.profile.empty() ? "no colour profile" : info.profile.c_str());
     for (const auto& value : info.values)
-        std::printf("  %s: %s\n", value.first.c_str(), value.second.c_str());
+        std::fprintf(output(), "  %s: %s\n", value.first.c_str(), value.second.c_str());
 }
 
 nlohmann::ordered_json asJson(const std::string& file, const PhotoInfo& info)
@@ -70,7 +70,8 @@ int runInfo(Terminal& terminal, const std::vector<std::string>& files, bool json
             print(file, info);
     });
     if (json)
-        std::printf("%s\n", list.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
+        std::fprintf(output(), "%s\n",
+                     list.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
     return code;
 }
 
@@ -82,11 +83,11 @@ int runRecipeCheck(Terminal& terminal, const std::vector<std::string>& files)
 int runRecipeKeys(bool markdown)
 {
     if (markdown) {
-        std::fputs(recipePage().c_str(), stdout);
+        std::fputs(recipePage().c_str(), output());
         return kDone;
     }
     for (const RecipeKey& key : recipeKeys())
-        std::printf("%s  (%s%s%s)  %s\n", key.key.c_str(), key.values.c_str(), key.unit.empty() ? "" : ", ",
-                    key.unit.c_str(), key.text.c_str());
+        std::fprintf(output(), "%s  (%s%s%s)  %s\n", key.key.c_str(), key.values.c_str(), key.unit.empty() ? "" : ", ",
+                     key.unit.c_str(), key.text.c_str());
     return kDone;
 }

@@ -11,6 +11,7 @@
 #endif
 
 #include <cstdio>
+#include <sstream>
 
 namespace {
 
@@ -131,7 +132,7 @@ void addPages(CLI::App& app, std::function<int()>& run)
     for (const auto& one : {std::make_pair("man", &manualOf), std::make_pair("bash", &completionOf)})
         command(*page, run, one.first, "", [&app, make = one.second] {
             app.remove_subcommand(app.get_subcommand("page"));
-            std::fputs(make(app).c_str(), stdout);
+            std::fputs(make(app).c_str(), output());
             return int(kDone);
         });
 }
@@ -143,6 +144,7 @@ int main(int argc, char** argv)
 #if __has_include(<pixmill/core/Threads.h>)
     TPixmill::setConsole(false);
 #endif
+    openOutput();
     Terminal terminal;
     Options options;
     std::function<int()> run;
@@ -157,10 +159,17 @@ int main(int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& asked) {
-        return app.exit(asked);
+        std::ostringstream text;
+        app.exit(asked, text, text);
+        std::fputs(text.str().c_str(), output());
+        return std::fflush(output()) ? kFailed : kDone;
     } catch (const CLI::ParseError& fault) {
         terminal.line(std::string("pixmill: ") + fault.what() + " (--help tells more)");
         return kUsage;
     }
-    return runCommand(terminal, run);
+    const int code = runCommand(terminal, run);
+    if (std::fflush(output()) == 0 && !std::ferror(output()))
+        return code;
+    terminal.line("pixmill: standard output cannot be written");
+    return kFailed;
 }

@@ -12,11 +12,13 @@
 #include <new>
 #include <thread>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
 
 std::atomic<bool> g_stop{false};
+std::FILE* g_output = stdout;
 
 void onSignal(int)
 {
@@ -53,6 +55,22 @@ int guarded(Terminal& terminal, const std::function<int()>& command)
 }
 
 } // namespace
+
+std::FILE* openOutput()
+{
+    const int own = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3), nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    std::FILE* file = own >= 0 ? fdopen(own, "w") : nullptr;
+    if (file && nowhere >= 0 && dup2(nowhere, STDOUT_FILENO) >= 0)
+        g_output = file;
+    if (nowhere >= 0)
+        close(nowhere);
+    return g_output;
+}
+
+std::FILE* output()
+{
+    return g_output;
+}
 
 bool stopWanted()
 {

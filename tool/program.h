@@ -2,11 +2,17 @@
 
 #include "terminal.h"
 
+#include <cstdio>
 #include <functional>
 #include <string>
 
 /// How the program ends.
 enum Exit : int { kDone = 0, kFailed = 1, kUsage = 2, kInterrupted = 130 };
+
+/// Standard output for what was asked for. What a library prints there by itself goes nowhere: called once, first of
+/// all.
+std::FILE* openOutput();
+std::FILE* output();
 
 /// Whether the person has asked to stop; long work looks now and then.
 bool stopWanted();

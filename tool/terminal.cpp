@@ -30,8 +30,8 @@ std::string bar(double share, const std::string& words, size_t width)
     return ("[" + std::string(full, '#') + std::string(cells - full, '.') + percent + words).substr(0, width - 1);
 }
 
-std::mutex g_hush;
-int g_hushed = 0, g_saved = -1;
+[[maybe_unused]] std::mutex g_hush;
+[[maybe_unused]] int g_hushed = 0, g_saved = -1;
 
 } // namespace
 
@@ -111,6 +111,11 @@ void Terminal::draw()
     m_drawnAt = now();
 }
 
+// A sanitizer's report must be seen.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+Hush::Hush() = default;
+Hush::~Hush() = default;
+#else
 Hush::Hush()
 {
     const std::lock_guard<std::mutex> lock(g_hush);
@@ -133,3 +138,4 @@ Hush::~Hush()
     close(g_saved);
     g_saved = -1;
 }
+#endif
