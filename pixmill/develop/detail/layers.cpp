@@ -1,8 +1,8 @@
 #include <pixmill/develop/detail/layers.h>
 
 #include <pixmill/develop/detail/core.h>
+#include <pixmill/develop/detail/smoothing.h>
 #include <pixmill/develop/detail/unpack.h>
-#include <pixmill/filters/DomainTransform.h>
 
 #include <algorithm>
 #include <vector>
@@ -18,13 +18,10 @@ struct Rung {
 
 constexpr Rung kFine = {2.0f, 0.06f}, kMedium = {8.0f, 0.10f}, kCoarse = {32.0f, 0.16f};
 
-/// Smooths a plane that was reduced by `factor`. In the form that is guided by planes, since the other takes the last
-/// row as flat and smooths across its edges.
+/// Smooths a plane that was reduced by `factor`.
 void smooth(cv::Mat& plane, const Rung& rung, int factor)
 {
-    std::vector<cv::Mat> out;
-    DomainTransform().RecursiveFilter({plane}, out, rung.sigma / float(factor), rung.contrast * kFull, {plane});
-    plane = out[0];
+    smoothEdgeAware(plane, rung.sigma / float(factor), rung.contrast * kFull);
 }
 
 void toFloat(const cv::Mat& in, cv::Mat& out)
@@ -156,12 +153,12 @@ bool separate(const Pixels& pixels, const Progress& progress, Layers& out)
         return false;
     // Medium and coarse detail are taken out of smaller planes: nothing finer is left in them, and what is enlarged is
     // the difference, so edges stay as sharp as the fine step left them.
-    cv::Mat medium = halved(fine), smoother = medium;
+    cv::Mat medium = halved(fine), smoother = medium.clone();
     smooth(smoother, kMedium, 2);
     takenAway(medium, smoother);
     if (!goesOn(0.75))
         return false;
-    cv::Mat coarse = halved(smoother), smoothest = coarse;
+    cv::Mat coarse = halved(smoother), smoothest = coarse.clone();
     smooth(smoothest, kCoarse, 4);
     takenAway(coarse, smoothest);
     coarse = enlarged(coarse, medium.size());
