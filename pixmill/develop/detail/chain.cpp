@@ -11,13 +11,6 @@ namespace pixmill::develop {
 
 namespace {
 
-/// Out of line, so that it stays the plain loop at every processor level: a vector of look-ups is slower.
-__attribute__((noinline)) void lookUp(const ushort* __restrict table, const ushort* in, ushort* out, int n)
-{
-    for (int x = 0; x < n; ++x)
-        out[x] = table[in[x]];
-}
-
 /// Y + 2.5 * ((r - g) * dr + (b - g) * db) with the differences of each pixel, as TQuillet3::modYWithC has it.
 inline void weighRow(const ushort* __restrict in, const float* __restrict red, const float* __restrict blue,
                      float onRed, float onBlue, ushort* __restrict out, int n)
@@ -108,7 +101,7 @@ void Chain::renderLuma(const Layers& layers, int y, int x, int n)
         from = out;
     }
     if (m_lit)
-        lookUp(m_light.data(), from, out, n);
+        detail::lookUpRow<16>(from, out, m_light.data(), n);
 }
 
 void Chain::renderSum(const Layers& layers, const Stages& stages, int y, int x, int n)

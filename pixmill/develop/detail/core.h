@@ -1,10 +1,11 @@
 #pragma once
 
-/// The one place where the develop library reaches into the core's private headers: row loops, rounding, planes, and
-/// the engine's row kernels.
+/// The one place where the develop library reaches into the core's private headers: row loops, rounding, planes,
+/// look-ups, and the engine's row kernels.
 #include <pixmill/core/detail/pixel.h>
 #include <pixmill/core/detail/plane.h>
 #include <pixmill/core/detail/rows.h>
+#include <pixmill/curves/detail/look_up.h>
 #include <pixmill/engine/detail/zone_rows.h>
 
 #include <cstdint>

@@ -1,8 +1,8 @@
 #include <pixmill/develop/detail/layers.h>
 
 #include <pixmill/develop/detail/core.h>
+#include <pixmill/develop/detail/smoothing.h>
 #include <pixmill/develop/detail/unpack.h>
-#include <pixmill/filters/DomainTransform.h>
 
 #include <algorithm>
 #include <vector>
@@ -21,7 +21,7 @@ constexpr Rung kFine = {2.0f, 0.06f}, kMedium = {8.0f, 0.10f}, kCoarse = {32.0f,
 /// Smooths a plane that was reduced by `factor`.
 void smooth(cv::Mat& plane, const Rung& rung, int factor)
 {
-    DomainTransform().RecursiveFilter(plane, plane, rung.sigma / float(factor), rung.contrast * kFull);
+    smoothEdgeAware(plane, rung.sigma / float(factor), rung.contrast * kFull);
 }
 
 void toFloat(const cv::Mat& in, cv::Mat& out)
