@@ -104,8 +104,9 @@ std::vector<Task> planTasks(const DevelopOptions& options)
 
 Ledger::Ledger(const DevelopOptions& options, const std::string& settings) : m_settings(settings)
 {
-    const fs::path folder = isFolder(options) ? fs::path(options.out) : fs::path(options.out).parent_path();
-    m_path = (folder / ".pixmill-done").string();
+    if (!isFolder(options))
+        return; // one picture to a file is done whenever it is asked for
+    m_path = (fs::path(options.out) / ".pixmill-done").string();
     std::ifstream file(m_path);
     for (std::string line; std::getline(file, line);) {
         const size_t tab = line.find('\t');
@@ -132,6 +133,8 @@ bool Ledger::isDone(const Task& task) const
 
 void Ledger::add(const Task& task)
 {
+    if (m_path.empty())
+        return;
     const std::string line =
         fingerprint(task) + ' ' + stampOf(task.out) + '\t' + fs::path(task.out).filename().string() + '\n';
     const int file = open(m_path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
