@@ -100,6 +100,26 @@ formats() {
     [[ -s apart.png ]] || fail "no picture of the difference"
 }
 
+through() {
+    "$make" alpha 90 60 a.png
+    expect 0 "$pixmill" develop a.png -o neutral.png
+    expect 0 "$pixmill" info neutral.png
+    says out "90 x 60, 4 channels of 16 bits"
+    "$pixmill" compare a.png neutral.png --json >out
+    grep -qE '"psnr": ([4-9][0-9]|null)' out || fail "a neutral recipe changes colours: $(cat out)"
+    "$make" alphaof neutral.png >alpha && "$make" alphaof a.png | cmp - alpha || fail "alpha has changed"
+    expect 0 "$pixmill" develop a.png -o dark.png --set light.brightness=-0.5
+    expect 1 "$pixmill" compare neutral.png dark.png
+    echo '{"version": 1, "locals": [{"mask": {"components": [{"linear": {"from": [0, 0.4], "to": [0, 0.6]}}]},
+           "light": {"brightness": -0.5}}]}' >upper.json
+    expect 0 "$pixmill" develop a.png -o upper.png --recipe upper.json
+    expect 1 "$pixmill" compare neutral.png upper.png --picture where.png
+    "$make" blackrows where.png >rows
+    (($(cat rows) >= 20 && $(cat rows) <= 45)) || fail "the adjustment leaves $(cat rows) of 60 rows alone"
+    expect 0 "$pixmill" develop a.png -o warm.png --set light.shadows=0.2 --set light.shadows=0
+    expect 0 "$pixmill" compare neutral.png warm.png
+}
+
 fulldisk() {
     "$make" 900 600 a.png
     (
