@@ -118,13 +118,29 @@ public:
     /// The same of a colour that need not lie within 0..1.
     NodeChroma of(int i, UnitColour colour) const
     {
+        return of(colour, [row = m_curves + i * kCurve](int m) { return chromaGain(row, m); });
+    }
+
+    /// The largest chroma magnitude that `of` asks for a gain.
+    static constexpr int kMostChroma = 362;
+
+    /// The same with a gain by chroma magnitude, for a host of nodes: gains(0..kMostChroma) of a luma node.
+    void gains(int i, float* out) const
+    {
+        for (int m = 0; m <= kMostChroma; ++m)
+            out[m] = chromaGain(m_curves + i * kCurve, m);
+    }
+
+    template <class Gain>
+    NodeChroma of(UnitColour colour, const Gain& gainOf) const
+    {
         const UnitColour c = m_tint(m_warmth(colour));
         const float red = 65535 * c.r, blue = 65535 * c.b;
         const float luma = c.g * 38469.047f + kRedShare * red + kBlueShare * blue;
         const int a = toPixel16((red - luma) * 0.5f + kNoColour) - kNoColour;
         const int b = toPixel16((blue - luma) * 0.5f + kNoColour) - kNoColour;
         const float square = (float(a) * float(a) + float(b) * float(b)) * 2;
-        const float gain = chromaGain(m_curves + i * kCurve, int(std::sqrt(square) / 256));
+        const float gain = gainOf(int(std::sqrt(square) / 256));
         return {toPixel16(a * gain + kNoColour), toPixel16(b * gain + kNoColour)};
     }
 

@@ -11,6 +11,12 @@ namespace pixmill::develop {
 
 namespace {
 
+void makeRing(cv::Mat& ring, cv::Size size)
+{
+    if (!detail::fits(ring, size, CV_16UC1))
+        createLarge(ring, size, CV_16UC1);
+}
+
 /// Y + 2.5 * ((r - g) * dr + (b - g) * db) with the differences of each pixel, as TQuillet3::modYWithC has it.
 inline void weighRow(const ushort* __restrict in, const float* __restrict red, const float* __restrict blue,
                      float onRed, float onBlue, ushort* __restrict out, int n)
@@ -42,8 +48,11 @@ inline void originalPixels(const ushort* __restrict base, const ushort* __restri
 
 void originalRow(const Layers& layers, int y, int x, int n, ushort* out)
 {
-    originalPixels(at(layers.base, y, x), at(layers.detail[0], y, x), at(layers.detail[1], y, x),
-                   at(layers.detail[2], y, x), out, n);
+    const auto row = [&](int, int) {
+        originalPixels(at(layers.base, y, x), at(layers.detail[0], y, x), at(layers.detail[1], y, x),
+                       at(layers.detail[2], y, x), out, n);
+    };
+    detail::runSpan(row, 0, 1);
 }
 
 Stages Chain::update(const Controls& c)
@@ -74,10 +83,10 @@ Stages Chain::update(const Controls& c)
 
     const cv::Size ring = newY.size();
     if (m_lit || m_weighed)
-        ensure(m_luma, ring, CV_16UC1);
+        makeRing(m_luma, ring);
     for (int i = 0; i < 3; ++i)
         if (m_toned[i])
-            ensure(m_levels[i], ring, CV_16UC1);
+            makeRing(m_levels[i], ring);
     return stages;
 }
 
@@ -86,9 +95,9 @@ void Chain::resize(cv::Size ring)
     m_luma.release();
     for (cv::Mat& level : m_levels)
         level.release();
-    newY.create(ring, CV_16UC1);
-    dr.create(ring / 2, CV_16UC1);
-    db.create(ring / 2, CV_16UC1);
+    createLarge(newY, ring, CV_16UC1);
+    createLarge(dr, ring / 2, CV_16UC1);
+    createLarge(db, ring / 2, CV_16UC1);
     forget();
 }
 
@@ -104,30 +113,42 @@ void Chain::renderLuma(const Layers& layers, int y, int x, int n)
         detail::lookUpRow<16>(from, out, m_light.data(), n);
 }
 
-void Chain::renderSum(const Layers& layers, const Stages& stages, int y, int x, int n)
+void Chain::renderSum(const Layers& layers, int y, int x, int n)
 {
-    const ushort* luma = at(m_lit || m_weighed ? m_luma : layers.base, y, x);
     const ushort* levels[3];
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 3; ++i)
         levels[i] = at(m_toned[i] ? m_levels[i] : layers.detail[i], y, x);
-        if (m_toned[i] && stages.level[i])
-            detail::toneRow(m_tables[i].pairs(), luma, at(layers.detail[i], y, x), at(m_levels[i], y, x), n);
-    }
-    if (stages.sum)
-        detail::addEdgesRow(luma, levels[0], levels[1], levels[2], at(newY, y, x), n);
+    detail::addEdgesRow(at(lumaOf(layers), y, x), levels[0], levels[1], levels[2], at(newY, y, x), n);
 }
 
-void Chain::render(const Layers& layers, const cv::Mat& oldY, const Stages& stages, int y, int x, int end)
+void Chain::renderColor(const Layers& layers, const cv::Mat& oldY, int y, int x, int n)
 {
-    for (int row = y; row < std::min(y + 2, layers.size().height); ++row) {
+    colorRow(m_colored ? m_color.data() : nullptr, at(oldY, y / 2, x / 2), at(newY, y, x), at(layers.dr, y / 2, x / 2),
+             at(layers.db, y / 2, x / 2), at(dr, y / 2, x / 2), at(db, y / 2, x / 2), halfSize(n));
+}
+
+void Chain::render(const Layers& layers, const cv::Mat& oldY, const Stages& stages, const cv::Rect& part)
+{
+    // The caller's loop is compiled apart from the rows here, so they choose the processor's level themselves. Stage by
+    // stage, so that each one's tables are in the nearest cache for all of its rows.
+    const int x = part.x, n = part.width;
+    const auto rows = [&](int first, int end) {
         if (stages.luma && (m_lit || m_weighed))
-            renderLuma(layers, row, x, end - x);
-        renderSum(layers, stages, row, x, end - x);
-    }
-    if (stages.color)
-        colorRow(m_colored ? m_color.data() : nullptr, at(oldY, y / 2, x / 2), at(newY, y, x),
-                 at(layers.dr, y / 2, x / 2), at(layers.db, y / 2, x / 2), at(dr, y / 2, x / 2), at(db, y / 2, x / 2),
-                 halfSize(end - x));
+            for (int y = first; y < end; ++y)
+                renderLuma(layers, y, x, n);
+        for (int i = 0; i < 3; ++i)
+            if (stages.level[i] && m_toned[i])
+                for (int y = first; y < end; ++y)
+                    detail::toneRow(m_tables[i].pairs(), at(lumaOf(layers), y, x), at(layers.detail[i], y, x),
+                                    at(m_levels[i], y, x), n);
+        if (stages.sum)
+            for (int y = first; y < end; ++y)
+                renderSum(layers, y, x, n);
+        if (stages.color)
+            for (int y = first; y < end; y += 2)
+                renderColor(layers, oldY, y, x, n);
+    };
+    detail::runSpan(rows, part.y, part.y + part.height);
 }
 
 } // namespace pixmill::develop

@@ -29,12 +29,14 @@ public:
     /// Gives the rings this size, an even one.
     void resize(cv::Size ring);
 
-    /// Computes stages of the rows y and y + 1, y even, from x to end, which lie side by side in the rings.
-    void render(const Layers& layers, const cv::Mat& oldY, const Stages& stages, int y, int x, int end);
+    /// Computes stages of a part whose columns lie side by side in the rings; its corner is even.
+    void render(const Layers& layers, const cv::Mat& oldY, const Stages& stages, const cv::Rect& part);
 
 private:
     void renderLuma(const Layers& layers, int y, int x, int n);
-    void renderSum(const Layers& layers, const Stages& stages, int y, int x, int n);
+    void renderSum(const Layers& layers, int y, int x, int n);
+    void renderColor(const Layers& layers, const cv::Mat& oldY, int y, int x, int n);
+    const cv::Mat& lumaOf(const Layers& layers) const { return m_lit || m_weighed ? m_luma : layers.base; }
 
     bool m_known = false;
     Controls m_controls;

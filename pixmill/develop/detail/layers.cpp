@@ -26,7 +26,7 @@ void smooth(cv::Mat& plane, const Rung& rung, int factor)
 
 void toFloat(const cv::Mat& in, cv::Mat& out)
 {
-    out.create(in.size(), CV_32FC1);
+    createLarge(out, in.size(), CV_32FC1);
     forEachRow(in.size(), [&](int y) {
         const ushort* __restrict from = in.ptr<ushort>(y);
         float* __restrict to = out.ptr<float>(y);
@@ -38,7 +38,8 @@ void toFloat(const cv::Mat& in, cv::Mat& out)
 /// Means of 2 x 2; past the far edges the last pixels repeat.
 cv::Mat halved(const cv::Mat& in)
 {
-    cv::Mat out(halfSize(in.size()), CV_32FC1);
+    cv::Mat out;
+    createLarge(out, halfSize(in.size()), CV_32FC1);
     forEachRow(out.size(), [&](int y) {
         const float *a = in.ptr<float>(2 * y), *b = in.ptr<float>(std::min(2 * y + 1, in.rows - 1));
         float* o = out.ptr<float>(y);
@@ -125,7 +126,7 @@ inline void splitRow(const ushort* __restrict Y, const float* __restrict smoothe
 void split(const cv::Mat& Y, const cv::Mat& smoothed, const cv::Mat& medium, const cv::Mat& coarse, Layers& out)
 {
     for (cv::Mat* plane : {&out.base, &out.detail[0], &out.detail[1], &out.detail[2]})
-        plane->create(Y.size(), CV_16UC1);
+        createLarge(*plane, Y.size(), CV_16UC1);
     detail::forEachSpan(Y.rows, Y.size().area(), [&](int y, int end) {
         std::vector<float> lines(std::size_t(Y.cols) * 2 + medium.cols + 2);
         float *m = lines.data(), *c = m + Y.cols, *line = c + Y.cols;

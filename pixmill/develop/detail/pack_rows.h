@@ -75,28 +75,30 @@ inline bool outside(int bits)
     return (bits & ~255) != 0;
 }
 
-inline std::uint32_t wordOf(int first, int g, int last)
+/// A word of values within 8 bits.
+inline std::uint32_t joinBytes(int first, int g, int last)
 {
-    return std::uint32_t(clamp8(first)) | std::uint32_t(clamp8(g)) << 8 | std::uint32_t(clamp8(last)) << 16 |
-           0xff000000u;
+    return std::uint32_t(first) | std::uint32_t(g) << 8 | std::uint32_t(last) << 16 | 0xff000000u;
 }
 
-/// Words of pairs of pixels, red or with `swap` blue lowest; @return whether one lies outside.
+/// Words of pairs of pixels, red or with `swap` blue lowest. @return whether a colour lies outside; the words are then
+/// not to be used.
 template <bool swap>
-inline bool packPairs(const ushort* __restrict luma, const ushort* __restrict dr, const ushort* __restrict drNext,
+inline bool packPairs(const AnyWord* __restrict luma, const ushort* __restrict dr, const ushort* __restrict drNext,
                       const ushort* __restrict db, const ushort* __restrict dbNext, AnyWord* __restrict out, int pairs)
 {
     int bits = 0;
     for (int i = 0; i < pairs; ++i) {
         const int red = dr[i] + drNext[i] - 2 * kCentre, redBeside = dr[i + 1] + drNext[i + 1] - 2 * kCentre;
         const int blue = db[i] + dbNext[i] - 2 * kCentre, blueBeside = db[i + 1] + dbNext[i + 1] - 2 * kCentre;
-        const Joined a(float(luma[2 * i]), float(red), float(blue));
-        const Joined b(float(luma[2 * i + 1]), 0.5f * float(red + redBeside), 0.5f * float(blue + blueBeside));
+        const std::uint32_t both = luma[i];
+        const Joined a(float(int(both & 0xffff)), float(red), float(blue));
+        const Joined b(float(int(both >> 16)), 0.5f * float(red + redBeside), 0.5f * float(blue + blueBeside));
         const int ar = narrowed(a.r), ag = narrowed(a.g), ab = narrowed(a.b);
         const int br = narrowed(b.r), bg = narrowed(b.g), bb = narrowed(b.b);
         bits |= ar | ag | ab | br | bg | bb;
-        out[2 * i] = swap ? wordOf(ab, ag, ar) : wordOf(ar, ag, ab);
-        out[2 * i + 1] = swap ? wordOf(bb, bg, br) : wordOf(br, bg, bb);
+        out[2 * i] = swap ? joinBytes(ab, ag, ar) : joinBytes(ar, ag, ab);
+        out[2 * i + 1] = swap ? joinBytes(bb, bg, br) : joinBytes(br, bg, bb);
     }
     return outside(bits);
 }
@@ -187,7 +189,7 @@ inline void storeWords(const float* __restrict first, const float* __restrict g,
                        AnyWord* __restrict out, int n)
 {
     for (int x = 0; x < n; ++x)
-        out[x] = wordOf(narrowed(first[x]), narrowed(g[x]), narrowed(last[x]));
+        out[x] = joinBytes(clamp8(narrowed(first[x])), clamp8(narrowed(g[x])), clamp8(narrowed(last[x])));
 }
 
 /// Four words of which the highest bytes are dropped fill three.

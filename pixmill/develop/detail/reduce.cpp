@@ -62,7 +62,8 @@ int divided(int n, int factor)
 
 void reduceMeans(const cv::Mat& in, int factor, cv::Size size, cv::Mat& out)
 {
-    ensure(out, size, in.type());
+    if (!detail::fits(out, size, in.type()))
+        createLarge(out, size, in.type());
     if (in.type() == CV_8UC1)
         reducePlane<uchar>(in, factor, out);
     else

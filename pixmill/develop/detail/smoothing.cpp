@@ -39,8 +39,9 @@ struct Couplings {
     cv::Mat left, up;
 
     Couplings(const cv::Mat& plane, float sigma, float contrast)
-        : left(plane.size(), CV_32FC1), up(plane.size(), CV_32FC1)
     {
+        createLarge(left, plane.size(), CV_32FC1);
+        createLarge(up, plane.size(), CV_32FC1);
         const float flat = -std::sqrt(2.0f) / (sigma * 4 * std::sqrt(3.0f / 63)), steep = flat * sigma / contrast;
         forEachRow(plane.size(), [&](int y) {
             const float* row = plane.ptr<float>(y);

@@ -139,9 +139,11 @@ std::vector<std::uint32_t> colorTable(const Color& color)
     std::vector<std::uint32_t> table(std::size_t(kColorNodes) * kColorNodes * kColorNodes);
     forEachIndex(kColorNodes, long(table.size()), [&](int y) {
         std::uint32_t* out = table.data() + std::size_t(y) * kColorNodes * kColorNodes;
+        float gains[detail::ColorNodes::kMostChroma + 1];
+        nodes.gains(y, gains);
         for (int a = 0; a < kColorNodes; ++a)
             for (int b = 0; b < kColorNodes; ++b) {
-                const detail::NodeChroma c = nodes.of(y, colourAt(y, a, b));
+                const detail::NodeChroma c = nodes.of(colourAt(y, a, b), [&](int m) { return gains[m]; });
                 *out++ = c.dr | std::uint32_t(c.db) << 16;
             }
     });

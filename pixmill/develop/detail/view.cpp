@@ -10,6 +10,8 @@ namespace pixmill::develop {
 
 namespace {
 
+constexpr int kBandRows = 16; ///< Even: what a thread computes at a time stays in its cache.
+
 int even(int n)
 {
     return n + n % 2;
@@ -33,8 +35,10 @@ bool packChunk(const ushort* luma, const SiteRows& red, const SiteRows& blue, Or
     // Rows without an odd pixel at either end go where they belong at once.
     const bool direct = !threeChannels(order) && skip == 0 && n % 2 == 0;
     AnyWord* words = direct ? reinterpret_cast<AnyWord*>(out) : reinterpret_cast<AnyWord*>(c.words);
-    const bool beyond = blueFirst(order) ? packPairs<true>(luma, red.row, red.next, blue.row, blue.next, words, pairs)
-                                         : packPairs<false>(luma, red.row, red.next, blue.row, blue.next, words, pairs);
+    const auto* lumas = reinterpret_cast<const AnyWord*>(luma);
+    const bool beyond = blueFirst(order)
+                            ? packPairs<true>(lumas, red.row, red.next, blue.row, blue.next, words, pairs)
+                            : packPairs<false>(lumas, red.row, red.next, blue.row, blue.next, words, pairs);
     if (beyond)
         return false;
     if (threeChannels(order))
@@ -124,36 +128,37 @@ bool View::update(const Recipe& recipe, const std::vector<MaskPlane>& masks)
 
 void View::compute(const Layers& layers, const cv::Rect& part, bool all)
 {
+    const int bands = (part.height + kBandRows - 1) / kBandRows, bottom = part.y + part.height;
     forEachPiece(part.x, part.x + part.width, m_chain.newY.cols, [&](int x, int end) {
-        forEachIndex(halfSize(part.height), long(part.height) * (end - x),
-                     [&](int pair) { renderPair(layers, part.y + 2 * pair, x, end, all); });
+        forEachIndex(bands, long(part.height) * (end - x), [&](int band) {
+            const int y = part.y + band * kBandRows;
+            renderBand(layers, {x, y, end - x, std::min(kBandRows, bottom - y)}, all);
+        });
     });
 }
 
-void View::renderPair(const Layers& layers, int y, int x, int end, bool all)
+void View::renderBand(const Layers& layers, const cv::Rect& band, bool all)
 {
+    const int bottom = band.y + band.height;
     if (all)
-        originalRow(layers, y, x, halfSize(end - x), at(m_oldY, y / 2, x / 2));
-    m_chain.render(layers, m_oldY, all ? Stages::all() : m_stages, y, x, end);
+        for (int y = band.y; y < bottom; y += 2)
+            originalRow(layers, y, band.x, halfSize(band.width), at(m_oldY, y / 2, band.x / 2));
+    m_chain.render(layers, m_oldY, all ? Stages::all() : m_stages, band);
     if (m_locals.empty() || !(all || m_blendAgain))
         return;
     for (const auto& local : m_locals) {
-        const cv::Rect part = local->mask.bounds & cv::Rect(x, y, end - x, 2);
+        const cv::Rect part = local->mask.bounds & band;
         if (!part.empty())
-            local->chain.render(layers, m_oldY, all ? Stages::all() : local->stages, y, part.x, part.x + part.width);
+            local->chain.render(layers, m_oldY, all ? Stages::all() : local->stages, part);
     }
-    blendPair(y, x, end, layers.size().height);
-}
-
-void View::blendPair(int y, int x, int end, int bottom)
-{
     BlendChunk chunk;
-    for (int from = x; from < end; from += kBlendChunk) {
-        const int n = std::min(kBlendChunk, end - from);
-        for (int row = y; row < std::min(y + 2, bottom); ++row)
-            blendLuma(row, from, n, chunk);
-        blendColor(y, from, halfSize(n), chunk);
-    }
+    for (int y = band.y; y < bottom; ++y)
+        for (int x = band.x; x < band.x + band.width; x += kBlendChunk) {
+            const int n = std::min(kBlendChunk, band.x + band.width - x);
+            blendLuma(y, x, n, chunk);
+            if (y % 2 == 0)
+                blendColor(y, x, halfSize(n), chunk);
+        }
 }
 
 void View::blendLuma(int y, int x, int n, BlendChunk& chunk)

@@ -51,8 +51,7 @@ private:
     void fit(const cv::Rect& work);
     bool update(const Recipe& recipe, const std::vector<MaskPlane>& masks);
     void compute(const Layers& layers, const cv::Rect& part, bool all);
-    void renderPair(const Layers& layers, int y, int x, int end, bool all);
-    void blendPair(int y, int x, int end, int bottom);
+    void renderBand(const Layers& layers, const cv::Rect& band, bool all);
     void blendLuma(int y, int x, int n, BlendChunk& chunk);
     void blendColor(int y, int x, int n, BlendChunk& chunk);
     void pack(const Layers& layers, const cv::Rect& view, const Target& target) const;
