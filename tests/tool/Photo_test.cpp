@@ -5,7 +5,6 @@
 
 #include <lcms2.h>
 
-
 using namespace pixmill;
 
 namespace {
