@@ -21,6 +21,7 @@ target_link_libraries(pixmill_photo PUBLIC pixmill::develop PRIVATE OIIO::OIIO L
 target_include_directories(pixmill_photo INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 set_target_properties(pixmill_photo PROPERTIES
   EXPORT_NAME photo
+  INSTALL_RPATH $ORIGIN
   VERSION ${PROJECT_VERSION}
   SOVERSION ${PROJECT_VERSION_MAJOR}
   CXX_EXTENSIONS OFF
