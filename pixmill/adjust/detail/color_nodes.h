@@ -121,16 +121,10 @@ public:
         return of(colour, [row = m_curves + i * kCurve](int m) { return chromaGain(row, m); });
     }
 
-    /// The largest chroma magnitude that `of` asks for a gain.
-    static constexpr int kMostChroma = 362;
+    /// The largest chroma magnitude that a gain is asked for.
+    static constexpr int kMostChroma = 256;
 
-    /// The same with a gain by chroma magnitude, for a host of nodes: gains(0..kMostChroma) of a luma node.
-    void gains(int i, float* out) const
-    {
-        for (int m = 0; m <= kMostChroma; ++m)
-            out[m] = chromaGain(m_curves + i * kCurve, m);
-    }
-
+    /// The same with a gain of the host's by chroma magnitude.
     template <class Gain>
     NodeChroma of(UnitColour colour, const Gain& gainOf) const
     {

@@ -4,8 +4,11 @@
 #include <pixmill/adjust/detail/color_nodes.h>
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/develop/detail/core.h>
+#include <pixmill/develop/detail/exponential.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 
 namespace pixmill::develop {
 
@@ -73,6 +76,44 @@ detail::UnitColour colourAt(int y, int dr, int db)
     return {(luma + red) / kFull, (luma + green) / kFull, (luma + blue) / kFull};
 }
 
+constexpr int kMagnitudes = detail::ColorNodes::kMostChroma + 2;
+
+/// The means of a curve under a Gaussian; past its ends it goes on as it ends.
+void smoothCurve(float* curve, float sigma)
+{
+    const int reach = int(3 * sigma) + 1;
+    std::vector<float> weights(std::size_t(reach) + 1), in(curve, curve + kMagnitudes);
+    for (int i = 0; i <= reach; ++i)
+        weights[i] = expOf(-0.5f * float(i * i) / (sigma * sigma));
+    for (int m = 0; m < kMagnitudes; ++m) {
+        float sum = 0, whole = 0;
+        for (int i = -reach; i <= reach; ++i) {
+            sum += weights[std::abs(i)] * in[limit(m + i, 0, kMagnitudes - 1)];
+            whole += weights[std::abs(i)];
+        }
+        curve[m] = sum / whole;
+    }
+}
+
+/// How much a chroma grows by its magnitude, under TColorAdjQ3's curve for a luma node: a line with a floor cut into
+/// it. In floats, where that class has bytes, whose steps show as patches in a clear sky.
+void chromaGains(const Color& color, int node, float* gains)
+{
+    const float slope = 1 + color.saturation, floor = color.chromaFloor * float(node * 4 + 64);
+    const float length = std::min(std::abs(floor) / std::max(slope, 1.0f), float(kMagnitudes - 1));
+    for (int m = 0; m < kMagnitudes; ++m) {
+        const float inside = floor < 0 ? 0.0f : length;
+        gains[m] = std::min(slope * (float(m) < length ? inside : float(m)), 255.0f);
+    }
+    if (0.3f * length > 1)
+        smoothCurve(gains, 0.3f * length);
+    for (int m = 0; m < kMagnitudes; ++m) {
+        const float wanted = gains[m];
+        // At full slope a magnitude keeps its 4; below 1 that goes with it, so that nothing leaves nothing.
+        gains[m] = std::min((wanted + 4 * std::min(wanted, 1.0f)) / float(4 + m), 4.0f);
+    }
+}
+
 } // namespace
 
 Controls Controls::of(const Recipe& recipe)
@@ -135,12 +176,12 @@ void DetailTable::update(int level, const DetailLevel& c)
 std::vector<std::uint32_t> colorTable(const Color& color)
 {
     constexpr detail::ColorScales kScales = {1, 1, 1, 1, 2, 1};
-    const detail::ColorNodes nodes({color.warmth, color.tint, color.saturation, color.chromaFloor}, kScales);
+    const detail::ColorNodes nodes({color.warmth, color.tint, 0, 0}, kScales);
     std::vector<std::uint32_t> table(std::size_t(kColorNodes) * kColorNodes * kColorNodes);
     forEachIndex(kColorNodes, long(table.size()), [&](int y) {
         std::uint32_t* out = table.data() + std::size_t(y) * kColorNodes * kColorNodes;
-        float gains[detail::ColorNodes::kMostChroma + 1];
-        nodes.gains(y, gains);
+        float gains[kMagnitudes];
+        chromaGains(color, y, gains);
         for (int a = 0; a < kColorNodes; ++a)
             for (int b = 0; b < kColorNodes; ++b) {
                 const detail::NodeChroma c = nodes.of(colourAt(y, a, b), [&](int m) { return gains[m]; });
