@@ -155,15 +155,16 @@ void Developer_pan50(benchmark::State& state)
         [&] { developer().render(view, scale, recipe, Order::BGRA, out); });
 }
 
-/// After a view at another scale: nothing kept but tables and buffers.
+/// After a view at another scale: nothing kept but tables, buffers and the reduced picture.
 void Developer_freshView(benchmark::State& state)
 {
     const int scale = int(state.range(0));
-    const cv::Rect view = viewAt(scale), other = viewAt(3);
+    const int otherScale = scale == 1 ? 2 : 1; // keeps the reduced picture
+    const cv::Rect view = viewAt(scale), other = viewAt(otherScale);
     const Recipe recipe = moved();
     cv::Mat out, elsewhere;
     measure(
-        state, view.area(), [&] { developer().render(other, 3, recipe, Order::BGRA, elsewhere); },
+        state, view.area(), [&] { developer().render(other, otherScale, recipe, Order::BGRA, elsewhere); },
         [&] { developer().render(view, scale, recipe, Order::BGRA, out); });
 }
 

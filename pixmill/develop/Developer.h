@@ -46,9 +46,10 @@ using RowSink = std::function<bool(int y, int rows, const void* pixels, std::ptr
 /// Light keeps colours: the differences from luma grow and shrink with (new luma + 655.3) / (old luma + 655.3).
 ///
 /// The same picture and recipe give the same bits, for every number of threads, on every processor, whatever was
-/// rendered before. One thread at a time per object. An open photograph holds 9 bytes a pixel, 11.25 once a reduced
-/// view was rendered, 12.25 at most, and the working planes of the last view (13 bytes a pixel of the view, as many
-/// again for each local adjustment).
+/// rendered before. One thread at a time per object. An open photograph holds 9 bytes a pixel, at most 12 after reduced
+/// views; a quarter of a byte more with masks, and another for each mask; and the working planes of the last view: 3.5
+/// bytes a pixel of the view, 2 more where light or weights are set and for each level of detail that is toned, and as
+/// many again for each local adjustment.
 class PIXMILL_DEVELOP_API Developer {
 public:
     Developer();
@@ -57,7 +58,7 @@ public:
     Developer& operator=(Developer&&) noexcept;
 
     /// Takes a photograph in; the host's pixels are not needed afterwards. Samples of 8 bits are widened by 257, so
-    /// white is white. Needs at most 30 bytes a pixel for a moment.
+    /// white is white. Needs 19 bytes a pixel for a moment.
     ///
     /// @return true; false when `progress` cancelled: then the developer is as it was before.
     /// @throws Error  null pixels, a size or stride that cannot be.

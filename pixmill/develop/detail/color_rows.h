@@ -33,8 +33,8 @@ inline void findCorners(const GridPlaces<Index>& __restrict p, Index step1, Inde
         const short a = p.first[i], b = p.second[i], d = p.third[i];
         const short high = a > b ? a : b, low = a > b ? b : a;
         const short most = high > d ? high : d, least = low < d ? low : d;
-        const Index longest = (a >= b) & (a >= d) ? step1 : b >= d ? step2 : step3;
-        const Index shortest = (d <= b) & (d <= a) ? step3 : b <= a ? step2 : step1;
+        const Index longest = ((a >= b) & (a >= d)) ? step1 : b >= d ? step2 : step3;
+        const Index shortest = ((d <= b) & (d <= a)) ? step3 : b <= a ? step2 : step1;
         const short between = short(a + b + d - most - least);
         c.at[0][i] = p.cell[i];
         c.at[1][i] = Index(p.cell[i] + longest);

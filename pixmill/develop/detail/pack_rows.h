@@ -195,7 +195,7 @@ inline void storeWords(const float* __restrict first, const float* __restrict g,
 /// Four words of which the highest bytes are dropped fill three.
 inline void dropFourths(const std::uint32_t* __restrict words, uchar* __restrict out, int n)
 {
-    auto* packed = reinterpret_cast<AnyWord*>(out);
+    AnyWord* packed = reinterpret_cast<AnyWord*>(out);
     int x = 0;
     for (; x + 4 <= n; x += 4) {
         const std::uint32_t a = words[x] & 0xffffff, b = words[x + 1] & 0xffffff, c = words[x + 2] & 0xffffff,

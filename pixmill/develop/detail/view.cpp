@@ -35,7 +35,7 @@ bool packChunk(const ushort* luma, const SiteRows& red, const SiteRows& blue, Or
     // Rows without an odd pixel at either end go where they belong at once.
     const bool direct = !threeChannels(order) && skip == 0 && n % 2 == 0;
     AnyWord* words = direct ? reinterpret_cast<AnyWord*>(out) : reinterpret_cast<AnyWord*>(c.words);
-    const auto* lumas = reinterpret_cast<const AnyWord*>(luma);
+    const AnyWord* lumas = reinterpret_cast<const AnyWord*>(luma);
     const bool beyond = blueFirst(order)
                             ? packPairs<true>(lumas, red.row, red.next, blue.row, blue.next, words, pairs)
                             : packPairs<false>(lumas, red.row, red.next, blue.row, blue.next, words, pairs);
