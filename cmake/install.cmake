@@ -9,6 +9,24 @@ install(TARGETS pixmill EXPORT pixmillTargets
 
 set(PIXMILL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/pixmill)
 install(EXPORT pixmillTargets NAMESPACE pixmill:: DESTINATION ${PIXMILL_CMAKE_DIR} COMPONENT dev)
+
+# The sisters: an export set each, so that a package may go without them.
+foreach(sister IN ITEMS develop photo)
+  if(NOT TARGET pixmill_${sister})
+    continue()
+  endif()
+  install(TARGETS pixmill_${sister} EXPORT pixmill_${sister}Targets
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT ${sister}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${sister} NAMELINK_COMPONENT ${sister}-dev
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${sister}-dev
+    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT ${sister}-dev)
+  install(EXPORT pixmill_${sister}Targets NAMESPACE pixmill:: DESTINATION ${PIXMILL_CMAKE_DIR}
+    COMPONENT ${sister}-dev)
+endforeach()
+if(TARGET pixmill_photo)
+  install(FILES cmake/FindLcms2.cmake cmake/FindOIIO.cmake DESTINATION ${PIXMILL_CMAKE_DIR} COMPONENT photo-dev)
+endif()
+
 configure_package_config_file(cmake/pixmillConfig.cmake.in ${PROJECT_BINARY_DIR}/pixmillConfig.cmake
   INSTALL_DESTINATION ${PIXMILL_CMAKE_DIR})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/pixmillConfigVersion.cmake COMPATIBILITY SameMinorVersion)

@@ -1,94 +1,26 @@
 #include <pixmill/adjust/TColorAdjQ3.h>
 
+#include <pixmill/adjust/color_nodes.h>
 #include <pixmill/core/console.h>
-#include <pixmill/multiscale/gaussianiir.h>
-#include <pixmill/primitives/copy.h>
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/memory.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/rows.h>
 #include <pixmill/rows/scratch.h>
-#include <pixmill/rows/ydrdb.h>
 
 #include <algorithm>
-#include <cmath>
 #include <ctime>
 #include <ostream>
 
 using namespace pixmill::rows;
 using namespace pixmill::core;
+using namespace pixmill::adjust;
 
 namespace {
 
-constexpr int kNodes = 33, kCurve = 256;
+constexpr int kNodes = ColorNodes::kNodes, kCurve = ColorNodes::kCurve;
 constexpr long kTableCells = long(kNodes) * kNodes * kNodes;
-
-struct Colour {
-    float r, g, b;
-};
-
-/// A pull of each channel towards scale * channel + offset.
-struct Pull {
-    float share;
-    Colour scale, offset;
-
-    Colour operator()(Colour c) const
-    {
-        const float keep = 1 - share;
-        return {keep * c.r + share * (c.r * scale.r + offset.r), keep * c.g + share * (c.g * scale.g + offset.g),
-                keep * c.b + share * (c.b * scale.b + offset.b)};
-    }
-};
-
-Pull warmthPull(float amount)
-{
-    if (amount >= 0)
-        return {std::abs(amount), {1.5f, 1.35f, 1}, {0.4f, 0.28f, 0}};
-    return {std::abs(amount), {1, 1.15f, 1.6f}, {0, 0.12f, 0.48f}};
-}
-
-Pull tintPull(float amount)
-{
-    if (amount >= 0)
-        return {std::abs(amount), {1.25f, 1, 1.5f}, {0.2f, 0, 0.4f}};
-    return {std::abs(amount), {1, 1.5f, 1}, {0, 0.4f, 0}};
-}
-
-/// A node's colour, 0..1, from its codes: green before red and blue are clamped.
-Colour nodeColour(int y, int dr, int db)
-{
-    constexpr float kUnit = 1.5259022e-5f;
-    const float luma = float(y), red = colourOf(luma, float(dr)), blue = colourOf(luma, float(db));
-    const ushort green = toPixel16(greenOf(luma, red, blue));
-    return {toPixel16(red) * kUnit, green * kUnit, toPixel16(blue) * kUnit};
-}
-
-/// The chroma magnitude curve of a luma node: a line, a floor cut into it, smoothed.
-void buildCurve(uchar* row, float saturation, float floorLength)
-{
-    ippiImageRamp_8u_C1R(row, kCurve, {kCurve, 1}, 0, saturation, ippAxsHorizontal);
-    int length = int(limit(floorLength, -2147483000.0f, 2147483000.0f));
-    if (saturation > 1)
-        length = int(float(length) * (1 / saturation));
-    length = limit(length, -(kCurve - 1), kCurve - 1); // a longer floor would leave the row
-    if (length >= 1) {
-        std::fill_n(row, length, uchar(row[length]));
-    } else if (length < 0) {
-        length = -length;
-        std::fill_n(row, length, uchar(0));
-    }
-    const float sigma = 0.3f * float(length);
-    if (sigma > 1)
-        gaussianiir1d(row, kCurve, sigma, 2);
-}
-
-/// How much a chroma of magnitude m grows under its curve; m itself is not limited.
-float chromaGain(const uchar* row, int m)
-{
-    const int wanted = row[std::min(m, kCurve - 1)];
-    return wanted == 0 ? 0.0f : std::min(float(4 + wanted) / float(4 + m), 4.0f);
-}
 
 /// Four neighbouring values in one register: the compiler's own vector, the same arithmetic at every level.
 typedef float Four __attribute__((vector_size(16)));
@@ -214,29 +146,15 @@ void TColorAdjQ3::computeLUT16U()
     const std::clock_t start = std::clock();
     if (m_dirty) {
         checkPointer(m_curves_p, "TColorAdjQ3::computeLUT16U", "m_curves_p");
-        const float saturation = m_saturation >= 0 ? 1 + (m_satUp - 1) * m_saturation : 1 + m_saturation;
-        // The two sides of the tint have different factors on purpose.
-        const float tint = m_tint > 0 ? 0.5f * m_tintUp * m_tint : 0.4f * m_tintDown * m_tint;
-        const float warmth = m_warmth > 0 ? 0.5f * m_warmUp * m_warmth : 0.5f * m_warmDown * m_warmth;
-        const Pull toWarmth = warmthPull(warmth), toTint = tintPull(tint);
-
-        for (int i = 0; i < kNodes; ++i)
-            buildCurve(m_curves_p + i * kCurve, saturation,
-                       m_chromaFloor * m_floorScale * (float(i) * m_floorSlope + 64));
+        const ColorNodes nodes({m_warmth, m_tint, m_saturation, m_chromaFloor},
+                               {m_warmUp, m_warmDown, m_tintUp, m_tintDown, m_satUp, m_floorScale, m_floorSlope},
+                               m_curves_p);
         forEachIndex(kNodes, kTableCells, [&](int i) {
-            const uchar* row = m_curves_p + i * kCurve;
             for (int a = 0; a < kNodes; ++a)
                 for (int b = 0; b < kNodes; ++b) {
-                    const Colour c =
-                        toTint(toWarmth(nodeColour(int(m_gridStep * i), int(m_gridStep * a), int(m_gridStep * b))));
-                    const float red = 65535 * c.r, blue = 65535 * c.b;
-                    const float luma = c.g * 38469.047f + kRedShare * red + kBlueShare * blue;
-                    const int x = toPixel16((red - luma) * 0.5f + kNoColour) - kNoColour;
-                    const int y = toPixel16((blue - luma) * 0.5f + kNoColour) - kNoColour;
-                    const float square = (float(x) * float(x) + float(y) * float(y)) * 2;
-                    const float gain = chromaGain(row, int(std::sqrt(square) / 256));
-                    m_gridDr[i][a][b] = toPixel16(x * gain + kNoColour);
-                    m_gridDb[i][a][b] = toPixel16(y * gain + kNoColour);
+                    const NodeChroma c = nodes.at(i, int(m_gridStep * i), int(m_gridStep * a), int(m_gridStep * b));
+                    m_gridDr[i][a][b] = c.dr;
+                    m_gridDb[i][a][b] = c.db;
                 }
         });
         m_dirty = 0;

@@ -1,7 +1,7 @@
 #include <pixmill/engine/TQuillet3.h>
 
 #include <pixmill/core/TPixmill.h>
-#include <pixmill/engine/detail/zone_rows.h>
+#include <pixmill/engine/zone_rows.h>
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/message.h>
 #include <pixmill/rows/plane.h>

@@ -3,7 +3,7 @@
 #include <pixmill/adjust/TLightAdjLUTq3.h>
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/curves/threshold_tables.h>
-#include <pixmill/engine/detail/zone_rows.h>
+#include <pixmill/engine/zone_rows.h>
 #include <pixmill/planar/crop.h>
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/plane.h>

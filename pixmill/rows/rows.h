@@ -21,7 +21,7 @@ struct RowPolicy {
 };
 
 /// The process's policy. Hosts leave it alone; tests change it between calls.
-RowPolicy& rowPolicy();
+PIXMILL_SISTER_API RowPolicy& rowPolicy();
 
 template <class Body>
 __attribute__((noinline, flatten)) void spanBase(const Body& body, int first, int end)
@@ -70,7 +70,7 @@ constexpr int kFinePieces = 4;
 
 /// Runs `piece(body, k)` once for each of 0..pieces-1 on a team of at most `team` threads. A member takes its own
 /// contiguous share from the front, then what is left of the others'.
-void runPieces(int pieces, int team, void (*piece)(const void* body, int k), const void* body);
+PIXMILL_SISTER_API void runPieces(int pieces, int team, void (*piece)(const void* body, int k), const void* body);
 
 /// Splits 0..count into contiguous spans and runs `body(first, end)` once on each; none is empty.
 ///

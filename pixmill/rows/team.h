@@ -1,10 +1,12 @@
 #pragma once
 
+#include <pixmill/rows/sister.h>
+
 namespace pixmill::rows {
 
 /// The threads that a large loop of rows.h takes from here: as pixmill/core/Threads.h tells, and the calling one alone
 /// inside a loop's body.
-int teamSize();
+PIXMILL_SISTER_API int teamSize();
 
 /// Limits the loops of the process, or of the calling thread, to n threads; 0 takes the limit away. The thread's counts
 /// before the process's. The second returns what was chosen before.

@@ -1,0 +1,18 @@
+# pixmill_keep_back(TARGET [NODE]): keeps a shared library's own code to itself. Under NODE, a version of its own, the
+# library also lends its sisters what cmake/private.txt lists; a host never links that.
+function(pixmill_keep_back target)
+  set(inputs ${PROJECT_SOURCE_DIR}/cmake/exports.map.in)
+  set(node "${ARGV1}")
+  set(global "")
+  if(node)
+    list(APPEND inputs ${PROJECT_SOURCE_DIR}/cmake/private.txt)
+    file(STRINGS ${PROJECT_SOURCE_DIR}/cmake/private.txt names REGEX "^[^#]")
+    list(JOIN names ";\n    " names)
+    set(global "  global:\n    ${names};\n")
+  endif()
+  set(map ${CMAKE_CURRENT_BINARY_DIR}/${target}.map)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/exports.map.in ${map} @ONLY)
+  target_link_options(${target} PRIVATE LINKER:--version-script=${map})
+  set_target_properties(${target} PROPERTIES LINK_DEPENDS ${map})
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${inputs})
+endfunction()

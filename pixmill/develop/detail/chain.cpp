@@ -1,0 +1,154 @@
+#include <pixmill/develop/detail/chain.h>
+
+#include <pixmill/develop/detail/color_rows.h>
+#include <pixmill/develop/detail/core.h>
+#include <pixmill/develop/detail/pack_rows.h>
+#include <pixmill/develop/detail/ring.h>
+
+#include <algorithm>
+
+namespace pixmill::develop {
+
+namespace {
+
+void makeRing(cv::Mat& ring, cv::Size size)
+{
+    if (!rows::fits(ring, size, CV_16UC1))
+        createLarge(ring, size, CV_16UC1);
+}
+
+/// Y + 2.5 * ((r - g) * dr + (b - g) * db) with the differences of each pixel, as TQuillet3::modYWithC has it.
+inline void weighRow(const ushort* __restrict in, const float* __restrict red, const float* __restrict blue,
+                     float onRed, float onBlue, ushort* __restrict out, int n)
+{
+    for (int x = 0; x < n; ++x)
+        out[x] = toPixel16(float(in[x]) + (onRed * red[x] + onBlue * blue[x]));
+}
+
+void weigh(const Layers& layers, const ColorWeights& w, int y, int x, int n, ushort* out)
+{
+    PackChunk c;
+    const float onRed = 1.25f * (w.red - w.green), onBlue = 1.25f * (w.blue - w.green);
+    for (int done = 0; done < n; done += kPackChunk) {
+        const int count = std::min(kPackChunk, n - done);
+        fetchDifferences(layers.dr, layers.dr.size(), y, (x + done) / 2, halfSize(count), c.red);
+        fetchDifferences(layers.db, layers.db.size(), y, (x + done) / 2, halfSize(count), c.blue);
+        weighRow(at(layers.base, y, x + done), c.red, c.blue, onRed, onBlue, out + done, count);
+    }
+}
+
+inline void originalPixels(const ushort* __restrict base, const ushort* __restrict d0, const ushort* __restrict d1,
+                           const ushort* __restrict d2, ushort* __restrict out, int n)
+{
+    for (int i = 0; i < n; ++i)
+        out[i] = clamp16(base[2 * i] + 2 * (d0[2 * i] + d1[2 * i] + d2[2 * i]) - 6 * kCentre);
+}
+
+} // namespace
+
+void originalRow(const Layers& layers, int y, int x, int n, ushort* out)
+{
+    const auto row = [&](int, int) {
+        originalPixels(at(layers.base, y, x), at(layers.detail[0], y, x), at(layers.detail[1], y, x),
+                       at(layers.detail[2], y, x), out, n);
+    };
+    rows::runSpan(row, 0, 1);
+}
+
+Stages Chain::update(const Controls& c)
+{
+    const bool fresh = !m_known;
+    const DetailLevel* now[3] = {&c.detail.fine, &c.detail.medium, &c.detail.coarse};
+    const DetailLevel* before[3] = {&m_controls.detail.fine, &m_controls.detail.medium, &m_controls.detail.coarse};
+    Stages stages;
+    stages.luma = fresh || c.light != m_controls.light || c.weights != m_controls.weights;
+    stages.sum = stages.luma;
+    for (int i = 0; i < 3; ++i) {
+        stages.level[i] = stages.luma || *now[i] != *before[i];
+        stages.sum = stages.sum || stages.level[i];
+        m_toned[i] = *now[i] != DetailLevel();
+        if (m_toned[i] && (fresh || *now[i] != *before[i]))
+            m_tables[i].update(i, *now[i]);
+    }
+    stages.color = stages.sum || c.color != m_controls.color;
+    m_lit = c.light != Light();
+    if (m_lit && (fresh || c.light != m_controls.light))
+        m_light = lightTable(c.light);
+    m_weighed = c.weights.red != c.weights.green || c.weights.blue != c.weights.green;
+    m_colored = c.color != Color();
+    if (m_colored && (fresh || c.color != m_controls.color))
+        m_color = colorTable(c.color);
+    m_controls = c;
+    m_known = true;
+
+    const cv::Size ring = newY.size();
+    if (m_lit || m_weighed)
+        makeRing(m_luma, ring);
+    for (int i = 0; i < 3; ++i)
+        if (m_toned[i])
+            makeRing(m_levels[i], ring);
+    return stages;
+}
+
+void Chain::resize(cv::Size ring)
+{
+    m_luma.release();
+    for (cv::Mat& level : m_levels)
+        level.release();
+    createLarge(newY, ring, CV_16UC1);
+    createLarge(dr, ring / 2, CV_16UC1);
+    createLarge(db, ring / 2, CV_16UC1);
+    forget();
+}
+
+void Chain::renderLuma(const Layers& layers, int y, int x, int n)
+{
+    ushort* out = at(m_luma, y, x);
+    const ushort* from = at(layers.base, y, x);
+    if (m_weighed) {
+        weigh(layers, m_controls.weights, y, x, n, out);
+        from = out;
+    }
+    if (m_lit)
+        rows::lookUpRow<16>(from, out, m_light.data(), n);
+}
+
+void Chain::renderSum(const Layers& layers, int y, int x, int n)
+{
+    const ushort* levels[3];
+    for (int i = 0; i < 3; ++i)
+        levels[i] = at(m_toned[i] ? m_levels[i] : layers.detail[i], y, x);
+    engine::addEdgesRow(at(lumaOf(layers), y, x), levels[0], levels[1], levels[2], at(newY, y, x), n);
+}
+
+void Chain::renderColor(const Layers& layers, const cv::Mat& oldY, int y, int x, int n)
+{
+    colorRow(m_colored ? m_color.data() : nullptr, at(oldY, y / 2, x / 2), at(newY, y, x), at(layers.dr, y / 2, x / 2),
+             at(layers.db, y / 2, x / 2), at(dr, y / 2, x / 2), at(db, y / 2, x / 2), halfSize(n));
+}
+
+void Chain::render(const Layers& layers, const cv::Mat& oldY, const Stages& stages, const cv::Rect& part)
+{
+    // The caller's loop is compiled apart from the rows here, so they choose the processor's level themselves. Stage by
+    // stage, so that each one's tables are in the nearest cache for all of its rows.
+    const int x = part.x, n = part.width;
+    const auto band = [&](int first, int end) {
+        if (stages.luma && (m_lit || m_weighed))
+            for (int y = first; y < end; ++y)
+                renderLuma(layers, y, x, n);
+        for (int i = 0; i < 3; ++i)
+            if (stages.level[i] && m_toned[i])
+                for (int y = first; y < end; ++y)
+                    engine::toneRow(m_tables[i].pairs(), at(lumaOf(layers), y, x), at(layers.detail[i], y, x),
+                                    at(m_levels[i], y, x), n);
+        if (stages.sum)
+            for (int y = first; y < end; ++y)
+                renderSum(layers, y, x, n);
+        if (stages.color)
+            for (int y = first; y < end; y += 2)
+                renderColor(layers, oldY, y, x, n);
+    };
+    rows::runSpan(band, part.y, part.y + part.height);
+}
+
+} // namespace pixmill::develop

@@ -1,0 +1,40 @@
+#pragma once
+
+/// The one place where the develop library reaches into the core's private headers: row loops, rounding, planes,
+/// look-ups, and the engine's row kernels.
+#include <pixmill/engine/zone_rows.h>
+#include <pixmill/rows/largepages.h>
+#include <pixmill/rows/look_up.h>
+#include <pixmill/rows/pixel.h>
+#include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
+
+#include <cstdint>
+#include <cstring>
+
+namespace pixmill::develop {
+
+using rows::clamp16;
+using rows::clamp8;
+using rows::ensure;
+using rows::forEachIndex;
+using rows::forEachRow;
+using rows::halfSize;
+using rows::limit;
+using rows::nearPixel16;
+using rows::roundToInt;
+using rows::toPixel16;
+using rows::uchar;
+using rows::ushort;
+
+constexpr int kCentre = 32768; ///< No colour, and no detail.
+constexpr float kFull = 65535.0f;
+
+/// A new plane, whose first touch costs a quarter where it is large, and whose rows need fewer page look-ups.
+inline void createLarge(cv::Mat& plane, cv::Size size, int type)
+{
+    plane.create(size, type);
+    rows::preferLargePages(plane.data, plane.total() * plane.elemSize());
+}
+
+} // namespace pixmill::develop

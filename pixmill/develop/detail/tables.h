@@ -1,0 +1,45 @@
+#pragma once
+
+#include <pixmill/develop/Recipe.h>
+
+#include <cstdint>
+#include <vector>
+
+/// What a recipe's controls become before pixels are touched.
+namespace pixmill::develop {
+
+/// The controls of one rendering: the recipe's own, or with those of a local adjustment added.
+struct Controls {
+    Light light;
+    ColorWeights weights;
+    Detail detail;
+    Color color;
+
+    static Controls of(const Recipe& recipe);
+    static Controls of(const Recipe& recipe, const LocalAdjustment& local);
+};
+
+/// New luma by old luma, 65536 entries: TLightAdjLUTq3 at every 16th luma and white, straight lines between.
+std::vector<unsigned short> lightTable(const Light& light);
+
+/// The tables of one level of detail as TQuillet3 mixes them by zone: 2 x 65536 pairs, midtones | shadows << 16, then
+/// midtones | highlights << 16.
+class DetailTable {
+public:
+    /// Fills in what differs from the last call's. `level` is 0 for the finest.
+    void update(int level, const DetailLevel& controls);
+    const std::uint32_t* pairs() const { return m_pairs.data(); }
+
+private:
+    DetailLevel m_controls;
+    std::vector<std::uint32_t> m_pairs;
+};
+
+/// Grids that are looked up by four corners of a cell: along the longest way from its first to its last, the
+/// tetrahedron that holds the place.
+constexpr int kColorNodes = 33;
+
+/// The map of colour differences, TColorAdjQ3's: node (Y, Dr, Db) holds Dr | Db << 16; Db varies fastest.
+std::vector<std::uint32_t> colorTable(const Color& color);
+
+} // namespace pixmill::develop

@@ -1,0 +1,178 @@
+// What a picture file holds comes in and goes out: pixels, depth, direction, profile, values.
+#include <gtest/gtest.h>
+
+#include "tool/files.h"
+
+#include <lcms2.h>
+
+using namespace pixmill;
+
+namespace {
+
+std::vector<unsigned char> bytesOf(cmsHPROFILE profile)
+{
+    cmsUInt32Number size = 0;
+    cmsSaveProfileToMem(profile, nullptr, &size);
+    std::vector<unsigned char> bytes(size);
+    cmsSaveProfileToMem(profile, bytes.data(), &size);
+    cmsCloseProfile(profile);
+    return bytes;
+}
+
+/// sRGB's primaries with another exponent.
+std::vector<unsigned char> rgbProfile(double gamma)
+{
+    const cmsCIExyY white{0.3127, 0.3290, 1};
+    const cmsCIExyYTRIPLE primaries{{0.64, 0.33, 1}, {0.30, 0.60, 1}, {0.15, 0.06, 1}};
+    cmsToneCurve* curve = cmsBuildGamma(nullptr, gamma);
+    cmsToneCurve* curves[] = {curve, curve, curve};
+    const auto bytes = bytesOf(cmsCreateRGBProfile(&white, &primaries, curves));
+    cmsFreeToneCurve(curve);
+    return bytes;
+}
+
+void addProfile(OIIO::ImageSpec& spec, const std::vector<unsigned char>& bytes)
+{
+    spec.attribute("ICCProfile", OIIO::TypeDesc(OIIO::TypeDesc::UINT8, int(bytes.size())), bytes.data());
+}
+
+std::string valueOf(const PhotoInfo& info, const std::string& name)
+{
+    for (const auto& value : info.values)
+        if (value.first == name)
+            return value.second;
+    return "";
+}
+
+} // namespace
+
+TEST(Photo, LosslessFilesKeepEveryPixelAtTheirDepth)
+{
+    const Folder folder;
+    for (const char* name : {"a.png", "a.tif"})
+        for (const int type : {CV_8UC3, CV_8UC4, CV_16UC3, CV_16UC4}) {
+            SCOPED_TRACE(std::string(name) + " " + cv::typeToString(type));
+            Photo photo;
+            photo.pixels = picture({67, 131}, type);
+            writePhoto(folder / name, photo);
+            const Photo back = readPhoto(folder / name);
+            ASSERT_EQ(type, back.pixels.type());
+            EXPECT_EQ(0, cv::norm(photo.pixels, back.pixels, cv::NORM_INF));
+            EXPECT_EQ("", back.note);
+        }
+}
+
+TEST(Photo, JpegComesBackCloseAndTakesSixteenBitsAndAlphaAsEight)
+{
+    const Folder folder;
+    Photo photo;
+    photo.pixels = cv::Mat(64, 48, CV_16UC4, cv::Scalar(200 * 257, 100 * 257, 50 * 257, 9000));
+    writePhoto(folder / "a.jpg", photo);
+    const Photo back = readPhoto(folder / "a.jpg");
+    ASSERT_EQ(CV_8UC3, back.pixels.type());
+    EXPECT_LE(cv::norm(back.pixels, cv::Mat(64, 48, CV_8UC3, cv::Scalar(200, 100, 50)), cv::NORM_INF), 2);
+}
+
+TEST(Photo, GreyAndLinearLightBecomeThreeChannels)
+{
+    const Folder folder;
+    store(folder / "grey.png", cv::Mat(5, 7, CV_16UC1, cv::Scalar(12345)));
+    EXPECT_EQ(0, cv::norm(readPhoto(folder / "grey.png").pixels, cv::Mat(5, 7, CV_16UC3, cv::Scalar::all(12345)),
+                          cv::NORM_INF));
+
+    store(folder / "light.exr", cv::Mat(5, 7, CV_32FC3, cv::Scalar(0.2140, 2.0, -1.0))); // 0.5 on the sRGB curve
+    const Photo light = readPhoto(folder / "light.exr");
+    ASSERT_EQ(CV_16UC3, light.pixels.type());
+    EXPECT_NEAR(32768, light.pixels.at<cv::Vec3w>(2, 3)[0], 30); // a half float has 11 bits
+    EXPECT_EQ(65535, light.pixels.at<cv::Vec3w>(2, 3)[1]);
+    EXPECT_EQ(0, light.pixels.at<cv::Vec3w>(2, 3)[2]);
+}
+
+TEST(Photo, IsTurnedUprightForEveryOrientation)
+{
+    // Corners of the file: 1 2 above, 3 4 below; what each orientation shows, row by row.
+    struct Turn {
+        int orientation;
+        cv::Size size;
+        uchar shown[4];
+    };
+    const Turn turns[] = {{1, {3, 2}, {1, 2, 3, 4}}, {2, {3, 2}, {2, 1, 4, 3}}, {3, {3, 2}, {4, 3, 2, 1}},
+                          {4, {3, 2}, {3, 4, 1, 2}}, {5, {2, 3}, {1, 3, 2, 4}}, {6, {2, 3}, {3, 1, 4, 2}},
+                          {7, {2, 3}, {4, 2, 3, 1}}, {8, {2, 3}, {2, 4, 1, 3}}};
+    cv::Mat corners(2, 3, CV_8UC3, cv::Scalar::all(0));
+    for (int i = 0; i < 4; ++i)
+        corners.at<cv::Vec3b>(i / 2, i % 2 * 2)[1] = uchar(i + 1);
+    const Folder folder;
+    for (const Turn& turn : turns) {
+        SCOPED_TRACE(turn.orientation);
+        OIIO::ImageSpec spec;
+        spec["Orientation"] = turn.orientation;
+        store(folder / "a.tif", corners, spec);
+        const cv::Mat shown = readPhoto(folder / "a.tif").pixels;
+        const PhotoInfo info = inspectPhoto(folder / "a.tif");
+        ASSERT_EQ(turn.size, shown.size());
+        EXPECT_EQ(turn.size, cv::Size(info.width, info.height));
+        for (int i = 0; i < 4; ++i)
+            EXPECT_EQ(turn.shown[i], shown.at<cv::Vec3b>(i / 2 * (shown.rows - 1), i % 2 * (shown.cols - 1))[1]) << i;
+    }
+}
+
+TEST(Photo, ProfileAndCameraValuesGoThroughUnchanged)
+{
+    const Folder folder;
+    const std::vector<unsigned char> profile = rgbProfile(1.8);
+    OIIO::ImageSpec spec;
+    spec["Make"] = "Maker";
+    spec["FNumber"] = 2.8f;
+    spec["Orientation"] = 6;
+    addProfile(spec, profile);
+    store(folder / "in.jpg", picture({40, 30}, CV_8UC3), spec);
+    const Photo photo = readPhoto(folder / "in.jpg");
+    EXPECT_EQ(profile, photo.profile);
+    for (const char* name : {"out.jpg", "out.tif", "out.png"}) {
+        SCOPED_TRACE(name);
+        writePhoto(folder / name, photo);
+        EXPECT_EQ(profile, readPhoto(folder / name).profile);
+        const PhotoInfo info = inspectPhoto(folder / name);
+        EXPECT_EQ("Maker", valueOf(info, "Make"));
+        EXPECT_EQ(1, info.orientation);
+        EXPECT_EQ(cv::Size(30, 40), cv::Size(info.width, info.height));
+        EXPECT_EQ(info.format == "png" ? "" : "2.8", valueOf(info, "FNumber")); // PNG has no place for it
+    }
+}
+
+TEST(Photo, ScreenColoursFollowTheProfile)
+{
+    for (const int depth : {CV_8U, CV_16U}) {
+        SCOPED_TRACE(depth);
+        const double top = depth == CV_8U ? 255 : 65535;
+        Photo photo;
+        photo.pixels = cv::Mat(4, 5, CV_MAKETYPE(depth, 4), cv::Scalar(0.214, 0.214, 0.214, 0.5) * top);
+        photo.profile = rgbProfile(1.0); // linear: 0.214 is half of full on sRGB's curve
+        ASSERT_TRUE(toScreenColours(photo));
+        EXPECT_TRUE(photo.profile.empty());
+        cv::Scalar mean = cv::mean(photo.pixels) / top;
+        for (int c = 0; c < 4; ++c)
+            EXPECT_NEAR(0.5, mean[c], 0.01) << c;
+    }
+    Photo broken;
+    broken.pixels = picture({4, 4}, CV_8UC3);
+    broken.profile = {1, 2, 3};
+    const cv::Mat before = broken.pixels.clone();
+    EXPECT_FALSE(toScreenColours(broken));
+    EXPECT_EQ(0, cv::norm(before, broken.pixels, cv::NORM_INF));
+}
+
+TEST(Photo, CmykIsConvertedAndTold)
+{
+    const Folder folder;
+    OIIO::ImageSpec spec;
+    spec["tiff:ColorSpace"] = "CMYK";
+    spec["oiio:RawColor"] = 1; // the four channels are inks already
+    store(folder / "inks.tif", cv::Mat(6, 6, CV_8UC4, cv::Scalar(255, 0, 0, 51)), spec);
+    const Photo photo = readPhoto(folder / "inks.tif");
+    ASSERT_EQ(CV_8UC3, photo.pixels.type());
+    EXPECT_EQ(cv::Vec3b(0, 204, 204), photo.pixels.at<cv::Vec3b>(3, 3)); // all cyan, a fifth of black
+    EXPECT_NE(std::string::npos, photo.note.find("CMYK"));
+    EXPECT_TRUE(photo.profile.empty());
+}

@@ -1,0 +1,171 @@
+// pixmill: photographs from file to file.
+#include "commands.h"
+#include "develop.h"
+#include "manual.h"
+#include "program.h"
+
+#include <CLI/CLI.hpp>
+
+#include <pixmill/core/TPixmill.h>
+
+#include <cstdio>
+#include <sstream>
+
+namespace {
+
+const char* const kEnding = "Exit codes:\n"
+                            "  0    all went well\n"
+                            "  1    a picture or a recipe failed, or two compared pictures differ\n"
+                            "  2    the command line is not understood\n"
+                            "  130  interrupted; no half file is left\n"
+                            "Errors are one line each on standard error.";
+
+struct Options {
+    DevelopOptions develop;
+    FilterOptions filter;
+    CompareOptions compare;
+    std::vector<std::string> files;
+    bool json = false, markdown = false;
+};
+
+/// Declares a command that sets `run` where it is chosen.
+template <class Run>
+CLI::App* command(CLI::App& app, std::function<int()>& run, const char* name, const char* text, const Run& does)
+{
+    CLI::App* made = app.add_subcommand(name, text);
+    made->callback([&run, does] { run = does; });
+    return made;
+}
+
+void addWriting(CLI::App* app, int& depth, int& quality, bool& lenient)
+{
+    app->add_option("--depth", depth,
+                    "bits of a sample in the output, 8 or 16; JPEG has 8; as each picture has unless told")
+        ->check(CLI::IsMember({8, 16}));
+    app->add_option("--quality", quality, "of JPEG; from 90 on colours keep their full size")
+        ->check(CLI::Range(1, 100))
+        ->capture_default_str();
+    app->add_flag("--lenient", lenient, "take what can be read of a truncated or damaged picture");
+}
+
+void addDevelop(CLI::App& app, std::function<int()>& run, Terminal& terminal, DevelopOptions& o)
+{
+    CLI::App* develop =
+        command(app, run, "develop",
+                "Develops pictures by a recipe. A picture that fails is told, and the rest goes on; one "
+                "that is done already, by the same recipe, is left.",
+                [&] { return runDevelop(terminal, o); });
+    develop->add_option("IN", o.in, "pictures: JPEG, PNG, TIFF, camera raw, HEIF, OpenEXR")->required();
+    develop->add_option("-o,--out", o.out, "a folder, made if need be; for one picture also a file")->required();
+    develop->add_option("--recipe", o.recipe, "a recipe, JSON; neutral unless told")->type_name("FILE");
+    develop->add_option("--set", o.set, "one of the recipe's members, light.shadows=0.3; may come often")
+        ->type_name("KEY=VALUE")
+        ->allow_extra_args(false);
+    develop->add_option("--format", o.format, "jpeg, png or tiff; as each picture has unless told, tiff for others")
+        ->check(CLI::IsMember({"jpeg", "png", "tiff"}));
+    addWriting(develop, o.depth, o.quality, o.lenient);
+    develop->add_option("--jobs", o.jobs, "pictures at a time, each in memory; as many as processors unless told")
+        ->check(CLI::Range(1, 256));
+    develop->add_option("--max-megapixels", o.megapixels, "refuse larger pictures")
+        ->check(CLI::Range(0.001, 1e6))
+        ->capture_default_str();
+    develop->add_flag("--force", o.force, "do pictures again that are done");
+    develop->add_option("--json", o.json, "write a report, - for standard output")->type_name("FILE");
+    develop->add_flag("--quiet", o.quiet, "tell of failures alone");
+}
+
+void addFilter(CLI::App& app, std::function<int()>& run, Terminal& terminal, FilterOptions& o)
+{
+    CLI::App* filter = command(app, run, "filter", "Runs one filter of the toolbox on a picture.",
+                               [&] { return runFilter(terminal, o); });
+    CLI::Option* list = filter->add_flag("--list", o.list, "tell every filter with its parameters");
+    for (const auto& one :
+         {std::make_pair("NAME", &o.name), std::make_pair("IN", &o.in), std::make_pair("OUT", &o.out)})
+        filter->add_option(one.first, *one.second)->excludes(list);
+    filter->get_option("NAME")->description("of the filter");
+    filter->get_option("IN")->description("a picture");
+    filter->get_option("OUT")->description("a .jpg, .png or .tif");
+    filter->add_option("--param", o.parameters, "one of the filter's parameters, sigmaS=20; may come often")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    addWriting(filter, o.depth, o.quality, o.lenient);
+    filter->callback([&run, &terminal, &o] {
+        if (!o.list && o.out.empty())
+            throw CLI::RequiredError("NAME, IN and OUT, or --list");
+        run = [&] { return runFilter(terminal, o); };
+    });
+}
+
+void addOthers(CLI::App& app, std::function<int()>& run, Terminal& terminal, Options& o)
+{
+    CLI::App* info =
+        command(app, run, "info", "Tells what picture files hold.", [&] { return runInfo(terminal, o.files, o.json); });
+    info->add_option("FILE", o.files, "pictures")->required();
+    info->add_flag("--json", o.json, "as JSON");
+
+    CLI::App* recipe = app.add_subcommand("recipe", "Checks recipes, and tells their keys.");
+    recipe->require_subcommand(1);
+    CLI::App* check = command(*recipe, run, "check", "Says nothing of good recipes.",
+                              [&] { return runRecipeCheck(terminal, o.files); });
+    check->add_option("FILE", o.files, "recipes")->required();
+    CLI::App* keys = command(*recipe, run, "keys", "Tells every key with range, unit and meaning.",
+                             [&] { return runRecipeKeys(o.markdown); });
+    keys->add_flag("--markdown", o.markdown, "as the page of the documentation");
+
+    CLI::App* compare = command(app, run, "compare", "Tells how far two pictures are apart; 1 where they differ.",
+                                [&] { return runCompare(terminal, o.compare); });
+    compare->add_option("A", o.compare.a, "a picture")->required();
+    compare->add_option("B", o.compare.b, "another of its size")->required();
+    compare->add_option("--picture", o.compare.picture, "write a picture of the difference")->type_name("FILE");
+    compare->add_option("--times", o.compare.times, "how much it is brightened")
+        ->check(CLI::Range(0.1, 65535.0))
+        ->capture_default_str();
+    compare->add_flag("--json", o.compare.json, "as JSON");
+}
+
+/// For the build: the manual page and the completion are made of the options above.
+void addPages(CLI::App& app, std::function<int()>& run)
+{
+    CLI::App* page = app.add_subcommand("page", "")->group("");
+    for (const auto& one : {std::make_pair("man", &manualOf), std::make_pair("bash", &completionOf)})
+        command(*page, run, one.first, "", [&app, make = one.second] {
+            app.remove_subcommand(app.get_subcommand("page"));
+            std::fputs(make(app).c_str(), output());
+            return int(kDone);
+        });
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    TPixmill::setConsole(false);
+    openOutput();
+    Terminal terminal;
+    Options options;
+    std::function<int()> run;
+    CLI::App app("Develops photographs, from file to file.", "pixmill");
+    app.set_version_flag("--version", "pixmill " PIXMILL_VERSION);
+    app.require_subcommand(1);
+    app.footer(kEnding);
+    addDevelop(app, run, terminal, options.develop);
+    addFilter(app, run, terminal, options.filter);
+    addOthers(app, run, terminal, options);
+    addPages(app, run);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& asked) {
+        std::ostringstream text;
+        app.exit(asked, text, text);
+        std::fputs(text.str().c_str(), output());
+        return std::fflush(output()) ? kFailed : kDone;
+    } catch (const CLI::ParseError& fault) {
+        terminal.line(std::string("pixmill: ") + fault.what() + " (--help tells more)");
+        return kUsage;
+    }
+    const int code = runCommand(terminal, run);
+    if (std::fflush(output()) == 0 && !std::ferror(output()))
+        return code;
+    terminal.line("pixmill: standard output cannot be written");
+    return kFailed;
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "terminal.h"
+
+#include <cstdio>
+#include <functional>
+#include <string>
+
+/// How the program ends.
+enum Exit : int { kDone = 0, kFailed = 1, kUsage = 2, kInterrupted = 130 };
+
+/// Standard output for what was asked for. What a library prints there by itself goes nowhere: called once, first of
+/// all.
+std::FILE* openOutput();
+std::FILE* output();
+
+/// Whether the person has asked to stop; long work looks now and then.
+bool stopWanted();
+
+/// Runs a command beside the signals: an interrupt asks it to stop, and what has not stopped after some tenths of a
+/// second is left where it is, its unfinished files removed. @return the exit code.
+int runCommand(Terminal& terminal, const std::function<int()>& command);
+
+/// What is being thrown, as one line for a person. Call from a catch block.
+std::string inOneLine();
+
+/// Thrown where work stopped because the person asked for it.
+struct Stopped {};
