@@ -90,6 +90,22 @@ float chromaGain(const uchar* row, int m)
     return wanted == 0 ? 0.0f : std::min(float(4 + wanted) / float(4 + m), 4.0f);
 }
 
+struct Chroma {
+    ushort dr, db;
+};
+
+/// A colour's differences, grown by its luma's curve.
+inline Chroma grownChroma(Colour c, const uchar* curve)
+{
+    const float red = 65535 * c.r, blue = 65535 * c.b;
+    const float luma = c.g * 38469.047f + kRedShare * red + kBlueShare * blue;
+    const int x = toPixel16((red - luma) * 0.5f + kNoColour) - kNoColour;
+    const int y = toPixel16((blue - luma) * 0.5f + kNoColour) - kNoColour;
+    const float square = (float(x) * float(x) + float(y) * float(y)) * 2;
+    const float gain = chromaGain(curve, int(std::sqrt(square) / 256));
+    return {toPixel16(x * gain + kNoColour), toPixel16(y * gain + kNoColour)};
+}
+
 /// Four neighbouring values in one register: the compiler's own vector, the same arithmetic at every level.
 typedef float Four __attribute__((vector_size(16)));
 
@@ -214,35 +230,38 @@ void TColorAdjQ3::computeLUT16U()
     const std::clock_t start = std::clock();
     if (m_dirty) {
         checkPointer(m_curves_p, "TColorAdjQ3::computeLUT16U", "m_curves_p");
-        const float saturation = m_saturation >= 0 ? 1 + (m_satUp - 1) * m_saturation : 1 + m_saturation;
-        // The two sides of the tint have different factors on purpose.
-        const float tint = m_tint > 0 ? 0.5f * m_tintUp * m_tint : 0.4f * m_tintDown * m_tint;
-        const float warmth = m_warmth > 0 ? 0.5f * m_warmUp * m_warmth : 0.5f * m_warmDown * m_warmth;
-        const Pull toWarmth = warmthPull(warmth), toTint = tintPull(tint);
-
-        for (int i = 0; i < kNodes; ++i)
-            buildCurve(m_curves_p + i * kCurve, saturation,
-                       m_chromaFloor * m_floorScale * (float(i) * m_floorSlope + 64));
-        forEachIndex(kNodes, kTableCells, [&](int i) {
-            const uchar* row = m_curves_p + i * kCurve;
-            for (int a = 0; a < kNodes; ++a)
-                for (int b = 0; b < kNodes; ++b) {
-                    const Colour c =
-                        toTint(toWarmth(nodeColour(int(m_gridStep * i), int(m_gridStep * a), int(m_gridStep * b))));
-                    const float red = 65535 * c.r, blue = 65535 * c.b;
-                    const float luma = c.g * 38469.047f + kRedShare * red + kBlueShare * blue;
-                    const int x = toPixel16((red - luma) * 0.5f + kNoColour) - kNoColour;
-                    const int y = toPixel16((blue - luma) * 0.5f + kNoColour) - kNoColour;
-                    const float square = (float(x) * float(x) + float(y) * float(y)) * 2;
-                    const float gain = chromaGain(row, int(std::sqrt(square) / 256));
-                    m_gridDr[i][a][b] = toPixel16(x * gain + kNoColour);
-                    m_gridDb[i][a][b] = toPixel16(y * gain + kNoColour);
-                }
-        });
+        buildCurves();
+        buildGrids();
         m_dirty = 0;
     }
     const float seconds = float(std::clock() - start) * 1e-6f;
     tell([=](std::ostream& out) { out << "time to compute LUT for color adj: " << seconds; });
+}
+
+void TColorAdjQ3::buildCurves()
+{
+    const float saturation = m_saturation >= 0 ? 1 + (m_satUp - 1) * m_saturation : 1 + m_saturation;
+    for (int i = 0; i < kNodes; ++i)
+        buildCurve(m_curves_p + i * kCurve, saturation, m_chromaFloor * m_floorScale * (float(i) * m_floorSlope + 64));
+}
+
+void TColorAdjQ3::buildGrids()
+{
+    // The two sides of the tint have different factors on purpose.
+    const float tint = m_tint > 0 ? 0.5f * m_tintUp * m_tint : 0.4f * m_tintDown * m_tint;
+    const float warmth = m_warmth > 0 ? 0.5f * m_warmUp * m_warmth : 0.5f * m_warmDown * m_warmth;
+    const Pull toWarmth = warmthPull(warmth), toTint = tintPull(tint);
+    forEachIndex(kNodes, kTableCells, [&](int i) {
+        const uchar* curve = m_curves_p + i * kCurve;
+        for (int a = 0; a < kNodes; ++a)
+            for (int b = 0; b < kNodes; ++b) {
+                const Colour c =
+                    toTint(toWarmth(nodeColour(int(m_gridStep * i), int(m_gridStep * a), int(m_gridStep * b))));
+                const Chroma chroma = grownChroma(c, curve);
+                m_gridDr[i][a][b] = chroma.dr;
+                m_gridDb[i][a][b] = chroma.db;
+            }
+    });
 }
 
 int TColorAdjQ3::proc(const cv::Mat& oldY, const cv::Mat& newY, const cv::Mat& inDr, const cv::Mat& inDb,

@@ -53,8 +53,8 @@ cv::Mat stretched(const cv::Mat& in, cv::Size size)
     return out;
 }
 
-/// Replaces `picture` by its mean of means; false where the host cancels. The last pass writes straight to `target` where
-/// that is of the picture's size and not read.
+/// Replaces `picture` by its mean of means; false where the host cancels. The last pass writes straight to `target`
+/// where that is of the picture's size and not read.
 bool repeatMean(cv::Mat& picture, int r, int passes, cv::Mat target, TProgress* progress)
 {
     cv::Mat results[2]; // taken in turns
