@@ -47,4 +47,8 @@ public:
     /// @return 1.
     int proc(const cv::Mat& oldY, const cv::Mat& newY, const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& outDr,
              cv::Mat& outDb);
+
+private:
+    void buildCurves();
+    void buildGrids();
 };

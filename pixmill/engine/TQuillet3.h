@@ -116,11 +116,19 @@ private:
         std::vector<unsigned> pairs; ///< 2 x 65536: midtones | shadows << 16, then midtones | highlights << 16.
     };
 
+    /// The light curve, kept likewise. No two engines share one, so that a copy may go its own way on its own thread.
+    struct LightTable {
+        float controls[6] = {};              ///< What it was made from.
+        std::vector<unsigned short> entries; ///< 65536, or none yet.
+    };
+
     void renderLuma();
     void renderLevel(int level, const cv::Mat& extra, bool last);
     const unsigned* tablesOf(int level);
+    const unsigned short* lightTable();
 
     Tables m_tables[3];
+    LightTable m_lightTable;
     cv::Mat m_scratch[3]; ///< Working planes of the view's size, kept so that a second render of it allocates nothing.
 };
 

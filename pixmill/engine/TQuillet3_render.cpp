@@ -6,6 +6,7 @@
 #include <pixmill/engine/zone_rows.h>
 #include <pixmill/planar/crop.h>
 #include <pixmill/rows/check.h>
+#include <pixmill/rows/look_up.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/rows.h>
 
@@ -104,10 +105,24 @@ void TQuillet3::renderLuma()
         modYWithC(m_scratch[1], m_scratch[2], weights[0], weights[1], weights[2], m_roiY);
     }
 
-    TLightAdjLUTq3 light;
+    if (m_roiY.type() != CV_16UC1)
+        throw "ERROR - TLutYDrDb::proc - inOutY16U.type()!=CV_16UC1"; // hosts match the text of TLutY16U::proc
+    lookUpRows<16, ushort>(m_roiY.data, m_roiY.step, m_roiY.data, m_roiY.step, m_roiY.size(), lightTable());
+}
+
+const ushort* TQuillet3::lightTable()
+{
+    LightTable& kept = m_lightTable;
     const float* p = m_lightParams;
-    light.setupParams(p[0], p[1], p[2], p[3], p[4], p[5]);
-    light.proc(m_roiY);
+    if (kept.entries.empty() || !std::equal(p, p + 6, kept.controls)) {
+        TLightAdjLUTq3 light;
+        checkPointer(light.m_lutY_p, kProc, "m_lutY_p");
+        light.setupParams(p[0], p[1], p[2], p[3], p[4], p[5]);
+        light.computeLUT16U(true);
+        kept.entries.assign(light.m_lutY_p, light.m_lutY_p + kEntries);
+        std::copy_n(p, 6, kept.controls);
+    }
+    return kept.entries.data();
 }
 
 void TQuillet3::renderLevel(int level, const cv::Mat& extra, bool last)

@@ -2,8 +2,9 @@
 
 #include <pixmill/core/TProgress.h>
 #include <pixmill/filters/DomainTransform.h>
+#include <pixmill/primitives/resize.h>
 #include <pixmill/resample/BlockProcessor.h>
-#include <pixmill/resample/guidedUpsize.h>
+#include <pixmill/resample/resample.h>
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/plane.h>
 
@@ -25,6 +26,14 @@ constexpr const char* kSetup = "TQuillet3::setup";
 bool goesOn(TProgress* progress, int percent)
 {
     return !progress || progress->prog(percent, 100);
+}
+
+/// Enlarges a half-size plane to `size`.
+void enlarge(const cv::Mat& half, cv::Size size, cv::Mat& full)
+{
+    const cv::Mat from = half; // `full` may be the same header
+    ensure(full, size, from.type());
+    upSize2X(from, full, IPPI_INTER_CUBIC);
 }
 
 /// A picture of 1024 pixels of rows plus columns is smoothed at the least, one of 8192 at the most.
@@ -57,9 +66,11 @@ void smoothChroma(cv::Mat& Dr, cv::Mat& Db)
     const std::vector<cv::Mat> planes{Dr, Db};
     BlockProcessor tiles;
     tiles.initialize(planes, planes, kTile, kTile, true, kTileOverlap, 0, BlockProcessor::EDGE_TAPER_LINEAR);
+    const float sigmaS = chromaSigmaS(Dr.size());
+    // The filter needs no setting up: hosts read the line that this tells, and its team serves them while tiles last.
     const OpenMpSettings asFound;
     DomainTransform filter;
-    filter.setup(chromaSigmaS(Dr.size()), kChromaSigmaR);
+    filter.setup(sigmaS, kChromaSigmaR);
 
     int roi[4] = {0, 0, Dr.cols, Dr.rows};
     std::vector<cv::Mat> block;
@@ -68,7 +79,7 @@ void smoothChroma(cv::Mat& Dr, cv::Mat& Db)
         if (!block.empty()) {
             cv::merge(block, merged);
             merged.convertTo(wide, CV_32F);
-            filter.RecursiveFilter(wide, wide, filter.m_sigmaS, filter.m_sigmaR);
+            filter.RecursiveFilter(wide, wide, sigmaS, kChromaSigmaR);
             wide.convertTo(merged, CV_16U);
             cv::split(merged, block);
         }
@@ -105,10 +116,10 @@ bool TQuillet3::setup(const cv::Mat& Y, const cv::Mat& detail0, const cv::Mat& d
     const int longest = std::max(Y.rows, Y.cols);
     m_smoothScale = longest > 6500 ? 4 : longest < 3101 ? 2 : 3;
 
-    upSize2XGuidedByY(m_Y, halfDr, m_fullDr, false, 4);
+    enlarge(halfDr, m_Y.size(), m_fullDr);
     if (!goesOn(progress, 20))
         return false;
-    upSize2XGuidedByY(m_Y, halfDb, m_fullDb, false, 4);
+    enlarge(halfDb, m_Y.size(), m_fullDb);
     if (!goesOn(progress, 40))
         return false;
     smoothChroma(m_fullDr, m_fullDb);

@@ -112,6 +112,29 @@ int BilateralFilter::setup(const cv::Mat& edge, int width, int height, int sampl
     m_is16Bit = is16Bit;
     if (sampleS < 2)
         return 0;
+    const cv::Size cells = checkedCells(edge, width, height, sampleS, sampleR);
+    const bool resized = width != m_width || height != m_height;
+    m_width = width;
+    m_height = height;
+    m_sampleS = sampleS;
+    m_sampleR = sampleR;
+    const int gridZ = fitDepth(edge);
+    m_gridDirty = 1;
+    m_gridPadXY = m_padXY;
+    m_gridPadZ = m_padZ;
+    if (hasGrid() && !resized && cells == cv::Size(m_gridX, m_gridY) && gridZ == m_gridZ)
+        return 1;
+    dealloc();
+    m_gridX = cells.width;
+    m_gridY = cells.height;
+    m_gridZ = gridZ;
+    alloc();
+    return 1;
+}
+
+/// The grid's cells across and down, once all is found that a grid needs.
+cv::Size BilateralFilter::checkedCells(const cv::Mat& edge, int width, int height, int sampleS, int sampleR) const
+{
     constexpr const char* kCall = "BilateralFilter::setup";
     PIXMILL_CHECK(sampleR > 0, kCall, "sampleR", sampleR, "1 or more");
     PIXMILL_CHECK(width > 0, kCall, "width", width, "1 or more");
@@ -122,37 +145,25 @@ int BilateralFilter::setup(const cv::Mat& edge, int width, int height, int sampl
     const long gx = cellsFor(width, sampleS, m_padXY), gy = cellsFor(height, sampleS, m_padXY);
     PIXMILL_CHECK(cellCount(gx, gy, kMostZ + 1) > 0 || cellCount(gx, gy, 2 * m_padZ + 3) > 0, kCall, "the grid",
                   std::to_string(gx) + " x " + std::to_string(gy), "fewer cells than 2^31");
+    return {int(gx), int(gy)};
+}
 
-    const bool resized = width != m_width || height != m_height;
-    m_width = width;
-    m_height = height;
-    m_sampleS = sampleS;
-    m_sampleR = sampleR;
+/// Takes in the range of the edge values, in coarser steps where it has too many. Returns the grid's cells in depth.
+int BilateralFilter::fitDepth(const cv::Mat& edge)
+{
     double least = 0, most = 0;
     cv::minMaxIdx(edge, &least, &most);
     const double range = most - least;
     m_minVal = int(least);
-
-    int gz = kMostZ + 1;
-    if (range / sampleR < kMostZ) {
-        const int k = int(range / sampleR);
-        gz = k + (range > double(sampleR) * k) + 2 * m_padZ + 2;
+    int gridZ = kMostZ + 1;
+    if (range / m_sampleR < kMostZ) {
+        const int k = int(range / m_sampleR);
+        gridZ = k + (range > double(m_sampleR) * k) + 2 * m_padZ + 2;
     }
-    if (gz > kMostZ) {
-        gz = kMostZ;
-        m_sampleR = int(range / (250 - 2 * m_padZ));
-    }
-    m_gridDirty = 1;
-    m_gridPadXY = m_padXY;
-    m_gridPadZ = m_padZ;
-    if (hasGrid() && !resized && gx == m_gridX && gy == m_gridY && gz == m_gridZ)
-        return 1;
-    dealloc();
-    m_gridX = int(gx);
-    m_gridY = int(gy);
-    m_gridZ = gz;
-    alloc();
-    return 1;
+    if (gridZ <= kMostZ)
+        return gridZ;
+    m_sampleR = int(range / (250 - 2 * m_padZ));
+    return kMostZ;
 }
 
 void BilateralFilter::alloc()

@@ -94,6 +94,8 @@ private:
     int m_gridPadXY = 1;     ///< The padding that the grid was made with, whatever the members tell since.
     int m_gridPadZ = 1;
 
+    cv::Size checkedCells(const cv::Mat& edge, int width, int height, int sampleS, int sampleR) const;
+    int fitDepth(const cv::Mat& edge);
     bool hasGrid() const;
     void checkGridFor(const char* call, const cv::Mat& inOut, const cv::Mat& edge) const;
     bool hasGridFor(const cv::Mat& picture) const;

@@ -127,6 +127,39 @@ inline void cellRow(const Edge* edge, GridAxis axis, int top, uchar* cells, int 
     cellPixels(edge, axis, top, cells, done, n);
 }
 
+/// A picture's way into the grid, a row of cells at a time.
+struct Splat {
+    GridAxis axis;
+    Cell grid; ///< The first of all.
+    std::ptrdiff_t slab;
+    int step, pad, columns, gridZ;
+    cv::Size size;
+    bool fresh, blocks; ///< Whether the grid is empty, and whether whole blocks pay.
+
+    /// `z` is scratch for the cells of the row's pixels.
+    template <class Edge, class Pixel>
+    void addRow(const cv::Mat& edges, const cv::Mat& picture, int row, uchar* z) const
+    {
+        BlockSums sums = {};
+        const int y0 = row * step, rows = std::min(step, size.height - y0);
+        for (int y = 0; y < rows; ++y)
+            cellRow(edges.ptr<Edge>(y0 + y), axis, gridZ - 2, z + std::ptrdiff_t(y) * size.width, size.width);
+        for (int column = 0; column < columns; ++column) {
+            const int x0 = column * step, n = std::min(step, size.width - x0);
+            const std::ptrdiff_t inSlab = std::ptrdiff_t(column + pad) * gridZ, at = (row + pad) * slab + inSlab;
+            const Cell cell{grid.values + at, grid.weights + at};
+            if (blocks && (fresh || isEmpty(cell, gridZ))) {
+                for (int y = 0; y < rows; ++y)
+                    sums.addRow(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * size.width + x0, n);
+                sums.moveTo(cell, gridZ, fresh ? slab - inSlab : gridZ);
+            } else {
+                for (int y = 0; y < rows; ++y)
+                    splatPixels(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * size.width + x0, n, cell);
+            }
+        }
+    }
+};
+
 template <class Edge, class Pixel>
 inline void readBackRow(const GridRead& grid, const Edge* edge, float yFraction, Pixel* out, int n)
 {
@@ -144,40 +177,28 @@ void BilateralFilter::build(const cv::Mat& picture, const cv::Mat& edge, bool fr
     const std::size_t slab = std::size_t(m_gridX) * m_gridZ;
     // Whole blocks pay where they are larger than the cells to go through; sums must stay exact in float.
     const bool blocks = step <= 16 && step * step >= 2 * m_gridZ;
+    const Splat splat = {axis,
+                         {m_values_p, m_weights_p},
+                         std::ptrdiff_t(slab),
+                         step,
+                         first,
+                         columns,
+                         m_gridZ,
+                         {m_width, m_height},
+                         fresh,
+                         blocks};
 
     TeamScratch<uchar> cells(std::size_t(m_width) * std::min(step, m_height));
-    const auto splatRow = [&](const cv::Mat& edges, auto edgeType, auto pixelType, int row) {
-        using Edge = decltype(edgeType);
-        using Pixel = decltype(pixelType);
-        uchar* const z = cells.mine();
-        BlockSums sums = {};
-        const int y0 = row * step, rows = std::min(step, m_height - y0);
-        for (int y = 0; y < rows; ++y)
-            cellRow(edges.ptr<Edge>(y0 + y), axis, m_gridZ - 2, z + std::ptrdiff_t(y) * m_width, m_width);
-        for (int column = 0; column < columns; ++column) {
-            const int x0 = column * step, n = std::min(step, m_width - x0);
-            const std::size_t at = (row + first) * slab + std::size_t(column + first) * m_gridZ;
-            const Cell cell{m_values_p + at, m_weights_p + at};
-            if (blocks && (fresh || isEmpty(cell, m_gridZ))) {
-                for (int y = 0; y < rows; ++y)
-                    sums.addRow(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * m_width + x0, n);
-                sums.moveTo(cell, m_gridZ,
-                            fresh ? std::ptrdiff_t(slab) - std::ptrdiff_t(column + first) * m_gridZ : m_gridZ);
-            } else {
-                for (int y = 0; y < rows; ++y)
-                    splatPixels(picture.ptr<Pixel>(y0 + y) + x0, z + std::ptrdiff_t(y) * m_width + x0, n, cell);
-            }
-        }
-    };
     withEdge(edge, [&](const cv::Mat& edges, auto edgeType) {
+        using Edge = decltype(edgeType);
         blurSlabs(long(m_width) * m_height, [&](int y, int end) {
             if (fresh)
                 fillGrids(m_weights_p + y * slab, m_values_p + y * slab, (end - y) * slab, kEmptyWeight, 0.0f);
             for (int row = std::max(y - first, 0); row < std::min(end - first, gridRows); ++row)
                 if (m_is16Bit)
-                    splatRow(edges, edgeType, ushort(), row);
+                    splat.addRow<Edge, ushort>(edges, picture, row, cells.mine());
                 else
-                    splatRow(edges, edgeType, uchar(), row);
+                    splat.addRow<Edge, uchar>(edges, picture, row, cells.mine());
         });
     });
     blurAlongY(true);

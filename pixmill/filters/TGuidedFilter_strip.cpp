@@ -39,6 +39,53 @@ cv::Size checkFilter(const char* call, const cv::Mat& guide, const cv::Mat& src,
     return size;
 }
 
+/// What is left of a picture without `margin` samples on every side.
+cv::Rect inset(cv::Size size, int margin)
+{
+    return {margin, margin, size.width - 2 * margin, size.height - 2 * margin};
+}
+
+/// Means of the windows of radius r that lie within `in`: `out` is smaller by r on every side.
+void windowMean(const cv::Mat& in, int r, cv::Mat& out)
+{
+    ippiFilterBox_32f_C1R(in.ptr<float>(r) + r, int(in.step), out.ptr<float>(), int(out.step), {out.cols, out.rows},
+                          {2 * r + 1, 2 * r + 1}, {r, r});
+}
+
+/// A line for every window: src is about a * guide + b there.
+struct Model {
+    cv::Mat a, b;
+};
+
+/// The models of the windows of radius r that lie within the picture.
+Model modelOf(const cv::Mat& guide, const cv::Mat& src, int r, float eps)
+{
+    const cv::Rect valid = inset(guide.size(), r);
+    const IppiSize full = {guide.cols, guide.rows}, roi = {valid.width, valid.height}, mask = {2 * r + 1, 2 * r + 1};
+    const IppiPoint anchor = {r, r};
+    const auto plane = [&] { return cv::Mat(valid.size(), CV_32FC1); };
+    cv::Mat meanG = plane(), meanS = plane(), cov = plane(), var = plane(), tmp1, tmp2;
+    windowMean(guide, r, meanG);
+    windowMean(src, r, meanS);
+    TGuidedFilter::calcov2(cov, guide, src, meanG, meanS, tmp1, tmp2, full, roi, mask, anchor, false);
+    TGuidedFilter::calvar2(var, guide, meanG, tmp1, tmp2, full, roi, mask, anchor, false);
+    for (int y = 0; y < valid.height; ++y)
+        for (int x = 0; x < valid.width; ++x) {
+            float &slope = cov.at<float>(y, x), &mean = meanS.at<float>(y, x);
+            slope = slope / (var.at<float>(y, x) + eps);
+            mean = mean - slope * meanG.at<float>(y, x);
+        }
+    return {cov, meanS};
+}
+
+/// out += x * y.
+void addProduct(const cv::Mat& x, const cv::Mat& y, cv::Mat& out)
+{
+    for (int row = 0; row < out.rows; ++row)
+        for (int i = 0; i < out.cols; ++i)
+            out.at<float>(row, i) += x.at<float>(row, i) * y.at<float>(row, i);
+}
+
 int strips(const char* call, const cv::Mat& guide, const cv::Mat& src, cv::Mat& out, int r, float eps, int stripHeight)
 {
     const cv::Size size = checkFilter(call, guide, src, r);
@@ -88,31 +135,12 @@ int TGuidedFilter::gFc1_blkGuide(const cv::Mat& guide, const cv::Mat& src, cv::M
         return 1;
     }
     const cv::Mat g = asFloats(guideCopy, size), s = asFloats(srcCopy, size);
-    const int side = 2 * r + 1;
-    const IppiSize full = {size.width, size.height}, valid = {size.width - 2 * r, size.height - 2 * r};
-    const IppiSize inner = {size.width - 4 * r, size.height - 4 * r}, mask = {side, side};
-    const IppiPoint anchor = {r, r};
-    const auto mean = [&](const cv::Mat& in, int at, cv::Mat& to, IppiSize roi) {
-        ippiFilterBox_32f_C1R(in.ptr<float>(at) + at, int(in.step), to.ptr<float>(), int(to.step), roi, mask, anchor);
-    };
-    const cv::Size validSize(valid.width, valid.height);
-    cv::Mat meanG(validSize, CV_32FC1), meanS(validSize, CV_32FC1), cov(validSize, CV_32FC1), var(validSize, CV_32FC1);
-    cv::Mat a(size, CV_32FC1), b(size, CV_32FC1), tmp1, tmp2;
-    mean(g, r, meanG, valid);
-    mean(s, r, meanS, valid);
-    calcov2(cov, g, s, meanG, meanS, tmp1, tmp2, full, valid, mask, anchor, false);
-    calvar2(var, g, meanG, tmp1, tmp2, full, valid, mask, anchor, false);
-    for (int y = 0; y < valid.height; ++y)
-        for (int x = 0; x < valid.width; ++x) {
-            const float slope = cov.at<float>(y, x) / (var.at<float>(y, x) + eps);
-            a.at<float>(y + r, x + r) = slope;
-            b.at<float>(y + r, x + r) = meanS.at<float>(y, x) - slope * meanG.at<float>(y, x);
-        }
-    ensure(out, {inner.width, inner.height}, CV_32FC1);
-    mean(a, 2 * r, meanG, inner);
-    mean(b, 2 * r, out, inner);
-    for (int y = 0; y < inner.height; ++y)
-        for (int x = 0; x < inner.width; ++x)
-            out.at<float>(y, x) += meanG.at<float>(y, x) * g.at<float>(y + 2 * r, x + 2 * r);
+    const Model model = modelOf(g, s, r, eps);
+    const cv::Rect inner = inset(size, 2 * r);
+    cv::Mat slope(inner.size(), CV_32FC1);
+    ensure(out, inner.size(), CV_32FC1);
+    windowMean(model.a, r, slope);
+    windowMean(model.b, r, out);
+    addProduct(slope, g(inner), out);
     return 1;
 }

@@ -148,31 +148,40 @@ bool TDrawMask::proc()
         resetMask(m_mask, 255);
         m_changed = true;
     }
+    cv::Rect stale({}, m_mask.size());
     for (int i = m_cmdDone + 1; i < n; ++i) {
-        const TMaskCmd& command = commandOf(checked(m_cmdStack, i), "TDrawMask::proc");
-        if (command.m_type == MASK_CMD_SET || command.m_type == MASK_CMD_DOT)
-            checkPointer(command.m_param_p, "TDrawMask::proc", "m_param_p");
-        switch (command.m_type) {
-        case MASK_CMD_SET:
-            resetMask(m_mask, command.m_param_p->m_value);
-            m_changed = true;
-            break;
-        case MASK_CMD_INVERT:
-            invertMask();
-            m_changed = true;
-            break;
-        case MASK_CMD_STROKE_START:
-            m_strokeOpen = true;
-            break;
-        case MASK_CMD_DOT:
-            drawStrokeDot(m_strokeOpen, command.m_param_p);
-            m_strokeOpen = false;
-            m_changed = true;
-            break;
-        }
+        apply(commandOf(checked(m_cmdStack, i), "TDrawMask::proc"), stale);
         ++m_cmdDone;
     }
     return true;
+}
+
+void TDrawMask::apply(const TMaskCmd& command, cv::Rect& stale)
+{
+    const cv::Rect whole({}, m_mask.size());
+    if (command.m_type == MASK_CMD_SET || command.m_type == MASK_CMD_DOT)
+        checkPointer(command.m_param_p, "TDrawMask::proc", "m_param_p");
+    switch (command.m_type) {
+    case MASK_CMD_SET:
+        resetMask(m_mask, command.m_param_p->m_value);
+        stale = whole;
+        m_changed = true;
+        break;
+    case MASK_CMD_INVERT:
+        invertMask();
+        stale = whole;
+        m_changed = true;
+        break;
+    case MASK_CMD_STROKE_START:
+        m_strokeOpen = true;
+        break;
+    case MASK_CMD_DOT:
+        checkPlane(m_mask, "TDrawMask::drawStrokeDot", "m_mask");
+        drawDot(m_strokeOpen, *command.m_param_p, stale);
+        m_strokeOpen = false;
+        m_changed = true;
+        break;
+    }
 }
 
 int TDrawMask::undo()

@@ -186,6 +186,12 @@ public:
     void checkBoundary(cv::Point& center, int radius);
 
 private:
+    /// Applies a command. `stale` covers all pixels where the stroke's coverage may be above 0, or its base not the
+    /// mask: what the next stroke's start brings up to date. The host cannot write in between, as it can between calls.
+    void apply(const TMaskCmd& command, cv::Rect& stale);
+    void drawDot(bool first, const TMaskParam& dot, cv::Rect& stale);
+    void startStroke(const cv::Rect& stale);
+
     std::unique_ptr<pixmill::mask::BrushWeights> m_weights_p; ///< Weights of the last soft dot, made on demand.
     std::unique_ptr<pixmill::mask::StrokeBlend> m_blend_p;    ///< The last dot's blend, made on demand.
 };

@@ -90,6 +90,67 @@ void collapse(const cv::Mat& above, cv::Mat& level)
     });
 }
 
+constexpr int kTableBytes = kEntries * int(sizeof(ushort));
+
+/// A sawtooth around 32768 of half-width |d|, that leans against the difference for d >= 0.
+void drawSawtooth(ushort* table, int d)
+{
+    const int D = std::abs(d), half = D / 2, peak = d >= 0 ? half : -half;
+    int levels[7] = {0, 32768 - D, 32768 - half, 32768, 32768 + half, 32768 + D, 65535};
+    const int values[7] = {32768, 32768, 32768 + peak, 32768, 32768 - peak, 32768, 32768};
+    for (int& level : levels)
+        level = limit(level, 0, 65535);
+    ippiImageRamp_16u_C1R(table, kTableBytes, {kEntries, 1}, 0, 1, ippAxsHorizontal);
+    ippiLUT_Linear_16u_C1IR(table, kTableBytes, {kEntries, 1}, values, levels, 7);
+}
+
+void smoothTable(ushort* table, float sigma)
+{
+    const auto gauss = RecursiveGaussian::make<double>(sigma, 2);
+    AlignedArray<float> line(kEntries);
+    ippiConvert_16u32f_C1R(table, kTableBytes, line.data(), 2 * kTableBytes, {kEntries, 1});
+    for (int step = 0; step < 2; ++step)
+        sweepLine(line.data(), 1, kEntries, gauss.nu, gauss.boundary);
+    for (float& v : line)
+        v *= gauss.post;
+    ippiConvert_32f16u_C1R(line.data(), 2 * kTableBytes, table, kTableBytes, {kEntries, 1}, ippRndNear);
+}
+
+/// The picture and its reductions to `count` levels.
+std::vector<cv::Mat> gaussianPyramid(const cv::Mat& picture, int count)
+{
+    std::vector<cv::Mat> levels(count);
+    levels[0] = picture;
+    for (int l = 1; l < count; ++l) {
+        levels[l].create(halfSize(levels[l - 1].size()), CV_16UC1);
+        pyramidDown(levels[l - 1], levels[l]);
+    }
+    return levels;
+}
+
+/// Room for every level's coefficients; the finest ones stand in `out` unless that overlaps the picture.
+std::vector<cv::Mat> roomForCoefficients(const std::vector<cv::Mat>& gauss, const cv::Mat& out)
+{
+    std::vector<cv::Mat> levels(gauss.size());
+    levels[0] = overlap(gauss[0], out) ? cv::Mat(out.size(), CV_16UC1) : out;
+    for (std::size_t l = 1; l < levels.size(); ++l)
+        levels[l].create(gauss[l].size(), CV_16UC1);
+    return levels;
+}
+
+template <int K>
+void computeCoefficients(const std::vector<cv::Mat>& gauss, const References<K>& refs,
+                         std::vector<cv::Mat>& coefficients)
+{
+    const cv::Size size = gauss[0].size();
+    const int bands = limit(size.height / kLeastBand, 1, teamSize());
+    std::vector<RemappedBand<K>> walkers(bands, RemappedBand<K>(gauss));
+    forEachIndex(bands, long(size.area()) * K, [&](int band) {
+        const int first = int(long(size.height) * band / bands), end = int(long(size.height) * (band + 1) / bands);
+        walkers[band].run(gauss, coefficients, refs, first, end);
+    });
+}
+
 } // namespace
 
 LocalLaplacian::LocalLaplacian()
@@ -121,27 +182,11 @@ int LocalLaplacian::clamp(int value, int low, int high)
 void LocalLaplacian::calRemapLut()
 {
     PIXMILL_CHECK(m_remap_p, "LocalLaplacian::calRemapLut", "m_remap_p", describe(m_remap_p), "the table");
-    const int d = int(limit(32768.0f * m_sigma, -1e9f, 1e9f)), D = std::abs(d), half = D / 2;
-    const int peak = d >= 0 ? half : -half;
-    int levels[7] = {0, 32768 - D, 32768 - half, 32768, 32768 + half, 32768 + D, 65535};
-    const int values[7] = {32768, 32768, 32768 + peak, 32768, 32768 - peak, 32768, 32768};
-    for (int& level : levels)
-        level = limit(level, 0, 65535);
-    const int bytes = kEntries * int(sizeof(ushort));
-    ippiImageRamp_16u_C1R(m_remap_p, bytes, {kEntries, 1}, 0, 1, ippAxsHorizontal);
-    ippiLUT_Linear_16u_C1IR(m_remap_p, bytes, {kEntries, 1}, values, levels, 7);
-
-    const float sigma = float(D) * m_lutSmooth;
-    if (!(sigma > 1.0f))
-        return;
-    const auto gauss = RecursiveGaussian::make<double>(sigma, 2);
-    AlignedArray<float> line(kEntries);
-    ippiConvert_16u32f_C1R(m_remap_p, bytes, line.data(), 2 * bytes, {kEntries, 1});
-    for (int step = 0; step < 2; ++step)
-        sweepLine(line.data(), 1, kEntries, gauss.nu, gauss.boundary);
-    for (float& v : line)
-        v *= gauss.post;
-    ippiConvert_32f16u_C1R(line.data(), 2 * bytes, m_remap_p, bytes, {kEntries, 1}, ippRndNear);
+    const int d = int(limit(32768.0f * m_sigma, -1e9f, 1e9f));
+    drawSawtooth(m_remap_p, d);
+    const float sigma = float(std::abs(d)) * m_lutSmooth;
+    if (sigma > 1.0f)
+        smoothTable(m_remap_p, sigma);
 }
 
 template <int K>
@@ -154,25 +199,11 @@ void LocalLaplacian::filter(const char* call, const cv::Mat& in, cv::Mat& out, f
     calRemapLut();
 
     const int levels = std::max(m_numLevels, 1), count = std::min(levels, halvings(in.size()) + 2);
-    std::vector<cv::Mat> gauss(count), coefficients(count);
-    gauss[0] = picture;
-    for (int l = 1; l < count; ++l) {
-        gauss[l].create(halfSize(gauss[l - 1].size()), CV_16UC1);
-        pyramidDown(gauss[l - 1], gauss[l]);
-    }
-    coefficients[0] = overlap(picture, out) ? cv::Mat(in.size(), CV_16UC1) : out;
-    for (int l = 1; l < count; ++l)
-        coefficients[l].create(gauss[l].size(), CV_16UC1);
-
+    const std::vector<cv::Mat> gauss = gaussianPyramid(picture, count);
+    std::vector<cv::Mat> coefficients = roomForCoefficients(gauss, out);
     const AlignedArray<ushort> table = remappedValues<K>(m_remap_p, step);
     const AlignedArray<std::uint32_t> pairs = bracketingValues<K>(table.data(), invStep);
-    const References<K> refs{step, invStep, table.data(), pairs.data()};
-    const int bands = LocalLaplacian::clamp(in.rows / kLeastBand, 1, teamSize());
-    std::vector<RemappedBand<K>> walkers(bands, RemappedBand<K>(gauss));
-    forEachIndex(bands, long(in.total()) * K, [&](int band) {
-        const int first = int(long(in.rows) * band / bands), end = int(long(in.rows) * (band + 1) / bands);
-        walkers[band].run(gauss, coefficients, refs, first, end);
-    });
+    computeCoefficients<K>(gauss, {step, invStep, table.data(), pairs.data()}, coefficients);
 
     if (levels > count)
         addLevels(levels - count, coefficients);

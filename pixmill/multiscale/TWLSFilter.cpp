@@ -6,6 +6,7 @@
 #include <pixmill/rows/rows.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <limits>
 
@@ -27,23 +28,19 @@ void release(T*& p)
     p = nullptr;
 }
 
-struct Weight {
+} // namespace
+
+/// The weight of two neighbours with its sign in the matrix.
+struct TWLSFilter::Weight {
     float lambda, alpha, eps;
 
-    /// out = -lambda / (|to - from|^alpha + eps), for `n` neighbours; `work` is scratch.
-    void row(int n, const float* from, const float* to, float* work, float* out) const
+    /// out = -lambda / (|to - from|^alpha + eps), for `n` neighbours.
+    void row(int n, const float* __restrict from, const float* __restrict to, float* __restrict out) const
     {
-        vsSub(n, to, from, work);
-        vsAbs(n, work, work);
-        vsPowx(n, work, alpha, work);
         for (int x = 0; x < n; ++x)
-            work[x] += eps;
-        std::fill_n(out, n, -lambda);
-        vsDiv(n, out, work, out);
+            out[x] = -lambda / (std::pow(std::abs(to[x] - from[x]), alpha) + eps);
     }
 };
-
-} // namespace
 
 TWLSFilter::~TWLSFilter()
 {
@@ -95,41 +92,56 @@ bool TWLSFilter::Proc(float* in, int width, int height, float lambda, float alph
     PIXMILL_CHECK(in, "TWLSFilter::Proc", "in", describe(in), "samples");
     PIXMILL_CHECK(guide, "TWLSFilter::Proc", "guide", describe(guide), "samples");
     realloc(width, height);
-    const int n = width * height;
-    const cv::Size plane(width, height);
+    if (logGuide)
+        takeLogarithm(guide);
+    weigh(guide, {lambda, alpha, m_weightEps});
+    sumDiagonal();
+    storeUpperTriangle();
+    pardisoSolverIC(int(m_held), m_a_p, m_ia_p, m_ja_p, in, m_work_p, 1, 2); // out of memory leaves `in` as it is
+    return true;
+}
 
-    if (logGuide) {
-        std::for_each(guide, guide + n, [eps = m_logEps](float& v) { v += eps; });
-        vsLn(n, guide, guide);
-    }
+void TWLSFilter::takeLogarithm(float* guide) const
+{
+    std::for_each(guide, guide + m_held, [eps = m_logEps](float& v) { v += eps; });
+    vsLn(int(m_held), guide, guide);
+}
 
-    // The zeros in the last row and column keep rows apart in all that follows.
-    const Weight weight = {lambda, alpha, m_weightEps};
-    forEachRow(plane, [&](int y) {
-        const std::ptrdiff_t row = std::ptrdiff_t(y) * width;
+/// The zeros in the last row and column keep rows apart in all that follows.
+void TWLSFilter::weigh(const float* guide, const Weight& weight)
+{
+    forEachRow({m_width, m_height}, [&](int y) {
+        const std::ptrdiff_t row = std::ptrdiff_t(y) * m_width;
         const float* g = guide + row;
-        float* work = m_work_p + row;
-        if (y + 1 < height)
-            weight.row(width, g, g + width, work, m_dy_p + row);
+        if (y + 1 < m_height)
+            weight.row(m_width, g, g + m_width, m_dy_p + row);
         else
-            std::fill_n(m_dy_p + row, width, 0.0f);
-        weight.row(width - 1, g, g + 1, work, m_dx_p + row);
-        m_dx_p[row + width - 1] = 0.0f;
+            std::fill_n(m_dy_p + row, m_width, 0.0f);
+        weight.row(m_width - 1, g, g + 1, m_dx_p + row);
+        m_dx_p[row + m_width - 1] = 0.0f;
     });
+}
 
-    forEachRow(plane, [&](int y) {
-        const std::ptrdiff_t row = std::ptrdiff_t(y) * width;
+/// A pixel's 1 and the weights of its four neighbours, subtracted one after the other.
+void TWLSFilter::sumDiagonal()
+{
+    forEachRow({m_width, m_height}, [&](int y) {
+        const std::ptrdiff_t row = std::ptrdiff_t(y) * m_width;
         const float* dx = m_dx_p + row;
         const float* dy = m_dy_p + row;
         float* diagonal = m_work_p + row;
-        for (int x = 0; x < width; ++x)
+        for (int x = 0; x < m_width; ++x)
             diagonal[x] = 1.0f - dx[x] - dy[x];
-        for (int x = 1; x < width; ++x)
+        for (int x = 1; x < m_width; ++x)
             diagonal[x] -= dx[x - 1];
-        for (int x = 0; y > 0 && x < width; ++x)
-            diagonal[x] -= dy[x - width];
+        for (int x = 0; y > 0 && x < m_width; ++x)
+            diagonal[x] -= dy[x - m_width];
     });
+}
 
+void TWLSFilter::storeUpperTriangle()
+{
+    const int n = int(m_held);
     int c = 1;
     const auto store = [&](float value, int column) {
         m_a_p[c - 1] = value;
@@ -141,11 +153,8 @@ bool TWLSFilter::Proc(float* in, int width, int height, float lambda, float alph
         store(m_work_p[i - 1], i);
         if (i < n)
             store(m_dx_p[i - 1], i + 1); // at the end of a row a zero
-        if (i <= n - width)
-            store(m_dy_p[i - 1], i + width);
+        if (i <= n - m_width)
+            store(m_dy_p[i - 1], i + m_width);
     }
     m_ia_p[n] = c;
-
-    pardisoSolverIC(n, m_a_p, m_ia_p, m_ja_p, in, m_work_p, 1, 2); // out of memory leaves `in` as it is
-    return true;
 }

@@ -59,5 +59,12 @@ public:
     void freemem();
 
 private:
+    struct Weight;
+
+    void takeLogarithm(float* guide) const;
+    void weigh(const float* guide, const Weight& weight);
+    void sumDiagonal();
+    void storeUpperTriangle();
+
     std::size_t m_held = 0; ///< Pixels that the arrays are for, whatever the members tell.
 };

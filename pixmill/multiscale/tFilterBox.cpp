@@ -34,6 +34,41 @@ void mirroredBoxMean(const cv::Mat& in, int r, cv::Mat& out)
     });
 }
 
+void boxMean(const cv::Mat& in, int r, cv::Mat& out)
+{
+    ensure(out, in.size(), in.type());
+    if (in.depth() == CV_16U)
+        mirroredBoxMean<ushort>(in, r, out);
+    else
+        mirroredBoxMean<uchar>(in, r, out);
+}
+
+/// Large radii filter a smaller picture.
+cv::Mat stretched(const cv::Mat& in, cv::Size size)
+{
+    if (in.size() == size)
+        return in;
+    cv::Mat out;
+    cv::resize(in, out, size, 0, 0, cv::INTER_LINEAR);
+    return out;
+}
+
+/// Replaces `picture` by its mean of means; false where the host cancels. The last pass writes straight to `target`
+/// where that is of the picture's size and not read.
+bool repeatMean(cv::Mat& picture, int r, int passes, cv::Mat target, TProgress* progress)
+{
+    cv::Mat results[2]; // taken in turns
+    for (int pass = 0; pass < passes; ++pass) {
+        const bool straight = pass == passes - 1 && target.size() == picture.size() && !overlap(picture, target);
+        cv::Mat& result = straight ? target : results[pass % 2];
+        boxMean(picture, r, result);
+        picture = result;
+        if (refused(progress))
+            return false;
+    }
+    return true;
+}
+
 } // namespace
 
 bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, int passes, TProgress* progress_p)
@@ -53,33 +88,13 @@ bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, int passes, TProg
     checkPixels(current, kCall, "in_p");
     PIXMILL_CHECK(passes <= kMostPasses, kCall, "passes", passes, "65536 or less");
 
-    const int scale = int(float(radius) * 0.018518519f) + 1, r = radius / scale;
+    const int scale = int(float(radius) * 0.018518519f) + 1;
     const cv::Size full = current.size();
-    const cv::Size small(std::max(1, full.width / scale), std::max(1, full.height / scale));
-    if (scale > 1) {
-        cv::Mat reduced;
-        cv::resize(current, reduced, small, 0, 0, cv::INTER_LINEAR);
-        current = reduced;
-    }
-    cv::Mat results[2]; // taken in turns
-    for (int pass = 0; pass < passes; ++pass) {
-        // Without a host to cancel it, the last pass may write where the result is wanted.
-        const bool straight = !progress_p && pass == passes - 1 && scale == 1 && target.size() == small;
-        cv::Mat& result = straight && !overlap(current, target) ? target : results[pass % 2];
-        ensure(result, small, current.type());
-        if (result.depth() == CV_16U)
-            mirroredBoxMean<ushort>(current, r, result);
-        else
-            mirroredBoxMean<uchar>(current, r, result);
-        current = result;
-        if (refused(progress_p))
-            return true;
-    }
-    if (scale > 1) {
-        cv::Mat enlarged;
-        cv::resize(current, enlarged, full, 0, 0, cv::INTER_LINEAR);
-        current = enlarged;
-    }
+    current = stretched(current, {std::max(1, full.width / scale), std::max(1, full.height / scale)});
+    const bool canWrite = !progress_p && scale == 1; // a host may cancel even the last pass
+    if (!repeatMean(current, radius / scale, passes, canWrite ? target : cv::Mat(), progress_p))
+        return true;
+    current = stretched(current, full);
     if (current.data != target.data)
         out_p->fromMat(current, 0);
     return refused(progress_p);

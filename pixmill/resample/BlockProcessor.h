@@ -134,6 +134,7 @@ public:
     void writeStripToOutput(int overlapY, int rows);
 
 private:
+    void allocate(std::size_t planes, cv::Size blockSize, cv::Size stripSize, bool packed, int rampSize);
     void checkWalk(const char* call) const;
 
     int m_rampSize = 0; ///< Entries of the ramp that was allocated.

@@ -3,7 +3,8 @@
 #include <support/everyway.h>
 #include <support/throws.h>
 
-#include <pixmill/mask/detail/brush.h>
+#include <pixmill/mask/detail/brush_cover.h>
+#include <pixmill/mask/detail/brush_falloff.h>
 
 #include <climits>
 #include <cmath>

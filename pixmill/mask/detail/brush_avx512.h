@@ -1,6 +1,6 @@
 #pragma once
 
-#include <pixmill/mask/detail/brush.h>
+#include <pixmill/mask/detail/brush_cover.h>
 #include <pixmill/rows/intrinsics.h>
 #include <pixmill/rows/rows.h>
 

@@ -1,6 +1,7 @@
 #include <pixmill/mask/detail/brush_weights.h>
 
-#include <pixmill/mask/detail/brush.h>
+#include <pixmill/mask/detail/brush_cover.h>
+#include <pixmill/mask/detail/brush_falloff.h>
 #include <pixmill/rows/rows.h>
 
 #include <algorithm>

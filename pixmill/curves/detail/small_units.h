@@ -1,0 +1,126 @@
+#pragma once
+
+#include <pixmill/curves/detail/chunked_sweep.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <xmmintrin.h>
+
+/// Numbers below 2^-126, which the processor is slow with: a sweep takes them as 0, and what that made wrong is then
+/// put right in arithmetic of another kind.
+namespace pixmill::curves {
+
+/// Lets the processor take numbers below 2^-126 as 0 on this thread, as long as it lives.
+class FlushTiny {
+public:
+    FlushTiny() : m_before(_mm_getcsr()) { _mm_setcsr(m_before | 0x8040); }
+    ~FlushTiny() { _mm_setcsr(m_before); }
+    FlushTiny(const FlushTiny&) = delete;
+    FlushTiny& operator=(const FlushTiny&) = delete;
+
+private:
+    unsigned m_before;
+};
+
+/// No sum at or above this depends on whether numbers below 2^-126 were taken as 0.
+constexpr float kTiny = 0x1p-100f;
+
+/// The zeros a table begins and ends with, where they are so many that a sweep dies away to tiny numbers there. Such
+/// numbers cost a hundred times the others, and a sweep never gets out of them: times nu, the last ones round to
+/// themselves.
+struct ZeroEnds {
+    int low, high;
+    int deep; ///< A sweep takes at least so many samples from 1 to kTiny.
+
+    template <class T>
+    static ZeroEnds of(const T* table, int n, float nu)
+    {
+        const int deep = int(std::min(-90 / std::log2(nu), 1e6f));
+        const auto zeros = [n](auto end) {
+            return *end != 0 ? 0 : int(std::partition_point(end, end + n, [](T v) { return v == 0; }) - end);
+        };
+        return {zeros(table), zeros(std::reverse_iterator<const T*>(table + n)), deep};
+    }
+};
+
+/// Single precision in units of 2^-149, its smallest number, held as doubles: for numbers around 2^-126, where the
+/// processor's own single precision takes a hundred times as long.
+struct SmallUnits {
+    static double of(float v)
+    {
+        std::int32_t bits;
+        std::memcpy(&bits, &v, sizeof bits);
+        return bits < 1 << 23 ? double(bits) : double(v) * 0x1p149;
+    }
+
+    static float toFloat(double units)
+    {
+        if (!(units < 0x1p23))
+            return float(units * 0x1p-149);
+        const std::int32_t bits = std::int32_t(units);
+        float v;
+        std::memcpy(&v, &bits, sizeof v);
+        return v;
+    }
+
+    /// The exact result rounded as single precision has it: to 24 bits, or to whole units.
+    static double rounded(double exact)
+    {
+        constexpr double wholes = 0x1.8p52;
+        return exact < 0x1p23 ? (exact + wholes) - wholes : double(float(exact * 0x1p-149)) * 0x1p149;
+    }
+};
+
+/// Puts right what a sweep of sweepChunks over line `l` with FlushTiny did with tiny numbers: from sample `first` on,
+/// counted in the sweep's direction, until a result comes out the same and not tiny.
+template <int L, bool forward, class Read>
+inline void restoreTiny(float* out, int n, int l, float nu, float boundary, const Read& read, int first)
+{
+    using S = SmallUnits;
+    const auto at = [=](int i) { return forward ? i : n - 1 - i; };
+    const double feedback = nu;
+    double sample = S::of(read(at(first), l));
+    double v = first == 0 ? S::rounded(sample * boundary)
+                          : S::rounded(sample + S::rounded(feedback * S::of(out[at(first - 1) * L + l])));
+    bool steady = false; // the last step changed nothing; nor does the next one with the same sample
+    for (int i = first;;) {
+        float& o = out[at(i) * L + l];
+        const float result = S::toFloat(v);
+        if (result >= kTiny && sameBits(result, o))
+            return;
+        o = result;
+        if (++i == n)
+            return;
+        const double next = S::of(read(at(i), l)), before = v;
+        if (steady && next == sample)
+            continue;
+        v = S::rounded(next + S::rounded(feedback * v));
+        steady = v == before && next == sample;
+        sample = next;
+    }
+}
+
+/// The same for both ends of a sweep where the table had zeros; the far end of the last sweep rounds to 0 anyway.
+template <int L, bool forward, class Read>
+inline void restoreEnds(float* out, int n, int l, float nu, float boundary, const Read& read, const ZeroEnds& zeros,
+                        bool last)
+{
+    const auto at = [=](int i) { return forward ? i : n - 1 - i; };
+    const int front = forward ? zeros.low : zeros.high, back = forward ? zeros.high : zeros.low;
+    // In front the sweep rises from its start; unless it has nothing but zeros to start from, which are right as they
+    // are.
+    if (front > zeros.deep && out[at(0) * L + l] < kTiny && read(at(front - 1), l) != 0)
+        restoreTiny<L, forward>(out, n, l, nu, boundary, read, 0);
+    if (last)
+        return;
+    int first = n - back + zeros.deep;
+    while (first < n && !(out[at(first) * L + l] < kTiny))
+        ++first;
+    if (first < n)
+        restoreTiny<L, forward>(out, n, l, nu, boundary, read, first);
+}
+
+} // namespace pixmill::curves
