@@ -39,10 +39,12 @@ public:
     cv::Mat m_result;             ///< The region's finished luma, CV_16UC1: what the host reads after `proc`.
     int m_smoothScale = 2;        ///< Largest reduction that needs no smoothing of detail planes.
 
+    ///@{
     /// Weights out of 256 of shadows, midtones and highlights, by the high byte of luma; they sum to 255 or 256.
     static const int tg_shadowLut_p[256];
     static const int tg_midtoneLut_p[256];
     static const int tg_highlightLut_p[256];
+    ///@}
 
     /// Gives `m_Y` and the detail planes the size and type of `like`, for a host that fills them itself, and marks the
     /// engine dirty. Planes that fit are kept; no pixel is written. `progress` is not used.
@@ -124,8 +126,10 @@ private:
     cv::Mat m_scratch[3]; ///< Working planes of the view's size, kept so that a second render of it allocates nothing.
 };
 
+///@{
 /// Entry points kept for hosts; each does nothing.
 /// @return 1.
 PIXMILL_API int detailProcForPixelOp(cv::Mat, cv::Mat, cv::Mat, cv::Mat, float);
 PIXMILL_API int detailProcForFilterOp(cv::Mat, cv::Mat, cv::Mat, cv::Mat, float);
 PIXMILL_API int detailProcForEdgeOp(cv::Mat, cv::Mat, cv::Mat, cv::Mat, float);
+///@}

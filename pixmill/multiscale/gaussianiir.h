@@ -5,6 +5,7 @@
 
 #include <opencv2/core/mat.hpp>
 
+/// @file
 /// Recursive Gaussians: blurs whose cost an element does not depend on `sigma`, in place.
 ///
 /// `numsteps` is the number of forward-and-backward pairs of sweeps along each axis: more come closer to a true
@@ -18,9 +19,11 @@
 /// Blurs `length` samples. Does nothing when `data` is null, `length` < 1, `sigma` <= 0 or `numsteps` < 0.
 PIXMILL_API void gaussianiir1d(float* data, long length, float sigma, int numsteps);
 
+///@{
 /// The same through floats; results are rounded to nearest even and saturated.
 PIXMILL_API void gaussianiir1d(unsigned short* data, long length, float sigma, int numsteps);
 PIXMILL_API void gaussianiir1d(unsigned char* data, long length, float sigma, int numsteps);
+///@}
 
 /// Blurs a plane: rows by sweeps one after the other, columns by both sweeps at once, which meet in the middle.
 ///

@@ -3,6 +3,7 @@
 
 #include <pixmill/core/Export.h>
 
+/// @file
 /// Direct solution of a sparse symmetric system A x = b, in three stages: ordering and analysis, factorisation,
 /// solution with up to 5 steps of iterative refinement on residuals in double precision. Everything the solver took,
 /// memory and files, is given back before any of the functions returns or throws, and nothing is kept between calls.

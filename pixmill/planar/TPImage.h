@@ -63,8 +63,8 @@ public:
     /// overwritten, also where `dst` shares it with others.
     void copyTo(TPImage& dst, bool withY) const;
 
-    int uid() const { return m_uid; }
-    void updateUid() { ++m_uid; }
+    int uid() const { return m_uid; } ///< `m_uid`.
+    void updateUid() { ++m_uid; }     ///< For a host that has changed pixels itself: the id of the next version.
 
     /// Fills all four planes from packed B, G, R, x pixels and adds 1 to the id. 8-bit elements are shifted up by 8, so
     /// white is 65280. A width or height of zero or less changes nothing.
