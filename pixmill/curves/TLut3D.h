@@ -30,8 +30,8 @@ public:
     /// Fills a grid of gridSize cubed entries with the identity: 0 to m_max in even steps, truncated.
     ///
     /// @param channels  Elements from entry to entry, 3 or more; those past the third are left alone.
-    /// @throws const char*  "Cannot generate identity 3d lookup table with less than 3 channels", "Unknown pixels
-    /// order"
+    /// @throws const char*  "Cannot generate identity 3d lookup table with less than 3 channels",
+    ///                      "Unknown pixels order"
     void initialize(int gridSize, int channels, TLut3D::COLOR_ORDER order);
 
     /// Makes `out` a header over the table, without a copy: CV_16UC3, m_size[0] rows, m_size[0] squared columns.

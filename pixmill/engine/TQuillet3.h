@@ -17,6 +17,10 @@ class TProgress;
 /// 32768) to luma. Level 0 is the finest. Zone 0 is the base control, which also acts on the highlights, 1 the shadows,
 /// 2 the midtones. The host writes the controls and sets the flag that goes with each; there are no setters.
 ///
+/// With every control at rest the result is not the picture: the light curve's table is sampled in steps of 16, so that
+/// a neutral one moves luma by up to 15, and detail is added as it is. Chroma is only read by the colour weights; a
+/// host's new colours come from TColorAdjQ3 or from the picture's own differences.
+///
 /// A copy shares the picture's planes and `m_result` with the original, as copies of cv::Mat do, and nothing else.
 /// One thread at a time per object. An exception leaves the flags as they were, so that the next `proc` renders again.
 class PIXMILL_API TQuillet3 {

@@ -14,6 +14,10 @@
 /// Method: M. Aubry, S. Paris, S. W. Hasinoff, J. Kautz, F. Durand, "Fast Local Laplacian Filters: Theory and
 /// Applications", 2014.
 ///
+/// Tiles that equal the whole picture to the bit: with s = 2^(numLevels - 1), rows and columns from a multiple of s to
+/// the next or to the picture's end, widened by 4 s on every side that is not the picture's, filtered, the margins cut
+/// off again.
+///
 /// One thread at a time per object; not copyable.
 class PIXMILL_API LocalLaplacian {
 public:
@@ -35,8 +39,10 @@ public:
     ///
     /// @param in         CV_16UC1.
     /// @param out        CV_16UC1; created unless it fits; may be `in`.
-    /// @param sigma      above 0 flattens detail, below 0 enhances it.
+    /// @param sigma      above 0 flattens detail, below 0 enhances it: -0.15..0.15 as a rule.
+    /// @param lutSmooth  0..1, see `m_lutSmooth`; 0.3 is a good start.
     /// @param numLevels  see `levelJ`.
+    /// @throws cv::Exception  `in` of another type.
     void proc24K(const cv::Mat& in, cv::Mat& out, float sigma, float lutSmooth, int numLevels);
     void proc16K(const cv::Mat& in, cv::Mat& out, float sigma, float lutSmooth, int numLevels);
     void proc10K(const cv::Mat& in, cv::Mat& out, float sigma, float lutSmooth, int numLevels);

@@ -71,7 +71,7 @@ enum IppHintAlgorithm {
 enum IppiAxis {
     ippAxsHorizontal = 0, ///< Along the columns' numbers.
     ippAxsVertical = 1,   ///< Along the rows' numbers.
-    ippAxsBoth = 2        ///< Along both.
+    ippAxsBoth = 2        ///< With the product of both numbers.
 };
 
 /// The window of a Gaussian mask.

@@ -254,8 +254,7 @@ inline void smoothChunks(T* const (&tables)[L], int n, const LineGains<L>& gains
 }
 
 /// Smooths L tables of n 8-bit or 16-bit entries, side by side, by two pairs of sweeps, each in float from end to end
-/// and rounded to nearest even at last. Zeros lie at one end
-/// of a table if it has any.
+/// and rounded to nearest even at last. Zeros lie at one end of a table if it has any.
 template <int L, class T>
 void smoothTables(T* const (&tables)[L], int n, const float (&sigmas)[L])
 {

@@ -8,7 +8,8 @@
 
 /// The arithmetic of one brush dot, on pixels of one row.
 ///
-/// The order and precision of every step are settled; loops are plain so that they vectorise without changing a bit.
+/// Order and precision of every step decide a pixel's last bit, so none may change: loops are plain, and vectorise as
+/// they stand.
 /// Called with a count known to the compiler, they become straight vector code.
 namespace pixmill::mask {
 
@@ -226,7 +227,7 @@ struct EdgeBrush {
     /// cannot be told from it.
     ///
     /// Truncation gives the same pixel unless both values lie around an integer. With u = 2^-24, the ratio below is
-    /// within 11u of the settled one, relatively. Where it is clear of 1, the coverage stays in both. Elsewhere the
+    /// within 11u of the double one, relatively. Where it is clear of 1, the coverage stays in both. Elsewhere the
     /// share kept differs by at most (77 t^2 + 5) u, the coverage by 255 - old times this, and by 390u for the sums.
     bool coverBlock(const float* __restrict w, const BrushPixels& under, uchar* __restrict cover) const
     {
