@@ -58,10 +58,9 @@ Pull tintPull(float amount)
 /// A node's colour, 0..1, from its codes: green before red and blue are clamped.
 Colour nodeColour(int y, int dr, int db)
 {
-    constexpr float kUnit = 1.5259022e-5f;
     const float luma = float(y), red = colourOf(luma, float(dr)), blue = colourOf(luma, float(db));
     const ushort green = toPixel16(greenOf(luma, red, blue));
-    return {toPixel16(red) * kUnit, green * kUnit, toPixel16(blue) * kUnit};
+    return {toPixel16(red) * kPerWord, green * kPerWord, toPixel16(blue) * kPerWord};
 }
 
 /// The chroma magnitude curve of a luma node: a line, a floor cut into it, smoothed.
@@ -230,7 +229,7 @@ void TColorAdjQ3::computeLUT16U()
                     const Colour c =
                         toTint(toWarmth(nodeColour(int(m_gridStep * i), int(m_gridStep * a), int(m_gridStep * b))));
                     const float red = 65535 * c.r, blue = 65535 * c.b;
-                    const float luma = c.g * 38469.047f + kRedShare * red + kBlueShare * blue;
+                    const float luma = c.g * (kGreenShare * 65535) + kRedShare * red + kBlueShare * blue;
                     const int x = toPixel16((red - luma) * 0.5f + kNoColour) - kNoColour;
                     const int y = toPixel16((blue - luma) * 0.5f + kNoColour) - kNoColour;
                     const float square = (float(x) * float(x) + float(y) * float(y)) * 2;

@@ -18,8 +18,9 @@ class TProgress;
 /// 2 the midtones. The host writes the controls and sets the flag that goes with each; there are no setters.
 ///
 /// With every control at rest the result is not the picture: the light curve's table is sampled in steps of 16, so that
-/// a neutral one moves luma by up to 15, and detail is added as it is. Chroma is only read by the colour weights; a
-/// host's new colours come from TColorAdjQ3 or from the picture's own differences.
+/// a neutral one moves luma by up to 15, and detail is added as it is. `m_fullDr` and `m_fullDb` are the colours of any
+/// view, by way of TColorAdjQ3; halved coming in and smoothed along their edges, they differ from the picture's own
+/// too.
 ///
 /// A copy shares the picture's planes and `m_result` with the original, as copies of cv::Mat do, and nothing else.
 /// One thread at a time per object. An exception leaves the flags as they were, so that the next `proc` renders again.
@@ -27,7 +28,7 @@ class PIXMILL_API TQuillet3 {
 public:
     float m_detailK[3][3] = {};   ///< Slope controls, [level][zone], -1..1; 0 leaves the level as it is.
     float m_detailT[3][3] = {};   ///< Threshold controls, [level][zone]; below 0 drops weak detail, above 0 lifts it.
-    float m_lightParams[6] = {};  ///< Brightness, contrast, highlights, shadows, whites, blacks.
+    float m_lightParams[6] = {};  ///< Brightness, contrast, highlights, shadows, whites, blacks, -1..1 each.
     float m_colorWeights[3] = {}; ///< Red, green and blue weights of `modYWithC`.
     bool m_levelDirty[3] = {};    ///< A level's controls changed: the host sets, `proc` clears.
     bool m_lightDirty = false;    ///< Light or colour controls changed: the host sets, `proc` clears.

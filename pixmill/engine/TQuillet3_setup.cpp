@@ -105,10 +105,10 @@ bool TQuillet3::setup(const cv::Mat& Y, const cv::Mat& detail0, const cv::Mat& d
     const int longest = std::max(Y.rows, Y.cols);
     m_smoothScale = longest > 6500 ? 4 : longest < 3101 ? 2 : 3;
 
-    upSize2XGuidedByY(m_Y, halfDr, m_fullDr, false, 4);
+    upSize2XGuidedByY(m_Y, halfDr, m_fullDr, false, IPPI_INTER_CUBIC);
     if (!goesOn(progress, 20))
         return false;
-    upSize2XGuidedByY(m_Y, halfDb, m_fullDb, false, 4);
+    upSize2XGuidedByY(m_Y, halfDb, m_fullDb, false, IPPI_INTER_CUBIC);
     if (!goesOn(progress, 40))
         return false;
     smoothChroma(m_fullDr, m_fullDb);

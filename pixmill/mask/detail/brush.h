@@ -15,13 +15,9 @@ namespace pixmill::mask {
 
 using namespace rows;
 
-constexpr int kBrushTable = 8000;           ///< entries of the radial table; farther pixels have weight 0
-constexpr int kBrushBlock = 64;             ///< pixels that the loops work best on
-constexpr int kBrushLanes = 16;             ///< the floats of a block handled at a time
-constexpr float kPerByte = 0.00392156886f;  ///< 1 / 255
-constexpr float kPerWord = 1.52590219e-05f; ///< 1 / 65535
-
-constexpr float kToInteger = 12582912.0f; ///< 1.5 * 2^23: a sum with it is a rounded value, in its low bits
+constexpr int kBrushTable = 8000; ///< entries of the radial table; farther pixels have weight 0
+constexpr int kBrushBlock = 64;   ///< pixels that the loops work best on
+constexpr int kBrushLanes = 16;   ///< the floats of a block handled at a time
 
 constexpr float kFullToInteger = kToInteger + 255.0f;
 
