@@ -12,7 +12,6 @@ namespace {
 using namespace pixmill::rows;
 using namespace pixmill::curves;
 
-constexpr float kUnit = 1.52590219e-05f; // 1 / 65535
 constexpr float kLeast = 0.00100000005f; // keeps the gain of near-black pixels finite
 
 /// Where a value lies among the samples of a tone curve.
@@ -86,7 +85,7 @@ void TLightAdjLUTq3::setupParams(float brightness, float contrast, float highlig
 
 void TLightAdjLUTq3::mapYDrDb(unsigned short& y, unsigned short& dr, unsigned short& db)
 {
-    const float luma = float(y), unitLuma = luma * kUnit;
+    const float luma = float(y), unitLuma = luma * kPerWord;
     const float red = colourOf(luma, float(dr)), blue = colourOf(luma, float(db));
     const double green = greenOf(luma, red, blue);
 
@@ -101,11 +100,11 @@ void TLightAdjLUTq3::mapYDrDb(unsigned short& y, unsigned short& dr, unsigned sh
     const float brightened = out.weight * m_curve[out.i] + kLeast + out.nextWeight * m_curve[out.next];
     const float gain = limit(brightened / (reference + kLeast), 0.0f, 8.0f);
 
-    const auto adjusted = [gain](unsigned short channel) { return limit(channel * kUnit * gain, 0.0f, 4.0f); };
+    const auto adjusted = [gain](ushort channel) { return limit(channel * kPerWord * gain, 0.0f, 4.0f); };
     Colour c{adjusted(toPixel16(red)), adjusted(toPixel16(green)), adjusted(toPixel16(blue))};
     pullIntoGamut(c);
 
-    const float newRed = c.r * 65535, newBlue = c.b * 65535, newGreen = c.g * 38469.0469f; // 0.587 * 65535
+    const float newRed = c.r * 65535, newBlue = c.b * 65535, newGreen = c.g * (kGreenShare * 65535);
     const float newLuma = kRedShare * newRed + kBlueShare * newBlue + newGreen; // summed in another order than lumaOf
     y = toPixel16(newLuma);
     dr = toPixel16((newRed - newLuma) * 0.5f + 32768);

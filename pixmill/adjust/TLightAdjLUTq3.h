@@ -14,10 +14,10 @@ public:
     float m_curve[64] = {}; ///< The tone curve at 64 even steps of 0..1; values 0..1.
     float m_offset = 0;     ///< Offset in the square root of luma.
     float m_slope = 1;      ///< Slope in the square root of luma, about the pivot 0.707.
-    float m_highlights = 0; ///< Settings as given.
-    float m_shadows = 0;
-    float m_whites = 0;
-    float m_blacks = 0;
+    float m_highlights = 0; ///< The setting as given, like the three below.
+    float m_shadows = 0;    ///< Shadows as given.
+    float m_whites = 0;     ///< Whites as given.
+    float m_blacks = 0;     ///< Blacks as given.
 
     /// The curve of neutral settings, against which the gain is measured.
     static const float toneCurveRef[64];

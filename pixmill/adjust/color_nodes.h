@@ -64,10 +64,9 @@ inline ColourPull tintPull(float amount)
 /// A node's colour, 0..1, from its codes: green before red and blue are clamped.
 inline UnitColour nodeColour(int y, int dr, int db)
 {
-    constexpr float kUnit = 1.5259022e-5f;
     const float luma = float(y), red = colourOf(luma, float(dr)), blue = colourOf(luma, float(db));
     const ushort green = toPixel16(greenOf(luma, red, blue));
-    return {toPixel16(red) * kUnit, green * kUnit, toPixel16(blue) * kUnit};
+    return {toPixel16(red) * kPerWord, green * kPerWord, toPixel16(blue) * kPerWord};
 }
 
 /// The chroma magnitude curve of a luma node: a line, a floor cut into it, smoothed.

@@ -12,14 +12,14 @@ namespace {
 
 using pixmill::rows::halfSize;
 
-unsigned short* as16u(unsigned char* plane)
+ushort* as16u(uchar* plane)
 {
-    return reinterpret_cast<unsigned short*>(plane);
+    return reinterpret_cast<ushort*>(plane);
 }
 
-unsigned char* as8u(unsigned short* plane)
+uchar* as8u(ushort* plane)
 {
-    return reinterpret_cast<unsigned char*>(plane);
+    return reinterpret_cast<uchar*>(plane);
 }
 
 int chromaPlane(int plane, const char* call)

@@ -8,17 +8,20 @@
 
 /// A size in pixels.
 struct TSize {
-    int width;
-    int height;
+    int width;  ///< Columns.
+    int height; ///< Rows.
 
+    /// An empty size, unless told.
     TSize(int w = 0, int h = 0) : width(w), height(h) {}
 };
 
+/// Whether both sides agree.
 inline bool operator==(const TSize& a, const TSize& b)
 {
     return a.width == b.width && a.height == b.height;
 }
 
+/// Whether a side differs.
 inline bool operator!=(const TSize& a, const TSize& b)
 {
     return !(a == b);
@@ -56,11 +59,13 @@ public:
     /// A deep copy; owns its pixels even when `other` is a wrapper.
     TImage(const TImage& other);
 
+    ///@{
     /// Wraps a host's packed pixels, `stride` bytes from row to row, which must outlive the object.
     ///
     /// With `swapRB` channels 0 and 2 of every pixel are exchanged in place, in the host's buffer.
     TImage(const TSize& size, unsigned char* data, int stride, bool swapRB);
     TImage(const TSize& size, unsigned short* data, int stride, bool swapRB);
+    ///@}
 
     ~TImage();
 
@@ -96,8 +101,8 @@ public:
     /// `plane` chooses min(plane, 1) of chroma and means nothing for the other types. Of an unknown type: empty.
     cv::Mat toMat(int plane) const;
 
-    IMTYPE type() const { return m_type; }
-    TSize size() const { return {m_width, m_height}; }
+    IMTYPE type() const { return m_type; }             ///< What the picture holds.
+    TSize size() const { return {m_width, m_height}; } ///< Its size in pixels.
 
     /// Exchanges channels 0 and 2 of packed pixels, in place.
     ///
@@ -156,6 +161,8 @@ public:
     cv::Mat halfY8U() const;
 };
 
+///@{
 /// Entry points that do nothing.
 PIXMILL_API void YCMtoRGB(cv::Mat&, cv::Mat&, cv::Mat&);
 PIXMILL_API void RGBtoYCM(cv::Mat&, cv::Mat&, cv::Mat&);
+///@}

@@ -126,7 +126,7 @@ inline void followRow(const int* __restrict before, const int* __restrict after,
                       int* __restrict blue, float k, int n)
 {
     for (int x = 0; x < n; ++x) {
-        const float a = float(before[x]), ratio = (float(after[x]) + k) / (a + k), y = a * 0.00392156886f;
+        const float a = float(before[x]), ratio = (float(after[x]) + k) / (a + k), y = a * kPerByte;
         const float r = (float(red[x]) - 128.0f) * 0.0078125f + y, b = (float(blue[x]) - 128.0f) * 0.0078125f + y;
         const float r2 = r * ratio, b2 = b * ratio;
         const float y2 = greenShareOf(y, r, b) * ratio + kRedShare * r2 + kBlueShare * b2;

@@ -8,8 +8,6 @@
 namespace {
 
 using namespace pixmill::rows;
-using uchar = unsigned char;
-using ushort = unsigned short;
 
 constexpr const char* kType = "ERROR - TLut1D::TLut1D - type";
 

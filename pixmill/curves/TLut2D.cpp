@@ -13,7 +13,7 @@ TLut2D::TLut2D(int n) : m_N(std::min(n, 16))
 
 TLut2D::~TLut2D()
 {
-    for (unsigned short* table : m_lut_p)
+    for (ushort* table : m_lut_p)
         ippiFree(table);
 }
 

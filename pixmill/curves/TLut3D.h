@@ -11,11 +11,16 @@
 /// 3; the third axis varies fastest. One thread may fill a table, many may look it up.
 class PIXMILL_API TLut3D {
 public:
+    /// How `initialize` lays the grid out.
     enum COLOR_ORDER : int {
         FIRST_FASTEST = 0, ///< The first channel varies fastest in the table.
         LAST_FASTEST = 1   ///< The last channel does, as the look-up has it.
     };
-    enum LUT3D_INTERP : int { LUT3D_LINEAR = 1 };
+
+    /// Interpolations that a look-up knows.
+    enum LUT3D_INTERP : int {
+        LUT3D_LINEAR = 1 ///< Trilinear.
+    };
 
     float m_min[3] = {0, 0, 0};             ///< Lower end of each channel's range.
     float m_max[3] = {65535, 65535, 65535}; ///< Upper end of each channel's range.
@@ -25,8 +30,8 @@ public:
     /// Fills a grid of gridSize cubed entries with the identity: 0 to m_max in even steps, truncated.
     ///
     /// @param channels  Elements from entry to entry, 3 or more; those past the third are left alone.
-    /// @throws const char*  "Cannot generate identity 3d lookup table with less than 3 channels", "Unknown pixels
-    /// order"
+    /// @throws const char*  "Cannot generate identity 3d lookup table with less than 3 channels",
+    ///                      "Unknown pixels order"
     void initialize(int gridSize, int channels, TLut3D::COLOR_ORDER order);
 
     /// Makes `out` a header over the table, without a copy: CV_16UC3, m_size[0] rows, m_size[0] squared columns.

@@ -5,15 +5,13 @@
 
 namespace {
 
-using ushort = unsigned short;
-
 void replacePixels(TImage& image, const ushort* table, const char* call)
 {
     if (!table || image.m_height < 1 || image.m_width < 1)
         return;
     PIXMILL_CHECK(image.m_plane_p[0] && image.m_pixelBytes >= 2, call, "image", pixmill::core::describe(image),
                   "pixels of 2 bytes or more"); // rows are read as 16-bit samples
-    unsigned char* data = image.m_plane_p[0];
+    uchar* data = image.m_plane_p[0];
     pixmill::rows::lookUpRows<16, ushort>(data, image.m_step, data, image.m_step, {image.m_width, image.m_height},
                                           table);
 }

@@ -19,6 +19,7 @@ public:
     int m_thresholdRange;    ///< Threshold half-width at a control of 1, in entries.
     float m_thresholdSmooth; ///< Sigma of the smoothing per entry of the half-width.
 
+    /// Stores the four fields; the table is undefined until the first `setup...`.
     TLut8U(float kLow, float kHigh, int thresholdRange, float thresholdSmooth);
 
     /// Stores the four fields; the table stays as it is.
@@ -37,6 +38,7 @@ public:
     float m_thresholdSmooth; ///< Sigma of the smoothing per entry of the half-width.
     float m_adjustCurve[64]; ///< The curve of the last `setupLightAdjust`, 0..1.
 
+    /// Stores the four fields; the table is undefined until the first `setup...`.
     TLut16U(float kLow, float kHigh, int thresholdRange, float thresholdSmooth);
 
     /// Stores the four fields; the table stays as it is.

@@ -25,7 +25,7 @@ void TLut16U::setupLightAdjust(float offset, float slopeControl, float shadows, 
     ippiImageRamp_16u_C1R(table, entries * 2, {entries, 1}, offset * 13106.7998f + (1 - slope) * 32768, slope,
                           ippAxsHorizontal);
     for (int i = 0; i < entries; ++i) {
-        const float p = float(table[i]) * 0.000961318379f; // 63 / 65535
+        const float p = float(table[i]) * (63.0f / 65535); // a place on the curve's 64
         const int j = int(p), next = std::min(j + 1, kToneSamples - 1);
         const float v = (float(j + 1) - p) * m_adjustCurve[j] + (p - float(j)) * m_adjustCurve[next];
         table[i] = toPixel16(v * 65535);

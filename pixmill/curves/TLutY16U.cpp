@@ -25,8 +25,8 @@ void TLutY16U::computeLUT16U(bool compute)
 {
     if (!compute || !m_lutY_p)
         return;
-    sampleLuma(m_lutY_p, [this](unsigned short& y) {
-        unsigned short c1 = 32767, c2 = 32767;
+    sampleLuma(m_lutY_p, [this](ushort& y) {
+        ushort c1 = 32767, c2 = 32767;
         mapYDrDb(y, c1, c2);
     });
 }

@@ -20,6 +20,8 @@ public:
     int m_log2NC;             ///< Base-two logarithm of the number of chroma tables, 5 at the most; below 0: none.
     unsigned short* m_lutC_p[32] = {}; ///< Chroma tables of 65536 entries, owned; null from the number of tables on.
 
+    /// An object with a luma table and 2^`log2NC` chroma tables, all undefined until `computeLUT`; below 0 none of
+    /// chroma.
     explicit TLutYDrDb(int log2NC);
     ~TLutYDrDb();
     TLutYDrDb(const TLutYDrDb&) = delete;

@@ -17,13 +17,18 @@ class TProgress;
 /// 32768) to luma. Level 0 is the finest. Zone 0 is the base control, which also acts on the highlights, 1 the shadows,
 /// 2 the midtones. The host writes the controls and sets the flag that goes with each; there are no setters.
 ///
+/// With every control at rest the result is not the picture: the light curve's table is sampled in steps of 16, so that
+/// a neutral one moves luma by up to 15, and detail is added as it is. `m_fullDr` and `m_fullDb` are the colours of any
+/// view, by way of TColorAdjQ3; halved coming in and smoothed along their edges, they differ from the picture's own
+/// too.
+///
 /// A copy shares the picture's planes and `m_result` with the original, as copies of cv::Mat do, and nothing else.
 /// One thread at a time per object. An exception leaves the flags as they were, so that the next `proc` renders again.
 class PIXMILL_API TQuillet3 {
 public:
     float m_detailK[3][3] = {};   ///< Slope controls, [level][zone], -1..1; 0 leaves the level as it is.
     float m_detailT[3][3] = {};   ///< Threshold controls, [level][zone]; below 0 drops weak detail, above 0 lifts it.
-    float m_lightParams[6] = {};  ///< Brightness, contrast, highlights, shadows, whites, blacks.
+    float m_lightParams[6] = {};  ///< Brightness, contrast, highlights, shadows, whites, blacks, -1..1 each.
     float m_colorWeights[3] = {}; ///< Red, green and blue weights of `modYWithC`.
     bool m_levelDirty[3] = {};    ///< A level's controls changed: the host sets, `proc` clears.
     bool m_lightDirty = false;    ///< Light or colour controls changed: the host sets, `proc` clears.
@@ -39,10 +44,12 @@ public:
     cv::Mat m_result;             ///< The region's finished luma, CV_16UC1: what the host reads after `proc`.
     int m_smoothScale = 2;        ///< Largest reduction that needs no smoothing of detail planes.
 
+    ///@{
     /// Weights out of 256 of shadows, midtones and highlights, by the high byte of luma; they sum to 255 or 256.
     static const int tg_shadowLut_p[256];
     static const int tg_midtoneLut_p[256];
     static const int tg_highlightLut_p[256];
+    ///@}
 
     /// Gives `m_Y` and the detail planes the size and type of `like`, for a host that fills them itself, and marks the
     /// engine dirty. Planes that fit are kept; no pixel is written. `progress` is not used.
@@ -132,8 +139,10 @@ private:
     cv::Mat m_scratch[3]; ///< Working planes of the view's size, kept so that a second render of it allocates nothing.
 };
 
+///@{
 /// Entry points kept for hosts; each does nothing.
 /// @return 1.
 PIXMILL_API int detailProcForPixelOp(cv::Mat, cv::Mat, cv::Mat, cv::Mat, float);
 PIXMILL_API int detailProcForFilterOp(cv::Mat, cv::Mat, cv::Mat, cv::Mat, float);
 PIXMILL_API int detailProcForEdgeOp(cv::Mat, cv::Mat, cv::Mat, cv::Mat, float);
+///@}

@@ -35,14 +35,18 @@ public:
     /// `out` alone.
     int proc(const std::vector<cv::Mat>& in, std::vector<cv::Mat>& out, int mode, const std::vector<cv::Mat>& joint);
 
+    ///@{
     /// out[y][x] = in[y][x + 1] - in[y][x] for the columns 0..W-3 (column 0 alone when W is 2); the others are not
     /// written. The limit is part of the filter, which takes the gaps it leaves out as flat.
     int diffx(const cv::Mat& in, cv::Mat& out);
     int diffx(const std::vector<cv::Mat>& in, std::vector<cv::Mat>& out);
+    ///@}
 
+    ///@{
     /// out[y][x] = in[y + 1][x] - in[y][x] for the rows 0..H-2 and the columns of diffx; the others are not written.
     int diffy(const cv::Mat& in, cv::Mat& out);
     int diffy(const std::vector<cv::Mat>& in, std::vector<cv::Mat>& out);
+    ///@}
 
     /// Sum of absolute values over interleaved channels, one channel; rows 0..H-2 and the columns of diffx only, 0
     /// elsewhere. The last argument is not read.
@@ -51,12 +55,14 @@ public:
     /// Sum of absolute values over planes of one channel: every row and column.
     int channelSum(const std::vector<cv::Mat>& in, cv::Mat& out, int channels);
 
+    ///@{
     /// One recursive pass along the rows of `img`, in place: with V = exp(D * -sqrt(2) / sigma), forward
     /// img[x] += (img[x - 1] - img[x]) * V[x], then backward img[x] += (img[x + 1] - img[x]) * V[x + 1].
     ///
     /// @param D  Domain steps, CV_32FC1, H x W.
     int RFcompute(cv::Mat& img, cv::Mat& D, float sigma);
     int RFcompute(std::vector<cv::Mat>& img, cv::Mat& D, float sigma);
+    ///@}
 
     /// The recursive filter, `in` being its own guide: domain steps of 1 + (sigmaS / sigmaR) * |gradient|, then three
     /// times RFcompute along the rows and along the columns. Each iteration's sigma is the one before times
@@ -68,12 +74,14 @@ public:
     int RecursiveFilter(const std::vector<cv::Mat>& in, std::vector<cv::Mat>& out, float sigmaS, float sigmaR,
                         const std::vector<cv::Mat>& joint);
 
+    ///@{
     /// One pass along the rows of `img`, in place: every pixel becomes the mean of those of its row whose coordinate is
     /// above its own less `radius` and not above its own plus `radius`. A radius of 0 gives 0 / 0.
     ///
     /// @param ct  Coordinates, CV_32FC1, H x W, rising along each row.
     int NCcompute(cv::Mat& img, cv::Mat& ct, float radius);
     int ICcompute(cv::Mat& img, cv::Mat& ct, float radius);
+    ///@}
 
     /// The box filter over domain coordinates (running sums of 1 + (sigmaS / sigmaR) * |gradient|), `in` being its own
     /// guide: three times rows and columns, with radii of 2^e * sqrt(3) / sqrt(63) * sqrt(3) * sigmaS, e = 2, 1, 0.

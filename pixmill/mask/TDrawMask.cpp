@@ -65,8 +65,8 @@ void TDrawMask::setInImage(TPImage* image)
     if (hadPicture && m_Y8.size() == half && Y.type() == CV_16UC1)
         return;
     cv::Mat halfY(half, CV_16UC1);
-    downSize2X(Y, halfY, 4);
-    halfY.convertTo(m_Y8, CV_8U, 0.00392156862745098, 0.0);
+    downSize2X(Y, halfY, IPPI_INTER_CUBIC);
+    halfY.convertTo(m_Y8, CV_8U, 1.0 / 255, 0.0);
     m_Dr = image->m_Dr;
     m_Db = image->m_Db;
     m_maskInit = image->m_mask;

@@ -50,6 +50,9 @@ struct TMaskCmd {
 /// mask is the stroke's value blended over that start by coverage times opacity, so that dots of one stroke never pile
 /// up past its opacity.
 ///
+/// A mask for a half-size plane comes from getMaskRoi; for a full-size one (blendAlpha on luma) enlarge it first, by
+/// upSize2X at code 2.
+///
 /// Owns its commands and their parameters. One thread at a time per object.
 class PIXMILL_API TDrawMask {
 public:
@@ -81,7 +84,10 @@ public:
 
     /// Takes the picture's planes and mask, unless the luma plane held has that size already; then nothing changes.
     ///
-    /// A document of another size is dropped. Throws what `downSize2X` throws for the picture's luma.
+    /// A document of another size is dropped.
+    /// @param image  not null, luma CV_16UC1 and a mask of its half size; read, and its small planes shared.
+    /// @throws const char*  "ERROR - downSize2X - outHalf must be allocated!" where luma is empty or of another type.
+    /// @throws cv::Exception  `image` is null, or a plane has more than two dimensions.
     void setInImage(TPImage* image);
 
     /// Takes the planes, shared, and a mask of 255, unless the luma plane held has the size of `y8` already; then
@@ -90,6 +96,8 @@ public:
     /// @param y8     CV_8UC1, half size.
     /// @param dr,db  CV_16UC1, half size.
     /// @throws const char*  "Error - TFDrawMask::resetMask - ippStsError" when `y8` is empty.
+    /// @throws cv::Exception  `y8` has more than two dimensions. Types and sizes of the three are looked at when a dot
+    ///                        needs them.
     void setInImage(const cv::Mat& y8, const cv::Mat& dr, const cv::Mat& db);
 
     void setValue(unsigned char value); ///< Records: fill the whole mask.
@@ -105,7 +113,10 @@ public:
     /// Records a soft dot; places and diameters as in the hard form.
     ///
     /// @param opacity  of the stroke, 0..1.
-    /// @param edge     0: no edge sensitivity; larger values stop sooner at the picture's edges.
+    /// @param edge     0: no edge sensitivity; larger values stop sooner at the picture's edges. 0..1 as a rule, 1 is a
+    ///                 good start. Where the brush is at its fullest, it leaves a pixel out whose luma differs from
+    ///                 that under the centre by 0.73 / edge of the full scale, or whose two differences do by 0.18 /
+    ///                 edge in all; half of that already takes off half.
     void drawADot(const cv::Point& pt, unsigned char value, int outerDiameter, int innerDiameter, float opacity,
                   float edge);
 
@@ -145,11 +156,15 @@ public:
     /// @throws const char*  "Error - TFDrawMask::resetMask - ippStsError".
     bool resetMask(cv::Mat& mask, unsigned char value);
 
-    /// The mask for a view of the picture, and the end of m_changed.
+    /// The mask for a view of the picture, and the end of m_changed: `TPImage::MatRoi(m_mask, ..., half, not smooth)`.
     ///
-    /// @param roi    in picture pixels.
+    /// It fits the differences of that view, not its luma: at scale 1 a view of 401 x 301 pixels has a mask of
+    /// 201 x 151, and so at every scale, as `roi` has its size in pixels of the view.
+    ///
+    /// @param roi    corner in picture pixels, size in pixels of the view, as for TQuillet3::proc.
     /// @param scale  reduction of the view; below 1 the whole mask is copied.
     /// @return a plane of its own; empty when there is no mask, and m_changed then stays.
+    /// @throws cv::Exception  a region that begins outside the picture.
     cv::Mat getMaskRoi(const cv::Rect& roi, int scale);
 
     /// Paints one dot: coverage first, then the mask under the dot.

@@ -21,16 +21,16 @@ class PIXMILL_API TWLSFilter {
 public:
     float m_weightEps = 0.0001f; ///< Added to the gradient term in the weight's denominator.
     float m_logEps = 0.0001f;    ///< Added to the guide before its logarithm.
-    int m_width = 0;             ///< Size of the arrays now held; 0 for none.
-    int m_height = 0;
-    int m_numPixels = 0;       ///< m_width * m_height, N below.
-    float* m_dy_p = nullptr;   ///< N values, -w of each pixel and the one below; the last row 0.
-    float* m_dx_p = nullptr;   ///< N values, -w of each pixel and the one to the right; the last column 0.
-    float* m_work_p = nullptr; ///< N values: gradients, then A's diagonal, then the solver's work space.
-    float* m_a_p = nullptr;    ///< 3 N values: A's upper triangle by rows.
-    int* m_ia_p = nullptr;     ///< N + 1 row starts, 1-based.
-    int* m_ja_p = nullptr;     ///< 3 N columns, 1-based.
-    int m_nnzCapacity = 0;     ///< 3 N.
+    int m_width = 0;             ///< Columns of the plane that the arrays now held are for; 0 for none.
+    int m_height = 0;            ///< Rows of that plane.
+    int m_numPixels = 0;         ///< m_width * m_height, N below.
+    float* m_dy_p = nullptr;     ///< N values, -w of each pixel and the one below; the last row 0.
+    float* m_dx_p = nullptr;     ///< N values, -w of each pixel and the one to the right; the last column 0.
+    float* m_work_p = nullptr;   ///< N values: gradients, then A's diagonal, then the solver's work space.
+    float* m_a_p = nullptr;      ///< 3 N values: A's upper triangle by rows.
+    int* m_ia_p = nullptr;       ///< N + 1 row starts, 1-based.
+    int* m_ja_p = nullptr;       ///< 3 N columns, 1-based.
+    int m_nnzCapacity = 0;       ///< 3 N.
 
     TWLSFilter() = default;
     ~TWLSFilter();

@@ -19,22 +19,22 @@ constexpr int kFewRows = 5;      ///< Fewer than this are swept one by one, in p
 constexpr int kColumnLanes = 64; ///< Columns that are swept side by side.
 constexpr int kFewColumns = 4;   ///< Fewer than this are swept one by one.
 
-void widen(const unsigned char* from, float* to, int n)
+void widen(const uchar* from, float* to, int n)
 {
     ippiConvert_8u32f_C1R(from, n, to, n, {n, 1});
 }
 
-void widen(const unsigned short* from, float* to, int n)
+void widen(const ushort* from, float* to, int n)
 {
     ippiConvert_16u32f_C1R(from, n, to, n, {n, 1});
 }
 
-void narrow(const float* from, unsigned char* to, int n)
+void narrow(const float* from, uchar* to, int n)
 {
     ippiConvert_32f8u_C1R(from, n, to, n, {n, 1}, ippRndNear);
 }
 
-void narrow(const float* from, unsigned short* to, int n)
+void narrow(const float* from, ushort* to, int n)
 {
     ippiConvert_32f16u_C1R(from, n, to, n, {n, 1}, ippRndNear);
 }

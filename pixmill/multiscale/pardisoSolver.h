@@ -3,6 +3,7 @@
 
 #include <pixmill/core/Export.h>
 
+/// @file
 /// Direct solution of a sparse symmetric system A x = b, in three stages: ordering and analysis, factorisation,
 /// solution with up to 5 steps of iterative refinement on residuals in double precision. Everything the solver took,
 /// memory and files, is given back before any of the functions returns or throws, and nothing is kept between calls.
@@ -16,9 +17,8 @@
 ///   b      right-hand sides, n values each, one after another.
 ///   x      as large as `b`, and not `b` itself.
 ///   nrhs   number of right-hand sides, at least 1.
-///   mtype  2 for a symmetric positive definite A, -2 for a symmetric one that need not be definite. Other kinds are
-///   not
-///          supported and fail in the first stage.
+///   mtype  2 for a symmetric positive definite A, -2 for a symmetric one that need not be definite. Other kinds fail
+///          in the first stage.
 ///
 /// A is not changed. `b` is as it was unless the solution replaced it. The solver behind these functions works on one
 /// system at a time: calls from several threads wait for each other. It runs on the calling thread, in a forked process
@@ -26,8 +26,8 @@
 /// does not look, that process dies, and the call tells that memory ran out.
 ///
 /// A stage that fails, other than for want of memory, throws its text as a `const char*`: the first on malformed
-/// arguments (n or nrhs below 1, a null pointer, rows that are not as told), the second on a matrix that is not
-/// positive definite, is singular, or holds a value that is not finite.
+/// arguments (n or nrhs below 1, a null pointer, rows that do not fit these descriptions), the second on a matrix that
+/// is not positive definite, is singular, or holds a value that is not finite.
 
 /// In core, single precision: the solution replaces `b`, and `x` is work space.
 ///

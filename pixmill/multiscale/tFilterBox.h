@@ -16,8 +16,7 @@ class TProgress;
 /// @param passes     at most 65536.
 /// @param progress_p advanced by one after every pass and at the end; may be null.
 /// @return true when the host cancelled, at whichever report; `out_p` is then untouched, but for a refusal of the last.
-/// @throws const char*  "tFilterBox - in_p->type() != out_p->type()", "tFilterBox - type not supported", and the texts
-/// of
-///                      `TImage::fromMat`.
+/// @throws const char*  "tFilterBox - in_p->type() != out_p->type()", "tFilterBox - type not supported", and what
+///                      `TImage::fromMat` throws.
 /// @throws cv::Exception  `in_p` or `out_p` null, no pixels, too many passes.
 PIXMILL_API bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, int passes, TProgress* progress_p);

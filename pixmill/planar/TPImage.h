@@ -20,6 +20,12 @@
 /// itself is the same for every depth. Strides are bytes between rows unless told otherwise, and may be negative for
 /// packed pixels; 0 means tight rows where planes are passed.
 ///
+/// From 8 bits to 16 the picture widens by a shift, so that 8-bit white is 65280 and black stays 0; a host that wants
+/// white at 65535 multiplies by 257 itself and hands in 16 bits.
+///
+/// Outputs: what comes as a pointer is the host's, as large as told. R, G, B of YDRDB2RGB, YDRDB2RGB15U and YDRDB2RGB8U
+/// must be ready, of their type and at least the size of Y; all other `cv::Mat` outputs are created unless they fit.
+///
 /// Planes are reference-counted: assignment and the copy constructor share pixels, so that a write through one object
 /// is seen through the other. An object belongs to one thread at a time; a null host pointer, or a plane smaller than
 /// its use, throws cv::Exception before anything is written.
@@ -63,12 +69,13 @@ public:
     /// overwritten, also where `dst` shares it with others.
     void copyTo(TPImage& dst, bool withY) const;
 
-    int uid() const { return m_uid; }
-    void updateUid() { ++m_uid; }
+    int uid() const { return m_uid; } ///< `m_uid`.
+    void updateUid() { ++m_uid; }     ///< For a host that has changed pixels itself: the id of the next version.
 
     /// Fills all four planes from packed B, G, R, x pixels and adds 1 to the id. 8-bit elements are shifted up by 8, so
     /// white is 65280. A width or height of zero or less changes nothing.
     ///
+    /// @param stride  bytes from row to row.
     /// @throws const char*  "ERROR - downSize2X - outHalf must be allocated!" when luma fits but a difference plane is
     ///                      missing or of another type.
     void convertFrom(const unsigned char* src, int width, int height, int stride);
@@ -76,7 +83,7 @@ public:
     /// The same from 16-bit elements, taken as they are; `stride` counts elements, not bytes.
     void convertFrom(const unsigned short* src, int width, int height, int stride);
 
-    /// The same from planes R, G, B of one stride; the id stays.
+    /// The same from planes R, G, B of one stride, in bytes; the id stays.
     void convertFrompRGB(unsigned short** rgb, int width, int height, int stride);
 
     /// The same from 15U planes: Y is doubled before it is rounded, Dr is R - Y / 2 + 32768, and so is Db.
@@ -119,16 +126,19 @@ public:
     /// pixels with `in`.
     ///
     /// The region is cut where it passes the plane's far edges. At scale 1 the result is then smaller; at others the
-    /// part that is left is reduced by downSizeNX, cubic, into w x h. A region that starts before the plane or past its
-    /// end throws cv::Exception, and so does a scale below 1; one without any pixel is empty, or black where reduced.
+    /// part that is left is reduced by downSizeNX, cubic, into w x h. A region without any pixel is empty, or black
+    /// where reduced.
     ///
     /// @param half    The region is given in full-size coordinates of a half-size plane: w and h are halved, rounding
     ///                up, x and y rounding toward zero.
     /// @param smooth  Reduce the 3 x 3 means of the region, which repeats its own edge. CV_8UC1, CV_16UC1, CV_32FC1.
     /// @throws const char*  "ERROR TPImage::MatRoi - input type" when smoothing other types; those of downSizeNX.
+    /// @throws cv::Exception  the region starts before the plane or past its end, the scale is below 1, or a reduced
+    ///                        result would have more pixels than both 2^26 and `in`.
     static cv::Mat MatRoi(const cv::Mat& in, int x, int y, int w, int h, int scale, bool half, bool smooth);
 
     /// Fills the host's full-size planes R, G, B with 16-bit colours, the differences enlarged by cubic interpolation.
+    /// `stride` is bytes, one for all three; 0 means tight rows.
     void convertTopRGB(unsigned short** rgb, int stride) const;
 
     /// The same in 15U, as YDRDB2RGB15U.

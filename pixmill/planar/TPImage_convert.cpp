@@ -128,7 +128,7 @@ void convert(const Source& source, int width, int height, TPImage& to, const cha
 }
 
 template <class Depth>
-void convertPlanar(unsigned short** rgb, int width, int height, int stride, TPImage& to, const char* call)
+void convertPlanar(ushort** rgb, int width, int height, int stride, TPImage& to, const char* call)
 {
     if (width <= 0 || height <= 0)
         return;

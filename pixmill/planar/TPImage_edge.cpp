@@ -3,6 +3,7 @@
 #include <pixmill/planar/detail/edge_gain.h>
 #include <pixmill/planar/detail/edge_rows.h>
 #include <pixmill/primitives/lookup.h>
+#include <pixmill/resample/planes.h>
 #include <pixmill/resample/resample.h>
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/doubling.h>
@@ -18,11 +19,10 @@
 #include <vector>
 
 using namespace pixmill::rows;
+using namespace pixmill::resample;
 using namespace pixmill::planar;
 
 namespace {
-
-constexpr int kPyramidStep = 257;
 
 /// Calls `use(y, up)` for each row `up` of `small` enlarged to `size` by the pyramid step, each thread downwards. The
 /// enlarged plane exists only where the step's rows are not of the common form, or refuse.

@@ -11,8 +11,6 @@ using namespace pixmill::rows;
 
 namespace {
 
-constexpr int kCubic = 4;
-
 /// The four rows of a half-size plane around full-size row y.
 struct HalfRows {
     const ushort* rows[4];
@@ -26,16 +24,17 @@ struct HalfRows {
 
 /// Each row's differences are enlarged into the host's rows of R and B and turned into colours there.
 template <class To>
-void fullColours(const TPImage& picture, unsigned short** rgb, int stride, const char* call)
+void fullColours(const TPImage& picture, ushort** rgb, int stride, const char* call)
 {
     const cv::Size size = picture.m_Y.size();
     checkPlanes(rgb, call, "rgb");
     if (size.empty()) {
         cv::Mat none;
-        upSize2XGuidedByY(picture.m_Y, picture.m_Dr, none, false, kCubic); // throws: there is nothing to enlarge into
+        upSize2XGuidedByY(picture.m_Y, picture.m_Dr, none, false,
+                          IPPI_INTER_CUBIC); // throws: there is nothing to enlarge into
         return;
     }
-    const auto wrap = [&](unsigned short* plane) { return cv::Mat(size, CV_16UC1, plane, std::size_t(stride)); };
+    const auto wrap = [&](ushort* plane) { return cv::Mat(size, CV_16UC1, plane, std::size_t(stride)); };
     cv::Mat R = wrap(rgb[0]), G = wrap(rgb[1]), B = wrap(rgb[2]);
     const cv::Mat &Y = picture.m_Y, &Dr = picture.m_Dr, &Db = picture.m_Db;
     checkPlane(Y, CV_16UC1, call, "m_Y");

@@ -74,7 +74,7 @@ IppStatus ippiScale_8u16u_C4R(const unsigned char* src, int srcStep, unsigned sh
 {
     if (const IppStatus fault = checkRegion({src, dst}, samplesOf4(roi), {srcStep, dstStep}))
         return fault;
-    mapRegion(src, srcStep, dst, dstStep, samplesOf4(roi), [](unsigned char v) { return (unsigned short)(v * 257); });
+    mapRegion(src, srcStep, dst, dstStep, samplesOf4(roi), [](uchar v) { return ushort(v * 257); });
     return ippStsNoErr;
 }
 
@@ -86,9 +86,9 @@ IppStatus ippiScale_16u8u_C4R(const unsigned short* src, int srcStep, unsigned c
     if (hint != ippAlgHintNone && hint != ippAlgHintFast && hint != ippAlgHintAccurate)
         return ippStsBadArgErr;
     // (v + 128) / 257 for every v of 16 bits, in no more than 16: the high byte of v - round(v / 256) and a half.
-    mapRegion(src, srcStep, dst, dstStep, samplesOf4(roi), [](unsigned short v) {
-        const auto share = (unsigned short)(((v >> 7) + 1) >> 1);
-        return (unsigned char)((unsigned short)(v - share + 128) >> 8);
+    mapRegion(src, srcStep, dst, dstStep, samplesOf4(roi), [](ushort v) {
+        const auto share = ushort(((v >> 7) + 1) >> 1);
+        return uchar(ushort(v - share + 128) >> 8);
     });
     return ippStsNoErr;
 }

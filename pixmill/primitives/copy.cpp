@@ -71,12 +71,12 @@ IppStatus copyReplicateBorder(const T* src, int srcStep, IppiSize srcRoi, T* dst
     return ippStsNoErr;
 }
 
-inline void storeRounded(double v, unsigned char& pixel)
+inline void storeRounded(double v, uchar& pixel)
 {
     pixel = toPixel8(v);
 }
 
-inline void storeRounded(double v, unsigned short& pixel)
+inline void storeRounded(double v, ushort& pixel)
 {
     pixel = toPixel16(v);
 }
@@ -151,8 +151,7 @@ IppStatus ippiSet_8u_C1MR(unsigned char value, unsigned char* dst, int dstStep, 
 {
     if (const IppStatus fault = checkRegion({dst, mask}, roi, {dstStep, maskStep}))
         return fault;
-    zipRegion(dst, dstStep, mask, maskStep, dst, dstStep, roi,
-              [value](unsigned char d, unsigned char m) { return m ? value : d; });
+    zipRegion(dst, dstStep, mask, maskStep, dst, dstStep, roi, [value](uchar d, uchar m) { return m ? value : d; });
     return ippStsNoErr;
 }
 
@@ -169,7 +168,7 @@ IppStatus ippiXorC_8u_C1IR(unsigned char value, unsigned char* srcDst, int step,
 {
     if (const IppStatus fault = checkRegion({srcDst}, roi, {step}))
         return fault;
-    mapRegion(srcDst, step, srcDst, step, roi, [value](unsigned char v) { return (unsigned char)(v ^ value); });
+    mapRegion(srcDst, step, srcDst, step, roi, [value](uchar v) { return uchar(v ^ value); });
     return ippStsNoErr;
 }
 

@@ -36,7 +36,7 @@ IppStatus filterBox(const T* src, int srcStep, T* dst, int dstStep, IppiSize roi
         return ippStsNoErr;
     }
     const T* corner = rowAt(src, srcStep, -anchor.y) - anchor.x;
-    TeamScratch<unsigned char> scratch(boxScratch<T>(roi.width, sizeOf(mask)));
+    TeamScratch<uchar> scratch(boxScratch<T>(roi.width, sizeOf(mask)));
     forEachSpan(roi.height, long(roi.width) * roi.height, [&](int first, int end) {
         boxSpan(corner, srcStep, dst, dstStep, roi.width, sizeOf(mask), first, end, scratch.mine());
     });
@@ -52,7 +52,7 @@ IppStatus filterBoxInPlace(T* srcDst, int step, IppiSize roi, IppiSize mask, Ipp
         return fault;
     if (isSample(mask))
         return ippStsNoErr;
-    TeamScratch<unsigned char> scratch(boxScratch<T>(roi.width, sizeOf(mask)));
+    TeamScratch<uchar> scratch(boxScratch<T>(roi.width, sizeOf(mask)));
     filterInPlace(srcDst, step, roi, mask, anchor, [&](const T* corner, int cornerStep, T* dst, int rows) {
         boxSpan(corner, cornerStep, dst, step, roi.width, sizeOf(mask), 0, rows, scratch.mine());
     });

@@ -4,6 +4,7 @@
 #include <pixmill/core/Export.h>
 #include <pixmill/primitives/types.h>
 
+///@{
 /// dst = table[src & (2^nBitSize - 1)]: the low `nBitSize` bits of a sample choose one of so many entries.
 ///
 /// @param nBitSize  1..8 for an 8u source, 1..16 for a 16u source; any other is `ippStsOutOfRangeErr`.
@@ -13,6 +14,7 @@ PIXMILL_API IppStatus ippiLUTPalette_16u_C1R(const unsigned short* src, int srcS
                                              IppiSize roi, const unsigned short* table, int nBitSize);
 PIXMILL_API IppStatus ippiLUTPalette_16u8u_C1R(const unsigned short* src, int srcStep, unsigned char* dst, int dstStep,
                                                IppiSize roi, const unsigned char* table, int nBitSize);
+///@}
 
 /// Piecewise linear map: for v in [levels[k], levels[k + 1]) the rounded, saturated
 /// values[k] + (v - levels[k]) * (values[k + 1] - values[k]) / (levels[k + 1] - levels[k]), formed in double.

@@ -18,7 +18,7 @@ struct Run {
     int x, y, width;
 };
 
-std::vector<Run> runsOf(const unsigned char* mask, IppiSize size)
+std::vector<Run> runsOf(const uchar* mask, IppiSize size)
 {
     std::vector<Run> runs;
     for (int y = 0; y < size.height; ++y)
@@ -123,8 +123,8 @@ private:
 };
 
 template <class Pick, class T>
-IppStatus morphology(const T* src, int srcStep, T* dst, int dstStep, IppiSize roi, const unsigned char* mask,
-                     IppiSize maskSize, IppiPoint anchor)
+IppStatus morphology(const T* src, int srcStep, T* dst, int dstStep, IppiSize roi, const uchar* mask, IppiSize maskSize,
+                     IppiPoint anchor)
 {
     if (const IppStatus fault = checkRegion({src, dst, mask}, roi, {srcStep, dstStep}))
         return fault;
@@ -151,19 +151,18 @@ IppStatus morphology(const T* src, int srcStep, T* dst, int dstStep, IppiSize ro
 }
 
 template <class Pick>
-IppStatus morphology3x3InPlace(unsigned short* srcDst, int step, IppiSize roi)
+IppStatus morphology3x3InPlace(ushort* srcDst, int step, IppiSize roi)
 {
     if (const IppStatus fault = checkRegion({srcDst}, roi, {step}))
         return fault;
-    TeamScratch<unsigned short> column(std::size_t(roi.width) + 2);
-    filterInPlace(srcDst, step, roi, {3, 3}, {1, 1},
-                  [&](const unsigned short* corner, int cornerStep, unsigned short* dst, int rows) {
-                      for (int y = 0; y < rows; ++y) {
-                          const unsigned short* above = rowAt(corner, cornerStep, y) + 1;
-                          pick3x3Row<Pick>(above, rowAt(above, cornerStep, 1), rowAt(above, cornerStep, 2),
-                                           column.mine(), rowAt(dst, step, y), roi.width);
-                      }
-                  });
+    TeamScratch<ushort> column(std::size_t(roi.width) + 2);
+    filterInPlace(srcDst, step, roi, {3, 3}, {1, 1}, [&](const ushort* corner, int cornerStep, ushort* dst, int rows) {
+        for (int y = 0; y < rows; ++y) {
+            const ushort* above = rowAt(corner, cornerStep, y) + 1;
+            pick3x3Row<Pick>(above, rowAt(above, cornerStep, 1), rowAt(above, cornerStep, 2), column.mine(),
+                             rowAt(dst, step, y), roi.width);
+        }
+    });
     return ippStsNoErr;
 }
 

@@ -75,14 +75,14 @@ inline Position positionOf(const Axis& axis, int destination)
 /// A half that lies a little low, as the weights of thirds and sixths are rounded, is still a half and goes up.
 constexpr double kHalf = 0.5 + 1e-9;
 
-inline void store(double v, unsigned char& out)
+inline void store(double v, uchar& out)
 {
-    out = static_cast<unsigned char>(limit(v, 0.0, 255.0) + kHalf);
+    out = static_cast<uchar>(limit(v, 0.0, 255.0) + kHalf);
 }
 
-inline void store(double v, unsigned short& out)
+inline void store(double v, ushort& out)
 {
-    out = static_cast<unsigned short>(limit(v, 0.0, 65535.0) + kHalf);
+    out = static_cast<ushort>(limit(v, 0.0, 65535.0) + kHalf);
 }
 
 inline void store(double v, float& out)
@@ -248,7 +248,7 @@ void resizeTile(const Plane<const T>& src, const Plane<T>& dst, const Axis& xAxi
 
 template <class T>
 IppStatus resize(const T* src, IppiSize srcSize, int srcStep, IppiRect srcRoi, T* dst, int dstStep, IppiRect dstRoi,
-                 double xFactor, double yFactor, double xShift, double yShift, int interpolation, unsigned char* buffer)
+                 double xFactor, double yFactor, double xShift, double yShift, int interpolation, uchar* buffer)
 {
     if (!src || !dst || !buffer)
         return ippStsNullPtrErr;

@@ -4,6 +4,7 @@
 #include <pixmill/core/Export.h>
 #include <pixmill/primitives/types.h>
 
+/// @file
 /// Resizing on the square-pixel model: pixel i is the square [i, i + 1), and
 ///     destination coordinate = factor * source coordinate + shift   on both axes.
 /// So destination pixel X reads the source at u = (X + 0.5 - shift) / factor - 0.5, an integer u being a sample. A u
@@ -33,6 +34,8 @@
 PIXMILL_API IppStatus ippiResizeGetBufSize(IppiRect srcRoi, IppiRect dstRoi, int nChannel, int interpolation,
                                            int* pSize);
 
+///@{
+/// Fills `dstRoi` from `srcRoi`, by the formula above.
 PIXMILL_API IppStatus ippiResizeSqrPixel_8u_C1R(const unsigned char* src, IppiSize srcSize, int srcStep,
                                                 IppiRect srcRoi, unsigned char* dst, int dstStep, IppiRect dstRoi,
                                                 double xFactor, double yFactor, double xShift, double yShift,
@@ -45,3 +48,4 @@ PIXMILL_API IppStatus ippiResizeSqrPixel_32f_C1R(const float* src, IppiSize srcS
                                                  float* dst, int dstStep, IppiRect dstRoi, double xFactor,
                                                  double yFactor, double xShift, double yShift, int interpolation,
                                                  unsigned char* buffer);
+///@}

@@ -1,5 +1,6 @@
 #pragma once
 
+/// @file
 /// Records, status codes and enumerations of the image and vector primitives.
 ///
 /// Rules of the whole family, unless a function says otherwise:
@@ -12,25 +13,29 @@
 /// - In-place forms read every sample as it was before the call. Element-wise forms accept dst == src.
 /// - No global state: safe on disjoint regions from several threads.
 
-typedef int IppStatus;
+typedef int IppStatus; ///< What every primitive returns: one of the codes below.
 
+/// A size in pixels.
 struct IppiSize {
-    int width;
-    int height;
+    int width;  ///< Columns.
+    int height; ///< Rows.
 };
 
+/// A rectangle in pixels.
 struct IppiRect {
-    int x;
-    int y;
-    int width;
-    int height;
+    int x;      ///< First column.
+    int y;      ///< First row.
+    int width;  ///< Columns.
+    int height; ///< Rows.
 };
 
+/// A place in pixels.
 struct IppiPoint {
-    int x;
-    int y;
+    int x; ///< Column.
+    int y; ///< Row.
 };
 
+/// Status codes: errors below 0, warnings above.
 enum {
     ippStsLUTNofLevelsErr = -106, ///< fewer than 2 levels
     ippStsAnchorErr = -34,        ///< anchor outside the mask
@@ -48,8 +53,36 @@ enum {
     ippStsWrongIntersectROI = 29  ///< warning: the source region misses the image; nothing done
 };
 
-enum IppRoundMode { ippRndZero = 0, ippRndNear = 1, ippRndFinancial = 2 };
-enum IppHintAlgorithm { ippAlgHintNone = 0, ippAlgHintFast = 1, ippAlgHintAccurate = 2 };
-enum IppiAxis { ippAxsHorizontal = 0, ippAxsVertical = 1, ippAxsBoth = 2 };
-enum IppiMaskSize { ippMskSize3x3 = 33, ippMskSize5x5 = 55 };
-enum { IPPI_INTER_NN = 1, IPPI_INTER_LINEAR = 2, IPPI_INTER_CUBIC = 4 };
+/// How a conversion to whole numbers rounds.
+enum IppRoundMode {
+    ippRndZero = 0,     ///< Toward zero.
+    ippRndNear = 1,     ///< To nearest, ties to even.
+    ippRndFinancial = 2 ///< To nearest, ties away from zero.
+};
+
+/// What a caller would rather have; changes no result.
+enum IppHintAlgorithm {
+    ippAlgHintNone = 0,    ///< No wish.
+    ippAlgHintFast = 1,    ///< Speed.
+    ippAlgHintAccurate = 2 ///< Accuracy.
+};
+
+/// The axis along which a ramp rises.
+enum IppiAxis {
+    ippAxsHorizontal = 0, ///< Along the columns' numbers.
+    ippAxsVertical = 1,   ///< Along the rows' numbers.
+    ippAxsBoth = 2        ///< With the product of both numbers.
+};
+
+/// The window of a Gaussian mask.
+enum IppiMaskSize {
+    ippMskSize3x3 = 33, ///< 3 x 3 samples.
+    ippMskSize5x5 = 55  ///< 5 x 5 samples.
+};
+
+/// Interpolation codes, the one vocabulary of all resampling; what each computes is told in `resize.h`.
+enum {
+    IPPI_INTER_NN = 1,     ///< The nearest sample.
+    IPPI_INTER_LINEAR = 2, ///< The line between two samples along each axis.
+    IPPI_INTER_CUBIC = 4   ///< The third-degree polynomial through four samples along each axis.
+};

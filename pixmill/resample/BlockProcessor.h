@@ -26,6 +26,14 @@
 /// in the picture: packed work is sound only with three channels, no border and one block. What does not fit is left
 /// out.
 ///
+/// What a filter of reach r, one that reads no pixel further than r away, needs for the result of the whole picture:
+/// `border` r or more, and EDGE_TAPER_KEEP_FIRST. Still, the first 3 * border + r columns differ, where the border
+/// covers real data (imageExtendBorder): give the picture so many columns more on its left. Without a border a block
+/// ends in its own repeated edge, and an overlap of 2r or more hides that in a ramp without making it exact; a filter
+/// without an end to its reach, such as the recursive ones, has nothing better. The ramp truncates, so that even equal
+/// pixels come out 1 lower, or 2 where two ramps meet. A filter by pyramids also needs blocks that begin on multiples
+/// of its coarsest step, which these do not: see LocalLaplacian for exact tiles by hand.
+///
 /// One thread at a time per object. An initialize that throws leaves the object as it was; after another exception it
 /// is as it was at that moment. Members that a host makes wrong between calls throw `cv::Exception`.
 class PIXMILL_API BlockProcessor {

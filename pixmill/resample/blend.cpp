@@ -76,7 +76,7 @@ void blendAlpha(const cv::Mat& in0, const cv::Mat& in1, const cv::Mat& alpha, cv
     cv::Mat result = out;
     if (!isDisjointOrSame(from0, out) || !isDisjointOrSame(from1, out) || !isDisjointOrSame(weights, out))
         result = cv::Mat(out.size(), out.type());
-    const float k = opacity * 0.003921569f;
+    const float k = opacity * kPerByte;
     switch (from0.type()) {
     case CV_8UC1:
         blend<uchar>(from0, from1, weights, result, limit(k, -kLargestWeight, kLargestWeight));

@@ -5,6 +5,7 @@
 
 #include <opencv2/core/mat.hpp>
 
+/// @file
 /// Blends and sharpening of planes. Rows run in parallel. An output may be one of the inputs, or share pixels with one
 /// in any other way: the result is that of separate planes.
 

@@ -8,13 +8,13 @@ namespace {
 
 /// A plane of whole pixels of any kind, as bytes.
 struct Bytes {
-    unsigned char* data;
+    uchar* data;
     std::ptrdiff_t step;
     int width, height;
     std::size_t pixel; ///< bytes of one pixel
 
-    unsigned char* row(int y) const { return data + y * step; }
-    unsigned char* at(int x, int y) const { return row(y) + x * pixel; }
+    uchar* row(int y) const { return data + y * step; }
+    uchar* at(int x, int y) const { return row(y) + x * pixel; }
 
     void copyRow(int from, int to) const { std::memcpy(row(to), row(from), width * pixel); }
 
@@ -51,7 +51,7 @@ void fillColumns(const Bytes& plane, int left, int right)
         plane.copyColumn(plane.width - right - 1, plane.width - right, right);
 }
 
-bool isEmpty(const char* call, const unsigned char* data, IppiSize size)
+bool isEmpty(const char* call, const uchar* data, IppiSize size)
 {
     if (size.width <= 0 || size.height <= 0)
         return true;
@@ -59,8 +59,7 @@ bool isEmpty(const char* call, const unsigned char* data, IppiSize size)
     return false;
 }
 
-void extendRaw(unsigned char* data, int step, IppiSize size, std::size_t pixel, int top, int bottom, int left,
-               int right)
+void extendRaw(uchar* data, int step, IppiSize size, std::size_t pixel, int top, int bottom, int left, int right)
 {
     if (isEmpty("extendBorder", data, size))
         return;
@@ -70,9 +69,9 @@ void extendRaw(unsigned char* data, int step, IppiSize size, std::size_t pixel, 
 }
 
 /// Writes `count` bytes b[0], then b[1] and b[2]: a pattern of bytes, not of pixels.
-void fillPattern(unsigned char* out, const unsigned char* pixel, int count)
+void fillPattern(uchar* out, const uchar* pixel, int count)
 {
-    const unsigned char b[3] = {pixel[0], pixel[1], pixel[2]};
+    const uchar b[3] = {pixel[0], pixel[1], pixel[2]};
     std::memset(out, b[0], count);
     out[count] = b[1];
     out[count + 1] = b[2];
@@ -96,7 +95,7 @@ void extendBorder(cv::Mat& image, int left, int top, int right, int bottom)
 
 void extendBorder(float* data, int step, IppiSize size, int top, int bottom, int left, int right)
 {
-    extendRaw(reinterpret_cast<unsigned char*>(data), step, size, sizeof(float), top, bottom, left, right);
+    extendRaw(reinterpret_cast<uchar*>(data), step, size, sizeof(float), top, bottom, left, right);
 }
 
 void extendBorder(unsigned char* data, int step, IppiSize size, int top, int bottom, int left, int right)

@@ -8,7 +8,6 @@ using namespace pixmill::rows;
 
 namespace {
 
-constexpr int kCubic = 4;
 constexpr int kRadius = 1;
 constexpr float kEps = 0.0001f;
 
@@ -17,9 +16,9 @@ cv::Mat normalised(const cv::Mat& plane)
 {
     cv::Mat out = cv::Mat::zeros(plane.size(), CV_32FC1);
     if (plane.type() == CV_8UC1)
-        plane.convertTo(out, CV_32F, 0.00392156862745098);
+        plane.convertTo(out, CV_32F, 1.0 / 255);
     else if (plane.type() == CV_16UC1)
-        plane.convertTo(out, CV_32F, 1.5259021896696422e-5);
+        plane.convertTo(out, CV_32F, 1.0 / 65535);
     return out;
 }
 
@@ -40,7 +39,8 @@ void upsizeGuided(const char* call, const cv::Mat& guideY, const cv::Mat& in, cv
 void upSize2XGuidedByY(cv::Mat guideY, const cv::Mat& in, cv::Mat& out, bool useGuide, int interpolation)
 {
     if (useGuide) {
-        upsizeGuided("upSize2XGuidedByY", guideY, in, out, [&](cv::Mat& small) { downSize2X(guideY, small, kCubic); });
+        upsizeGuided("upSize2XGuidedByY", guideY, in, out,
+                     [&](cv::Mat& small) { downSize2X(guideY, small, IPPI_INTER_CUBIC); });
         return;
     }
     const cv::Mat from = in; // `out` may be the same header
@@ -52,7 +52,7 @@ void upSizeNXGuidedByY(cv::Mat guideY, const cv::Mat& in, cv::Mat& out, int fact
 {
     if (useGuide) {
         upsizeGuided("upSizeNXGuidedByY", guideY, in, out,
-                     [&](cv::Mat& small) { downSizeNX(guideY, small, factor, kCubic); });
+                     [&](cv::Mat& small) { downSizeNX(guideY, small, factor, IPPI_INTER_CUBIC); });
         return;
     }
     const cv::Mat from = in;

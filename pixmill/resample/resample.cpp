@@ -14,9 +14,12 @@
 #include <memory>
 #include <type_traits>
 
+using namespace pixmill::rows;
+using namespace pixmill::resample;
+
 namespace {
 
-constexpr int kPyramid = 257;
+constexpr int kTracedLine = 103; // the number in upSize2X's text, which hosts know; no line of this file
 
 bool isReady(const cv::Mat& in, const cv::Mat& out)
 {
@@ -25,8 +28,8 @@ bool isReady(const cv::Mat& in, const cv::Mat& out)
 
 void checkPlanes(const char* call, const cv::Mat& in, const char* name, const cv::Mat& out)
 {
-    pixmill::rows::checkPlane(in, call, "in");
-    pixmill::rows::checkPlane(out, call, name);
+    checkPlane(in, call, "in");
+    checkPlane(out, call, name);
 }
 
 /// What the four functions differ in.
@@ -44,15 +47,15 @@ using Buffer = std::unique_ptr<unsigned char, void (*)(void*)>;
 /// The positions that most calls have, without tables of positions and weights.
 bool resizeFast(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int interpolation)
 {
-    const std::size_t needed = pixmill::resample::planeScratch(in);
+    const std::size_t needed = planeScratch(in);
     if (in.dims > 2 || out.dims > 2 || in.empty() || needed > INT_MAX)
         return false;
     const Buffer scratch(ippsMalloc_8u(int(needed)), ippsFree);
     if (!scratch)
         throw recipe.noBuffer;
     if (recipe.enlarges)
-        return recipe.times == 2 && pixmill::resample::doublePlane(in, out, interpolation, scratch.get());
-    return pixmill::resample::reducePlane(in, out, recipe.times, interpolation, scratch.get());
+        return recipe.times == 2 && doublePlane(in, out, interpolation, scratch.get());
+    return reducePlane(in, out, recipe.times, interpolation, scratch.get());
 }
 
 void resizeByPrimitive(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int interpolation)
@@ -100,10 +103,10 @@ void fillSurplus(cv::Mat& out, long long exactCols, long long exactRows)
 void upSize2X(const cv::Mat& in, cv::Mat& out2X, int interpolation)
 {
     if (!isReady(in, out2X))
-        throw pixmill::rows::keepMessage(TPixmill::traceMsg("upSize2X", 103, "out2X is not allocated"));
+        throw keepMessage(TPixmill::traceMsg("upSize2X", kTracedLine, "out2X is not allocated"));
     checkPlanes("upSize2X", in, "out2X", out2X);
-    if (interpolation == kPyramid)
-        pixmill::resample::pyramidUp(in, out2X);
+    if (interpolation == kPyramidStep)
+        pyramidUp(in, out2X);
     else
         resizeWhole(in, out2X,
                     {true, 2, 2.0, -0.5, 0, "ERROR - up2X - ippsMalloc_8u(pBufferSize)", "ERROR - up2X - type"},
@@ -128,8 +131,8 @@ void downSize2X(const cv::Mat& in, cv::Mat& outHalf, int interpolation)
     if (!isReady(in, outHalf))
         throw "ERROR - downSize2X - outHalf must be allocated!";
     checkPlanes("downSize2X", in, "outHalf", outHalf);
-    if (interpolation == kPyramid)
-        pixmill::resample::pyramidDown(in, outHalf);
+    if (interpolation == kPyramidStep)
+        pyramidDown(in, outHalf);
     else
         resizeWhole(in, outHalf,
                     {false, 2, 0.5, 0.25, 1024, "ERROR - down2X - ippsMalloc_8u(pBufferSize)", "ERROR - down2X - type"},

@@ -5,6 +5,7 @@
 
 #include <opencv2/core/mat.hpp>
 
+/// @file
 /// Change of a plane's size by two or by a whole factor, into an output that the caller has allocated.
 ///
 /// All four place source and destination grids by factor and shift, as the resize primitive does (`resize.h`), on

@@ -8,13 +8,17 @@ namespace pixmill::rows {
 using uchar = unsigned char;
 using ushort = unsigned short;
 
+constexpr float kPerByte = 1.0f / 255;    ///< Full scale of 8 bits becomes 1.
+constexpr float kPerWord = 1.0f / 65535;  ///< Full scale of 16 bits becomes 1.
+constexpr float kToInteger = 12582912.0f; ///< 1.5 * 2^23: a sum with it is a rounded value, in its low bits.
+
 /// Nearest integer, ties to even, for |v| < 2^22. Unlike lrint it vectorises.
 inline int roundToInt(float v)
 {
-    v += 12582912.0f; // 1.5 * 2^23: the sum's low bits are the rounded value
+    v += kToInteger;
     int bits;
     std::memcpy(&bits, &v, sizeof bits);
-    return bits - 0x4b400000;
+    return bits - 0x4b400000; // the bits of kToInteger
 }
 
 /// Nearest integer, ties to even, for |v| < 2^31.

@@ -468,8 +468,9 @@ TEST(TGuidedFilter, HostilePlanesAreRefusedByTheNameOfTheCallAndTheArgument)
         filter.gFc1_estimate(p.guide[0](cv::Rect(0, 0, 6, 6)), p.src, 1, kEps),
         "TGuidedFilter::gFc1_estimate: guide is CV_32FC1 6 x 6, wanted a float of every one of 7 x 6 samples");
     filter.setup(p.guide, p.src, 1, kEps);
-    EXPECT_REFUSED(filter.gFc1_applyLoop(solid(CV_16UC1), out),
-                   "TGuidedFilter::gFc1_applyLoop: guide is CV_16UC1 of 3 dimensions, wanted a plane of rows and columns");
+    EXPECT_REFUSED(
+        filter.gFc1_applyLoop(solid(CV_16UC1), out),
+        "TGuidedFilter::gFc1_applyLoop: guide is CV_16UC1 of 3 dimensions, wanted a plane of rows and columns");
     cv::Mat cov(6, 7, CV_32FC1), one, two;
     const IppiSize full{INT_MIN, 6}, roi{5, 4}, mask{3, 3};
     EXPECT_THROW(TGuidedFilter::calvar2(cov, p.src, p.src, one, two, full, roi, mask, {1, 1}, false), cv::Exception);

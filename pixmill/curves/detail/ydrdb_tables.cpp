@@ -11,13 +11,13 @@ namespace pixmill::curves {
 
 using namespace rows;
 
-unsigned short* allocateTable()
+ushort* allocateTable()
 {
     int step;
     return ippiMalloc_16u_C1(kTableEntries, 1, &step);
 }
 
-void stretchLuma(const std::array<unsigned short, kLumaSamples>& samples, unsigned short* table)
+void stretchLuma(const std::array<ushort, kLumaSamples>& samples, ushort* table)
 {
     // Entry X lies at sample X / 16 - 15 / 32: half a gap in front of the first sample repeats it, then come sixteen
     // entries to a gap, at its odd 32nds.
@@ -27,9 +27,9 @@ void stretchLuma(const std::array<unsigned short, kLumaSamples>& samples, unsign
     const auto gaps = [&](int first, int end) {
         for (int i = first; i < end; ++i) {
             const int a = samples[i], rise = samples[i + 1] - a;
-            unsigned short* out = table + half + i * 2 * half;
+            ushort* out = table + half + i * 2 * half;
             for (int k = 0; k < 2 * half; ++k)
-                out[k] = static_cast<unsigned short>((a * 32 + rise * (2 * k + 1) + 16) >> 5); // halves go up
+                out[k] = static_cast<ushort>((a * 32 + rise * (2 * k + 1) + 16) >> 5); // halves go up
         }
     };
     runSpan(gaps, 0, kLumaSamples - 1);
@@ -42,7 +42,7 @@ void checkLumaInOut(const cv::Mat& inOutY16U, const char* call)
     checkPlane(inOutY16U, call, "inOutY16U");
 }
 
-void applyLumaTable(const unsigned short* table, const cv::Mat& inY, cv::Mat& outY, const char* call)
+void applyLumaTable(const ushort* table, const cv::Mat& inY, cv::Mat& outY, const char* call)
 {
     if (!table)
         throw "ERROR - TLutYDrDb::applyYLUT - !m_lutY_p";
@@ -51,7 +51,7 @@ void applyLumaTable(const unsigned short* table, const cv::Mat& inY, cv::Mat& ou
     checkPlane(inY, call, "inY");
 
     ensure(outY, inY.size(), CV_16UC1);
-    lookUpRows<16, unsigned short>(inY.data, inY.step, outY.data, outY.step, inY.size(), table);
+    lookUpRows<16, ushort>(inY.data, inY.step, outY.data, outY.step, inY.size(), table);
 }
 
 } // namespace pixmill::curves

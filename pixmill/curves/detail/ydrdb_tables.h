@@ -17,18 +17,18 @@ constexpr int kTableEntries = 65536, kLumaSamples = 4096;
 constexpr long kMappingPixels = 16;
 
 /// An undefined table of 65536 entries from the primitives' allocator.
-unsigned short* allocateTable();
+ushort* allocateTable();
 
 /// Stretches the samples of lumas 0, 16, 32 ... to a whole table, linearly on pixel squares.
-void stretchLuma(const std::array<unsigned short, kLumaSamples>& samples, unsigned short* table);
+void stretchLuma(const std::array<ushort, kLumaSamples>& samples, ushort* table);
 
 /// Fills a luma table from `map(y)`, which changes a luma in place, at 4096 lumas.
 template <class Map>
-void sampleLuma(unsigned short* table, const Map& map)
+void sampleLuma(ushort* table, const Map& map)
 {
-    std::array<unsigned short, kLumaSamples> samples;
+    std::array<ushort, kLumaSamples> samples;
     forEachIndex(kLumaSamples, kLumaSamples * kMappingPixels, [&](int i) {
-        unsigned short y = i * 16;
+        ushort y = i * 16;
         map(y);
         samples[i] = y;
     });
@@ -39,6 +39,6 @@ void sampleLuma(unsigned short* table, const Map& map)
 void checkLumaInOut(const cv::Mat& inOutY16U, const char* call);
 
 /// Writes table[inY]; throws without a table or when `inY` is not CV_16UC1.
-void applyLumaTable(const unsigned short* table, const cv::Mat& inY, cv::Mat& outY, const char* call);
+void applyLumaTable(const ushort* table, const cv::Mat& inY, cv::Mat& outY, const char* call);
 
 } // namespace pixmill::curves

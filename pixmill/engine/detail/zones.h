@@ -106,11 +106,11 @@ inline void mixPickedRow(const std::uint32_t* __restrict picked, const ushort* _
 }
 
 /// Coefficients of the colour-weighted change of luma: Y + k0 + kR * Dr + kB * Db, summed in this order.
-struct ColorWeights {
+struct ColourWeights {
     float k0, kR, kB;
 
     /// For differences centred on 32768.
-    static ColorWeights of16Bit(float r, float g, float b)
+    static ColourWeights of16Bit(float r, float g, float b)
     {
         const float R = 2.5f * r, G = 2.5f * g, B = 2.5f * b;
         const float kR = R - G, kB = B - G;
@@ -118,7 +118,7 @@ struct ColorWeights {
     }
 
     /// For differences centred on 128.
-    static ColorWeights of8Bit(float r, float g, float b)
+    static ColourWeights of8Bit(float r, float g, float b)
     {
         const float R = 2.5f * r, G = 2.5f * g, B = 2.5f * b;
         return {((-R - B) * 128 + 256 * G) * 256, 256 * (R - G), 256 * (B - G)};
@@ -126,7 +126,7 @@ struct ColorWeights {
 };
 
 template <class T>
-inline void weighColorRow(const T* __restrict Dr, const T* __restrict Db, ColorWeights k, ushort* __restrict Y, int n)
+inline void weighColourRow(const T* __restrict Dr, const T* __restrict Db, ColourWeights k, ushort* __restrict Y, int n)
 {
     for (int x = 0; x < n; ++x)
         Y[x] = toPixel16(float(Y[x]) + k.k0 + k.kR * Dr[x] + k.kB * Db[x]);

@@ -60,11 +60,11 @@ PIXMILL_KERNEL __m512 sixteen512(const float* v)
     return _mm512_loadu_ps(v);
 }
 
-/// Rounded as by toPixel8 and toPixel16, as a sum with 1.5 * 2^23.
+/// Rounded as by toPixel8 and toPixel16, as a sum with kToInteger.
 PIXMILL_KERNEL __m512 rounded512(__m512 v, float top)
 {
     const __m512 limited = _mm512_min_ps(_mm512_max_ps(v, _mm512_setzero_ps()), _mm512_set1_ps(top));
-    return _mm512_add_ps(limited, _mm512_set1_ps(12582912.0f));
+    return _mm512_add_ps(limited, _mm512_set1_ps(kToInteger));
 }
 
 PIXMILL_KERNEL void store512(__m512 v, uchar* out)
@@ -101,7 +101,7 @@ PIXMILL_KERNEL void place512(const Edge* edge, GridAxis axis, int top, const int
     const __m512 z =
         _mm512_add_ps(_mm512_mul_ps(sixteen512(edge), _mm512_set1_ps(axis.alpha)), _mm512_set1_ps(axis.beta));
     const __m512 cell = rounded512(z, 255.0f);
-    _mm512_storeu_ps(fraction, _mm512_sub_ps(z, _mm512_sub_ps(cell, _mm512_set1_ps(12582912.0f))));
+    _mm512_storeu_ps(fraction, _mm512_sub_ps(z, _mm512_sub_ps(cell, _mm512_set1_ps(kToInteger))));
     const __m512i low = _mm512_and_si512(_mm512_castps_si512(cell), _mm512_set1_epi32(255));
     const __m512i limited = _mm512_min_epi32(low, _mm512_set1_epi32(top));
     _mm512_storeu_si512(offset, _mm512_add_epi32(limited, _mm512_loadu_si512(xOffset)));

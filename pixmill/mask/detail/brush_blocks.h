@@ -9,12 +9,8 @@ namespace pixmill::mask {
 
 using namespace rows;
 
-constexpr int kBrushBlock = 64;             ///< pixels that the loops work best on
-constexpr int kBrushLanes = 16;             ///< the floats of a block handled at a time
-constexpr float kPerByte = 0.00392156886f;  ///< 1 / 255
-constexpr float kPerWord = 1.52590219e-05f; ///< 1 / 65535
-
-constexpr float kToInteger = 12582912.0f; ///< 1.5 * 2^23: a sum with it is a rounded value, in its low bits
+constexpr int kBrushBlock = 64; ///< pixels that the loops work best on
+constexpr int kBrushLanes = 16; ///< the floats of a block handled at a time
 
 /// Whether all of a block's pixels have this value.
 inline bool isBlockOf(const uchar* block, uchar value)
