@@ -276,7 +276,7 @@ void TDrawMask::drawMaskDotLUT(cv::Point center, int outerRadius, int /*innerRad
             const BrushPixels under = pixelsUnder(*this, x, y);
             brush.coverRun(w, under, m_strokeCover.ptr(y, x), n, room, weights.areWithinOne());
         });
-    } else if (weights.areShares() && rowPolicy().level == 2) {
+    } else if (weights.areShares() && takesAvx512()) {
         paintShares512(walk, weights, m_strokeCover);
     } else if (weights.areShares()) {
         paintSoft(walk, weights, [&](int x, int y, const float* share, int n, int room) {
