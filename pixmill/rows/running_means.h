@@ -1,11 +1,11 @@
 #pragma once
 
-#include <pixmill/rows/means.h>
 #include <pixmill/rows/samples.h>
 
 #include <opencv2/core/types.hpp>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 /// Box means of floats, summed in double by additions alone: a running sum would carry a rounded, infinite or undefined
@@ -76,41 +76,64 @@ inline void windowSums(const float* samples, int width, double* spans, double* s
     }
 }
 
-// Steps of a window's rows, after van Herk: the sums of a block's rows from j on are its tails, and the head grows by
-// the rows of the next block. Each tells whether every mean is sure.
+/// double(sum / count) narrowed, without the division: a quotient of 30 bits, and what it leaves over taken into
+/// account. The leftover is exact and the correction's error far below the quotient's distance from any tie of doubles,
+/// so this is the division's own result, for counts below 2^23.
+struct QuotientByProduct {
+    double count, reciprocal;
 
-inline bool meansOfTails(const double* __restrict tail, ProductMeans mean, float* __restrict means, int n)
+    float operator()(double sum) const
+    {
+        const double q = sum * reciprocal;
+        std::uint64_t bits;
+        std::memcpy(&bits, &q, sizeof bits);
+        bits &= ~std::uint64_t(0x7fffff);
+        double head;
+        std::memcpy(&head, &bits, sizeof head);
+        const double rest = sum - head * count;
+        const double corrected = head + rest * reciprocal;
+        return float(rest == rest ? corrected : q); // an infinite sum leaves no number over
+    }
+};
+
+struct Quotient {
+    double count;
+
+    float operator()(double sum) const { return float(sum / count); }
+};
+
+// Steps of a window's rows, after van Herk: the sums of a block's rows from j on are its tails, and the head grows by
+// the rows of the next block.
+
+template <class Mean>
+inline void meansOfTails(const double* __restrict tail, Mean mean, float* __restrict means, int n)
 {
-    unsigned doubt = 0;
     for (int x = 0; x < n; ++x)
-        means[x] = mean(tail[x], doubt);
-    return doubt == 0;
+        means[x] = mean(tail[x]);
 }
 
 /// The head's first row: kept = head = sums.
-inline bool meansWithRow(const double* __restrict sums, double* __restrict head, const double* __restrict tail,
-                         double* __restrict kept, ProductMeans mean, float* __restrict means, int n)
+template <class Mean>
+inline void meansWithRow(const double* __restrict sums, double* __restrict head, const double* __restrict tail,
+                         double* __restrict kept, Mean mean, float* __restrict means, int n)
 {
-    unsigned doubt = 0;
     for (int x = 0; x < n; ++x) {
         head[x] = kept[x] = sums[x];
-        means[x] = mean(tail[x] + sums[x], doubt);
+        means[x] = mean(tail[x] + sums[x]);
     }
-    return doubt == 0;
 }
 
 /// A further row: head += sums, kept = sums.
-inline bool meansWithHead(const double* __restrict sums, double* __restrict head, const double* __restrict tail,
-                          double* __restrict kept, ProductMeans mean, float* __restrict means, int n)
+template <class Mean>
+inline void meansWithHead(const double* __restrict sums, double* __restrict head, const double* __restrict tail,
+                          double* __restrict kept, Mean mean, float* __restrict means, int n)
 {
-    unsigned doubt = 0;
     for (int x = 0; x < n; ++x) {
         const double h = head[x] + sums[x];
         head[x] = h;
         kept[x] = sums[x];
-        means[x] = mean(tail[x] + h, doubt);
+        means[x] = mean(tail[x] + h);
     }
-    return doubt == 0;
 }
 
 inline void addRow(const double* a, const double* b, double* to, int n)
@@ -145,19 +168,14 @@ public:
     /// row of means, and writes that to `means`. `pieces` is scratch.
     bool push(const float* samples, double* pieces, float* means)
     {
-        if (m_mask.width == 1 && m_mask.height == 1) {
+        const double count = double(m_mask.width) * m_mask.height;
+        if (count == 1) {
             std::memcpy(means, samples, sizeof(float) * std::size_t(m_width)); // no margin, so no row repeats
             return true;
         }
-        const int high = m_mask.height, j = m_slot + 1;
-        m_slot = j < high ? j : 0;
-        const double* const before = row(j > 1 ? j - 2 : high - 1);
-        if (j < high && m_begun)
-            return headRow(j, samples, before, pieces, means);
-        forEachSums(samples, before, pieces, [&](int x, int n, const double* sums) {
-            std::memcpy(row(j - 1) + x, sums, sizeof(double) * std::size_t(n));
-        });
-        return j == high && lastRow(means);
+        if (count < 0x1p23)
+            return push(samples, pieces, QuotientByProduct{count, 1.0 / count}, means);
+        return push(samples, pieces, Quotient{count}, means);
     }
 
 private:
@@ -168,22 +186,38 @@ private:
 
     double* row(int j) const { return m_rows + j * strideOf(m_width); }
     double* head() const { return row(m_mask.height); }
-    double count() const { return double(m_mask.width) * m_mask.height; }
 
-    /// Calls `use(x, n, sums)` for the sums of pieces of a row: of its samples or, without, those of the row before.
-    template <class Use>
-    void forEachSums(const float* samples, const double* before, double* pieces, const Use& use)
+    void sumPiece(const float* samples, double* pieces, double* sums, int n) const
     {
-        for (int x = 0; x < m_width; x += kPiece) {
-            const int n = std::min(kPiece, m_width - x);
-            if (samples)
-                windowSums(samples + x, m_mask.width, pieces + kPiece + kApart, pieces, n);
-            use(x, n, samples ? pieces : before + x);
-        }
+        windowSums(samples, m_mask.width, pieces + kPiece + kApart, sums, n);
+    }
+
+    /// Calls `use(x, n)` for pieces of a row.
+    template <class Use>
+    void forEachPiece(const Use& use) const
+    {
+        for (int x = 0; x < m_width; x += kPiece)
+            use(x, std::min(kPiece, m_width - x));
+    }
+
+    template <class Mean>
+    bool push(const float* samples, double* pieces, Mean mean, float* means)
+    {
+        const int high = m_mask.height, j = m_slot + 1;
+        m_slot = j < high ? j : 0;
+        const double* const before = row(j > 1 ? j - 2 : high - 1);
+        if (j < high && m_begun)
+            return headRow(j, samples, before, pieces, mean, means);
+        if (samples)
+            forEachPiece([&](int x, int n) { sumPiece(samples + x, pieces, row(j - 1) + x, n); });
+        else
+            std::memcpy(row(j - 1), before, sizeof(double) * std::size_t(m_width));
+        return j == high && lastRow(mean, means);
     }
 
     /// The block's rows are complete: its sums become tails.
-    bool lastRow(float* means)
+    template <class Mean>
+    bool lastRow(Mean mean, float* means)
     {
         if (m_begun)
             m_from = 0;
@@ -192,25 +226,25 @@ private:
             addRow(row(j), row(j + 1), row(j), m_width);
         if (m_from > 0)
             return false;
-        const double* const tail = row(0);
-        if (!meansOfTails(tail, ProductMeans(count()), means, m_width))
-            for (int x = 0; x < m_width; ++x)
-                means[x] = float(tail[x] / count());
+        meansOfTails(row(0), mean, means, m_width);
         return true;
     }
 
-    bool headRow(int j, const float* samples, const double* before, double* pieces, float* means)
+    template <class Mean>
+    bool headRow(int j, const float* samples, const double* before, double* pieces, Mean mean, float* means)
     {
         const bool skip = j < m_from; // above the first row that is asked for: the sums only begin the head
-        const ProductMeans mean(count());
-        forEachSums(samples, before, pieces, [&](int x, int n, const double* sums) {
+        forEachPiece([&](int x, int n) {
             double *const grown = head() + x, *const tail = row(j) + x, *const kept = row(j - 1) + x;
+            const double* const sums = samples ? pieces : before + x;
+            if (samples)
+                sumPiece(samples + x, pieces, pieces, n);
             if (skip)
-                return skipRow(j, sums, grown, kept, n);
-            const bool sure = j == 1 ? meansWithRow(sums, grown, tail, kept, mean, means + x, n)
-                                     : meansWithHead(sums, grown, tail, kept, mean, means + x, n);
-            for (int i = 0; i < n && !sure; ++i)
-                means[x + i] = float((tail[i] + grown[i]) / count());
+                skipRow(j, sums, grown, kept, n);
+            else if (j == 1)
+                meansWithRow(sums, grown, tail, kept, mean, means + x, n);
+            else
+                meansWithHead(sums, grown, tail, kept, mean, means + x, n);
         });
         return !skip;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pixmill/rows/flush.h>
 #include <pixmill/rows/memory.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/recursive_gaussian.h>
@@ -11,7 +12,6 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
-#include <xmmintrin.h>
 
 /// The recursive Gaussian over look-up tables: few long lines, so the chunks of a line run side by side as well, each
 /// of which proves to have started from the right value.
@@ -105,18 +105,6 @@ inline void smoothWhole(T* const (&tables)[L], int n, const LineGains<L>& gains)
     sweepLines<L>(data, L, n, gains.nu, gains.boundary, read, toTable);
 }
 
-/// Lets the processor take numbers below 2^-126 as 0 on this thread, as long as it lives.
-class FlushTiny {
-public:
-    FlushTiny() : m_before(_mm_getcsr()) { _mm_setcsr(m_before | 0x8040); }
-    ~FlushTiny() { _mm_setcsr(m_before); }
-    FlushTiny(const FlushTiny&) = delete;
-    FlushTiny& operator=(const FlushTiny&) = delete;
-
-private:
-    unsigned m_before;
-};
-
 /// No sum at or above this depends on whether numbers below 2^-126 were taken as 0.
 constexpr float kTiny = 0x1p-100f;
 
@@ -166,8 +154,8 @@ struct SmallUnits {
     }
 };
 
-/// Puts right what a sweep of sweepChunks over line `l` with FlushTiny did with tiny numbers: from sample `first` on,
-/// counted in the sweep's direction, until a result comes out the same and not tiny.
+/// Puts right what a sweep of sweepChunks over line `l` with FlushSubnormals did with tiny numbers: from sample `first`
+/// on, counted in the sweep's direction, until a result comes out the same and not tiny.
 template <int L, bool forward, class Read>
 inline void restoreTiny(float* out, int n, int l, float nu, float boundary, const Read& read, int first)
 {
@@ -221,7 +209,7 @@ __attribute__((noinline)) void sweepTables(float* out, int n, const LineGains<L>
                                            const Read& read, int ahead, bool last = false)
 {
     {
-        const FlushTiny flush;
+        const FlushSubnormals flush;
         sweepChunks<L, K, forward>(out, n, gains.nu, gains.boundary, read, ahead);
     }
     for (int l = 0; l < L; ++l)

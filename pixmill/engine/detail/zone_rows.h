@@ -2,6 +2,7 @@
 
 #include <pixmill/engine/detail/zones.h>
 #include <pixmill/engine/detail/zones_avx512.h>
+#include <pixmill/rows/look_up.h>
 
 #include <algorithm>
 
@@ -21,7 +22,7 @@ inline void toneRow(const std::uint32_t* pairs, const ushort* Y, const ushort* i
         for (; x < end; x += kPiece) {
             const int piece = std::min(kPiece, end - x);
             indexRow(Y + x, in + x, index, piece);
-            pickRow(pairs, index, picked, piece);
+            lookUpRow(index, picked, pairs, piece, [](std::uint32_t i) { return i; });
             weightsRow(Y + x, midtone, beside, piece);
             mixPickedRow(picked, midtone, beside, out + x, piece);
         }
