@@ -1,5 +1,7 @@
 #include <support/bench.h>
 
+#include <pixmill/rows/rows.h>
+
 #include <opencv2/core/utility.hpp>
 
 #include <omp.h>
@@ -92,7 +94,9 @@ public:
 
     void Finalize() override
     {
-        std::printf("\n%d thread%s, best of the repetitions\n", m_threads, m_threads == 1 ? "" : "s");
+        const rows::RowPolicy& policy = rows::rowPolicy();
+        std::printf("\n%d thread%s, row level %d%s, best of the repetitions\n", m_threads, m_threads == 1 ? "" : "s",
+                    policy.level, policy.handKernels ? "" : " without its hand kernels");
         std::printf("%-58s | %9s | %10s | %13s | %s\n", "operation", "MPix/s", "ms", "share of copy", "times the peer");
         for (const Row& row : m_rows) {
             std::printf("%-58s | %9.1f | %10.3f | ", row.name.c_str(), row.pixels / row.ms * 1e-3, row.ms);
@@ -148,14 +152,21 @@ private:
 } // namespace
 } // namespace pixmill::bench
 
-/// pixmill_bench [--threads=N] [Google Benchmark's own options]; one thread unless told.
+/// pixmill_bench [--threads=N] [--level=0|1|2] [--no-hand-kernels] [Google Benchmark's own options]
+///
+/// One thread and the processor's own row level unless told; a level that it has not stays its own.
 int main(int argc, char** argv)
 {
     int threads = 1;
+    pixmill::rows::RowPolicy& policy = pixmill::rows::rowPolicy();
     std::vector<char*> rest;
     for (int i = 0; i < argc; ++i)
         if (std::strncmp(argv[i], "--threads=", 10) == 0)
             threads = std::max(1, std::atoi(argv[i] + 10));
+        else if (std::strncmp(argv[i], "--level=", 8) == 0)
+            policy.level = std::clamp(std::atoi(argv[i] + 8), 0, policy.level);
+        else if (std::strcmp(argv[i], "--no-hand-kernels") == 0)
+            policy.handKernels = false;
         else
             rest.push_back(argv[i]);
     char repetitions[] = "--benchmark_repetitions=3";

@@ -168,8 +168,9 @@ inline void packRow(const TImage& Y, const TImage& C, const TImage& M, TImage& p
     const EnlargedRow rows[3] = {{C, 0, row}, {C, 1, row}, {M, 0, row}};
     const ushort* luma = rowOf<ushort>(Y, 0, row);
     AnyWord* out = rowOf<AnyWord>(packed, 0, row);
-    const int done = rowPolicy().level == 2 ? packTiles512<Out>(luma, rows, out, Y.m_width, stream) : 0;
-    packTiles<Out>(luma, rows, out, done, Y.m_width);
+    wideThenPlain(
+        Y.m_width, [&](int n) { return packTiles512<Out>(luma, rows, out, n, stream); },
+        [&](int x, int n) { packTiles<Out>(luma, rows, out, x, n); });
 }
 
 template <class Out>

@@ -2,6 +2,7 @@
 
 #include <pixmill/engine/detail/zones.h>
 #include <pixmill/engine/detail/zones_avx512.h>
+#include <pixmill/rows/look_up.h>
 
 #include <algorithm>
 
@@ -17,20 +18,28 @@ inline void toneRow(const std::uint32_t* pairs, const ushort* Y, const ushort* i
     constexpr int kPiece = 1024;
     std::uint32_t index[kPiece], picked[kPiece];
     ushort midtone[kPiece], beside[kPiece];
-    for (int x = rowPolicy().level == 2 ? toneRow512(pairs, Y, in, out, n) : 0; x < n; x += kPiece) {
-        const int piece = std::min(kPiece, n - x);
-        indexRow(Y + x, in + x, index, piece);
-        pickRow(pairs, index, picked, piece);
-        weightsRow(Y + x, midtone, beside, piece);
-        mixPickedRow(picked, midtone, beside, out + x, piece);
-    }
+    const auto plain = [&](int x, int end) {
+        for (; x < end; x += kPiece) {
+            const int piece = std::min(kPiece, end - x);
+            indexRow(Y + x, in + x, index, piece);
+            lookUpRow(index, picked, pairs, piece, [](std::uint32_t i) { return i; });
+            weightsRow(Y + x, midtone, beside, piece);
+            mixPickedRow(picked, midtone, beside, out + x, piece);
+        }
+    };
+    wideThenPlain(
+        n, [=](int count) { return toneRow512(pairs, Y, in, out, count); }, plain);
 }
 
 /// Luma plus twice the centred detail. `out` may be `Y`.
 inline void addEdgesRow(const ushort* Y, const ushort* d0, const ushort* d1, const ushort* d2, ushort* out, int n)
 {
-    for (int x = rowPolicy().level == 2 ? addEdgesRow512(Y, d0, d1, d2, out, n) : 0; x < n; ++x)
-        out[x] = clamp16(Y[x] + 2 * (d0[x] + d1[x] + d2[x]) - 196608);
+    const auto plain = [=](int x, int end) {
+        for (; x < end; ++x)
+            out[x] = clamp16(Y[x] + 2 * (d0[x] + d1[x] + d2[x]) - 196608);
+    };
+    wideThenPlain(
+        n, [=](int count) { return addEdgesRow512(Y, d0, d1, d2, out, count); }, plain);
 }
 
 } // namespace pixmill::engine

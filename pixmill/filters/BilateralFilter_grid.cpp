@@ -123,8 +123,9 @@ inline void pairSlabs(const float* __restrict slab, const float* __restrict belo
 template <class Edge>
 inline void cellRow(const Edge* edge, GridAxis axis, int top, uchar* cells, int n)
 {
-    const int done = rowPolicy().level == 2 ? cellRow512(edge, axis, top, cells, n) : 0;
-    cellPixels(edge, axis, top, cells, done, n);
+    wideThenPlain(
+        n, [=](int count) { return cellRow512(edge, axis, top, cells, count); },
+        [=](int x, int end) { cellPixels(edge, axis, top, cells, x, end); });
 }
 
 /// A picture's way into the grid, a row of cells at a time.
@@ -163,8 +164,9 @@ struct Splat {
 template <class Edge, class Pixel>
 inline void readBackRow(const GridRead& grid, const Edge* edge, float yFraction, Pixel* out, int n)
 {
-    const int done = rowPolicy().level == 2 ? readBackRow512(grid, edge, yFraction, out, n) : 0;
-    readBackPixels(grid, edge, yFraction, out, done, n);
+    wideThenPlain(
+        n, [&](int count) { return readBackRow512(grid, edge, yFraction, out, count); },
+        [&](int x, int end) { readBackPixels(grid, edge, yFraction, out, x, end); });
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 
 #include <pixmill/filters/detail/domain_planes.h>
 #include <pixmill/filters/detail/domain_recursion.h>
-#include <pixmill/rows/lanes.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/rows.h>
 

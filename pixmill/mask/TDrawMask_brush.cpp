@@ -76,7 +76,7 @@ void paintShares512(const Walk& walk, const BrushWeights& shares, cv::Mat& cover
 
 void paintShares(const Walk& walk, const BrushWeights& shares, cv::Mat& cover)
 {
-    if (rowPolicy().level == 2)
+    if (takesAvx512())
         paintShares512(walk, shares, cover);
     else
         paintSoft(walk, shares, [&](int x, int y, const float* share, int n, int room) {

@@ -80,11 +80,9 @@ void collapse(const cv::Mat& above, cv::Mat& level)
     TeamScratch<int> sums(pyramidScratch(above.cols, 1));
     TeamScratch<ushort> enlarged(level.cols + 2);
     forEachRow(level.size(), [&](int y) {
-        const ushort* rows[3];
-        for (int k = 0; k < 3; ++k)
-            rows[k] = above.ptr<ushort>(expanded(y / 2 - 1 + k, above.rows));
+        const auto rows = expandedRows<ushort>(above, y);
         ushort *up = enlarged.mine(), *row = level.ptr<ushort>(y);
-        pyrUpRow<1>(rows, y % 2 != 0, above.cols, up, level.cols, sums.mine());
+        pyrUpRow<1>(rows.data(), y % 2 != 0, above.cols, up, level.cols, sums.mine());
         for (int x = 0; x < level.cols; ++x)
             row[x] = clamp16(row[x] + up[x] - 32767);
     });

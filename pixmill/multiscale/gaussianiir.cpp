@@ -1,11 +1,11 @@
 #include <pixmill/multiscale/gaussianiir.h>
 
 #include <pixmill/primitives/convert.h>
+#include <pixmill/rows/lanes.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/recursive_gaussian.h>
 #include <pixmill/rows/rows.h>
 #include <pixmill/rows/scratch.h>
-#include <pixmill/rows/transpose.h>
 
 #include <algorithm>
 #include <vector>
@@ -61,8 +61,8 @@ void blurThroughFloats(T* data, long length, float sigma, int numsteps)
 
 /// The same coefficients for every lane.
 template <int L>
-struct Lanes {
-    explicit Lanes(const RecursiveGaussian& gauss)
+struct LaneGains {
+    explicit LaneGains(const RecursiveGaussian& gauss)
     {
         std::fill_n(nu, L, gauss.nu);
         std::fill_n(boundary, L, gauss.boundary);
@@ -75,7 +75,7 @@ void sweepRows(float* plane, std::ptrdiff_t stride, int width, int height, const
 {
     const int groups = (height + kRowLanes - 1) / kRowLanes;
     TeamScratch<float> scratch(height < kFewRows ? 0 : std::size_t(width) * kRowLanes);
-    const Lanes<kRowLanes> lanes(gauss);
+    const LaneGains<kRowLanes> lanes(gauss);
     forEachIndex(groups, long(width) * height, [&](int group) {
         float* rows = plane + stride * group * kRowLanes;
         const int count = std::min(kRowLanes, height - group * kRowLanes);
@@ -86,10 +86,11 @@ void sweepRows(float* plane, std::ptrdiff_t stride, int width, int height, const
             return;
         }
         float* tile = scratch.mine();
-        rowsToLanes<kRowLanes>(rows, stride, count, width, tile);
+        const auto row = [=](int l) { return rows + l * stride; };
+        rowsToLanes<kRowLanes>(row, count, width, tile);
         for (int i = 0; i < steps; ++i)
             sweepLines<kRowLanes>(tile, kRowLanes, width, lanes.nu, lanes.boundary);
-        lanesToRows<kRowLanes>(tile, count, width, rows, stride);
+        lanesToRows<kRowLanes>(tile, count, width, row);
     });
 }
 
@@ -142,7 +143,7 @@ void sweepColumns(cv::Mat& plane, const RecursiveGaussian& gauss, int steps)
 void sweepNeighbours(float* data, std::ptrdiff_t stride, long length, long count, const RecursiveGaussian& gauss,
                      int steps)
 {
-    const Lanes<kColumnLanes> lanes(gauss);
+    const LaneGains<kColumnLanes> lanes(gauss);
     const long groups = (count + kColumnLanes - 1) / kColumnLanes;
     forEachIndex(int(groups), length * count, [&](int group) {
         const long first = long(group) * kColumnLanes, end = std::min(count, first + kColumnLanes);

@@ -39,11 +39,9 @@ void forEachEnlargedRow(const cv::Mat& small, cv::Size size, const Use& use)
     TeamScratch<int> sums(pyramidScratch(small.cols, 1));
     TeamScratch<ushort> enlarged(size.width + 2);
     forEachRow(size, [&](int y) {
-        const ushort* rows[3];
-        for (int k = 0; k < 3; ++k)
-            rows[k] = small.ptr<ushort>(expanded(y / 2 - 1 + k, small.rows));
+        const auto rows = expandedRows<ushort>(small, y);
         ushort* up = enlarged.mine();
-        pyrUpRow<1>(rows, y % 2 != 0, small.cols, up, size.width, sums.mine());
+        pyrUpRow<1>(rows.data(), y % 2 != 0, small.cols, up, size.width, sums.mine());
         use(y, up);
     });
 }

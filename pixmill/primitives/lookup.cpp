@@ -1,5 +1,6 @@
 #include <pixmill/primitives/lookup.h>
 #include <pixmill/primitives/region.h>
+#include <pixmill/rows/look_up.h>
 #include <pixmill/rows/pixel.h>
 
 #include <algorithm>
@@ -9,20 +10,6 @@ using namespace pixmill::rows;
 using namespace pixmill::primitives;
 
 namespace {
-
-/// Four look-ups at a time: a loop of single ones spends more on counting, and gathers are slower still.
-template <class S, class D, class Index>
-inline void lookUpRow(const S* src, D* dst, int n, const D* table, Index index)
-{
-    int x = 0;
-    for (; x + 4 <= n; x += 4) {
-        const D a = table[index(src[x])], b = table[index(src[x + 1])];
-        const D c = table[index(src[x + 2])], d = table[index(src[x + 3])];
-        dst[x] = a, dst[x + 1] = b, dst[x + 2] = c, dst[x + 3] = d;
-    }
-    for (; x < n; ++x)
-        dst[x] = table[index(src[x])];
-}
 
 template <class S, class D>
 IppStatus lookUp(const S* src, int srcStep, D* dst, int dstStep, IppiSize roi, const D* table, int nBitSize)
@@ -37,9 +24,9 @@ IppStatus lookUp(const S* src, int srcStep, D* dst, int dstStep, IppiSize roi, c
         const S* s = rowAt(src, srcStep, y);
         D* d = rowAt(dst, dstStep, y);
         if (nBitSize == kAllBits)
-            lookUpRow(s, d, roi.width, table, [](S v) { return int(v); });
+            lookUpRow<kAllBits>(s, d, table, roi.width);
         else
-            lookUpRow(s, d, roi.width, table, [lowBits](S v) { return v & lowBits; });
+            lookUpRow(s, d, table, roi.width, [lowBits](S v) { return v & lowBits; });
     });
     return ippStsNoErr;
 }

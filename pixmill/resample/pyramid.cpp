@@ -40,10 +40,8 @@ void expandRows(const cv::Mat& in, cv::Mat& out)
     runSpan(
         [&](int y, int end) {
             for (; y < end; ++y) {
-                const T* rows[3];
-                for (int k = 0; k < 3; ++k)
-                    rows[k] = in.ptr<T>(expanded(y / 2 - 1 + k, in.rows));
-                pyrUpRow<1>(rows, y % 2 != 0, in.cols, out.ptr<T>(y), out.cols, scratch.data());
+                const auto rows = expandedRows<T>(in, y);
+                pyrUpRow<1>(rows.data(), y % 2 != 0, in.cols, out.ptr<T>(y), out.cols, scratch.data());
             }
         },
         0, std::min(out.rows, 2 * in.rows));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pixmill/rows/avx512.h>
 #include <pixmill/rows/mirrored.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/rows.h>
@@ -80,8 +81,7 @@ inline unsigned windowSums(const unsigned* __restrict columns, int width, unsign
 
 inline unsigned windowSums(const unsigned* columns, int width, unsigned sum, unsigned* sums, int n)
 {
-    return rowPolicy().level == 2 ? windowSums<16>(columns, width, sum, sums, n)
-                                  : windowSums<4>(columns, width, sum, sums, n);
+    return takesAvx512() ? windowSums<16>(columns, width, sum, sums, n) : windowSums<4>(columns, width, sum, sums, n);
 }
 
 /// The same for windows whose sums need more than 32 bits.

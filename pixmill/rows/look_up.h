@@ -22,24 +22,30 @@ inline void store(D* at, D v)
     std::memcpy(at, &v, sizeof v);
 }
 
-/// out[x] = table[the low `bits` bits of in[x]] for n pixels; `out` may be `in`.
+/// out[x] = table[index(in[x])] for n samples; `out` may be `in`.
 ///
 /// Never inlined, so that it is compiled for every processor alike: plain loads beat the gathers that wider levels
 /// would make of them. Eight are under way before the first is stored.
-template <int bits, class S, class D>
-__attribute__((noinline)) void lookUpRow(const S* in, D* out, const D* table, int n)
+template <class S, class D, class Index>
+__attribute__((noinline)) void lookUpRow(const S* in, D* out, const D* table, int n, Index index)
 {
-    constexpr unsigned mask = (1u << bits) - 1;
     int x = 0;
     for (; x + 8 <= n; x += 8) {
-        unsigned v[8];
+        D v[8];
         for (int k = 0; k < 8; ++k)
-            v[k] = table[load(in + x + k) & mask];
+            v[k] = table[index(load(in + x + k))];
         for (int k = 0; k < 8; ++k)
-            store(out + x + k, D(v[k]));
+            store(out + x + k, v[k]);
     }
     for (; x < n; ++x)
-        store(out + x, table[load(in + x) & mask]);
+        store(out + x, table[index(load(in + x))]);
+}
+
+/// By the low `bits` bits of a sample.
+template <int bits, class S, class D>
+inline void lookUpRow(const S* in, D* out, const D* table, int n)
+{
+    lookUpRow(in, out, table, n, [](S v) { return v & ((1u << bits) - 1); });
 }
 
 /// The same for every row of a plane; steps in bytes.

@@ -3,6 +3,9 @@
 #include <pixmill/rows/doubling.h>
 #include <pixmill/rows/mirrored.h>
 
+#include <opencv2/core/mat.hpp>
+
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -22,6 +25,19 @@ namespace pixmill::rows {
 inline int expanded(int i, int n)
 {
     return i < 0 ? mirrored(i, n) : inside(i, n);
+}
+
+/// The three source rows that the enlarging step reads for destination row y, of `height` that `row(i)` gives.
+template <class T, class Row>
+inline std::array<const T*, 3> expandedRows(int y, int height, const Row& row)
+{
+    return {row(expanded(y / 2 - 1, height)), row(expanded(y / 2, height)), row(expanded(y / 2 + 1, height))};
+}
+
+template <class T>
+inline std::array<const T*, 3> expandedRows(const cv::Mat& plane, int y)
+{
+    return expandedRows<T>(y, plane.rows, [&](int i) { return plane.ptr<T>(i); });
 }
 
 /// Whether the steps take a picture of `from` pixels on one axis to one of `to`.

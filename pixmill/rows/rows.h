@@ -18,6 +18,7 @@ struct RowPolicy {
     int level;                ///< 0 every x86-64, 1 AVX2, 2 AVX-512; from the processor, tests lower it.
     long leastParallelPixels; ///< Work below this many pixels stays on the calling thread.
     bool fixedShares = false; ///< A member runs its own share alone, from the last piece to the first; tests set it.
+    bool handKernels = true;  ///< Level 2 runs the kernels of rows/avx512.h; benchmarks clear it to compare.
 };
 
 /// The process's policy. Hosts leave it alone; tests change it between calls.
@@ -35,7 +36,8 @@ __attribute__((noinline, flatten, target("avx2"))) void spanAvx2(const Body& bod
     body(first, end);
 }
 
-// clang knows no preference for a vector's width in a target list, and would drop the whole list.
+// The one list of features. clang knows no preference for a vector's width in a target list, and would drop the whole
+// list.
 #if defined(__clang__)
 #define PIXMILL_AVX512 "avx2,avx512f,avx512bw,avx512dq,avx512vl"
 #else

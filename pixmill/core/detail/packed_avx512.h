@@ -1,7 +1,7 @@
 #pragma once
 
 #include <pixmill/core/detail/packed_pixels.h>
-#include <pixmill/rows/intrinsics.h>
+#include <pixmill/rows/avx512.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/ydrdb.h>
 
@@ -15,13 +15,11 @@ namespace pixmill::core {
 
 using namespace rows;
 
-#define PIXMILL_WORDS512 __attribute__((target("avx2,avx512f,avx512bw,avx512dq,avx512vl")))
-
 /// out[x] = sum of weights * (rows - 128) + 64 over four rows of n columns; up to 63 more are written. Exact in 16
 /// bits, and 64 is the half that rounds the next sum, as the weights add up to 128.
-PIXMILL_WORDS512 inline void sumRows512(const uchar* const rows[4], const short w[4], int n, short* out)
+PIXMILL_AVX512_KERNEL void sumRows512(const uchar* const rows[4], const short w[4], int n, short* out)
 {
-    const auto pair = [](int a, int b) PIXMILL_WORDS512 { return short((a & 255) | b * 256); };
+    const auto pair = [](int a, int b) PIXMILL_AVX512_CODE { return short((a & 255) | b * 256); };
     const __m512i upper = _mm512_set1_epi16(pair(w[0], w[1])), lower = _mm512_set1_epi16(pair(w[2], w[3]));
     const __m512i centre = _mm512_set1_epi16(128 * 128 - 64);
     const __m512i first = _mm512_setr_epi64(0, 1, 8, 9, 2, 3, 10, 11),
@@ -29,14 +27,14 @@ PIXMILL_WORDS512 inline void sumRows512(const uchar* const rows[4], const short 
     for (int x = 0; x < n; x += 64) {
         __m512i a, b, c, d;
         if (n - x >= 64) {
-            const auto load = [&](int k) PIXMILL_WORDS512 { return _mm512_loadu_si512(rows[k] + x); };
+            const auto load = [&](int k) PIXMILL_AVX512_CODE { return _mm512_loadu_si512(rows[k] + x); };
             a = load(0), b = load(1), c = load(2), d = load(3);
         } else {
             const __mmask64 columns = (__mmask64(1) << (n - x)) - 1;
-            const auto load = [&](int k) PIXMILL_WORDS512 { return _mm512_maskz_loadu_epi8(columns, rows[k] + x); };
+            const auto load = [&](int k) PIXMILL_AVX512_CODE { return _mm512_maskz_loadu_epi8(columns, rows[k] + x); };
             a = load(0), b = load(1), c = load(2), d = load(3);
         }
-        const auto sum = [&](__m512i ab, __m512i cd) PIXMILL_WORDS512 {
+        const auto sum = [&](__m512i ab, __m512i cd) PIXMILL_AVX512_CODE {
             return _mm512_add_epi16(_mm512_sub_epi16(_mm512_maddubs_epi16(ab, upper), centre),
                                     _mm512_maddubs_epi16(cd, lower));
         };
@@ -58,7 +56,7 @@ struct Enlarged512 {
 
 class EnlargingKernel512 {
 public:
-    PIXMILL_WORDS512 EnlargingKernel512(const short (&w)[2][4], const int pairs[16])
+    PIXMILL_AVX512_KERNEL EnlargingKernel512(const short (&w)[2][4], const int pairs[16])
         : m_even{weights(w[0][0], w[0][1]), weights(w[0][2], w[0][3])}, m_odd{weights(w[1][0], w[1][1]),
                                                                               weights(w[1][2], w[1][3])}
     {
@@ -69,7 +67,7 @@ public:
         m_second = _mm512_add_epi32(m_first, _mm512_set1_epi32(8));
     }
 
-    PIXMILL_WORDS512 Enlarged512 operator()(const short* sums) const
+    PIXMILL_AVX512_KERNEL Enlarged512 operator()(const short* sums) const
     {
         __m512i s[5];
         for (int k = 0; k < 5; ++k)
@@ -81,23 +79,23 @@ public:
     }
 
 private:
-    PIXMILL_WORDS512 static __m512i weights(short a, short b)
+    PIXMILL_AVX512_KERNEL static __m512i weights(short a, short b)
     {
         return _mm512_set1_epi32((a & 65535) | int(b) * 65536);
     }
 
-    PIXMILL_WORDS512 static __m512i blend(__m512i a, __m512i b, const __m512i* w)
+    PIXMILL_AVX512_KERNEL static __m512i blend(__m512i a, __m512i b, const __m512i* w)
     {
         return _mm512_add_epi32(_mm512_madd_epi16(a, w[0]), _mm512_madd_epi16(b, w[1]));
     }
 
     /// Both over 2^14, the second in the upper half.
-    PIXMILL_WORDS512 static __m512i pair(__m512i a, __m512i b)
+    PIXMILL_AVX512_KERNEL static __m512i pair(__m512i a, __m512i b)
     {
         return _mm512_mask_blend_epi16(0xaaaaaaaa, _mm512_srai_epi32(a, 14), _mm512_slli_epi32(b, 2));
     }
 
-    PIXMILL_WORDS512 static __m512i limited(__m512i v)
+    PIXMILL_AVX512_KERNEL static __m512i limited(__m512i v)
     {
         return _mm512_max_epi16(_mm512_min_epi16(v, _mm512_set1_epi16(127)), _mm512_set1_epi16(-128));
     }
@@ -111,7 +109,7 @@ struct Channels512 {
 };
 
 /// 256 times the mask, less `step` where it is above `limit`.
-PIXMILL_WORDS512 inline __m512i alpha512(__m512i mask, int limit, int step)
+PIXMILL_AVX512_KERNEL __m512i alpha512(__m512i mask, int limit, int step)
 {
     const __mmask32 above = _mm512_cmpgt_epi16_mask(mask, _mm512_set1_epi16(short((limit - 128) * 256)));
     const __m512i less = _mm512_mask_sub_epi16(mask, above, mask, _mm512_set1_epi16(short(step)));
@@ -119,9 +117,9 @@ PIXMILL_WORDS512 inline __m512i alpha512(__m512i mask, int limit, int step)
 }
 
 /// Green of half the lanes, unclamped, from luma and from 65536 times the differences.
-PIXMILL_WORDS512 inline __m512i green512(__m512i y, __m512i red, __m512i blue)
+PIXMILL_AVX512_KERNEL __m512i green512(__m512i y, __m512i red, __m512i blue)
 {
-    const auto colour = [y](__m512i d) PIXMILL_WORDS512 {
+    const auto colour = [y](__m512i d) PIXMILL_AVX512_CODE {
         return _mm512_cvtepi32_ps(_mm512_add_epi32(_mm512_srai_epi32(d, 7), y));
     };
     const __m512 r = _mm512_mul_ps(_mm512_set1_ps(kRedShare), colour(red));
@@ -131,12 +129,12 @@ PIXMILL_WORDS512 inline __m512i green512(__m512i y, __m512i red, __m512i blue)
 }
 
 /// Pixels from luma and enlarged samples, each less 128.
-PIXMILL_WORDS512 inline Channels512 pixels512(__m512i y, __m512i red, __m512i blue, __m512i mask)
+PIXMILL_AVX512_KERNEL Channels512 pixels512(__m512i y, __m512i red, __m512i blue, __m512i mask)
 {
     const __m512i zero = _mm512_setzero_si512(), top = _mm512_set1_epi16(short(0x8000));
     // y + 512 d, limited: half of it twice, each sum limited to what 16 signed bits hold.
     const __m512i centred = _mm512_xor_si512(y, top);
-    const auto colour = [&](__m512i d) PIXMILL_WORDS512 {
+    const auto colour = [&](__m512i d) PIXMILL_AVX512_CODE {
         const __m512i half = _mm512_slli_epi16(d, 8);
         return _mm512_xor_si512(_mm512_adds_epi16(_mm512_adds_epi16(centred, half), half), top);
     };
@@ -152,7 +150,7 @@ template <bool kStream>
 struct Writer512 {
     __m512i* to;
 
-    PIXMILL_WORDS512 void operator()(__m512i v)
+    PIXMILL_AVX512_KERNEL void operator()(__m512i v)
     {
         if (kStream)
             _mm512_stream_si512(to++, v);
@@ -162,7 +160,7 @@ struct Writer512 {
 };
 
 template <class Writer>
-PIXMILL_WORDS512 inline void store512(const Channels512& p, Rgba16, Writer& write)
+PIXMILL_AVX512_KERNEL void store512(const Channels512& p, Rgba16, Writer& write)
 {
     const __m512i alpha = alpha512(p.mask, 166, 1);
     const __m512i rgLow = _mm512_unpacklo_epi16(p.r, p.g), rgHigh = _mm512_unpackhi_epi16(p.r, p.g);
@@ -174,11 +172,11 @@ PIXMILL_WORDS512 inline void store512(const Channels512& p, Rgba16, Writer& writ
 }
 
 template <class Writer>
-PIXMILL_WORDS512 inline void store512(const Channels512& p, Rgba8, Writer& write)
+PIXMILL_AVX512_KERNEL void store512(const Channels512& p, Rgba8, Writer& write)
 {
     const __m512i zero = _mm512_setzero_si512(), half = _mm512_set1_epi16(128), high = _mm512_set1_epi16(short(0xff00));
     // Over 257 in the high byte: v - round(v / 256) + 128.
-    const auto narrow = [&](__m512i v) PIXMILL_WORDS512 {
+    const auto narrow = [&](__m512i v) PIXMILL_AVX512_CODE {
         return _mm512_add_epi16(_mm512_sub_epi16(v, _mm512_avg_epu16(_mm512_srli_epi16(v, 7), zero)), half);
     };
     const __m512i rg = _mm512_or_si512(_mm512_srli_epi16(narrow(p.r), 8), _mm512_and_si512(narrow(p.g), high));
@@ -189,7 +187,7 @@ PIXMILL_WORDS512 inline void store512(const Channels512& p, Rgba8, Writer& write
 }
 
 template <class Writer>
-PIXMILL_WORDS512 inline void store512(const Channels512& p, Bgra8, Writer& write)
+PIXMILL_AVX512_KERNEL void store512(const Channels512& p, Bgra8, Writer& write)
 {
     store512({p.b, p.g, p.r, p.mask}, Rgba8(), write);
 }
@@ -199,8 +197,8 @@ constexpr int kBlock512 = 64; ///< Pixels at a time.
 /// n pixels of a row, whole blocks. `sums` are those of red, blue and mask, from two columns before on; `w` the weights
 /// of even and of odd columns.
 template <class Out, bool kStream>
-__attribute__((noinline, flatten)) PIXMILL_WORDS512 void packRow512(const ushort* y, const short* const sums[3],
-                                                                    const short (&w)[2][4], AnyWord* out, int n)
+__attribute__((noinline, flatten)) PIXMILL_AVX512_KERNEL void packRow512(const ushort* y, const short* const sums[3],
+                                                                         const short (&w)[2][4], AnyWord* out, int n)
 {
     const int* const pairs = Out::kWords == 2 ? kPairs16 : kPairs8;
     const EnlargingKernel512 enlarge(w, pairs);

@@ -7,23 +7,10 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
-#include <xmmintrin.h>
 
 /// Numbers below 2^-126, which the processor is slow with: a sweep takes them as 0, and what that made wrong is then
 /// put right in arithmetic of another kind.
 namespace pixmill::curves {
-
-/// Lets the processor take numbers below 2^-126 as 0 on this thread, as long as it lives.
-class FlushTiny {
-public:
-    FlushTiny() : m_before(_mm_getcsr()) { _mm_setcsr(m_before | 0x8040); }
-    ~FlushTiny() { _mm_setcsr(m_before); }
-    FlushTiny(const FlushTiny&) = delete;
-    FlushTiny& operator=(const FlushTiny&) = delete;
-
-private:
-    unsigned m_before;
-};
 
 /// No sum at or above this depends on whether numbers below 2^-126 were taken as 0.
 constexpr float kTiny = 0x1p-100f;
@@ -74,7 +61,7 @@ struct SmallUnits {
     }
 };
 
-/// Puts right what a sweep of sweepChunks over line `l` with FlushTiny did with tiny numbers: from sample `first` on,
+/// Puts right what a sweep of sweepChunks over line `l` with FlushSubnormals did with tiny numbers: from sample `first` on,
 /// counted in the sweep's direction, until a result comes out the same and not tiny.
 template <int L, bool forward, class Read>
 inline void restoreTiny(float* out, int n, int l, float nu, float boundary, const Read& read, int first)

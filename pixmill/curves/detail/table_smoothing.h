@@ -2,6 +2,7 @@
 
 #include <pixmill/curves/detail/chunked_sweep.h>
 #include <pixmill/curves/detail/small_units.h>
+#include <pixmill/rows/flush.h>
 #include <pixmill/rows/memory.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/recursive_gaussian.h>
@@ -52,7 +53,7 @@ __attribute__((noinline)) void sweepTables(float* out, int n, const LineGains<L>
                                            const Read& read, int ahead, bool last = false)
 {
     {
-        const FlushTiny flush;
+        const FlushSubnormals flush;
         sweepChunks<L, K, forward>(out, n, gains.nu, gains.boundary, read, ahead);
     }
     for (int l = 0; l < L; ++l)

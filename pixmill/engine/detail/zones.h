@@ -9,41 +9,53 @@ namespace pixmill::engine {
 
 using namespace rows;
 
-/// The ramp that all three weights are built from: 3k, one more from 78 on, so that it ends at 256 for k = 85.
-constexpr int zoneRamp(int k)
+/// The ramp that all three weights are built from: 3k, one more from 78 on, so that it ends at 256 for k = 85. In any
+/// integers of 16 bits or more: 16-bit lanes are twice as many.
+template <class T>
+constexpr T zoneRamp(T k)
 {
-    return 3 * k + ((k + 50) >> 7);
+    return T(T(3 * k) + T(T(k + 50) >> 7));
 }
 
-/// Weights by the high byte of luma. Shadows end where the midtones are full, at 85, and highlights begin where they
-/// still are, at 170, so that at most two of the three are above 0; they sum to 255 or 256.
-constexpr int shadowWeight(int i)
+// Weights by the high byte of luma. Shadows end where the midtones are full, at 85, and highlights begin where they
+// still are, at 170, so that at most two of the three are above 0; they sum to 255 or 256.
+
+template <class T>
+constexpr T shadowWeight(T i)
 {
-    return zoneRamp(i < 85 ? 85 - i : 0);
+    return zoneRamp(T(i < 85 ? 85 - i : 0));
 }
 
-constexpr int midtoneWeight(int i)
+template <class T>
+constexpr T midtoneWeight(T i)
 {
-    return zoneRamp(i <= 85 ? i : i < 170 ? 85 : 255 - i);
+    const T back = T(255 - i), inward = i < back ? i : back;
+    return zoneRamp(T(inward < 85 ? inward : 85));
 }
 
-constexpr int highlightWeight(int i)
+template <class T>
+constexpr T highlightWeight(T i)
 {
-    return zoneRamp(i > 170 ? i - 170 : 0);
+    return zoneRamp(T(i > 170 ? i - 170 : 0));
 }
 
 /// Luma from here on mixes midtones with highlights; below, with shadows.
 constexpr int kHighlightsFrom = 170 << 8;
 
+/// The weight of the zone beside the midtones.
+template <class T>
+constexpr T besideWeight(T i)
+{
+    return zoneRamp(i < 85 ? T(85 - i) : i > 170 ? T(i - 170) : T(0));
+}
+
 /// The midtones' weight and that of the zone beside them, for a row; in 16-bit lanes.
 inline void weightsRow(const ushort* __restrict Y, ushort* __restrict midtone, ushort* __restrict beside, int n)
 {
     for (int x = 0; x < n; ++x) {
-        const ushort i = Y[x] >> 8, back = 255 - i;
-        const ushort inward = i < back ? i : back, k = inward < 85 ? inward : 85;
-        midtone[x] = ushort(ushort(3 * k) + ushort(ushort(k + 50) >> 7));
-        const ushort outward = i < 85 ? ushort(85 - i) : i > 170 ? ushort(i - 170) : ushort(0);
-        beside[x] = ushort(ushort(3 * outward) + ushort(ushort(outward + 50) >> 7));
+        const ushort i = Y[x] >> 8;
+        midtone[x] = midtoneWeight(i);
+        beside[x] = besideWeight(i);
     }
 }
 
@@ -64,10 +76,9 @@ inline void mixRow(const ushort* __restrict Y, const ushort* __restrict shadows,
 {
     for (int x = 0; x < n; ++x) {
         const int i = Y[x] >> 8;
-        const int dark = 85 - i > 0 ? 85 - i : 0, light = i - 170 > 0 ? i - 170 : 0;
-        const int inward = i < 255 - i ? i : 255 - i, k = inward < 85 ? inward : 85;
-        inOut[x] = mixedSample(centred(shadows[x]) * float(zoneRamp(dark)) + centred(midtones[x]) * float(zoneRamp(k)) +
-                               centred(inOut[x]) * float(zoneRamp(light)));
+        inOut[x] =
+            mixedSample(centred(shadows[x]) * float(shadowWeight(i)) + centred(midtones[x]) * float(midtoneWeight(i)) +
+                        centred(inOut[x]) * float(highlightWeight(i)));
     }
 }
 
@@ -77,23 +88,6 @@ inline void indexRow(const ushort* __restrict Y, const ushort* __restrict plane,
 {
     for (int x = 0; x < n; ++x)
         index[x] = plane[x] + (Y[x] >= kHighlightsFrom ? 65536u : 0u);
-}
-
-/// Table entries of a row of indices. Kept out of line, so that it stays the plain loop at every processor level: a
-/// vector of table look-ups is slower. Eight are under way before the first is stored.
-__attribute__((noinline)) inline void pickRow(const std::uint32_t* pairs, const std::uint32_t* index,
-                                              std::uint32_t* picked, int n)
-{
-    int x = 0;
-    for (; x + 8 <= n; x += 8) {
-        std::uint32_t v[8];
-        for (int k = 0; k < 8; ++k)
-            v[k] = pairs[index[x + k]];
-        for (int k = 0; k < 8; ++k)
-            picked[x + k] = v[k];
-    }
-    for (; x < n; ++x)
-        picked[x] = pairs[index[x]];
 }
 
 /// Mixes the pairs that were found: midtones in the low half, the zone beside them in the high half.

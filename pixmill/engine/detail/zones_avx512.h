@@ -1,7 +1,7 @@
 #pragma once
 
 #include <pixmill/engine/detail/zones.h>
-#include <pixmill/rows/intrinsics.h>
+#include <pixmill/rows/avx512.h>
 #include <pixmill/rows/rows.h>
 
 #include <cstdint>
@@ -13,30 +13,28 @@ namespace pixmill::engine {
 
 using namespace rows;
 
-#define PIXMILL_KERNEL __attribute__((target(PIXMILL_AVX512))) inline
-
 /// Sixteen-bit lanes turned from 0..65535 to -32768..32767, or back.
-PIXMILL_KERNEL __m512i centred512(__m512i v)
+PIXMILL_AVX512_KERNEL __m512i centred512(__m512i v)
 {
     return _mm512_xor_si512(v, _mm512_set1_epi16(-32768));
 }
 
 /// zoneRamp.
-PIXMILL_KERNEL __m512i zoneRamp512(__m512i k)
+PIXMILL_AVX512_KERNEL __m512i zoneRamp512(__m512i k)
 {
     const __m512i last = _mm512_srli_epi16(_mm512_add_epi16(k, _mm512_set1_epi16(50)), 7);
     return _mm512_add_epi16(_mm512_add_epi16(k, _mm512_add_epi16(k, k)), last);
 }
 
 /// Divided by 256 toward zero.
-PIXMILL_KERNEL __m512i dividedBy256(__m512i v)
+PIXMILL_AVX512_KERNEL __m512i dividedBy256(__m512i v)
 {
     return _mm512_srai_epi32(_mm512_add_epi32(v, _mm512_srli_epi32(_mm512_srai_epi32(v, 31), 24)), 8);
 }
 
 /// toneRow. Products and sums of pairs are one instruction, on samples side by side with weights side by side; quarters
 /// of the vectors are put in the order in which that pairing, done within quarters, finds its samples.
-PIXMILL_KERNEL int toneRow512(const std::uint32_t* pairs, const ushort* Y, const ushort* in, ushort* out, int n)
+PIXMILL_AVX512_KERNEL int toneRow512(const std::uint32_t* pairs, const ushort* Y, const ushort* in, ushort* out, int n)
 {
     const __m512i toPairs = _mm512_setr_epi64(0, 4, 1, 5, 2, 6, 3, 7), back = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
     const __m512i ramp = _mm512_set1_epi16(85), second = _mm512_set1_epi32(65536);
@@ -65,8 +63,8 @@ PIXMILL_KERNEL int toneRow512(const std::uint32_t* pairs, const ushort* Y, const
 }
 
 /// addEdgesRow. Packing to 16 bits limits the centred sum as clamp16 does the sum.
-PIXMILL_KERNEL int addEdgesRow512(const ushort* Y, const ushort* d0, const ushort* d1, const ushort* d2, ushort* out,
-                                  int n)
+PIXMILL_AVX512_KERNEL int addEdgesRow512(const ushort* Y, const ushort* d0, const ushort* d1, const ushort* d2,
+                                         ushort* out, int n)
 {
     const __m512i twice = _mm512_set1_epi16(2), twiceAndOnce = _mm512_set1_epi32(0x10002);
     int x = 0;
@@ -81,7 +79,5 @@ PIXMILL_KERNEL int addEdgesRow512(const ushort* Y, const ushort* d0, const ushor
     }
     return x;
 }
-
-#undef PIXMILL_KERNEL
 
 } // namespace pixmill::engine

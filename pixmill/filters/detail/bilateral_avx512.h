@@ -1,7 +1,7 @@
 #pragma once
 
 #include <pixmill/filters/detail/bilateral_grid.h>
-#include <pixmill/rows/intrinsics.h>
+#include <pixmill/rows/avx512.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/rows.h>
 
@@ -12,10 +12,8 @@ namespace pixmill::filters {
 
 using namespace rows;
 
-#define PIXMILL_KERNEL __attribute__((target(PIXMILL_AVX512))) inline
-
 /// Four floats each from four places, side by side.
-PIXMILL_KERNEL __m512 fourOfEach512(const float* p0, const float* p1, const float* p2, const float* p3)
+PIXMILL_AVX512_KERNEL __m512 fourOfEach512(const float* p0, const float* p1, const float* p2, const float* p3)
 {
     __m512 v = _mm512_castps128_ps512(_mm_loadu_ps(p0));
     v = _mm512_insertf32x4(v, _mm_loadu_ps(p1), 1);
@@ -23,13 +21,13 @@ PIXMILL_KERNEL __m512 fourOfEach512(const float* p0, const float* p1, const floa
     return _mm512_insertf32x4(v, _mm_loadu_ps(p3), 3);
 }
 
-PIXMILL_KERNEL __m512 between512(__m512 a, __m512 b, __m512 f)
+PIXMILL_AVX512_KERNEL __m512 between512(__m512 a, __m512 b, __m512 f)
 {
     return _mm512_add_ps(a, _mm512_mul_ps(_mm512_sub_ps(b, a), f));
 }
 
 /// Sixteen pixels of one column of cells: the values at y and at y + 1, each between two neighbours in z.
-PIXMILL_KERNEL void columns512(const float* pairs, const int* offset, __m512 f, __m512& top, __m512& bottom)
+PIXMILL_AVX512_KERNEL void columns512(const float* pairs, const int* offset, __m512 f, __m512& top, __m512& bottom)
 {
     __m512 v[4]; // v[i] has pixels i, i + 4, i + 8, i + 12: that leaves all of them in order below
     for (int i = 0; i < 4; ++i)
@@ -45,35 +43,35 @@ PIXMILL_KERNEL void columns512(const float* pairs, const int* offset, __m512 f, 
                         _mm512_castpd_ps(_mm512_unpackhi_pd(high0, high1)), f);
 }
 
-PIXMILL_KERNEL __m512 sixteen512(const uchar* v)
+PIXMILL_AVX512_KERNEL __m512 sixteen512(const uchar* v)
 {
     return _mm512_cvtepi32_ps(_mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(v))));
 }
 
-PIXMILL_KERNEL __m512 sixteen512(const ushort* v)
+PIXMILL_AVX512_KERNEL __m512 sixteen512(const ushort* v)
 {
     return _mm512_cvtepi32_ps(_mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(v))));
 }
 
-PIXMILL_KERNEL __m512 sixteen512(const float* v)
+PIXMILL_AVX512_KERNEL __m512 sixteen512(const float* v)
 {
     return _mm512_loadu_ps(v);
 }
 
 /// Rounded as by toPixel8 and toPixel16, as a sum with kToInteger.
-PIXMILL_KERNEL __m512 rounded512(__m512 v, float top)
+PIXMILL_AVX512_KERNEL __m512 rounded512(__m512 v, float top)
 {
     const __m512 limited = _mm512_min_ps(_mm512_max_ps(v, _mm512_setzero_ps()), _mm512_set1_ps(top));
     return _mm512_add_ps(limited, _mm512_set1_ps(kToInteger));
 }
 
-PIXMILL_KERNEL void store512(__m512 v, uchar* out)
+PIXMILL_AVX512_KERNEL void store512(__m512 v, uchar* out)
 {
     const __m512i bits = _mm512_castps_si512(rounded512(v, 255.0f));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm512_cvtepi32_epi8(bits));
 }
 
-PIXMILL_KERNEL void store512(__m512 v, ushort* out)
+PIXMILL_AVX512_KERNEL void store512(__m512 v, ushort* out)
 {
     const __m512i bits = _mm512_castps_si512(rounded512(v, 65535.0f));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm512_cvtepi32_epi16(bits));
@@ -81,7 +79,7 @@ PIXMILL_KERNEL void store512(__m512 v, ushort* out)
 
 /// cellRow for as many whole vectors of 16 pixels as there are; tells how many pixels that was.
 template <class Edge>
-PIXMILL_KERNEL int cellRow512(const Edge* edge, GridAxis axis, int top, uchar* cells, int n)
+PIXMILL_AVX512_KERNEL int cellRow512(const Edge* edge, GridAxis axis, int top, uchar* cells, int n)
 {
     const __m512 alpha = _mm512_set1_ps(axis.alpha), beta = _mm512_set1_ps(axis.beta);
     const int whole = n / 16 * 16;
@@ -96,7 +94,8 @@ PIXMILL_KERNEL int cellRow512(const Edge* edge, GridAxis axis, int top, uchar* c
 
 /// Where 16 pixels are read: the offsets of their cells and the fractions to the next along z.
 template <class Edge>
-PIXMILL_KERNEL void place512(const Edge* edge, GridAxis axis, int top, const int* xOffset, int* offset, float* fraction)
+PIXMILL_AVX512_KERNEL void place512(const Edge* edge, GridAxis axis, int top, const int* xOffset, int* offset,
+                                    float* fraction)
 {
     const __m512 z =
         _mm512_add_ps(_mm512_mul_ps(sixteen512(edge), _mm512_set1_ps(axis.alpha)), _mm512_set1_ps(axis.beta));
@@ -109,7 +108,7 @@ PIXMILL_KERNEL void place512(const Edge* edge, GridAxis axis, int top, const int
 
 /// readBackPixels for as many whole vectors of 16 pixels as there are; tells how many pixels that was.
 template <class Edge, class Pixel>
-PIXMILL_KERNEL int readBackRow512(const GridRead& grid, const Edge* edge, float yFraction, Pixel* out, int n)
+PIXMILL_AVX512_KERNEL int readBackRow512(const GridRead& grid, const Edge* edge, float yFraction, Pixel* out, int n)
 {
     constexpr int kPiece = 256;
     const float* const next = grid.pairs + 2 * std::ptrdiff_t(grid.gridZ);
@@ -131,7 +130,5 @@ PIXMILL_KERNEL int readBackRow512(const GridRead& grid, const Edge* edge, float 
     }
     return whole;
 }
-
-#undef PIXMILL_KERNEL
 
 } // namespace pixmill::filters

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <pixmill/rows/lanes.h>
 #include <pixmill/rows/recursive_gaussian.h>
 #include <pixmill/rows/scratch.h>
-#include <pixmill/rows/transpose.h>
 
 #include <algorithm>
 #include <cmath>
@@ -122,35 +122,14 @@ inline void blurLines(GridLines<const float> from, GridLines<float> to, int n, c
 /// Rows of n samples, side by side in memory, to lanes kGridLanes * 2 apart; lanes from `rows` on become 0.
 inline void gridToLanes(const float* in, int rows, int n, float* out)
 {
-    constexpr int stride = 2 * kGridLanes;
-    if (rows == kGridLanes && n >= 8) {
-        for (int x = 0; x < n; x += 8) {
-            const int at = std::min(x, n - 8); // the last block takes some samples once more
-            for (int l = 0; l < kGridLanes; l += 8)
-                transpose8x8(in + std::ptrdiff_t(l) * n + at, n, out + at * stride + l, stride);
-        }
-        return;
-    }
-    for (int x = 0; x < n; ++x)
-        for (int l = 0; l < kGridLanes; ++l)
-            out[x * stride + l] = l < rows ? in[std::ptrdiff_t(l) * n + x] : 0.0f;
+    rowsToLanes<kGridLanes>([=](int l) { return in + std::ptrdiff_t(l) * n; }, rows, n, out, 2 * kGridLanes);
 }
 
 /// Such lanes back to rows `width` apart.
 inline void lanesToGrid(const float* in, int rows, int n, float* out, std::ptrdiff_t width)
 {
-    constexpr int stride = 2 * kGridLanes;
-    if (rows == kGridLanes && n >= 8) {
-        for (int x = 0; x < n; x += 8) {
-            const int at = std::min(x, n - 8);
-            for (int l = 0; l < kGridLanes; l += 8)
-                transpose8x8(in + at * stride + l, stride, out + l * width + at, width);
-        }
-        return;
-    }
-    for (int l = 0; l < rows; ++l)
-        for (int x = 0; x < n; ++x)
-            out[l * width + x] = in[x * stride + l];
+    lanesToRows<kGridLanes>(
+        in, rows, n, [=](int l) { return out + l * width; }, 2 * kGridLanes);
 }
 
 /// Rows of n samples `width` apart to rows side by side. Each is written in whole pieces as long as a row follows that

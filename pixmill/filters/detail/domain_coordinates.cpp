@@ -1,8 +1,8 @@
 #include <pixmill/filters/detail/domain_coordinates.h>
 
 #include <pixmill/filters/detail/domain_gaps.h>
+#include <pixmill/filters/detail/domain_lanes.h>
 #include <pixmill/filters/detail/domain_windows.h>
-#include <pixmill/rows/lanes.h>
 #include <pixmill/rows/largepages.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/rows.h>

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pixmill/filters/detail/domain_lanes.h>
 #include <pixmill/filters/detail/domain_steps.h>
 #include <pixmill/rows/scratch.h>
 

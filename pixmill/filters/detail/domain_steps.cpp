@@ -1,7 +1,7 @@
 #include <pixmill/filters/detail/domain_steps.h>
 
 #include <pixmill/filters/detail/domain_gaps.h>
-#include <pixmill/rows/lanes.h>
+#include <pixmill/filters/detail/domain_lanes.h>
 #include <pixmill/rows/largepages.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/rows.h>

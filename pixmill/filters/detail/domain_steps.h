@@ -1,6 +1,5 @@
 #pragma once
 
-#include <pixmill/rows/lanes.h>
 #include <pixmill/rows/memory.h>
 
 #include <opencv2/core/mat.hpp>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <pixmill/rows/lanes.h>
+#include <pixmill/filters/detail/domain_lanes.h>
 
 #include <opencv2/core/hal/hal.hpp>
 

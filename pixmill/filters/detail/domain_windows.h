@@ -1,6 +1,6 @@
 #pragma once
 
-#include <pixmill/rows/intrinsics.h>
+#include <pixmill/filters/detail/domain_avx512.h>
 #include <pixmill/rows/rows.h>
 
 #include <algorithm>
@@ -10,9 +10,6 @@
 namespace pixmill::filters {
 
 using namespace rows;
-
-constexpr int kWindows = 16;       ///< Pixels whose windows are found together.
-constexpr int kCoordinatesPad = 4; ///< Infinite coordinates behind a line's own.
 
 /// ends[i] is the first of `from`, `from` + 1, ... whose coordinate lies above limits[i]; limits never fall.
 inline void countUpTo(const float* coordinate, const float* __restrict limits, int from, int* __restrict ends)
@@ -29,24 +26,6 @@ inline void countUpTo(const float* coordinate, const float* __restrict limits, i
     std::copy_n(counts, kWindows, ends);
 }
 
-/// The same; the compiler does not come upon adding under a mask.
-__attribute__((target("avx512f"))) inline void countUpToWide(const float* coordinate, const float* limits, int from,
-                                                             int* ends)
-{
-    const __m512 limit = _mm512_loadu_ps(limits);
-    const __m512i one = _mm512_set1_epi32(1);
-    __m512i count = _mm512_set1_epi32(from);
-    for (const float* c = coordinate + from;; c += kCoordinatesPad) {
-        for (int j = 0; j < kCoordinatesPad; ++j) {
-            const __mmask16 more = _mm512_cmp_ps_mask(_mm512_set1_ps(c[j]), limit, _CMP_NGT_UQ);
-            count = _mm512_mask_add_epi32(count, more, count, one);
-        }
-        if (c[kCoordinatesPad - 1] > limits[kWindows - 1])
-            break;
-    }
-    _mm512_storeu_si512(ends, count);
-}
-
 /// The first of j, j + 1, ... n whose coordinate lies above `limit`.
 inline int firstAbove(const float* coordinate, float limit, int j, int n)
 {
@@ -61,7 +40,7 @@ struct Windows {
     int n;
     float radius;
     bool rising; ///< no coordinate falls, and no limit is below all coordinates or not a number
-    bool wide = rowPolicy().level == 2;
+    bool wide = takesAvx512();
     int low = 0, high = 0; ///< of the last pixel found
     int lows[kWindows] = {}, highs[kWindows] = {};
     float sizes[kWindows] = {};
@@ -90,8 +69,8 @@ struct Windows {
                 above[i] = at + radius;
             }
             if (wide) {
-                countUpToWide(coordinate, below, low, lows);
-                countUpToWide(coordinate, above, high, highs);
+                countUpTo512(coordinate, below, low, lows);
+                countUpTo512(coordinate, above, high, highs);
             } else {
                 countUpTo(coordinate, below, low, lows);
                 countUpTo(coordinate, above, high, highs);

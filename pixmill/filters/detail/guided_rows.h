@@ -152,7 +152,7 @@ public:
     AveragedModels(cv::Size grid, int r, int margin, int mostWidth)
         : m_grid(grid), m_r(r), m_margin(margin), m_stride((mostWidth + 2 * r + 15) / 16 * 16),
           m_floats(std::size_t(m_stride) * 2 * kCoefficients),
-          m_sums(std::size_t(m_stride) * 2 + kCoefficients * MeansOfRows::scratchSize(mostWidth, 2 * r + 1))
+          m_sums(MeansOfRows::pieceScratch(mask()) + kCoefficients * MeansOfRows::scratchSize(mostWidth, mask()))
     {
     }
 
@@ -163,10 +163,10 @@ public:
         m_width = width;
         m_row = first;
         m_end = end;
-        double* scratch = &m_sums[std::size_t(m_stride) * 2];
+        double* scratch = &m_sums[MeansOfRows::pieceScratch(mask())];
         for (MeansOfRows& means : m_means) {
-            means.begin(scratch, width, 2 * m_r + 1, first);
-            scratch += MeansOfRows::scratchSize(width, 2 * m_r + 1);
+            means.begin(scratch, width, mask(), first);
+            scratch += MeansOfRows::scratchSize(width, mask());
         }
     }
 
@@ -191,7 +191,7 @@ public:
             bool complete = false;
             for (int c = 0; c < kCoefficients; ++c) {
                 float* to = floats(kCoefficients + c);
-                complete = m_means[c].push(again ? nullptr : floats(c), m_sums.data(), &m_sums[m_stride], to);
+                complete = m_means[c].push(again ? nullptr : floats(c), m_sums.data(), to);
                 means[c] = to;
             }
             if (complete)
@@ -201,6 +201,7 @@ public:
     }
 
 private:
+    cv::Size mask() const { return {2 * m_r + 1, 2 * m_r + 1}; }
     int gridRow(int row) const { return limit(row - m_margin, 0, m_grid.height - 1); }
     float* floats(int i) { return &m_floats[std::size_t(m_stride) * i]; }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <pixmill/mask/detail/brush_cover.h>
-#include <pixmill/rows/intrinsics.h>
+#include <pixmill/rows/avx512.h>
 #include <pixmill/rows/rows.h>
 
 #include <algorithm>
@@ -11,10 +11,9 @@ namespace pixmill::mask {
 
 using namespace rows;
 
-#define PIXMILL_KERNEL __attribute__((target(PIXMILL_AVX512))) inline
-
 /// coverShares of up to 16 pixels, those of `lanes`; `mirrored`: the last pixel has the first share.
-PIXMILL_KERNEL void coverLanes512(const float* share, uchar* cover, __mmask16 lanes, __mmask16 shares, bool mirrored)
+PIXMILL_AVX512_KERNEL void coverLanes512(const float* share, uchar* cover, __mmask16 lanes, __mmask16 shares,
+                                         bool mirrored)
 {
     const __m512i full = _mm512_set1_epi32(255);
     const __m512i reversed = _mm512_setr_epi32(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
@@ -28,7 +27,7 @@ PIXMILL_KERNEL void coverLanes512(const float* share, uchar* cover, __mmask16 la
 
 /// Covers n pixels by as many shares: those from `cover` on or, mirrored, those before it, nearest first.
 template <bool kMirrored>
-PIXMILL_KERNEL void coverOutward512(const float* share, uchar* cover, int n)
+PIXMILL_AVX512_KERNEL void coverOutward512(const float* share, uchar* cover, int n)
 {
     for (int i = 0; i < n; i += kBrushBlock) {
         const int m = std::min(n - i, kBrushBlock);
@@ -46,7 +45,5 @@ PIXMILL_KERNEL void coverOutward512(const float* share, uchar* cover, int n)
         }
     }
 }
-
-#undef PIXMILL_KERNEL
 
 } // namespace pixmill::mask

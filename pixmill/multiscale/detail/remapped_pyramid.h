@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pixmill/rows/look_up.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/pyramid.h>
@@ -59,14 +60,6 @@ __attribute__((noinline)) void pickPairs(const ushort* values, const int* low, s
 {
     for (int x = 0; x < n; ++x)
         picked[x] = pairAt<std::uint32_t>(values + std::ptrdiff_t(x) * K + low[x]);
-}
-
-/// By the pixels' own values.
-__attribute__((noinline)) inline void pickPairs(const std::uint32_t* pairs, const ushort* g, std::uint32_t* picked,
-                                                int n)
-{
-    for (int x = 0; x < n; ++x)
-        picked[x] = pairs[g[x]];
 }
 
 /// From the enlarging step's sums, of which the first belongs to an even column. Two sums add up in one 64-bit number,
@@ -130,7 +123,7 @@ inline void coefficientRow(const ushort* g, const References<K>& refs, const ush
         if (values)
             pickPairs<K>(values + std::ptrdiff_t(x) * K, low, picked, m);
         else
-            pickPairs(refs.pairs, g + x, picked, m);
+            lookUpRow<16>(g + x, picked, refs.pairs, m);
         if (sums) {
             pickSums<K>(sums + std::ptrdiff_t(x / 2) * K, low, up, m);
             blendDetailRow(g + x, low, refs.invStep, picked, up, out + x, m);
@@ -309,15 +302,13 @@ private:
         const bool complete = newest == level.size.height - 1;
         for (; below.emitted < below.end && (complete || below.emitted / 2 + 1 <= newest); ++below.emitted) {
             const int y = below.emitted, n = level.size.width;
-            const ushort* rows[3];
-            for (int k = 0; k < 3; ++k)
-                rows[k] = row(l, expanded(y / 2 - 1 + k, level.size.height));
+            const auto rows = expandedRows<ushort>(y, level.size.height, [&](int i) { return row(l, i); });
             int* const sums = m_scratch.data() + K;
             const ushort* const g = (*m_gauss)[l - 1].template ptr<ushort>(y);
             ushort* const out = (*m_out)[l - 1].template ptr<ushort>(y);
             const ushort* const values = l > 1 ? row(l - 1, y) : nullptr;
             atLevel([&] {
-                pyrUpSums<K>(rows, y % 2 != 0, n, sums);
+                pyrUpSums<K>(rows.data(), y % 2 != 0, n, sums);
                 coefficientRow<K>(g, *m_refs, values, sums, out, below.size.width);
             });
         }

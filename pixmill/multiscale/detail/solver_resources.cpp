@@ -3,7 +3,6 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <immintrin.h>
 #include <omp.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -193,16 +192,6 @@ OneDenseThread::~OneDenseThread()
         return;
     symbol<void(int)>("openblas_set_num_threads")(m_denseThreads);
     omp_set_num_threads(m_team);
-}
-
-FlushSubnormals::FlushSubnormals() : m_modes(_mm_getcsr())
-{
-    _mm_setcsr(m_modes | _MM_FLUSH_ZERO_ON | _MM_DENORMALS_ZERO_ON);
-}
-
-FlushSubnormals::~FlushSubnormals()
-{
-    _mm_setcsr(m_modes);
 }
 
 TemporaryFolder::~TemporaryFolder()

@@ -35,21 +35,6 @@ private:
     int m_team = 0;
 };
 
-/// While it lives, results of the calling thread's arithmetic below the least normal number count as 0.
-///
-/// Factors fade away from the diagonal, in single precision down to subnormal numbers, and processors take a hundred
-/// times longer over those: a factorisation then takes four times as long, for digits 30 orders below any pixel's.
-class FlushSubnormals {
-public:
-    FlushSubnormals();
-    ~FlushSubnormals();
-    FlushSubnormals(const FlushSubnormals&) = delete;
-    FlushSubnormals& operator=(const FlushSubnormals&) = delete;
-
-private:
-    unsigned m_modes;
-};
-
 /// Pages that this process and those forked from it share.
 class SharedPages {
 public:

@@ -1,6 +1,7 @@
 #include <pixmill/multiscale/detail/nested_dissection.h>
 #include <pixmill/multiscale/detail/solver_resources.h>
 #include <pixmill/multiscale/detail/sparse_solver.h>
+#include <pixmill/rows/flush.h>
 
 #include <dmumps_c.h>
 #include <smumps_c.h>
@@ -158,7 +159,9 @@ SolveOutcome SparseSolver<T>::State::run(int job)
         return SolveOutcome::failure;
     m_mumps.job = job;
     {
-        const FlushSubnormals flush;
+        // Factors fade away from the diagonal, in single precision down to subnormal numbers: without this a
+        // factorisation takes four times as long, for digits 30 orders below any pixel's.
+        const rows::FlushSubnormals flush;
         Mumps<T>::call(m_mumps);
     }
     const int code = m_mumps.infog[0];

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <pixmill/planar/detail/edge_avx512.h>
 #include <pixmill/rows/colour_rows.h>
-#include <pixmill/rows/intrinsics.h>
 #include <pixmill/rows/look_up.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/rows.h>
@@ -26,33 +26,12 @@ inline void differenceRow(const ushort* __restrict full, const ushort* __restric
     }
 }
 
-/// out[x] = table[in[x]] with the 256 entries in registers, four times 64, which the upper two bits choose from: a
-/// plain loop is bound by its loads. Returns how many pixels it wrote.
-__attribute__((noinline, target("avx512f,avx512bw"))) inline int lookUpInRegisters(const uchar* in, ushort* out,
-                                                                                   const ushort* table, int n)
-{
-    __m512i t[8];
-    for (int k = 0; k < 8; ++k)
-        t[k] = _mm512_loadu_si512(table + 32 * k);
-    const __m512i bit6 = _mm512_set1_epi16(64), bit7 = _mm512_set1_epi16(128);
-    int x = 0;
-    for (; x + 32 <= n; x += 32) {
-        const __m512i i = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + x)));
-        const __mmask32 odd = _mm512_test_epi16_mask(i, bit6), upper = _mm512_test_epi16_mask(i, bit7);
-        const __m512i low = _mm512_mask_blend_epi16(odd, _mm512_permutex2var_epi16(t[0], i, t[1]),
-                                                    _mm512_permutex2var_epi16(t[2], i, t[3]));
-        const __m512i high = _mm512_mask_blend_epi16(odd, _mm512_permutex2var_epi16(t[4], i, t[5]),
-                                                     _mm512_permutex2var_epi16(t[6], i, t[7]));
-        _mm512_storeu_si512(out + x, _mm512_mask_blend_epi16(upper, low, high));
-    }
-    return x;
-}
-
 /// The stored values of a row of edge bytes.
 inline void storedRow(const uchar* edge, ushort* stored, const ushort* table, int n)
 {
-    const int done = rowPolicy().level == 2 ? lookUpInRegisters(edge, stored, table, n) : 0;
-    lookUpRow<8>(edge + done, stored + done, table, n - done);
+    wideThenPlain(
+        n, [=](int count) { return lookUpRow512(edge, stored, table, count); },
+        [=](int x, int end) { lookUpRow<8>(edge + x, stored + x, table, end - x); });
 }
 
 /// up + stored - 32768, limited, in 16 bits: what is above the centre is added, what is below it taken off.
