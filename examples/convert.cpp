@@ -2,7 +2,6 @@
 #include "options.h"
 #include "photo.h"
 #include "report.h"
-
 #include <pixmill/planar/TPImage.h>
 
 #include <opencv2/core.hpp>

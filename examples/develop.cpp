@@ -2,7 +2,6 @@
 #include "options.h"
 #include "photo.h"
 #include "report.h"
-
 #include <pixmill/adjust/TColorAdjQ3.h>
 #include <pixmill/core/TProgress.h>
 #include <pixmill/engine/TQuillet3.h>

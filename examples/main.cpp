@@ -1,9 +1,9 @@
 // pixmill_demo: the library's work on one photograph, told in times and pictures.
 #include "options.h"
+#include <pixmill/core/TPixmill.h>
 
 #include <CLI/CLI.hpp>
 #include <opencv2/core.hpp>
-#include <pixmill/core/TPixmill.h>
 
 #include <cmath>
 #include <cstdio>

@@ -2,7 +2,6 @@
 #include "options.h"
 #include "photo.h"
 #include "report.h"
-
 #include <pixmill/adjust/TLightAdjLUTq3.h>
 #include <pixmill/mask/TDrawMask.h>
 #include <pixmill/planar/TPImage.h>

@@ -1,7 +1,5 @@
 #include "photo.h"
-
 #include "report.h"
-
 #include <pixmill/resample/resample.h>
 
 #include <opencv2/core.hpp>

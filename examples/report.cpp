@@ -1,8 +1,9 @@
 #include "report.h"
 
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdio>
-#include <unistd.h>
 
 namespace {
 

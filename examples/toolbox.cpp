@@ -1,10 +1,8 @@
 // The toolbox: every filter of the library on one piece of the photograph, as a page and as a contact sheet.
 #include "toolbox.h"
-
 #include "options.h"
 #include "photo.h"
 #include "report.h"
-
 #include <pixmill/resample/resample.h>
 
 #include <opencv2/core.hpp>

@@ -1,6 +1,5 @@
 // What works on colour, at two settings each.
 #include "toolbox_entries.h"
-
 #include <pixmill/adjust/TColorAdjQ3.h>
 #include <pixmill/adjust/TLightAdjLUTq3.h>
 #include <pixmill/core/TImage.h>

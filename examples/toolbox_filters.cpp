@@ -1,6 +1,5 @@
 // The filters of luma at two settings each.
 #include "toolbox_entries.h"
-
 #include <pixmill/core/TImage.h>
 #include <pixmill/filters/BilateralFilter.h>
 #include <pixmill/filters/DomainTransform.h>

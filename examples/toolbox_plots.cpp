@@ -1,6 +1,5 @@
 // The curves behind the filters.
 #include "toolbox.h"
-
 #include <pixmill/adjust/TLightAdjLUTq3.h>
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/multiscale/LocalLaplacian.h>

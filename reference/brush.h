@@ -1,8 +1,7 @@
 #pragma once
 
-#include <reference/planes.h>
-
 #include <pixmill/mask/TDrawMask.h>
+#include <reference/planes.h>
 
 #include <opencv2/core.hpp>
 

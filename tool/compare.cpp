@@ -1,12 +1,10 @@
 // pixmill compare: how far two pictures are apart.
 #include "commands.h"
 #include "program.h"
-
 #include <pixmill/develop/Photo.h>
 
-#include <opencv2/core.hpp>
-
 #include <nlohmann/json.hpp>
+#include <opencv2/core.hpp>
 
 #include <cmath>
 #include <cstdio>

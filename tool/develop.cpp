@@ -1,11 +1,12 @@
 #include "develop.h"
 #include "program.h"
-
+#include <pixmill/core/Threads.h>
 #include <pixmill/develop/recipe_table.h>
 
 #include <nlohmann/json.hpp>
 
-#include <pixmill/core/Threads.h>
+#include <sched.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <atomic>
@@ -14,9 +15,6 @@
 #include <filesystem>
 #include <fstream>
 #include <thread>
-
-#include <sched.h>
-#include <sys/resource.h>
 
 using namespace pixmill;
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "terminal.h"
-
 #include <pixmill/develop/Photo.h>
 #include <pixmill/develop/Recipe.h>
 

@@ -1,14 +1,13 @@
 // One picture from file to file.
 #include "develop.h"
 #include "program.h"
-
 #include <pixmill/develop/Developer.h>
 
 #include <opencv2/core.hpp>
 
-#include <chrono>
-
 #include <time.h>
+
+#include <chrono>
 
 using namespace pixmill;
 

@@ -1,7 +1,10 @@
 // Which file becomes which, and which are made already.
 #include "develop.h"
-
 #include <pixmill/develop/Error.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -10,10 +13,6 @@
 #include <map>
 #include <set>
 #include <sstream>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 

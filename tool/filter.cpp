@@ -2,7 +2,6 @@
 #include "commands.h"
 #include "filters.h"
 #include "program.h"
-
 #include <pixmill/develop/Photo.h>
 
 #include <opencv2/core.hpp>

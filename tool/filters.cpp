@@ -1,5 +1,4 @@
 #include "filters.h"
-
 #include <pixmill/develop/Error.h>
 
 #include <opencv2/core.hpp>

@@ -1,6 +1,5 @@
 // The toolbox's filters of colour, with their parameters.
 #include "filters.h"
-
 #include <pixmill/adjust/TColorAdjQ3.h>
 #include <pixmill/core/TImage.h>
 #include <pixmill/curves/TLut3D.h>

@@ -1,6 +1,5 @@
 // The toolbox's filters of luma, with their parameters; the colours stay as they are.
 #include "filters.h"
-
 #include <pixmill/adjust/TLightAdjLUTq3.h>
 #include <pixmill/core/TImage.h>
 #include <pixmill/filters/BilateralFilter.h>

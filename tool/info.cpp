@@ -1,7 +1,6 @@
 // pixmill info and pixmill recipe: what files and recipes hold.
 #include "commands.h"
 #include "program.h"
-
 #include <pixmill/develop/Photo.h>
 #include <pixmill/develop/recipe_table.h>
 

@@ -3,10 +3,9 @@
 #include "develop.h"
 #include "manual.h"
 #include "program.h"
+#include <pixmill/core/TPixmill.h>
 
 #include <CLI/CLI.hpp>
-
-#include <pixmill/core/TPixmill.h>
 
 #include <cstdio>
 #include <sstream>

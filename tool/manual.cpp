@@ -1,7 +1,5 @@
 #include "manual.h"
-
 #include "filters.h"
-
 #include <pixmill/develop/recipe_table.h>
 
 #include <sstream>

@@ -1,8 +1,10 @@
 #include "program.h"
-
 #include <pixmill/develop/Photo.h>
 
 #include <opencv2/core.hpp>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -11,9 +13,6 @@
 #include <memory>
 #include <new>
 #include <thread>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace {
 

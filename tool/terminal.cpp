@@ -1,11 +1,11 @@
 #include "terminal.h"
 
-#include <algorithm>
-#include <chrono>
-
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
 
 namespace {
 

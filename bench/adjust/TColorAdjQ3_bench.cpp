@@ -1,8 +1,6 @@
-#include <support/bench.h>
-
-#include <reference/colour_table.h>
-
 #include <pixmill/adjust/TColorAdjQ3.h>
+#include <reference/colour_table.h>
+#include <support/bench.h>
 
 #include <iostream>
 #include <sstream>

@@ -1,6 +1,5 @@
-#include <support/bench.h>
-
 #include <pixmill/core/TImage.h>
+#include <support/bench.h>
 
 #include <vector>
 

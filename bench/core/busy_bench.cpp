@@ -1,12 +1,12 @@
 // The library as a guest: beside processes that burn every core, and on a host's own threads.
-#include <support/bench.h>
-
 #include <pixmill/core/TPixmill.h>
 #include <pixmill/core/Threads.h>
 #include <pixmill/engine/TQuillet3.h>
 #include <pixmill/resample/BlockProcessor.h>
+#include <support/bench.h>
 
 #include <omp.h>
+
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>

@@ -1,10 +1,9 @@
-#include <support/bench.h>
-
 #include <pixmill/adjust/TLightAdjLUTq3.h>
 #include <pixmill/curves/TLut1D.h>
 #include <pixmill/curves/TLut3D.h>
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/curves/TLutYDrDb.h>
+#include <support/bench.h>
 
 #include <omp.h>
 

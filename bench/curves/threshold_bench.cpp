@@ -1,9 +1,7 @@
-#include <support/bench.h>
-
-#include <reference/threshold_table.h>
-
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/curves/threshold_tables.h>
+#include <reference/threshold_table.h>
+#include <support/bench.h>
 
 using namespace pixmill::bench;
 using pixmill::curves::ThresholdControls;

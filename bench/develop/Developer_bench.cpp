@@ -1,9 +1,8 @@
 // The develop library's goals, in processor time: a photograph of 16 megapixels, a view of 1920 x 1080 to packed pixels
 // with colour, every part of the recipe moved. The milliseconds of these rows are of the process's processor time, so
 // at one thread a busy machine disturbs them little.
-#include <support/bench.h>
-
 #include <pixmill/develop/Developer.h>
+#include <support/bench.h>
 
 #include <opencv2/core.hpp>
 #ifdef PIXMILL_HAVE_IMGCODECS

@@ -1,11 +1,9 @@
 // The live view: set-up of a picture, whole renders, one slider moved.
-#include <support/bench.h>
-
-#include <reference/render.h>
-
 #include <pixmill/core/TPixmill.h>
 #include <pixmill/core/Threads.h>
 #include <pixmill/engine/TQuillet3.h>
+#include <reference/render.h>
+#include <support/bench.h>
 
 #include <opencv2/imgproc.hpp>
 #ifdef PIXMILL_HAVE_XIMGPROC

@@ -1,8 +1,6 @@
-#include <support/bench.h>
-
-#include <reference/bilateral_grid.h>
-
 #include <pixmill/filters/BilateralFilter.h>
+#include <reference/bilateral_grid.h>
+#include <support/bench.h>
 
 #include <opencv2/imgproc.hpp>
 

@@ -1,8 +1,6 @@
-#include <support/bench.h>
-
-#include <reference/domain_transform.h>
-
 #include <pixmill/filters/DomainTransform.h>
+#include <reference/domain_transform.h>
+#include <support/bench.h>
 
 #include <opencv2/core.hpp>
 #ifdef PIXMILL_HAVE_XIMGPROC

@@ -1,6 +1,5 @@
-#include <support/bench.h>
-
 #include <pixmill/filters/TGuidedFilter.h>
+#include <support/bench.h>
 
 #include <opencv2/imgproc.hpp>
 

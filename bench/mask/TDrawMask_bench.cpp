@@ -1,6 +1,5 @@
-#include <support/bench.h>
-
 #include <pixmill/mask/TDrawMask.h>
+#include <support/bench.h>
 
 namespace {
 

@@ -1,8 +1,6 @@
-#include <support/bench.h>
-
-#include <reference/local_laplacian.h>
-
 #include <pixmill/multiscale/LocalLaplacian.h>
+#include <reference/local_laplacian.h>
+#include <support/bench.h>
 
 using namespace pixmill;
 

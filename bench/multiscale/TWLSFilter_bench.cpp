@@ -1,8 +1,7 @@
-#include <support/bench.h>
-
 #include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/detail/sparse_solver.h>
 #include <pixmill/multiscale/pardisoSolver.h>
+#include <support/bench.h>
 
 #include <dlfcn.h>
 #include <malloc.h>

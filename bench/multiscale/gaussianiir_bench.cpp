@@ -1,10 +1,8 @@
-#include <support/bench.h>
-
-#include <reference/gaussian_iir.h>
-
 #include <pixmill/core/TImage.h>
 #include <pixmill/multiscale/gaussianiir.h>
 #include <pixmill/multiscale/tFilterBox.h>
+#include <reference/gaussian_iir.h>
+#include <support/bench.h>
 
 #include <opencv2/imgproc.hpp>
 

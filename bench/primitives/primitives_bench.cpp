@@ -1,7 +1,6 @@
 #include <pixmill/primitives/copy.h>
 #include <pixmill/primitives/filter.h>
 #include <pixmill/primitives/lookup.h>
-
 #include <support/bench.h>
 
 #include <opencv2/imgproc.hpp>

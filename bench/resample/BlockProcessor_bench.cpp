@@ -1,6 +1,5 @@
-#include <support/bench.h>
-
 #include <pixmill/resample/BlockProcessor.h>
+#include <support/bench.h>
 
 #include <vector>
 

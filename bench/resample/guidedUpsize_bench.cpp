@@ -1,6 +1,5 @@
-#include <support/bench.h>
-
 #include <pixmill/resample/guidedUpsize.h>
+#include <support/bench.h>
 
 #include <opencv2/imgproc.hpp>
 

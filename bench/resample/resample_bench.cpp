@@ -1,6 +1,5 @@
 #include <pixmill/resample/blend.h>
 #include <pixmill/resample/resample.h>
-
 #include <support/bench.h>
 
 #include <opencv2/imgproc.hpp>

@@ -1,10 +1,8 @@
+#include <pixmill/rows/rows.h>
 #include <support/bench.h>
 
-#include <pixmill/rows/rows.h>
-
-#include <opencv2/core/utility.hpp>
-
 #include <omp.h>
+#include <opencv2/core/utility.hpp>
 
 #include <algorithm>
 #include <chrono>

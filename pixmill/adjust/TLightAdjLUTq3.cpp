@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <cmath>
 
-namespace {
-
 using namespace pixmill::rows;
 using namespace pixmill::curves;
+
+namespace {
 
 constexpr float kLeast = 0.00100000005f; // keeps the gain of near-black pixels finite
 

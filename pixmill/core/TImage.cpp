@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <cstdlib>
 
-namespace {
+using namespace pixmill::rows;
 
-using pixmill::rows::halfSize;
+namespace {
 
 ushort* as16u(uchar* plane)
 {

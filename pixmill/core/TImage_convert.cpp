@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <cstdint>
 
-namespace {
-
 using namespace pixmill::rows;
 using namespace pixmill::core;
+
+namespace {
 
 template <class In, class Out>
 void repack(const TImage& in, TImage::IMTYPE inType, TImage& out, TImage::IMTYPE outType, const char* call)

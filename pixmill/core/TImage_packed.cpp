@@ -10,10 +10,10 @@
 #include <cstdint>
 #include <initializer_list>
 
-namespace {
-
 using namespace pixmill::rows;
 using namespace pixmill::core;
+
+namespace {
 
 // YCM to packed pixels
 

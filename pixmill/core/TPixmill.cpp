@@ -5,12 +5,14 @@
 #include <cstdio>
 #include <ctime>
 
+using namespace pixmill::rows;
+
 void (*TPixmill::m_tDebug_p)(const char*) = nullptr;
 
 std::string TPixmill::traceMsg(const char* where, int line, const char* message)
 {
-    pixmill::rows::checkPointer(where, "TPixmill::traceMsg", "where");
-    pixmill::rows::checkPointer(message, "TPixmill::traceMsg", "message");
+    checkPointer(where, "TPixmill::traceMsg", "where");
+    checkPointer(message, "TPixmill::traceMsg", "message");
     char time[64];
     std::snprintf(time, sizeof time, "%09.3f", double(static_cast<unsigned long>(std::clock())) * 1e-6);
     return std::string(time) + " - " + std::to_string(line) + " - " + where + " : " + message + " - ";

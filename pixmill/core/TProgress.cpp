@@ -5,11 +5,11 @@
 
 #include <climits>
 
+using namespace pixmill::rows;
+
 namespace {
 
 // Counts and totals are the host's to write, so every read is checked.
-using pixmill::rows::checked;
-using pixmill::rows::limit;
 
 template <class Vector>
 auto& innermost(Vector& v)

@@ -5,9 +5,9 @@
 #include <pixmill/rows/look_up.h>
 #include <pixmill/rows/plane.h>
 
-namespace {
-
 using namespace pixmill::rows;
+
+namespace {
 
 constexpr const char* kType = "ERROR - TLut1D::TLut1D - type";
 

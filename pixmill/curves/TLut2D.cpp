@@ -5,10 +5,12 @@
 
 #include <algorithm>
 
+using namespace pixmill::curves;
+
 TLut2D::TLut2D(int n) : m_N(std::min(n, 16))
 {
     for (int i = 0; i < m_N; ++i)
-        m_lut_p[i] = pixmill::curves::allocateTable();
+        m_lut_p[i] = allocateTable();
 }
 
 TLut2D::~TLut2D()

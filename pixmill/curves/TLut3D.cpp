@@ -9,9 +9,9 @@
 #include <cstddef>
 #include <cstring>
 
-namespace {
-
 using namespace pixmill::rows;
+
+namespace {
 
 void checkTypes(const cv::Mat& in, const cv::Mat& out)
 {

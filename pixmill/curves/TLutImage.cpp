@@ -3,17 +3,19 @@
 #include <pixmill/core/image_planes.h>
 #include <pixmill/rows/look_up.h>
 
+using namespace pixmill::rows;
+using namespace pixmill::core;
+
 namespace {
 
 void replacePixels(TImage& image, const ushort* table, const char* call)
 {
     if (!table || image.m_height < 1 || image.m_width < 1)
         return;
-    PIXMILL_CHECK(image.m_plane_p[0] && image.m_pixelBytes >= 2, call, "image", pixmill::core::describe(image),
+    PIXMILL_CHECK(image.m_plane_p[0] && image.m_pixelBytes >= 2, call, "image", describe(image),
                   "pixels of 2 bytes or more"); // rows are read as 16-bit samples
     uchar* data = image.m_plane_p[0];
-    pixmill::rows::lookUpRows<16, ushort>(data, image.m_step, data, image.m_step, {image.m_width, image.m_height},
-                                          table);
+    lookUpRows<16, ushort>(data, image.m_step, data, image.m_step, {image.m_width, image.m_height}, table);
 }
 
 } // namespace

@@ -9,10 +9,10 @@
 #include <algorithm>
 #include <cstdlib>
 
-namespace {
-
 using namespace pixmill::rows;
 using namespace pixmill::curves;
+
+namespace {
 
 constexpr float kTwoThirds = 0.666666687f;
 

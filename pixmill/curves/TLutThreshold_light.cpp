@@ -8,10 +8,11 @@
 
 #include <algorithm>
 
+using namespace pixmill::rows;
+using namespace pixmill::curves;
+
 void TLut16U::setupLightAdjust(float offset, float slopeControl, float shadows, float highlights)
 {
-    using namespace pixmill::rows;
-    using namespace pixmill::curves;
     constexpr int entries = 65536;
 
     const float x[5] = {0, 0.25f, 0.5f, 0.75f, 1};

@@ -7,6 +7,8 @@
 #include <memory>
 #include <vector>
 
+using namespace pixmill::rows;
+
 namespace {
 
 /// 3 * (slope of the gap after knot i + 1 - slope of the gap before it).
@@ -46,7 +48,7 @@ struct Argument {
 void checkArrays(std::initializer_list<Argument> arguments, const char* call)
 {
     for (const Argument& argument : arguments)
-        pixmill::rows::checkPointer(argument.array, call, argument.name);
+        checkPointer(argument.array, call, argument.name);
 }
 
 constexpr int kMostPoints = 1 << 24;

@@ -6,7 +6,6 @@
 #include <pixmill/develop/detail/temporary_file.h>
 
 #include <OpenImageIO/filesystem.h>
-
 #include <opencv2/core.hpp>
 
 #include <algorithm>

@@ -8,9 +8,8 @@
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/plane.h>
 
-#include <opencv2/core.hpp>
-
 #include <omp.h>
+#include <opencv2/core.hpp>
 
 #include <algorithm>
 #include <vector>

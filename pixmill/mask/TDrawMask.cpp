@@ -1,6 +1,7 @@
 #include <pixmill/mask/TDrawMask.h>
 
 #include <pixmill/primitives/copy.h>
+#include <pixmill/primitives/types.h>
 #include <pixmill/resample/resample.h>
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/checked.h>
@@ -8,9 +9,9 @@
 
 #include <memory>
 
-namespace {
-
 using namespace pixmill::rows;
+
+namespace {
 
 using Stack = std::vector<TMaskCmd*>;
 

@@ -16,10 +16,10 @@
 #include <cmath>
 #include <cstring>
 
-namespace {
-
 using namespace pixmill::rows;
 using namespace pixmill::mask;
+
+namespace {
 
 constexpr int kPiece = 1024; ///< pixels of a row weighed at a time
 

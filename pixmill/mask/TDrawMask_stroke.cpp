@@ -10,10 +10,10 @@
 #include <cmath>
 #include <cstring>
 
-namespace {
-
 using namespace pixmill::rows;
 using namespace pixmill::mask;
+
+namespace {
 
 constexpr int kWorthALine = 4096; ///< pixels of a rectangle that pay for another line of its base
 

@@ -1,4 +1,5 @@
 #include <pixmill/multiscale/ConvPyr.h>
+
 #include <pixmill/rows/plane.h>
 
 #include <opencv2/imgproc.hpp>
@@ -7,9 +8,9 @@
 #include <climits>
 #include <vector>
 
-namespace {
-
 using namespace pixmill::rows;
+
+namespace {
 
 void checkChannel(const cv::Mat& plane, const char* call, const char* argument)
 {

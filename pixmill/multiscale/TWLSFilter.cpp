@@ -1,4 +1,5 @@
 #include <pixmill/multiscale/TWLSFilter.h>
+
 #include <pixmill/multiscale/pardisoSolver.h>
 #include <pixmill/primitives/memory.h>
 #include <pixmill/primitives/vector.h>
@@ -10,10 +11,9 @@
 #include <cstddef>
 #include <limits>
 
-namespace {
+using namespace pixmill::rows;
 
-using pixmill::rows::describe;
-using pixmill::rows::forEachRow;
+namespace {
 
 template <class T>
 T* allocate(std::size_t count)

@@ -1,15 +1,16 @@
+#include <pixmill/multiscale/pardisoSolver.h>
+
 #include <pixmill/multiscale/detail/solver_resources.h>
 #include <pixmill/multiscale/detail/sparse_solver.h>
-#include <pixmill/multiscale/pardisoSolver.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <limits>
 #include <new>
 
-namespace {
-
 using namespace pixmill::multiscale;
+
+namespace {
 
 /// What each stage throws when it fails, and whether running out of memory is such a failure.
 struct StageTexts {

@@ -1,4 +1,5 @@
 #include <pixmill/planar/TPImage.h>
+
 #include <pixmill/rows/plane.h>
 
 using namespace pixmill::rows;

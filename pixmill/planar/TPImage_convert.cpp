@@ -1,4 +1,5 @@
 #include <pixmill/planar/TPImage.h>
+
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/colour_rows.h>
 #include <pixmill/rows/plane.h>

@@ -1,4 +1,5 @@
 #include <pixmill/planar/TPImage.h>
+
 #include <pixmill/primitives/types.h>
 #include <pixmill/resample/guidedUpsize.h>
 #include <pixmill/rows/check.h>

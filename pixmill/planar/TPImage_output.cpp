@@ -1,4 +1,5 @@
 #include <pixmill/planar/TPImage.h>
+
 #include <pixmill/primitives/resize.h>
 #include <pixmill/resample/resample.h>
 #include <pixmill/rows/check.h>

@@ -1,4 +1,5 @@
 #include <pixmill/planar/TPImage.h>
+
 #include <pixmill/planar/crop.h>
 #include <pixmill/primitives/copy.h>
 #include <pixmill/primitives/filter.h>

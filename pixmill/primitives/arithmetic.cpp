@@ -1,4 +1,5 @@
 #include <pixmill/primitives/arithmetic.h>
+
 #include <pixmill/primitives/region.h>
 
 #include <atomic>

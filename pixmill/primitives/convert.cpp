@@ -1,4 +1,5 @@
 #include <pixmill/primitives/convert.h>
+
 #include <pixmill/primitives/region.h>
 #include <pixmill/rows/pixel.h>
 

@@ -1,5 +1,6 @@
-#include <pixmill/primitives/detail/inplace.h>
 #include <pixmill/primitives/filter.h>
+
+#include <pixmill/primitives/detail/inplace.h>
 #include <pixmill/primitives/region.h>
 #include <pixmill/rows/box_float.h>
 #include <pixmill/rows/box_integer.h>

@@ -1,4 +1,5 @@
 #include <pixmill/primitives/filter.h>
+
 #include <pixmill/primitives/region.h>
 #include <pixmill/rows/gauss_rows.h>
 #include <pixmill/rows/pixel.h>

@@ -1,4 +1,5 @@
 #include <pixmill/primitives/lookup.h>
+
 #include <pixmill/primitives/region.h>
 #include <pixmill/rows/look_up.h>
 #include <pixmill/rows/pixel.h>

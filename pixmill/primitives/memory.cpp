@@ -1,15 +1,14 @@
 #include <pixmill/primitives/memory.h>
 
 #include <pixmill/rows/memory.h>
-
 #include <pixmill/rows/team.h>
 
 #include <climits>
 #include <cstdlib>
 
-namespace {
+using namespace pixmill::rows;
 
-using pixmill::rows::alignedBlock;
+namespace {
 
 constexpr int kAlignment = 64;
 
@@ -79,5 +78,5 @@ void MKL_free(void* p)
 
 int MKL_GET_MAX_THREADS()
 {
-    return pixmill::rows::teamSize();
+    return teamSize();
 }

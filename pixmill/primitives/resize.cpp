@@ -9,11 +9,9 @@
 #include <cmath>
 #include <cstdint>
 
-namespace {
+using namespace pixmill::rows;
 
-using pixmill::rows::limit;
-using pixmill::rows::rowAt;
-using pixmill::rows::runSpan;
+namespace {
 
 /// Columns worked on at a time: their tables and four rows of sums stay in the second-level cache, and the work buffer
 /// has a bound whatever the picture's width.

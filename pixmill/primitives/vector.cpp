@@ -1,5 +1,6 @@
-#include <pixmill/primitives/region.h>
 #include <pixmill/primitives/vector.h>
+
+#include <pixmill/primitives/region.h>
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/invert3x3.h>
 

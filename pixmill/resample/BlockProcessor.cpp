@@ -8,10 +8,10 @@
 #include <climits>
 #include <cstring>
 
-namespace {
-
 using namespace pixmill::rows;
 using namespace pixmill::resample;
+
+namespace {
 
 constexpr const char* kConvert = "BlockProcessor::convertBlockDuplicateBorder";
 

@@ -9,10 +9,10 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace {
-
 using namespace pixmill::rows;
 using namespace pixmill::resample;
+
+namespace {
 
 constexpr const char* kTaper = "BlockProcessor::doEdgeTaperInX";
 constexpr const char* kStrip = "BlockProcessor::writeStripToOutput";

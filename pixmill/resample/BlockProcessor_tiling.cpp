@@ -9,9 +9,9 @@
 #include <string>
 #include <utility>
 
-namespace {
-
 using namespace pixmill::rows;
+
+namespace {
 
 constexpr const char* kInitialize = "BlockProcessor::initialize";
 

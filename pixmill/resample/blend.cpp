@@ -8,10 +8,10 @@
 
 #include <cstddef>
 
-namespace {
-
 using namespace pixmill::rows;
 using namespace pixmill::primitives;
+
+namespace {
 
 /// Weights and factors are limited so that every product fits an int, which clamps faster than a float. No larger one
 /// would give other pixels than black and white.

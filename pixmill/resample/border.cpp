@@ -1,8 +1,11 @@
 #include <pixmill/resample/border.h>
+
 #include <pixmill/rows/check.h>
 
 #include <cstddef>
 #include <cstring>
+
+using namespace pixmill::rows;
 
 namespace {
 
@@ -55,7 +58,7 @@ bool isEmpty(const char* call, const uchar* data, IppiSize size)
 {
     if (size.width <= 0 || size.height <= 0)
         return true;
-    PIXMILL_CHECK(data, call, "data", pixmill::rows::describe(data), "an image");
+    PIXMILL_CHECK(data, call, "data", describe(data), "an image");
     return false;
 }
 

@@ -1,6 +1,7 @@
 #include <pixmill/resample/guidedUpsize.h>
 
 #include <pixmill/filters/TGuidedFilter.h>
+#include <pixmill/primitives/types.h>
 #include <pixmill/resample/resample.h>
 #include <pixmill/rows/plane.h>
 

@@ -1,7 +1,6 @@
 #include <pixmill/resample/planes.h>
-#include <pixmill/rows/pyramid.h>
-
 #include <pixmill/rows/plane.h>
+#include <pixmill/rows/pyramid.h>
 #include <pixmill/rows/rows.h>
 
 #include <opencv2/imgproc.hpp>

@@ -1,5 +1,4 @@
 #include <pixmill/resample/blend.h>
-
 #include <pixmill/rows/aliasing.h>
 #include <pixmill/rows/morphology3x3.h>
 #include <pixmill/rows/pixel.h>
@@ -10,9 +9,9 @@
 #include <cstring>
 #include <vector>
 
-namespace {
-
 using namespace pixmill::rows;
+
+namespace {
 
 constexpr int kStrip = 1024; ///< columns whose extremes are held at a time
 

@@ -1,9 +1,7 @@
+#include <pixmill/adjust/TColorAdjQ3.h>
+#include <reference/colour_table.h>
 #include <support/everyway.h>
 #include <support/planes.h>
-
-#include <reference/colour_table.h>
-
-#include <pixmill/adjust/TColorAdjQ3.h>
 
 #include <memory>
 #include <regex>

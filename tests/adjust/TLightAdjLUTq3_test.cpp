@@ -1,11 +1,9 @@
-#include <support/everyway.h>
-#include <support/planes.h>
-
+#include <pixmill/adjust/TLightAdjLUTq3.h>
 #include <reference/light_curve.h>
 #include <reference/sampled_tables.h>
 #include <reference/table_look_up.h>
-
-#include <pixmill/adjust/TLightAdjLUTq3.h>
+#include <support/everyway.h>
+#include <support/planes.h>
 
 #include <array>
 #include <vector>

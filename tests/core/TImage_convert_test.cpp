@@ -1,10 +1,8 @@
+#include <pixmill/core/TImage.h>
+#include <reference/ycm.h>
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
-
-#include <reference/ycm.h>
-
-#include <pixmill/core/TImage.h>
 
 #include <vector>
 

@@ -1,8 +1,7 @@
-#include <support/planes.h>
-#include <support/throws.h>
-
 #include <pixmill/core/TImage.h>
 #include <pixmill/core/TMat.h>
+#include <support/planes.h>
+#include <support/throws.h>
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,6 @@
-#include <support/throws.h>
-
 #include <pixmill/core/TPixmill.h>
 #include <pixmill/core/TProgress.h>
+#include <support/throws.h>
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,7 @@
-#include <support/everyway.h>
-#include <support/throws.h>
-
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/scratch.h>
+#include <support/everyway.h>
+#include <support/throws.h>
 
 #include <algorithm>
 #include <atomic>

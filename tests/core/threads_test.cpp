@@ -1,13 +1,12 @@
 #include <pixmill/core/Threads.h>
-
 #include <pixmill/filters/DomainTransform.h>
 #include <pixmill/resample/blend.h>
-
 #include <support/everyway.h>
 #include <support/planes.h>
 
-#include <sys/wait.h>
 #include <tbb/parallel_for.h>
+
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>

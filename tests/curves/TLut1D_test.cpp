@@ -1,11 +1,9 @@
+#include <pixmill/curves/TLut1D.h>
+#include <pixmill/curves/TLutImage.h>
+#include <reference/table_look_up.h>
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
-
-#include <reference/table_look_up.h>
-
-#include <pixmill/curves/TLut1D.h>
-#include <pixmill/curves/TLutImage.h>
 
 using namespace pixmill::test;
 using namespace pixmill::reference;

@@ -1,10 +1,8 @@
+#include <pixmill/curves/TLut3D.h>
+#include <reference/colour_cube.h>
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
-
-#include <reference/colour_cube.h>
-
-#include <pixmill/curves/TLut3D.h>
 
 #include <algorithm>
 #include <limits>

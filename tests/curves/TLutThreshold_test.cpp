@@ -1,11 +1,9 @@
-#include <support/everyway.h>
-#include <support/planes.h>
-
-#include <reference/threshold_table.h>
-#include <reference/tone_curve.h>
-
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/curves/threshold_tables.h>
+#include <reference/threshold_table.h>
+#include <reference/tone_curve.h>
+#include <support/everyway.h>
+#include <support/planes.h>
 
 #include <array>
 #include <cmath>

@@ -1,15 +1,13 @@
-#include <support/everyway.h>
-#include <support/planes.h>
-#include <support/throws.h>
-
-#include <reference/sampled_tables.h>
-#include <reference/table_look_up.h>
-
 #include <pixmill/curves/TLut2D.h>
 #include <pixmill/curves/TLutY16U.h>
 #include <pixmill/curves/TLutYDrDb.h>
 #include <pixmill/primitives/memory.h>
 #include <pixmill/primitives/resize.h>
+#include <reference/sampled_tables.h>
+#include <reference/table_look_up.h>
+#include <support/everyway.h>
+#include <support/planes.h>
+#include <support/throws.h>
 
 #include <array>
 #include <vector>

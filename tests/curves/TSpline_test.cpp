@@ -1,8 +1,6 @@
-#include <support/throws.h>
-
 #include <pixmill/curves/TSpline.h>
-
 #include <reference/spline.h>
+#include <support/throws.h>
 
 #include <gtest/gtest.h>
 #include <opencv2/core.hpp>

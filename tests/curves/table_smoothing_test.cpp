@@ -1,5 +1,4 @@
 #include <pixmill/curves/detail/table_smoothing.h>
-
 #include <reference/gaussian_iir.h>
 
 #include <gtest/gtest.h>

@@ -1,6 +1,7 @@
 // What comes out of a neutral recipe, and what each part of a recipe may touch.
-#include <develop/scene.h>
 #include <support/everyway.h>
+
+#include <develop/scene.h>
 
 using namespace pixmill;
 using namespace pixmill::test;

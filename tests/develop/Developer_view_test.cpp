@@ -1,6 +1,7 @@
 // Views: crops, pans, moves in any order, undo, local adjustments.
-#include <develop/scene.h>
 #include <support/everyway.h>
+
+#include <develop/scene.h>
 
 using namespace pixmill;
 using namespace pixmill::test;

@@ -1,6 +1,7 @@
 // Masks as values and as pixels.
-#include <develop/scene.h>
 #include <support/everyway.h>
+
+#include <develop/scene.h>
 
 using namespace pixmill;
 using namespace pixmill::test;

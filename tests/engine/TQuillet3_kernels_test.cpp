@@ -1,10 +1,8 @@
 // The engine's own pixel steps: zone weights, mix, sum, colour-weighted luma.
+#include <pixmill/engine/TQuillet3.h>
+#include <reference/detail_zones.h>
 #include <support/everyway.h>
 #include <support/planes.h>
-
-#include <reference/detail_zones.h>
-
-#include <pixmill/engine/TQuillet3.h>
 
 #include <regex>
 

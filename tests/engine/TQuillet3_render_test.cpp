@@ -1,10 +1,8 @@
 // proc: the same pixels as its steps one after the other, and no more work than a change asks for.
+#include <pixmill/engine/TQuillet3.h>
+#include <reference/render.h>
 #include <support/everyway.h>
 #include <support/planes.h>
-
-#include <reference/render.h>
-
-#include <pixmill/engine/TQuillet3.h>
 
 #include <vector>
 

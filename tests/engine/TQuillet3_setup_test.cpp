@@ -1,13 +1,12 @@
 // What set-up takes in, how it smooths chroma, and what a refusal leaves.
-#include <support/everyway.h>
-#include <support/planes.h>
-
 #include <pixmill/core/TProgress.h>
 #include <pixmill/engine/TQuillet3.h>
 #include <pixmill/filters/DomainTransform.h>
 #include <pixmill/resample/BlockProcessor.h>
 #include <pixmill/resample/resample.h>
 #include <pixmill/rows/plane.h>
+#include <support/everyway.h>
+#include <support/planes.h>
 
 #include <vector>
 

@@ -1,13 +1,11 @@
+#include <pixmill/core/TProgress.h>
+#include <pixmill/filters/BilateralFilter.h>
+#include <reference/bilateral_grid.h>
+#include <reference/morphology.h>
 #include <support/everyway.h>
 #include <support/host.h>
 #include <support/planes.h>
 #include <support/throws.h>
-
-#include <reference/bilateral_grid.h>
-#include <reference/morphology.h>
-
-#include <pixmill/core/TProgress.h>
-#include <pixmill/filters/BilateralFilter.h>
 
 #include <climits>
 #include <cmath>

@@ -1,9 +1,7 @@
+#include <pixmill/filters/DomainTransform.h>
+#include <reference/domain_convolution.h>
 #include <support/everyway.h>
 #include <support/planes.h>
-
-#include <reference/domain_convolution.h>
-
-#include <pixmill/filters/DomainTransform.h>
 
 #include <cmath>
 #include <limits>

@@ -1,10 +1,8 @@
+#include <pixmill/filters/DomainTransform.h>
+#include <reference/domain_transform.h>
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
-
-#include <reference/domain_transform.h>
-
-#include <pixmill/filters/DomainTransform.h>
 
 #include <cmath>
 #include <string>

@@ -1,11 +1,9 @@
+#include <pixmill/filters/TGuidedFilter.h>
+#include <reference/guided_filter.h>
+#include <reference/resize.h>
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
-
-#include <reference/guided_filter.h>
-#include <reference/resize.h>
-
-#include <pixmill/filters/TGuidedFilter.h>
 
 #include <climits>
 #include <cstring>

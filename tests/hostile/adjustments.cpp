@@ -1,5 +1,4 @@
 #include "hostile.h"
-
 #include <pixmill/adjust/TColorAdjQ3.h>
 #include <pixmill/adjust/TLightAdjLUTq3.h>
 #include <pixmill/curves/TLut1D.h>

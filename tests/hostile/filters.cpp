@@ -1,5 +1,4 @@
 #include "hostile.h"
-
 #include <pixmill/core/TImage.h>
 #include <pixmill/filters/BilateralFilter.h>
 #include <pixmill/filters/DomainTransform.h>

@@ -1,6 +1,7 @@
 #include "hostile.h"
 
 #include <omp.h>
+
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>

@@ -1,5 +1,4 @@
 #include "hostile.h"
-
 #include <pixmill/core/TImage.h>
 #include <pixmill/core/TMat.h>
 #include <pixmill/core/TPixmill.h>

@@ -1,5 +1,4 @@
 #include "hostile.h"
-
 #include <pixmill/primitives/arithmetic.h>
 #include <pixmill/primitives/convert.h>
 #include <pixmill/primitives/copy.h>

@@ -1,10 +1,10 @@
 // Dots: which pixels they reach, with which weights, blended how.
-#include <mask/painter.h>
+#include <pixmill/mask/detail/brush_cover.h>
+#include <pixmill/mask/detail/brush_falloff.h>
 #include <support/everyway.h>
 #include <support/throws.h>
 
-#include <pixmill/mask/detail/brush_cover.h>
-#include <pixmill/mask/detail/brush_falloff.h>
+#include <mask/painter.h>
 
 #include <climits>
 #include <cmath>

@@ -1,8 +1,6 @@
-#include <support/planes.h>
-
-#include <reference/brush.h>
-
 #include <pixmill/mask/TDrawMask.h>
+#include <reference/brush.h>
+#include <support/planes.h>
 
 #include <algorithm>
 #include <string>

@@ -1,5 +1,6 @@
-#include <mask/painter.h>
 #include <support/throws.h>
+
+#include <mask/painter.h>
 
 #include <stdexcept>
 

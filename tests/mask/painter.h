@@ -1,10 +1,8 @@
 #pragma once
 
-#include <reference/brush.h>
-
-#include <support/planes.h>
-
 #include <pixmill/mask/TDrawMask.h>
+#include <reference/brush.h>
+#include <support/planes.h>
 
 /// Painters for tests of the mask.
 namespace pixmill::test {

@@ -1,12 +1,9 @@
+#include <pixmill/multiscale/ConvPyr.h>
+#include <reference/convolution_pyramid.h>
 #include <support/planes.h>
 
-#include <reference/convolution_pyramid.h>
-
-#include <pixmill/multiscale/ConvPyr.h>
-
-#include <opencv2/imgproc.hpp>
-
 #include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
 
 #include <climits>
 

@@ -1,9 +1,7 @@
+#include <pixmill/multiscale/LocalLaplacian.h>
+#include <reference/local_laplacian.h>
 #include <support/everyway.h>
 #include <support/planes.h>
-
-#include <reference/local_laplacian.h>
-
-#include <pixmill/multiscale/LocalLaplacian.h>
 
 #include <climits>
 #include <vector>

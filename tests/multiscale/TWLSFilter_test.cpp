@@ -1,14 +1,13 @@
-#include <multiscale/systems.h>
+#include <pixmill/multiscale/TWLSFilter.h>
+#include <pixmill/multiscale/detail/sparse_solver.h>
+#include <reference/weighted_least_squares.h>
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
 
-#include <reference/weighted_least_squares.h>
-
-#include <pixmill/multiscale/TWLSFilter.h>
-#include <pixmill/multiscale/detail/sparse_solver.h>
-
 #include <gtest/gtest.h>
+
+#include <multiscale/systems.h>
 
 #include <cmath>
 #include <cstdint>

@@ -1,10 +1,8 @@
+#include <pixmill/multiscale/gaussianiir.h>
+#include <reference/gaussian_iir.h>
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
-
-#include <reference/gaussian_iir.h>
-
-#include <pixmill/multiscale/gaussianiir.h>
 
 #include <climits>
 #include <cmath>

@@ -1,12 +1,12 @@
 // What the solver takes of memory, disk and threads, and how it gives that back.
-#include <multiscale/solver_calls.h>
+#include <pixmill/multiscale/detail/sparse_solver.h>
 #include <support/throws.h>
 
-#include <pixmill/multiscale/detail/sparse_solver.h>
+#include <omp.h>
 
 #include <dlfcn.h>
 #include <immintrin.h>
-#include <omp.h>
+#include <multiscale/solver_calls.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/resource.h>

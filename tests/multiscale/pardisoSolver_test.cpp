@@ -1,5 +1,6 @@
-#include <multiscale/solver_calls.h>
 #include <support/throws.h>
+
+#include <multiscale/solver_calls.h>
 
 #include <algorithm>
 #include <string>

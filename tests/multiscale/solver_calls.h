@@ -1,9 +1,8 @@
 #pragma once
 
-#include <multiscale/systems.h>
-
 #include <pixmill/multiscale/pardisoSolver.h>
 
+#include <multiscale/systems.h>
 #include <stdlib.h>
 
 #include <filesystem>

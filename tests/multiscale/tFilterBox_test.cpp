@@ -1,13 +1,11 @@
+#include <pixmill/core/TImage.h>
+#include <pixmill/core/TProgress.h>
+#include <pixmill/multiscale/tFilterBox.h>
+#include <reference/box_mean.h>
 #include <support/everyway.h>
 #include <support/host.h>
 #include <support/planes.h>
 #include <support/throws.h>
-
-#include <reference/box_mean.h>
-
-#include <pixmill/core/TImage.h>
-#include <pixmill/core/TProgress.h>
-#include <pixmill/multiscale/tFilterBox.h>
 
 #include <opencv2/imgproc.hpp>
 

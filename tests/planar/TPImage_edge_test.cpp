@@ -1,12 +1,10 @@
+#include <pixmill/planar/TPImage.h>
+#include <pixmill/resample/resample.h>
+#include <reference/edge_plane.h>
+#include <reference/table_look_up.h>
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
-
-#include <reference/edge_plane.h>
-#include <reference/table_look_up.h>
-
-#include <pixmill/planar/TPImage.h>
-#include <pixmill/resample/resample.h>
 
 #include <vector>
 

@@ -1,9 +1,7 @@
+#include <pixmill/planar/TPImage.h>
+#include <reference/ydrdb.h>
 #include <support/everyway.h>
 #include <support/planes.h>
-
-#include <reference/ydrdb.h>
-
-#include <pixmill/planar/TPImage.h>
 
 #include <gmock/gmock.h>
 

@@ -1,10 +1,8 @@
+#include <pixmill/planar/TPImage.h>
+#include <reference/view.h>
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
-
-#include <reference/view.h>
-
-#include <pixmill/planar/TPImage.h>
 
 #include <limits>
 

@@ -1,6 +1,5 @@
-#include <support/planes.h>
-
 #include <pixmill/planar/TPImage.h>
+#include <support/planes.h>
 
 #include <gtest/gtest.h>
 

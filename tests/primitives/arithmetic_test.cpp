@@ -1,6 +1,5 @@
-#include <pixmill/primitives/arithmetic.h>
-
 #include "roi.h"
+#include <pixmill/primitives/arithmetic.h>
 #include <support/everyway.h>
 
 #include <functional>

@@ -1,6 +1,5 @@
-#include <pixmill/primitives/convert.h>
-
 #include "roi.h"
+#include <pixmill/primitives/convert.h>
 #include <support/everyway.h>
 
 #include <limits>

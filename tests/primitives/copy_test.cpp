@@ -1,6 +1,5 @@
-#include <pixmill/primitives/copy.h>
-
 #include "roi.h"
+#include <pixmill/primitives/copy.h>
 #include <support/everyway.h>
 
 #include <limits>

@@ -1,7 +1,6 @@
+#include "roi.h"
 #include <pixmill/primitives/filter.h>
 #include <pixmill/rows/box_integer.h>
-
-#include "roi.h"
 #include <reference/box_mean.h>
 #include <support/everyway.h>
 

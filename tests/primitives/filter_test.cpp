@@ -1,7 +1,6 @@
+#include "roi.h"
 #include <pixmill/primitives/filter.h>
 #include <pixmill/rows/morphology3x3.h>
-
-#include "roi.h"
 #include <reference/gauss_mask.h>
 #include <reference/morphology.h>
 #include <support/everyway.h>

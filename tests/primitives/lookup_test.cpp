@@ -1,6 +1,5 @@
-#include <pixmill/primitives/lookup.h>
-
 #include "roi.h"
+#include <pixmill/primitives/lookup.h>
 #include <reference/table_look_up.h>
 #include <support/everyway.h>
 

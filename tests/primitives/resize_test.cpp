@@ -1,7 +1,5 @@
 #include <pixmill/primitives/resize.h>
-
 #include <reference/resize.h>
-
 #include <support/everyway.h>
 #include <support/planes.h>
 

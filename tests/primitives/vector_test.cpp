@@ -1,7 +1,6 @@
+#include "roi.h"
 #include <pixmill/primitives/vector.h>
 #include <pixmill/rows/invert3x3.h>
-
-#include "roi.h"
 #include <support/everyway.h>
 #include <support/throws.h>
 

@@ -1,10 +1,8 @@
+#include <pixmill/resample/BlockProcessor.h>
+#include <reference/blocks.h>
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>
-
-#include <reference/blocks.h>
-
-#include <pixmill/resample/BlockProcessor.h>
 
 #include <algorithm>
 #include <climits>

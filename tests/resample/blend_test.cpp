@@ -1,7 +1,5 @@
 #include <pixmill/resample/blend.h>
-
 #include <reference/blend.h>
-
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>

@@ -1,7 +1,5 @@
 #include <pixmill/resample/border.h>
-
 #include <reference/border.h>
-
 #include <support/planes.h>
 
 using namespace pixmill::test;

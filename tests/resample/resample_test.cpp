@@ -1,12 +1,9 @@
 #include <pixmill/resample/guidedUpsize.h>
 #include <pixmill/resample/resample.h>
-
 #include <pixmill/rows/doubling.h>
 #include <pixmill/rows/pyramid.h>
-
 #include <reference/pyramid.h>
 #include <reference/resize.h>
-
 #include <support/everyway.h>
 #include <support/planes.h>
 #include <support/throws.h>

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <opencv2/core.hpp>
-
 #include <gtest/gtest.h>
+#include <opencv2/core.hpp>
 
 #include <cmath>
 #include <cstring>

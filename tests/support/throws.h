@@ -5,8 +5,6 @@
 
 #include <string>
 
-#include <opencv2/core.hpp>
-
 /// Expects `statement` to throw a `cv::Exception` with exactly this text.
 #define EXPECT_REFUSED(statement, text)                                                                                \
     do {                                                                                                               \

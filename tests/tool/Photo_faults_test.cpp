@@ -1,11 +1,11 @@
 // Files that are not what they should be, and disks that are full.
-#include <gtest/gtest.h>
-
 #include "tool/files.h"
 
-#include <csignal>
+#include <gtest/gtest.h>
 
 #include <sys/resource.h>
+
+#include <csignal>
 
 #if defined(__SANITIZE_ADDRESS__)
 // OpenImageIO's PNG decoder gives up by a long jump that leaves a string of 31 bytes behind. Whole stacks tell it from

@@ -1,8 +1,7 @@
 // What a picture file holds comes in and goes out: pixels, depth, direction, profile, values.
-#include <gtest/gtest.h>
-
 #include "tool/files.h"
 
+#include <gtest/gtest.h>
 #include <lcms2.h>
 
 using namespace pixmill;

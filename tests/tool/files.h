@@ -3,7 +3,6 @@
 #include <pixmill/develop/Photo.h>
 
 #include <OpenImageIO/imageio.h>
-
 #include <opencv2/core.hpp>
 
 #include <filesystem>

@@ -1,10 +1,9 @@
 // A recipe's keys, its JSON and what is refused.
+#include "tool/files.h"
 #include <pixmill/develop/Error.h>
 #include <pixmill/develop/recipe_table.h>
 
 #include <gtest/gtest.h>
-
-#include "tool/files.h"
 
 #include <set>
 

@@ -61,8 +61,8 @@ struct SmallUnits {
     }
 };
 
-/// Puts right what a sweep of sweepChunks over line `l` with FlushSubnormals did with tiny numbers: from sample `first` on,
-/// counted in the sweep's direction, until a result comes out the same and not tiny.
+/// Puts right what a sweep of sweepChunks over line `l` with FlushSubnormals did with tiny numbers: from sample `first`
+/// on, counted in the sweep's direction, until a result comes out the same and not tiny.
 template <int L, bool forward, class Read>
 inline void restoreTiny(float* out, int n, int l, float nu, float boundary, const Read& read, int first)
 {

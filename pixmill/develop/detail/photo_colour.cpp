@@ -1,8 +1,7 @@
 #include <pixmill/develop/detail/photo_colour.h>
 
-#include <opencv2/core.hpp>
-
 #include <lcms2.h>
+#include <opencv2/core.hpp>
 
 #include <algorithm>
 #include <cmath>

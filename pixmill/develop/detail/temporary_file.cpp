@@ -2,15 +2,15 @@
 
 #include <pixmill/develop/detail/photo_errors.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <mutex>
 #include <set>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace pixmill::develop {
 

@@ -1,9 +1,11 @@
 #include <pixmill/multiscale/detail/solver_resources.h>
+
 #include <pixmill/multiscale/detail/sparse_solver.h>
+
+#include <omp.h>
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <omp.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/mman.h>
@@ -15,7 +17,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-
 #include <filesystem>
 #include <fstream>
 #include <limits>

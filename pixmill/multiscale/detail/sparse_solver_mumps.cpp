@@ -1,6 +1,7 @@
+#include <pixmill/multiscale/detail/sparse_solver.h>
+
 #include <pixmill/multiscale/detail/nested_dissection.h>
 #include <pixmill/multiscale/detail/solver_resources.h>
-#include <pixmill/multiscale/detail/sparse_solver.h>
 #include <pixmill/rows/flush.h>
 
 #include <dmumps_c.h>
