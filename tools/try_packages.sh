@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the Debian packages, installs them into a bare Debian 12 below build/, and builds and runs the README's first
-# program there, by CMake and by pkg-config. Needs root, for debootstrap and chroot.
+# program there, by CMake and by pkg-config; the command runs. Needs root, for debootstrap and chroot.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 ((EUID == 0)) || { echo "tools/try_packages.sh needs root" >&2; exit 1; }
@@ -24,19 +24,19 @@ cp build/package/deb/*.deb "$root/try/"
 #include <vector>
 int main()
 {
-    std::vector<unsigned char> pixels(64 * 48 * 4, 100);
-    brighten(pixels.data(), 64, 48, 64 * 4);
-    std::printf("grey 100 became %d\n", pixels[0]);
-    return pixels[0] > 100 ? 0 : 1;
+    std::vector<unsigned char> pixels(64 * 48 * 4, 60);
+    develop(pixels.data(), 64, 48);
+    std::printf("grey 60 became %d, %d, %d\n", pixels[0], pixels[1], pixels[2]);
+    return pixels[1] > 60 ? 0 : 1;
 }
 MAIN
 } >"$root/try/first.cpp"
 cat >"$root/try/CMakeLists.txt" <<'CMAKE'
 cmake_minimum_required(VERSION 3.24)
 project(first LANGUAGES CXX)
-find_package(pixmill 0.1 REQUIRED)
+find_package(pixmill 0.1 REQUIRED COMPONENTS develop)
 add_executable(first first.cpp)
-target_link_libraries(first PRIVATE pixmill::pixmill)
+target_link_libraries(first PRIVATE pixmill::develop)
 CMAKE
 
 say "Installing and building there"
@@ -45,7 +45,8 @@ chroot "$root" bash -euc '
     apt-get update -qq
     apt-get install -y -qq --no-install-recommends /try/*.deb g++ cmake make pkg-config >/try/apt.log 2>&1 || { cat /try/apt.log; exit 1; }
     cmake -S /try -B /try/build && cmake --build /try/build && /try/build/first
-    g++ -std=c++17 /try/first.cpp -o /try/first $(pkg-config --cflags --libs pixmill) && /try/first
-    apt-get purge -y -qq libpixmill-dev libpixmill0.1 >/dev/null
+    g++ -std=c++17 /try/first.cpp -o /try/first -lpixmill_develop $(pkg-config --cflags --libs pixmill) && /try/first
+    pixmill --version && pixmill recipe keys >/dev/null
+    apt-get purge -y -qq "libpixmill*" pixmill >/dev/null
     left=$(find /usr -name "*pixmill*")
     [[ -z $left ]] || { echo "left behind: $left"; exit 1; }'

@@ -1,5 +1,6 @@
 // The README's programs, compiled as they stand there, do what the text beside them says.
-#include "first_program.inc"
+#include "parts.inc"
+
 #include <support/planes.h>
 
 #include <gtest/gtest.h>
@@ -28,7 +29,7 @@ Means meansOf(const cv::Mat& packed)
     return {means.saturation / double(packed.total()), means.light / double(packed.total())};
 }
 
-TEST(Readme, FirstProgramBrightensAndKeepsColours)
+TEST(Readme, ThePartsBrightenAndKeepColours)
 {
     cv::Mat channels[4], packed;
     for (int i = 0; i < 4; ++i)

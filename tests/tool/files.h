@@ -3,6 +3,7 @@
 #include <pixmill/develop/Photo.h>
 
 #include <OpenImageIO/imageio.h>
+#include <gtest/gtest.h>
 #include <opencv2/core.hpp>
 
 #include <filesystem>

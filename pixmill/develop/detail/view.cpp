@@ -74,13 +74,19 @@ void View::render(const Layers& layers, const cv::Rect& view, const Recipe& reci
     const cv::Rect kept = m_done & work;
     m_done = {}; // until all is done again
     const bool changed = update(recipe, masks);
-    for (const cv::Rect& part : without(work, kept))
-        compute(layers, part, true);
-    if (changed && !kept.empty())
-        compute(layers, kept, false);
-    m_done = work;
     takeTable(recipe.table);
-    pack(layers, view, target);
+    const Packing packing{layers.size(), view, target};
+    const std::vector<cv::Rect> fresh = without(work, kept);
+    if (fresh.empty() || kept.empty()) {
+        computeAndPack(layers, work, kept.empty(), changed, packing);
+    } else {
+        for (const cv::Rect& part : fresh)
+            compute(layers, part, true);
+        if (changed)
+            compute(layers, kept, false);
+        packRows(packing, view.y, 1, view.height);
+    }
+    m_done = work;
 }
 
 /// Rings that hold the work, and are not much larger.
@@ -135,6 +141,30 @@ void View::compute(const Layers& layers, const cv::Rect& part, bool all)
             renderBand(layers, {x, y, end - x, std::min(kBandRows, bottom - y)}, all);
         });
     });
+}
+
+/// What is packed is still in the cache. A band's last row waits for the differences below it.
+void View::computeAndPack(const Layers& layers, const cv::Rect& work, bool all, bool changed, const Packing& packing)
+{
+    const int bands = (work.height + kBandRows - 1) / kBandRows, bottom = work.y + work.height;
+    const int top = packing.view.y, end = top + packing.view.height;
+    forEachIndex(bands, long(work.area()), [&](int band) {
+        const int y = work.y + band * kBandRows, next = std::min(y + kBandRows, bottom);
+        if (all || changed)
+            forEachPiece(work.x, work.x + work.width, m_chain.newY.cols, [&](int x, int right) {
+                renderBand(layers, {x, y, right - x, next - y}, all);
+            });
+        for (int row = std::max(y, top), last = std::min(next < bottom ? next - 1 : next, end); row < last; ++row)
+            packRow(packing, row);
+    });
+    const int first = work.y + kBandRows - 1, waited = std::min(bottom - 1, end) - first;
+    packRows(packing, first, kBandRows, (waited + kBandRows - 1) / kBandRows);
+}
+
+/// Packs `count` rows from row `first` on, `step` apart.
+void View::packRows(const Packing& packing, int first, int step, int count) const
+{
+    forEachIndex(count, long(count) * packing.view.width, [&](int i) { packRow(packing, first + i * step); });
 }
 
 void View::renderBand(const Layers& layers, const cv::Rect& band, bool all)
@@ -201,15 +231,12 @@ void View::takeTable(const Table3D& table)
     }
 }
 
-void View::pack(const Layers& layers, const cv::Rect& view, const Target& target) const
+void View::packRow(const Packing& packing, int y) const
 {
-    forEachRow(view.size(), [&](int y) {
-        packRow(layers.size(), view.y + y, view, target, static_cast<uchar*>(target.data) + y * target.stride);
-    });
-}
-
-void View::packRow(cv::Size picture, int y, const cv::Rect& view, const Target& target, uchar* out) const
-{
+    const cv::Size picture = packing.picture;
+    const cv::Rect view = packing.view;
+    const Target& target = packing.target;
+    uchar* out = static_cast<uchar*>(target.data) + (y - view.y) * target.stride;
     const bool blended = !m_locals.empty();
     const cv::Mat &Y = blended ? m_Y : m_chain.newY, &dr = blended ? m_dr : m_chain.dr,
                   &db = blended ? m_db : m_chain.db;

@@ -48,14 +48,22 @@ private:
         Stages stages;
     };
 
+    /// What of which picture is packed, and where it goes.
+    struct Packing {
+        cv::Size picture;
+        cv::Rect view;
+        Target target;
+    };
+
     void fit(const cv::Rect& work);
     bool update(const Recipe& recipe, const std::vector<MaskPlane>& masks);
     void compute(const Layers& layers, const cv::Rect& part, bool all);
     void renderBand(const Layers& layers, const cv::Rect& band, bool all);
     void blendLuma(int y, int x, int n, BlendChunk& chunk);
     void blendColor(int y, int x, int n, BlendChunk& chunk);
-    void pack(const Layers& layers, const cv::Rect& view, const Target& target) const;
-    void packRow(cv::Size picture, int y, const cv::Rect& view, const Target& target, unsigned char* out) const;
+    void computeAndPack(const Layers& layers, const cv::Rect& work, bool all, bool changed, const Packing& packing);
+    void packRows(const Packing& packing, int first, int step, int count) const;
+    void packRow(const Packing& packing, int y) const;
     void takeTable(const Table3D& table);
 
     cv::Rect m_done; ///< What the rings hold.

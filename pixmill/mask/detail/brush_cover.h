@@ -3,6 +3,7 @@
 #include <pixmill/mask/detail/brush_blocks.h>
 
 #include <cstring>
+#include <initializer_list>
 
 /// How a dot without an edge moves coverage, on pixels of one row.
 ///
