@@ -66,9 +66,9 @@ template <class In>
 inline void blockRow(const TImage& in, TImage& Y, TImage& C, TImage& M, int row)
 {
     const int count = in.m_width / 2;
-    int red[kTile], blue[kTile], mask[kTile];
-    for (int x = 0; x < count; x += kTile) {
-        const int n = std::min(kTile, count - x);
+    int red[kPackedTile], blue[kPackedTile], mask[kPackedTile];
+    for (int x = 0; x < count; x += kPackedTile) {
+        const int n = std::min(kPackedTile, count - x);
         blocks<In>(rowOf<AnyWord>(in, 0, 2 * row) + 2 * x * In::kWords,
                    rowOf<AnyWord>(in, 0, 2 * row + 1) + 2 * x * In::kWords, rowOf<AnyWord>(Y, 0, 2 * row) + x,
                    rowOf<AnyWord>(Y, 0, 2 * row + 1) + x, red, blue, mask, n);
@@ -201,9 +201,9 @@ void TImage::updateCfromYChange(const TImage& oldY, const TImage& C, const TImag
 
     const float k = 255.0f * guard;
     forEachRow(extent(oldY).empty() ? cv::Size() : cv::Size(half.width, half.height), [&](int y) {
-        int before[kTile], after[kTile], red[kTile], blue[kTile];
-        for (int x = 0; x < half.width; x += kTile) {
-            const int n = std::min(kTile, half.width - x);
+        int before[kPackedTile], after[kPackedTile], red[kPackedTile], blue[kPackedTile];
+        for (int x = 0; x < half.width; x += kPackedTile) {
+            const int n = std::min(kPackedTile, half.width - x);
             halveTile(oldY, x, y, n, before);
             halveTile(newY, x, y, n, after);
             std::copy_n(rowOf<uchar>(C, 0, y) + x, n, red);
@@ -234,9 +234,9 @@ cv::Mat TImage::halfY8U() const
     const TSize half = dec2Size(size());
     cv::Mat out(half.height, half.width, CV_8UC1);
     forEachRow(out.size(), [&](int y) {
-        int means[kTile];
-        for (int x = 0; x < half.width; x += kTile) {
-            const int n = std::min(kTile, half.width - x);
+        int means[kPackedTile];
+        for (int x = 0; x < half.width; x += kPackedTile) {
+            const int n = std::min(kPackedTile, half.width - x);
             halveTile(*this, x, y, n, means);
             packBytes(means, out.ptr(y) + x, n);
         }

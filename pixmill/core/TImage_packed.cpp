@@ -19,7 +19,7 @@ namespace {
 
 /// Enlarged samples of a tile, less 128, even and odd columns apart: the two have weights of their own.
 struct Enlarged {
-    short columns[2][kTile / 2];
+    short columns[2][kPackedTile / 2];
 };
 
 /// One row of a half-size 8-bit plane enlarged cubically by two on pixel squares: full-size sample X lies at half-size
@@ -57,7 +57,7 @@ public:
     }
 
     static constexpr short kWeights[2][4] = {{-5, 35, 105, -7}, {-7, 105, 35, -5}};
-    static constexpr int kSums = kTile / 2 + 4 + 64; ///< A tile's, with what sumRows512 writes past them.
+    static constexpr int kSums = kPackedTile / 2 + 4 + 64; ///< A tile's, with what sumRows512 writes past them.
 
 private:
     /// Calls `sum(first, n, at)` for the columns from two before x to two past the pairs, n of which exist, and repeats
@@ -130,8 +130,8 @@ template <class Out>
 inline void packTiles(const ushort* luma, const EnlargedRow (&rows)[3], AnyWord* packed, int x, int width)
 {
     Enlarged red, blue, mask;
-    for (; x < width; x += kTile) {
-        const int n = std::min(kTile, width - x), pairs = (n + 1) / 2;
+    for (; x < width; x += kPackedTile) {
+        const int n = std::min(kPackedTile, width - x), pairs = (n + 1) / 2;
         rows[0].tile(x, pairs, red);
         rows[1].tile(x, pairs, blue);
         rows[2].tile(x, pairs, mask);
@@ -151,8 +151,8 @@ int packTiles512(const ushort* luma, const EnlargedRow (&rows)[3], AnyWord* pack
     const bool aligned = reinterpret_cast<std::uintptr_t>(packed) % 64 == 0;
     const auto pack = stream && aligned ? packRow512<Out, true> : packRow512<Out, false>;
     int x = 0;
-    for (; x < width / kBlock512 * kBlock512; x += kTile) {
-        const int n = std::min(kTile, width - x) / kBlock512 * kBlock512;
+    for (; x < width / kBlock512 * kBlock512; x += kPackedTile) {
+        const int n = std::min(kPackedTile, width - x) / kBlock512 * kBlock512;
         short sums[3][EnlargedRow::kSums];
         for (int k = 0; k < 3; ++k)
             rows[k].sums512(x, n / 2, sums[k]);

@@ -20,7 +20,7 @@ constexpr const char* kCall = "DomainTransform::RecursiveFilter";
 /// The factor k with exp(step * k) = exp(-sqrt(2) / sigma)^step, as float: the precision that planes are scaled in.
 float exponent(float sigma)
 {
-    return narrow(-std::sqrt(2.0) / double(sigma));
+    return roundedToFloat(-std::sqrt(2.0) / double(sigma));
 }
 
 /// How many tiles are filtered after their steps were made: enough for every thread, few enough for the cache.
@@ -39,7 +39,7 @@ void recurse(const std::vector<cv::Mat>& in, const std::vector<cv::Mat>& out, co
     const double r = std::sqrt(3.0) / std::sqrt(63.0);
     float k[3], sigma = sigmaS;
     for (int i = 0; i < 3; ++i) {
-        sigma = narrow((4 >> i) * r * double(sigma)); // goes on from the iteration before
+        sigma = roundedToFloat((4 >> i) * r * double(sigma)); // goes on from the iteration before
         k[i] = exponent(sigma);
     }
 

@@ -119,7 +119,7 @@ void TPImage::fullToEdge(const cv::Mat& full, const cv::Mat& half, cv::Mat& edge
     TeamScratch<ushort> differences(source.cols);
     forEachEnlargedRow(small, source.size(), [&](int y, const ushort* up) {
         ushort* d = differences.mine();
-        differenceRow(source.ptr<ushort>(y), up, d, source.cols);
+        edgeDifferenceRow(source.ptr<ushort>(y), up, d, source.cols);
         lookUpRow<16>(d, edge.ptr<uchar>(y), table, source.cols);
     });
 }

@@ -18,8 +18,7 @@
 /// The frame of the kernels written by hand for row level 2; each stands in a file named `..._avx512.h`.
 ///
 /// A kernel takes as many whole vectors as a row has and tells where it stopped; the plain form beside it goes on from
-/// there, and is the form of all other processors. Each has a third's gain or more over that form, or it is not kept:
-/// `pixmill_bench --no-hand-kernels` shows it.
+/// there, and is the form of all other processors. `pixmill_bench --no-hand-kernels` shows what they are worth.
 namespace pixmill::rows {
 
 /// Before a kernel and before what it calls; and, where `inline` cannot stand, as behind a lambda's parameters.

@@ -20,33 +20,33 @@ namespace pixmill::rows {
 
 /// Neighbouring sums side by side. Vector types of the compilers, since no compiler finds a prefix sum in a plain loop.
 template <int N>
-struct Lanes {
+struct SumLanes {
     typedef unsigned Sums __attribute__((vector_size(4 * N)));
     using Indices = std::make_integer_sequence<int, N>;
 };
 
 /// to[i] = v[i - kBy], and 0 in front.
 template <int N, int kBy, int... kLane>
-inline void shiftLanes(const typename Lanes<N>::Sums& v, typename Lanes<N>::Sums& to,
+inline void shiftLanes(const typename SumLanes<N>::Sums& v, typename SumLanes<N>::Sums& to,
                        std::integer_sequence<int, kLane...>)
 {
-    const typename Lanes<N>::Sums zeros = {};
+    const typename SumLanes<N>::Sums zeros = {};
     to = __builtin_shufflevector(v, zeros, (kLane < kBy ? N + kLane : kLane - kBy)...);
 }
 
 template <int N, int... kLane>
-inline void spreadLast(typename Lanes<N>::Sums& v, std::integer_sequence<int, kLane...>)
+inline void spreadLast(typename SumLanes<N>::Sums& v, std::integer_sequence<int, kLane...>)
 {
     v = __builtin_shufflevector(v, v, (kLane * 0 + N - 1)...);
 }
 
 /// v[i] becomes v[0] + ... + v[i].
 template <int N, int kBy = 1>
-inline void prefixSums(typename Lanes<N>::Sums& v)
+inline void prefixSums(typename SumLanes<N>::Sums& v)
 {
     if constexpr (kBy < N) {
-        typename Lanes<N>::Sums shifted;
-        shiftLanes<N, kBy>(v, shifted, typename Lanes<N>::Indices());
+        typename SumLanes<N>::Sums shifted;
+        shiftLanes<N, kBy>(v, shifted, typename SumLanes<N>::Indices());
         v += shifted;
         prefixSums<N, 2 * kBy>(v);
     }
@@ -55,10 +55,9 @@ inline void prefixSums(typename Lanes<N>::Sums& v)
 /// sums[x] = columns[x] + ... + columns[x + width - 1], where `sum` is the first of them; returns the one after the
 /// last. Exact though differences wrap.
 template <int N>
-inline unsigned windowSums(const unsigned* __restrict columns, int width, unsigned sum, unsigned* __restrict sums,
-                           int n)
+inline unsigned slideSums(const unsigned* __restrict columns, int width, unsigned sum, unsigned* __restrict sums, int n)
 {
-    typename Lanes<N>::Sums before = {}, step, leaving;
+    typename SumLanes<N>::Sums before = {}, step, leaving;
     before += sum;
     int x = 0;
     for (; x + N <= n; x += N) {
@@ -66,10 +65,10 @@ inline unsigned windowSums(const unsigned* __restrict columns, int width, unsign
         std::memcpy(&leaving, columns + x, sizeof leaving);
         step -= leaving;
         prefixSums<N>(step); // step[i] leads from sums[x] to sums[x + 1 + i]
-        shiftLanes<N, 1>(step, leaving, typename Lanes<N>::Indices());
+        shiftLanes<N, 1>(step, leaving, typename SumLanes<N>::Indices());
         leaving += before;
         std::memcpy(sums + x, &leaving, sizeof leaving);
-        spreadLast<N>(step, typename Lanes<N>::Indices());
+        spreadLast<N>(step, typename SumLanes<N>::Indices());
         before += step;
     }
     for (sum = before[0]; x < n; ++x) {
@@ -79,14 +78,14 @@ inline unsigned windowSums(const unsigned* __restrict columns, int width, unsign
     return sum;
 }
 
-inline unsigned windowSums(const unsigned* columns, int width, unsigned sum, unsigned* sums, int n)
+inline unsigned slideSums(const unsigned* columns, int width, unsigned sum, unsigned* sums, int n)
 {
-    return takesAvx512() ? windowSums<16>(columns, width, sum, sums, n) : windowSums<4>(columns, width, sum, sums, n);
+    return takesAvx512() ? slideSums<16>(columns, width, sum, sums, n) : slideSums<4>(columns, width, sum, sums, n);
 }
 
 /// The same for windows whose sums need more than 32 bits.
-inline long long windowSums(const long long* __restrict columns, int width, long long sum, long long* __restrict sums,
-                            int n)
+inline long long slideSums(const long long* __restrict columns, int width, long long sum, long long* __restrict sums,
+                           int n)
 {
     for (int x = 0; x < n; ++x) {
         sums[x] = sum;
@@ -118,7 +117,7 @@ inline void meansRow(const Sum* __restrict sums, long long count, T* __restrict 
 }
 
 template <class Sum>
-inline void windowSumsOf3(const Sum* __restrict columns, Sum* __restrict sums, int n)
+inline void sumsOf3(const Sum* __restrict columns, Sum* __restrict sums, int n)
 {
     for (int x = 0; x < n; ++x)
         sums[x] = columns[x] + columns[x + 1] + columns[x + 2];
@@ -169,9 +168,9 @@ inline void boxRows(const Row& row, int margin, T* dst, int dstStep, int width, 
             const int m = std::min(kBoxPiece, width - x);
             slideTo(x + m + mask.width);
             if (mask.width == 3)
-                windowSumsOf3(c + x, sums, m);
+                sumsOf3(c + x, sums, m);
             else
-                sum = windowSums(c + x, mask.width, sum, sums, m);
+                sum = slideSums(c + x, mask.width, sum, sums, m);
             meansRow(sums, (long long)mask.width * mask.height, d + x, m);
         }
     }

@@ -176,12 +176,12 @@ PIXMILL_AVX512_KERNEL void store512(const Channels512& p, Rgba8, Writer& write)
 {
     const __m512i zero = _mm512_setzero_si512(), half = _mm512_set1_epi16(128), high = _mm512_set1_epi16(short(0xff00));
     // Over 257 in the high byte: v - round(v / 256) + 128.
-    const auto narrow = [&](__m512i v) PIXMILL_AVX512_CODE {
+    const auto over257 = [&](__m512i v) PIXMILL_AVX512_CODE {
         return _mm512_add_epi16(_mm512_sub_epi16(v, _mm512_avg_epu16(_mm512_srli_epi16(v, 7), zero)), half);
     };
-    const __m512i rg = _mm512_or_si512(_mm512_srli_epi16(narrow(p.r), 8), _mm512_and_si512(narrow(p.g), high));
+    const __m512i rg = _mm512_or_si512(_mm512_srli_epi16(over257(p.r), 8), _mm512_and_si512(over257(p.g), high));
     // 257 goes into alpha as often as 256, but for half a step from 129 on.
-    const __m512i ba = _mm512_or_si512(_mm512_srli_epi16(narrow(p.b), 8), alpha512(p.mask, 128, 256));
+    const __m512i ba = _mm512_or_si512(_mm512_srli_epi16(over257(p.b), 8), alpha512(p.mask, 128, 256));
     write(_mm512_unpacklo_epi16(rg, ba));
     write(_mm512_unpackhi_epi16(rg, ba));
 }

@@ -76,6 +76,6 @@ struct Bgra8 {
 };
 
 /// Columns worked on at a time, an even number: the scratch of a tile stays in the cache.
-constexpr int kTile = 512;
+constexpr int kPackedTile = 512;
 
 } // namespace pixmill::core

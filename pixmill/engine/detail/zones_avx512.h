@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-/// The kernels a moved slider waits for, for processors with AVX-512: the compiler's own vectors take twice as long.
+/// The kernels a moved slider waits for, for processors with AVX-512.
 ///
 /// Each takes as many whole vectors of 32 samples as there are and tells how many samples that was.
 namespace pixmill::engine {

@@ -65,13 +65,13 @@ PIXMILL_AVX512_KERNEL __m512 rounded512(__m512 v, float top)
     return _mm512_add_ps(limited, _mm512_set1_ps(kToInteger));
 }
 
-PIXMILL_AVX512_KERNEL void store512(__m512 v, uchar* out)
+PIXMILL_AVX512_KERNEL void storePixels512(__m512 v, uchar* out)
 {
     const __m512i bits = _mm512_castps_si512(rounded512(v, 255.0f));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm512_cvtepi32_epi8(bits));
 }
 
-PIXMILL_AVX512_KERNEL void store512(__m512 v, ushort* out)
+PIXMILL_AVX512_KERNEL void storePixels512(__m512 v, ushort* out)
 {
     const __m512i bits = _mm512_castps_si512(rounded512(v, 65535.0f));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm512_cvtepi32_epi16(bits));
@@ -125,7 +125,7 @@ PIXMILL_AVX512_KERNEL int readBackRow512(const GridRead& grid, const Edge* edge,
             __m512 top0, bottom0, top1, bottom1;
             columns512(grid.pairs, offset + (x - x0), zf, top0, bottom0);
             columns512(next, offset + (x - x0), zf, top1, bottom1);
-            store512(between512(between512(top0, top1, xf), between512(bottom0, bottom1, xf), yf), out + x);
+            storePixels512(between512(between512(top0, top1, xf), between512(bottom0, bottom1, xf), yf), out + x);
         }
     }
     return whole;

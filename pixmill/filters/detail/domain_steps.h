@@ -12,7 +12,7 @@ using namespace rows;
 
 /// The double rounded to float. It stays a call: where g++ 12 pairs up two of double -> float -> double, it drops the
 /// rounding.
-__attribute__((noinline)) inline float narrow(double v)
+__attribute__((noinline)) inline float roundedToFloat(double v)
 {
     return float(v);
 }

@@ -35,7 +35,7 @@ inline void weigh(const float* steps, float k, int count, float* weights)
 
 /// Lines of pixels in lane form: where the first line's samples and weights stand, how far on the next pixel's and the
 /// next line's are. Steps are negative for a walk back.
-struct Walk {
+struct LaneWalk {
     float* samples;
     const float* weights;
     int pixels;
@@ -77,7 +77,7 @@ inline void walkPlanar(float* p, const float* w, int pixels, std::ptrdiff_t step
 /// Pulls every pixel of T lines towards the one before it in the walk. Side by side, the lines hide each other's
 /// latency. The channels of a pixel are interleaved.
 template <int C, int T>
-inline void walkMixed(const Walk& way)
+inline void walkMixed(const LaneWalk& way)
 {
     float state[T][C * kLanes];
     float* samples = way.samples;
@@ -104,7 +104,7 @@ inline void walkMixed(const Walk& way)
 
 /// The same for any number of lines.
 template <int C>
-inline void walkLines(Walk way, int lines)
+inline void walkLines(LaneWalk way, int lines)
 {
     const auto next = [&](int n) {
         way.samples += n * way.nextLine;

@@ -16,8 +16,8 @@ namespace pixmill::planar {
 using namespace rows;
 
 /// Centred half differences, the division truncating toward zero, in 16 bits: one of the two distances is 0.
-inline void differenceRow(const ushort* __restrict full, const ushort* __restrict up, ushort* __restrict difference,
-                          int n)
+inline void edgeDifferenceRow(const ushort* __restrict full, const ushort* __restrict up, ushort* __restrict difference,
+                              int n)
 {
     for (int x = 0; x < n; ++x) {
         const ushort higher = std::max(full[x], up[x]);
