@@ -24,8 +24,8 @@ struct Pixels {
     int width = 0;              ///< 1..65535.
     int height = 0;             ///< 1..65535.
     std::ptrdiff_t stride = 0;  ///< Bytes from a row to the next; negative where rows run upward. 0: tight rows.
-    Depth depth = Depth::Bits8;
-    Order order = Order::RGB;
+    Depth depth = Depth::Bits8; ///< Bits of a channel.
+    Order order = Order::RGB;   ///< Channels in memory.
 };
 
 /// Told a share of the work, 0..1; false cancels.
@@ -52,10 +52,10 @@ using RowSink = std::function<bool(int y, int rows, const void* pixels, std::ptr
 /// many again for each local adjustment.
 class PIXMILL_DEVELOP_API Developer {
 public:
-    Developer();
+    Developer(); ///< Without a photograph.
     ~Developer();
-    Developer(Developer&&) noexcept;
-    Developer& operator=(Developer&&) noexcept;
+    Developer(Developer&&) noexcept;            ///< Takes the photograph over.
+    Developer& operator=(Developer&&) noexcept; ///< Takes the photograph over.
 
     /// Takes a photograph in; the host's pixels are not needed afterwards. Samples of 8 bits are widened by 257, so
     /// white is white. Needs 19 bytes a pixel for a moment.

@@ -18,6 +18,7 @@ public:
     std::string wanted;   ///< What would have been right, "at least 1920"; empty where no argument is to blame.
     std::string given;    ///< What was given, "1200", or what went wrong.
 
+    /// Composes `what()`.
     Error(std::string call, std::string argument, std::string wanted, std::string given);
     ~Error() override;
 };

@@ -28,7 +28,7 @@ struct BrushStroke {
 
 /// Strokes in order, on nothing selected. The last one is undone by taking it off the list.
 struct Brush {
-    std::vector<BrushStroke> strokes;
+    std::vector<BrushStroke> strokes; ///< In the order they were painted.
 
     bool operator==(const Brush& o) const { return strokes == o.strokes; }
     bool operator!=(const Brush& o) const { return !(*this == o); }
@@ -37,8 +37,8 @@ struct Brush {
 /// Full before the line through `from` across the direction to `to`, nothing behind the one through `to`, smooth
 /// between. Where both are one place nothing is selected.
 struct LinearGradient {
-    cv::Point2f from{0.5f, 0.0f};
-    cv::Point2f to{0.5f, 0.5f};
+    cv::Point2f from{0.5f, 0.0f}; ///< Full up to here.
+    cv::Point2f to{0.5f, 0.5f};   ///< Nothing from here on.
 
     bool operator==(const LinearGradient& o) const { return from == o.from && to == o.to; }
     bool operator!=(const LinearGradient& o) const { return !(*this == o); }
@@ -46,11 +46,11 @@ struct LinearGradient {
 
 /// An ellipse: full within `hardness` of its radii, falling smoothly to nothing at its rim.
 struct RadialGradient {
-    cv::Point2f center{0.5f, 0.5f};
-    float radiusX = 0.25f; ///< Above 0 to 4.
-    float radiusY = 0.25f; ///< Above 0 to 4.
-    float angle = 0.0f;    ///< Degrees clockwise, -180..180.
-    float hardness = 0.5f; ///< 0..1.
+    cv::Point2f center{0.5f, 0.5f}; ///< The ellipse's middle.
+    float radiusX = 0.25f;          ///< Above 0 to 4.
+    float radiusY = 0.25f;          ///< Above 0 to 4.
+    float angle = 0.0f;             ///< Degrees clockwise, -180..180.
+    float hardness = 0.5f;          ///< 0..1.
 
     bool operator==(const RadialGradient& o) const;
     bool operator!=(const RadialGradient& o) const { return !(*this == o); }
@@ -75,8 +75,8 @@ enum class MaskCombine {
 
 /// One part of a mask.
 struct MaskComponent {
-    std::variant<Brush, LinearGradient, RadialGradient, LumaRange> shape;
-    MaskCombine combine = MaskCombine::Add;
+    std::variant<Brush, LinearGradient, RadialGradient, LumaRange> shape; ///< What it selects.
+    MaskCombine combine = MaskCombine::Add;                               ///< How it joins those before it.
     bool invert = false;  ///< Takes 255 less the shape, before the feather.
     float feather = 0.0f; ///< 0..0.5: how far the component's edge is smoothed, as a share of the longer side.
 
@@ -87,7 +87,7 @@ struct MaskComponent {
 /// What a local adjustment selects: components joined in order, on nothing where the first one adds and on everything
 /// where it subtracts or intersects. Without components nothing is selected.
 struct PIXMILL_DEVELOP_API Mask {
-    std::vector<MaskComponent> components;
+    std::vector<MaskComponent> components; ///< Joined in order.
 
     bool operator==(const Mask& o) const { return components == o.components; }
     bool operator!=(const Mask& o) const { return !(*this == o); }

@@ -12,8 +12,8 @@ namespace pixmill {
 
 /// The tone curve. Each -1..1, 0 neutral. Colours follow the luma.
 struct Light {
-    float brightness = 0.0f;
-    float contrast = 0.0f;
+    float brightness = 0.0f; ///< Below 0 darker, above brighter.
+    float contrast = 0.0f;   ///< Below 0 flatter, above steeper.
     float highlights = 0.0f; ///< Below 0 brings bright parts down.
     float shadows = 0.0f;    ///< Above 0 lifts dark parts.
     float whites = 0.0f;     ///< Above 0 moves the white point down, so more becomes white.
@@ -26,9 +26,9 @@ struct Light {
 /// How bright the colours are before light: a red thing gains from `red`. Each -1..1, 0 neutral; three equal weights
 /// change nothing.
 struct ColorWeights {
-    float red = 0.0f;
-    float green = 0.0f;
-    float blue = 0.0f;
+    float red = 0.0f;   ///< Of red things.
+    float green = 0.0f; ///< Of green things.
+    float blue = 0.0f;  ///< Of blue things.
 
     bool operator==(const ColorWeights& o) const { return red == o.red && green == o.green && blue == o.blue; }
     bool operator!=(const ColorWeights& o) const { return !(*this == o); }
@@ -98,11 +98,11 @@ struct PIXMILL_DEVELOP_API Table3D {
 /// An adjustment where its mask selects. Its controls add to the recipe's own, limited to -1..1; what that changes is
 /// blended in by the mask. Several adjustments add up, in whatever order they stand.
 struct LocalAdjustment {
-    bool enabled = true;
-    Mask mask;
-    Light light;
-    Detail detail;
-    Color color;
+    bool enabled = true; ///< A disabled one changes nothing.
+    Mask mask;           ///< Where it counts.
+    Light light;         ///< Added to the light.
+    Detail detail;       ///< Added to the detail.
+    Color color;         ///< Added to the colour.
 
     bool operator==(const LocalAdjustment& o) const;
     bool operator!=(const LocalAdjustment& o) const { return !(*this == o); }
@@ -110,12 +110,12 @@ struct LocalAdjustment {
 
 /// All of it.
 struct Recipe {
-    Light light;
-    ColorWeights weights;
-    Detail detail;
-    Color color;
-    Table3D table;
-    std::vector<LocalAdjustment> locals;
+    Light light;                         ///< The tone curve.
+    ColorWeights weights;                ///< How bright the colours are.
+    Detail detail;                       ///< Detail by size and range of luma.
+    Color color;                         ///< Warmth, tint, saturation, floor.
+    Table3D table;                       ///< A colour table, applied last.
+    std::vector<LocalAdjustment> locals; ///< Adjustments through masks.
 
     bool operator==(const Recipe& o) const;
     bool operator!=(const Recipe& o) const { return !(*this == o); }

@@ -46,7 +46,7 @@ public:
 #endif
 
 private:
-    char m_address = 0;
+    [[maybe_unused]] char m_address = 0;
 };
 
 /// One loop: a contiguous share of the pieces for each member, and how far each is taken.
