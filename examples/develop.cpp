@@ -1,236 +1,156 @@
-// Develops the photograph: detail planes, the engine's set-up, the whole picture, a live view, every control in turn.
+// Develops the photograph by the develop library: opened once, rendered as a whole and as a live view, every control
+// moved.
 #include "options.h"
 #include "photo.h"
 #include "report.h"
-#include <pixmill/adjust/TColorAdjQ3.h>
-#include <pixmill/core/TProgress.h>
-#include <pixmill/engine/TQuillet3.h>
-#include <pixmill/filters/DomainTransform.h>
-#include <pixmill/planar/TPImage.h>
+
+#include <pixmill/develop/Developer.h>
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+using pixmill::Depth;
+using pixmill::Developer;
+using pixmill::Order;
+using pixmill::Recipe;
+
 namespace {
 
-/// What the engine takes in: the luma without its detail, and the detail by size.
-struct Layers {
-    cv::Mat base, detail[3];
-};
-
-/// One smoothing step of the ladder: everything smaller than `sigma` pixels and weaker than `contrast` of full scale.
-struct Rung {
-    const char* what;
-    float sigma, contrast;
-};
-
-const Rung kLadder[3] = {{"fine", 2.0f, 0.06f}, {"medium", 8.0f, 0.10f}, {"coarse", 32.0f, 0.16f}};
-
-/// Smooths the luma in three steps, each stronger than the one before; what a step takes away is one detail plane,
-/// halved and centred on 32768, so that base + twice the three planes is the photograph again.
-Layers separate(const cv::Mat& Y)
-{
-    Layers layers;
-    DomainTransform filter;
-    cv::Mat smooth, finer = Y;
-    Y.convertTo(smooth, CV_32F);
-    for (int level = 0; level < 3; ++level) {
-        const Rung& rung = kLadder[level];
-        timed(std::string("detail plane, ") + rung.what, double(Y.total()), [&] {
-            filter.RecursiveFilter(smooth, smooth, rung.sigma, rung.contrast * 65535.0f);
-            cv::Mat coarser;
-            smooth.convertTo(coarser, CV_16U);
-            cv::addWeighted(finer, 0.5, coarser, -0.5, 32768.0, layers.detail[level]);
-            finer = coarser;
-        });
-    }
-    layers.base = finer;
-    return layers;
-}
-
-void setControls(TQuillet3& engine, const Options& options)
-{
-    std::copy(options.light.begin(), options.light.end(), engine.m_lightParams);
-    std::copy(options.color.begin(), options.color.end(), engine.m_colorWeights);
-    for (int level = 0; level < 3; ++level) {
-        std::copy_n(options.slope[level], 3, engine.m_detailK[level]);
-        std::copy_n(options.threshold[level], 3, engine.m_detailT[level]);
-        engine.m_levelDirty[level] = true;
-    }
-    engine.m_lightDirty = true;
-}
-
-/// The colour controls, neutral ones as the class begins: it then only lets colour follow the luma.
-struct Color {
-    TColorAdjQ3 adjust{1, 1, 1, 1, 2, 1}; // the reach of each control
-    cv::Mat before;                       ///< The photograph's luma.
-
-    Color(const Options& options, cv::Mat luma) : before(std::move(luma))
-    {
-        adjust.m_warmth = options.tint[0];
-        adjust.m_tint = options.tint[1];
-        adjust.m_saturation = options.tint[2];
-        adjust.m_chromaFloor = options.tint[3];
-        adjust.m_dirty = std::any_of(options.tint.begin(), options.tint.end(), [](float v) { return v != 0; });
-    }
-};
-
-/// The rendered region as display pixels: the engine's luma with the colour of the same region, which follows it.
-cv::Mat display(const TQuillet3& engine, Color& color, const cv::Rect& region, int scale)
-{
-    cv::Mat rgb[3];
-    for (cv::Mat& plane : rgb)
-        plane.create(engine.m_result.size(), CV_16UC1);
-    const auto crop = [&](const cv::Mat& plane) {
-        return TPImage::MatRoi(plane, region.x, region.y, engine.m_result.cols, engine.m_result.rows, scale, false,
-                               false);
-    };
-    cv::Mat Dr = crop(engine.m_fullDr), Db = crop(engine.m_fullDb);
-    color.adjust.proc(crop(color.before), engine.m_result, Dr, Db, Dr, Db);
-    TPImage::YDRDB2RGB(engine.m_result, Dr, Db, rgb[0], rgb[1], rgb[2]);
-    cv::Mat packed;
-    toFile16(rgb).convertTo(packed, CV_8U, 1.0 / 257.0);
-    return packed;
-}
-
-/// A rectangle of result pixels whose picture pixels all exist.
-cv::Rect viewOf(const Options& options, cv::Size picture)
-{
-    cv::Rect source = options.region;
-    if (source.empty()) {
-        const int w = std::min(picture.width, 1920 * options.scale), h = std::min(picture.height, 1080 * options.scale);
-        source = {(picture.width - w) / 2, (picture.height - h) / 2, w, h};
-    }
-    source &= cv::Rect({0, 0}, picture);
-    if (source.width < options.scale || source.height < options.scale)
-        throw std::runtime_error("the region lies outside the photograph");
-    return {source.x, source.y, source.width / options.scale, source.height / options.scale};
-}
-
+/// A control by name, as the recipe's keys have it.
 struct Control {
     std::string name;
     float* value;
-    bool* dirty; ///< What a host sets when it has written the value.
 };
 
-std::vector<Control> controlsOf(TQuillet3& engine)
+std::vector<Control> controlsOf(Recipe& r)
 {
-    const char* light[] = {"brightness", "contrast", "highlights", "shadows", "whites", "blacks"};
-    const char* color[] = {"red", "green", "blue"};
-    const char* level[] = {"fine", "medium", "coarse"};
-    const char* zone[] = {"", "-shadows", "-midtones"};
-    std::vector<Control> all;
-    for (int i = 0; i < 6; ++i)
-        all.push_back({light[i], &engine.m_lightParams[i], &engine.m_lightDirty});
-    for (int i = 0; i < 3; ++i)
-        all.push_back({color[i], &engine.m_colorWeights[i], &engine.m_lightDirty});
-    for (int l = 0; l < 3; ++l)
-        for (int z = 0; z < 3; ++z) {
-            const std::string name = std::string(level[l]) + zone[z];
-            all.push_back({name, &engine.m_detailK[l][z], &engine.m_levelDirty[l]});
-            all.push_back({name + "-threshold", &engine.m_detailT[l][z], &engine.m_levelDirty[l]});
-        }
+    std::vector<Control> all = {{"light.brightness", &r.light.brightness},
+                                {"light.contrast", &r.light.contrast},
+                                {"light.highlights", &r.light.highlights},
+                                {"light.shadows", &r.light.shadows},
+                                {"light.whites", &r.light.whites},
+                                {"light.blacks", &r.light.blacks},
+                                {"weights.red", &r.weights.red},
+                                {"weights.green", &r.weights.green},
+                                {"weights.blue", &r.weights.blue},
+                                {"color.warmth", &r.color.warmth},
+                                {"color.tint", &r.color.tint},
+                                {"color.saturation", &r.color.saturation},
+                                {"color.chromaFloor", &r.color.chromaFloor}};
+    const char* names[] = {"fine", "medium", "coarse"};
+    pixmill::DetailLevel* levels[] = {&r.detail.fine, &r.detail.medium, &r.detail.coarse};
+    for (int i = 0; i < 3; ++i) {
+        const std::string name = std::string("detail.") + names[i];
+        all.push_back({name + ".base.slope", &levels[i]->base.slope});
+        all.push_back({name + ".base.threshold", &levels[i]->base.threshold});
+        all.push_back({name + ".shadows.slope", &levels[i]->shadows.slope});
+        all.push_back({name + ".shadows.threshold", &levels[i]->shadows.threshold});
+        all.push_back({name + ".midtones.slope", &levels[i]->midtones.slope});
+        all.push_back({name + ".midtones.threshold", &levels[i]->midtones.threshold});
+    }
     return all;
 }
 
-void printCost(const char* name, const char* rendered, double ms)
+Recipe recipeOf(const Options& o)
 {
-    std::printf("  %-28s %-34s %.1f\n", name, rendered, ms);
+    Recipe recipe;
+    recipe.light = {o.light[0], o.light[1], o.light[2], o.light[3], o.light[4], o.light[5]};
+    recipe.weights = {o.color[0], o.color[1], o.color[2]};
+    recipe.color = {o.tint[0], o.tint[1], o.tint[2], o.tint[3]};
+    pixmill::DetailLevel* levels[] = {&recipe.detail.fine, &recipe.detail.medium, &recipe.detail.coarse};
+    for (int i = 0; i < 3; ++i)
+        *levels[i] = {
+            {o.slope[i][0], o.threshold[i][0]}, {o.slope[i][1], o.threshold[i][1]}, {o.slope[i][2], o.threshold[i][2]}};
+    return recipe;
 }
 
-struct ColorControl {
-    const char* name;
-    float* value;
-};
-
-std::vector<ColorControl> controlsOf(TColorAdjQ3& a)
+/// A rectangle of the reduced picture.
+cv::Rect viewOf(const Options& options, cv::Size picture)
 {
-    return {{"warmth", &a.m_warmth},
-            {"tint", &a.m_tint},
-            {"saturation", &a.m_saturation},
-            {"color-floor", &a.m_chromaFloor}};
+    const int s = options.scale, w = std::min(picture.width / s, 1920), h = std::min(picture.height / s, 1080);
+    const cv::Rect asked = options.region & cv::Rect({0, 0}, picture);
+    if (options.region.empty())
+        return {(picture.width / s - w) / 2, (picture.height / s - h) / 2, w, h};
+    if (asked.width < s || asked.height < s)
+        throw std::runtime_error("the region lies outside the photograph");
+    return {asked.x / s, asked.y / s, asked.width / s, asked.height / s};
 }
 
-/// Moves the colour controls in turn, and tells what the view's way from luma to display pixels costs with each.
-void moveEachColor(const TQuillet3& engine, Color& color, const cv::Rect& view, int scale)
+/// @return false where Ctrl-C stopped it.
+bool open(Developer& developer, const cv::Mat& photo)
 {
-    TColorAdjQ3& a = color.adjust;
-    const auto cost = [&] {
-        const Stopwatch watch;
-        display(engine, color, view, scale);
-        return watch.ms();
-    };
-    for (const ColorControl& control : controlsOf(a)) {
+    const Stopwatch watch;
+    ProgressBar bar("opening the photograph");
+    const pixmill::Pixels pixels{photo.data,
+                                 photo.cols,
+                                 photo.rows,
+                                 std::ptrdiff_t(photo.step),
+                                 photo.depth() == CV_16U ? Depth::Bits16 : Depth::Bits8,
+                                 Order::BGRA};
+    if (!developer.open(pixels, [&](double share) { return ProgressBar::callback(int(1000 * share), &bar); }))
+        return false;
+    step("opened: base, three planes of detail, colour", watch.ms(), double(photo.total()));
+    return true;
+}
+
+cv::Mat rendered(Developer& developer, const cv::Rect& view, int scale, const Recipe& recipe)
+{
+    cv::Mat out;
+    developer.render(view, scale, recipe, Order::BGR, out);
+    return out;
+}
+
+/// The whole picture for a file of 16 bits.
+cv::Mat renderedWhole(Developer& developer, const Recipe& recipe)
+{
+    cv::Mat out(developer.size(), CV_16UC3);
+    developer.renderAll(recipe, Depth::Bits16, Order::BGR,
+                        [&](int y, int rows, const void* pixels, std::ptrdiff_t stride) {
+                            cv::Mat(rows, out.cols, CV_16UC3, const_cast<void*>(pixels), std::size_t(stride))
+                                .copyTo(out.rowRange(y, y + rows));
+                            return true;
+                        });
+    return out;
+}
+
+/// Moves every control in turn on the live view, and tells what each render cost.
+void moveEachControl(Developer& developer, const cv::Rect& view, int scale, Recipe recipe)
+{
+    std::printf("\n  %-36s %s\n", "what moved", "milliseconds to display pixels");
+    cv::Mat out;
+    for (const Control& control : controlsOf(recipe)) {
         const float before = *control.value;
         double best = 1e9;
-        for (const float to : {before + 0.2f, before + 0.1f}) {
-            *control.value = to;
-            a.m_dirty = 1;
-            best = std::min(best, cost());
-        }
-        printCost(control.name, "colour tables, display pixels", best);
-        *control.value = before;
-    }
-    a.m_dirty = 1;
-    cost();
-    printCost("(light or detail)", "the same with the tables there", std::min(cost(), cost()));
-}
-
-/// Moves every control in turn on the live view, back again, and tells what each render cost.
-void moveEachControl(TQuillet3& engine, const cv::Rect& view, int scale)
-{
-    std::printf("\n  %-28s %-34s %s\n", "what moved", "what was rendered", "milliseconds");
-    for (const Control& control : controlsOf(engine)) {
-        const float before = *control.value;
-        const bool light = control.dirty == &engine.m_lightDirty;
-        double best = 1e9;
-        for (const float to : {before + 0.2f, before + 0.1f, before}) {
-            *control.value = to;
-            *control.dirty = true;
+        for (const float to : {before - 0.2f, before - 0.1f, before}) {
+            *control.value = std::max(to, -1.0f);
             const Stopwatch watch;
-            engine.proc(view, scale, cv::Mat());
+            developer.render(view, scale, recipe, Order::BGRA, out);
             best = std::min(best, watch.ms());
         }
-        const std::string levels =
-            light ? "luma and all levels" : "level " + std::to_string(control.dirty - engine.m_levelDirty);
-        printCost(control.name.c_str(), levels.c_str(), best);
+        std::printf("  %-36s %.1f\n", control.name.c_str(), best);
     }
+    std::printf("\n");
 }
 
-/// One row a control: low, as it is, high, on a small piece of the view.
-void controlStrip(TQuillet3& engine, Color& color, const Options& options, const cv::Rect& view)
+/// One row a control: low, neutral, high, on a small piece of the view.
+void controlStrip(Developer& developer, const Options& options, const cv::Rect& view, Recipe recipe)
 {
     const cv::Size piece(std::min(300, view.width), std::min(200, view.height));
-    const cv::Rect at(view.x + (view.width - piece.width) * options.scale / 2,
-                      view.y + (view.height - piece.height) * options.scale / 2, piece.width, piece.height);
+    const cv::Rect at({view.x + (view.width - piece.width) / 2, view.y + (view.height - piece.height) / 2}, piece);
     std::vector<cv::Mat> rows;
-    for (const Control& control : controlsOf(engine)) {
+    for (const Control& control : controlsOf(recipe)) {
         std::vector<cv::Mat> row;
         const float before = *control.value;
         for (const float value : {-0.8f, 0.0f, 0.8f}) {
             *control.value = value;
-            *control.dirty = true;
-            engine.proc(at, options.scale, cv::Mat());
-            row.push_back(display(engine, color, at, options.scale));
-            label(row.back(), control.name + cv::format(" %+.1f", value));
-        }
-        *control.value = before;
-        *control.dirty = true;
-        rows.push_back(sideBySide(row));
-    }
-    engine.proc(at, options.scale, cv::Mat());
-    for (const ColorControl& control : controlsOf(color.adjust)) {
-        std::vector<cv::Mat> row;
-        const float before = *control.value;
-        for (const float value : {-0.8f, 0.0f, 0.8f}) {
-            *control.value = value;
-            color.adjust.m_dirty = 1;
-            row.push_back(display(engine, color, at, options.scale));
+            row.push_back(rendered(developer, at, options.scale, recipe));
             label(row.back(), control.name + cv::format(" %+.1f", value));
         }
         *control.value = before;
@@ -241,67 +161,96 @@ void controlStrip(TQuillet3& engine, Color& color, const Options& options, const
     save(options.out, "controls.jpg", sheet);
 }
 
+/// A part of a photograph where a setting shows what it is for.
+struct Purpose {
+    const char *name, *file, *text;
+    double x, y; ///< The middle of the part, as shares of the picture.
+    int scale;
+    Recipe recipe;
+};
+
+std::vector<Purpose> purposes()
+{
+    Recipe bridge, subject, haze, fur;
+    bridge.light.contrast = 0.2f;
+    bridge.detail.coarse.base.slope = 0.5f;
+    bridge.detail.medium.base.slope = 0.3f;
+    subject.light.shadows = 0.5f;
+    subject.detail.fine.base.slope = 0.5f;
+    subject.color.warmth = -0.15f;
+    haze.light.highlights = -0.3f;
+    haze.light.shadows = 0.4f;
+    haze.detail.coarse.base.slope = 0.5f;
+    haze.detail.medium.base.slope = 0.3f;
+    fur.detail.fine.base.slope = 0.5f;
+    fur.color.saturation = 0.3f;
+    return {
+        {"bridge", "Bridge_by_Sander_Klootwijk.jpg", "coarse and medium detail: cables without halos", 0.65, 0.62, 1,
+         bridge},
+        {"subject", "seeding_by_Clements_Engelhardt.jpg", "fine detail before a blur; shadows", 0.29, 0.35, 2, subject},
+        {"mountains", "picosdeeuropa_by_Aitzol_Berasategi.jpg", "clarity far away; light", 0.62, 0.36, 2, haze},
+        {"fur", "friends_by_Aitzol_Berasategi.jpg", "fine detail and saturation", 0.46, 0.4, 2, fur}};
+}
+
+/// What lies beside the chosen photograph of these: before and after, side by side.
+void showPurposes(const Options& options)
+{
+    const std::filesystem::path folder = std::filesystem::path(options.photo).parent_path();
+    for (const Purpose& purpose : purposes()) {
+        const std::string path = (folder / purpose.file).string();
+        if (!std::filesystem::exists(path))
+            continue;
+        Developer developer;
+        if (!open(developer, loadPhoto(path)))
+            return;
+        const cv::Size size = developer.size(purpose.scale);
+        const cv::Size part(std::min(900, size.width), std::min(600, size.height));
+        const cv::Rect at({std::clamp(int(purpose.x * size.width) - part.width / 2, 0, size.width - part.width),
+                           std::clamp(int(purpose.y * size.height) - part.height / 2, 0, size.height - part.height)},
+                          part);
+        cv::Mat before = rendered(developer, at, purpose.scale, Recipe()),
+                after = rendered(developer, at, purpose.scale, purpose.recipe);
+        label(before, "before");
+        label(after, purpose.text);
+        save(options.out, std::string("purpose-") + purpose.name + ".jpg", sideBySide({before, after}));
+    }
+}
+
 } // namespace
 
 int runDevelop(const Options& asked)
 {
     heading("Developing");
-    const cv::Mat photo = as16Bit(loadPhoto(asked.photo));
+    const cv::Mat photo = loadPhoto(asked.photo);
     Options options = asked;
     if (options.region.empty()) // a picture of few rows or columns has no reduced view
         options.scale = std::min({options.scale, photo.cols, photo.rows});
-    const double pixels = double(photo.total());
-    TPImage picture(photo.cols, photo.rows);
-    picture.convertFrom(photo.ptr<unsigned short>(), photo.cols, photo.rows, int(photo.step / 2));
-
-    const Layers layers = separate(picture.m_Y);
-    TQuillet3 engine;
-    bool ready = false;
-    {
-        const Stopwatch watch;
-        ProgressBar bar("setting the engine up");
-        TProgress progress(ProgressBar::callback, &bar);
-        ready = engine.setup(layers.base, layers.detail[0], layers.detail[1], layers.detail[2], picture.m_Dr,
-                             picture.m_Db, &progress);
-        if (ready)
-            step("engine set-up: colour to full size and smoothed", watch.ms(), pixels);
-    }
-    if (!ready) {
+    Developer developer;
+    if (!open(developer, photo)) {
         std::printf("  cancelled\n");
         return 130;
     }
 
-    const cv::Rect whole({0, 0}, photo.size());
-    cv::Mat before;
+    const Recipe recipe = recipeOf(options);
+    const double pixels = double(photo.total());
+    cv::Mat before, after;
     cv::cvtColor(as8Bit(photo), before, cv::COLOR_BGRA2BGR);
-    Color color(options, picture.m_Y);
-    setControls(engine, options);
-    timed("the whole picture, every control set", pixels, [&] { engine.proc(whole, 1, cv::Mat()); });
-    cv::Mat after, planes[3];
-    timed("its colour, and display pixels", pixels, [&] { after = display(engine, color, whole, 1); });
-
-    TPImage developed(picture);
-    developed.m_Y = engine.m_result.clone();
-    followLuma(developed, picture.m_Y, color.adjust);
-    toPlanes(developed, planes);
+    timed("the whole picture, 16 bits", pixels, [&] { after = renderedWhole(developer, recipe); });
     save(options.out, "before.jpg", before);
-    save(options.out, "after.jpg", after);
-    save(options.out, "after-16bit.png", toFile16(planes));
+    save(options.out, "after-16bit.png", after);
+    save(options.out, "after.jpg", rendered(developer, {{0, 0}, photo.size()}, 1, recipe));
 
     const cv::Rect view = viewOf(options, photo.size());
-    timed(cv::format("a view of %d x %d pixels at 1/%d, rendered afresh", view.width, view.height, options.scale),
-          double(view.area()), [&] { engine.proc(view, options.scale, cv::Mat()); });
-    save(options.out, "view.jpg", display(engine, color, view, options.scale));
-    moveEachControl(engine, view, options.scale);
-    moveEachColor(engine, color, view, options.scale);
-    std::printf("\n");
-
-    const cv::Rect piece(photo.cols / 2 - std::min(450, photo.cols / 2), photo.rows / 2 - std::min(450, photo.rows / 2),
-                         std::min(900, photo.cols), std::min(900, photo.rows));
-    cv::Mat left = before(piece).clone(), right = after(piece).clone();
+    cv::Mat shown;
+    timed(cv::format("a view of %d x %d pixels at 1/%d, afresh", view.width, view.height, options.scale),
+          double(view.area()), [&] { shown = rendered(developer, view, options.scale, recipe); });
+    cv::Mat left = rendered(developer, view, options.scale, Recipe()), right = shown.clone();
+    save(options.out, "view.jpg", shown);
     label(left, "before");
     label(right, "after");
     save(options.out, "side-by-side.jpg", sideBySide({left, right}));
-    controlStrip(engine, color, options, view);
+    moveEachControl(developer, view, options.scale, recipe);
+    controlStrip(developer, options, view, recipe);
+    showPurposes(options);
     return 0;
 }
