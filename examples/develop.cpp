@@ -3,7 +3,6 @@
 #include "options.h"
 #include "photo.h"
 #include "report.h"
-
 #include <pixmill/develop/Developer.h>
 
 #include <opencv2/core.hpp>

@@ -1,6 +1,5 @@
 // The README's first program lifts shadows and warms, and leaves its promise of a fourth channel.
 #include "first_program.inc"
-
 #include <support/planes.h>
 
 #include <gtest/gtest.h>

@@ -1,6 +1,5 @@
 // The README's programs, compiled as they stand there, do what the text beside them says.
 #include "parts.inc"
-
 #include <support/planes.h>
 
 #include <gtest/gtest.h>
