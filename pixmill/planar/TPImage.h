@@ -23,8 +23,9 @@
 /// From 8 bits to 16 the picture widens by a shift, so that 8-bit white is 65280 and black stays 0; a host that wants
 /// white at 65535 multiplies by 257 itself and hands in 16 bits.
 ///
-/// Outputs: what comes as a pointer is the host's, as large as told. R, G, B of YDRDB2RGB, YDRDB2RGB15U and YDRDB2RGB8U
-/// must be ready, of their type and at least the size of Y; all other `cv::Mat` outputs are created unless they fit.
+/// Outputs: what comes as a pointer is the host's, as large as each function tells. R, G, B of YDRDB2RGB, YDRDB2RGB15U
+/// and YDRDB2RGB8U must be ready, of their type and at least the size of Y; all other `cv::Mat` outputs are created
+/// unless they fit.
 ///
 /// Planes are reference-counted: assignment and the copy constructor share pixels, so that a write through one object
 /// is seen through the other. An object belongs to one thread at a time; a null host pointer, or a plane smaller than
