@@ -139,25 +139,25 @@ fulldisk() {
 
 interrupt() {
     "$make" 3000 2000 a.tif
-    cp a.tif b.tif && cp a.tif c.tif
+    for name in b c d e f; do cp a.tif $name.tif; done
     for delay in 0.2 1 2; do
         # A shell's job in the background ignores interrupts unless told otherwise.
-        env --default-signal=INT "$pixmill" develop a.tif b.tif c.tif -o made --force --depth 16 \
-            --set detail.fine.base.slope=0.5 2>err &
+        env --default-signal=INT "$pixmill" develop ?.tif -o made --force --depth 16 \
+            --set detail.fine.base.slope=0.5 2>words &
         local job=$! before after code=0
         sleep $delay
         kill -INT $job
         before=$(date +%s%N)
         wait $job || code=$?
         after=$(date +%s%N)
-        ((code == 130)) || fail "interrupted after $delay gave $code: $(cat err)"
+        ((code == 130)) || fail "interrupted after $delay gave $code: $(cat words)"
         ((after - before < 3000000000)) || fail "took $(((after - before) / 1000000)) ms to end"
         [[ -z $(find made -name '.*.part' 2>/dev/null) ]] || fail "left $(ls -A made)"
         for whole in made/*.tif; do
             [[ ! -e $whole ]] || expect 0 "$pixmill" info "$whole"
         done
     done
-    says err interrupted
+    says words interrupted
 }
 
 recipes() {
