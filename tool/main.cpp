@@ -23,6 +23,7 @@ struct Options {
     DevelopOptions develop;
     FilterOptions filter;
     CompareOptions compare;
+    EditOptions edit;
     std::vector<std::string> files;
     bool json = false, markdown = false;
 };
@@ -122,6 +123,22 @@ void addOthers(CLI::App& app, std::function<int()>& run, Terminal& terminal, Opt
     compare->add_flag("--json", o.compare.json, "as JSON");
 }
 
+#if defined(PIXMILL_WITH_EDITOR)
+void addEdit(CLI::App& app, std::function<int()>& run, Terminal& terminal, EditOptions& o)
+{
+    CLI::App* edit =
+        command(app, run, "edit",
+                "Opens the live editor in the browser, for one picture or a folder of them. What is set is saved beside "
+                "each picture, as NAME.pixmill.json, which is a recipe. Runs until it is interrupted.",
+                [&] { return runEdit(terminal, o); });
+    edit->add_option("PLACE", o.place, "a picture or a folder")->capture_default_str();
+    edit->add_option("--out", o.out, "where exports go; a folder \"developed\" beside the pictures unless told")
+        ->type_name("FOLDER");
+    edit->add_option("--port", o.port, "of this machine; one that is free unless told")->check(CLI::Range(1, 65535));
+    edit->add_flag("--no-browser", o.stays, "only tell the address, on standard output");
+}
+#endif
+
 /// For the build: the manual page and the completion are made of the options above.
 void addPages(CLI::App& app, std::function<int()>& run)
 {
@@ -149,6 +166,9 @@ int main(int argc, char** argv)
     app.footer(kEnding);
     addDevelop(app, run, terminal, options.develop);
     addFilter(app, run, terminal, options.filter);
+#if defined(PIXMILL_WITH_EDITOR)
+    addEdit(app, run, terminal, options.edit);
+#endif
     addOthers(app, run, terminal, options);
     addPages(app, run);
     try {
