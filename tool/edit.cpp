@@ -63,6 +63,7 @@ int runEdit(Terminal& terminal, const EditOptions& options)
     asked.place = options.place;
     asked.out = options.out;
     asked.port = options.port;
+    asked.token = options.token;
     editor::run(asked, around);
     return kDone;
 }

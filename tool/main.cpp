@@ -7,6 +7,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <sstream>
 
@@ -135,6 +137,12 @@ void addEdit(CLI::App& app, std::function<int()>& run, Terminal& terminal, EditO
     edit->add_option("--out", o.out, "where exports go; a folder \"developed\" beside the pictures unless told")
         ->type_name("FOLDER");
     edit->add_option("--port", o.port, "of this machine; one that is free unless told")->check(CLI::Range(1, 65535));
+    edit->add_option("--token", o.token, "of the address, 16 letters and digits or more; a random one unless told")
+        ->envname("PIXMILL_EDIT_TOKEN")
+        ->check([](const std::string& token) {
+            const bool good = token.size() >= 16 && token.size() <= 64 && std::all_of(token.begin(), token.end(), isalnum);
+            return std::string(good ? "" : "16 to 64 letters and digits are wanted");
+        });
     edit->add_flag("--no-browser", o.stays, "only tell the address, on standard output");
 }
 #endif

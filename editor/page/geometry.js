@@ -53,8 +53,12 @@ export function resized(width, height) {
     moveBy(dx, dy);
 }
 
-/** Pixels of the photograph that a pixel of a frame takes the mean of: as fine as the screen or finer. */
-export const scaleFor = (zoom) => Math.min(64, Math.max(1, Math.floor(1 / zoom + 0.05)));
+/** Pixels of the photograph that a pixel of a frame takes the mean of: the least that gives hardly more pixels than the
+    screen has, but none that the screen would enlarge by more than a fifth. */
+export function scaleFor(zoom) {
+  const reduced = Math.min(64, 1 / zoom), enough = Math.ceil(reduced / 1.14 - 1e-9);
+  return Math.max(1, enough > 1.2 * reduced ? enough - 1 : enough);
+}
 
 /** The part of the picture, reduced by the scale, that is to be seen. */
 export function visible() {
