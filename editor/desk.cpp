@@ -33,7 +33,8 @@ std::string unescaped(const std::string& text)
 {
     std::string out;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool escape = text[i] == '%' && i + 2 < text.size() && std::isxdigit(static_cast<unsigned char>(text[i + 1])) &&
+        const bool escape = text[i] == '%' && i + 2 < text.size() &&
+                            std::isxdigit(static_cast<unsigned char>(text[i + 1])) &&
                             std::isxdigit(static_cast<unsigned char>(text[i + 2]));
         out += escape ? char(std::stoi(text.substr(i + 1, 2), nullptr, 16)) : text[i];
         i += escape ? 2 : 0;
@@ -73,7 +74,8 @@ void Desk::get(const std::string& path, std::function<void(Reply)> answer)
         if (!m_folder.has(photo))
             return answer({404, "text/plain", "No such photograph.\n"});
         return m_thumbnails.make(m_folder.photo(photo), historyOf(photo).current(), [answer](std::string jpeg) {
-            answer(jpeg.empty() ? Reply{404, "text/plain", "No picture.\n"} : Reply{200, "image/jpeg", std::move(jpeg)});
+            answer(jpeg.empty() ? Reply{404, "text/plain", "No picture.\n"}
+                                : Reply{200, "image/jpeg", std::move(jpeg)});
         });
     }
     for (const PageFile& file : pageFiles())
@@ -139,8 +141,8 @@ RecipePtr Desk::savedRecipe(const std::string& photo)
     } catch (const Error& fault) {
         std::error_code failed;
         std::filesystem::rename(path, path + ".unreadable", failed);
-        tell(Json::parse(errorMessage("recipe", photo + ": its recipe is kept as " + photo + ".pixmill.json.unreadable: " +
-                                                    fault.what())));
+        tell(Json::parse(errorMessage("recipe", photo + ": its recipe is kept as " + photo +
+                                                    ".pixmill.json.unreadable: " + fault.what())));
         return std::make_shared<Recipe>();
     }
 }
@@ -169,8 +171,8 @@ void Desk::startOpening(const std::string& photo)
 {
     Open& open = m_open[photo];
     open.serial = ++m_lastSerial;
-    open.photograph = std::make_shared<Photograph>(m_folder.photo(photo), historyOf(photo).current(),
-                                                   eventsOf(photo, open.serial));
+    open.photograph =
+        std::make_shared<Photograph>(m_folder.photo(photo), historyOf(photo).current(), eventsOf(photo, open.serial));
 }
 
 /// Brings what a photograph's thread tells to the server's. A retired one is listened to no more.
@@ -249,9 +251,7 @@ void Desk::onSaved(const std::string& path, const std::string& fault)
 
 ExportEvents Desk::exportEvents()
 {
-    const auto post = [this](const Json& message) {
-        m_server.post([this, message] { tell(message); });
-    };
+    const auto post = [this](const Json& message) { m_server.post([this, message] { tell(message); }); };
     const auto nameOf = [](const Export& one) { return std::filesystem::path(one.in).filename().string(); };
     ExportEvents events;
     events.share = [=](const Export& one, int done, int total, double share) {
@@ -261,7 +261,11 @@ ExportEvents Desk::exportEvents()
         post({{"type", "error"}, {"about", "export"}, {"text", nameOf(one) + ": " + fault}});
     };
     events.ended = [=](int done, int failed, bool stopped) {
-        post({{"type", "exported"}, {"done", done}, {"failed", failed}, {"stopped", stopped}, {"folder", m_options.out}});
+        post({{"type", "exported"},
+              {"done", done},
+              {"failed", failed},
+              {"stopped", stopped},
+              {"folder", m_options.out}});
     };
     return events;
 }
@@ -301,12 +305,8 @@ std::string Desk::welcome()
     Json photos = Json::array();
     for (const std::string& name : m_folder.names())
         photos.push_back({{"name", name}, {"version", m_versions[name]}});
-    const Json message{{"type", "welcome"},
-                       {"folder", m_folder.path()},
-                       {"out", m_options.out},
-                       {"photos", photos},
-                       {"tables", m_tables.names()},
-                       {"presets", m_presets.all()}};
+    const Json message{{"type", "welcome"}, {"folder", m_folder.path()},  {"out", m_options.out},
+                       {"photos", photos},  {"tables", m_tables.names()}, {"presets", m_presets.all()}};
     return message.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 

@@ -72,7 +72,7 @@ private:
     void onSaved(const std::string& path, const std::string& fault);
     ExportEvents exportEvents();
 
-    void tell(const Json& message);                                       ///< All tabs.
+    void tell(const Json& message);                                        ///< All tabs.
     void tell(const std::string& photo, const Json& message, int but = 0); ///< Those that show it.
     Json settingsOf(const std::string& photo, const char* type);
     Json presets() const;

@@ -13,8 +13,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::set<std::string> kEndings{".jpg", ".jpeg", ".png", ".tif", ".tiff", ".webp", ".heic", ".heif", ".exr", ".jp2",
-                                     ".psd", ".dng",  ".cr2", ".nef", ".arw",  ".orf",  ".raf",  ".rw2",  ".pef"};
+const std::set<std::string> kEndings{".jpg",  ".jpeg", ".png", ".tif", ".tiff", ".webp", ".heic",
+                                     ".heif", ".exr",  ".jp2", ".psd", ".dng",  ".cr2",  ".nef",
+                                     ".arw",  ".orf",  ".raf", ".rw2", ".pef"};
 
 /// A picture by its name, hidden files aside, that lies in the folder itself and is not led to elsewhere by a link.
 bool isPhotograph(const fs::path& path, const fs::path& folder)

@@ -1,6 +1,7 @@
 #include "frame_marks.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace editor {
 
@@ -19,6 +20,18 @@ inline bool isBright(const uchar* p)
 inline void paint(uchar* p, uchar r, uchar g, uchar b)
 {
     p[0] = r, p[1] = g, p[2] = b;
+}
+
+/// Half of the tint where the share is full; two channels at a time in a word of four.
+inline void tintRow(const uchar* __restrict share, std::uint32_t* __restrict pixels, int n)
+{
+    constexpr std::uint32_t kTwo = 0x00ff00ff, kRedAndBlue = 230 | 40 << 16, kGreenAndAlpha = 40 | 255 << 16;
+    for (int x = 0; x < n; ++x) {
+        const std::uint32_t s = share[x] >> 1, rest = 256 - s, p = pixels[x];
+        const std::uint32_t redAndBlue = ((p & kTwo) * rest + kRedAndBlue * s) >> 8 & kTwo;
+        const std::uint32_t greenAndAlpha = ((p >> 8 & kTwo) * rest + kGreenAndAlpha * s) & ~kTwo;
+        pixels[x] = redAndBlue | greenAndAlpha;
+    }
 }
 
 } // namespace
@@ -55,14 +68,8 @@ void markClipping(cv::Mat& rgba)
 
 void showMask(cv::Mat& rgba, const cv::Mat& mask)
 {
-    const int tint[3] = {230, 40, 40};
-    for (int y = 0; y < rgba.rows; ++y) {
-        const uchar* share = mask.ptr(y);
-        uchar* p = rgba.ptr(y);
-        for (int x = 0; x < rgba.cols; ++x, p += 4)
-            for (int c = 0; c < 3; ++c)
-                p[c] = uchar(p[c] + (tint[c] - p[c]) * share[x] / 510);
-    }
+    for (int y = 0; y < rgba.rows; ++y)
+        tintRow(mask.ptr(y), rgba.ptr<std::uint32_t>(y), rgba.cols);
 }
 
 } // namespace editor

@@ -142,7 +142,7 @@ Json checkedMessage(const std::string& text)
 std::string errorMessage(const std::string& about, const std::string& words)
 {
     return Json{{"type", "error"}, {"about", about}, {"text", words}}.dump(-1, ' ', false,
-                                                                          Json::error_handler_t::replace);
+                                                                           Json::error_handler_t::replace);
 }
 
 } // namespace editor

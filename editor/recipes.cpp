@@ -41,7 +41,8 @@ void checkCost(const Recipe& recipe)
             }
         }
     if (shapes > kMostShapes || recipe.locals.size() > kMostShapes)
-        throw Error("the editor", "locals", "64 shapes at most", std::to_string(std::max(shapes, recipe.locals.size())));
+        throw Error("the editor", "locals", "64 shapes at most",
+                    std::to_string(std::max(shapes, recipe.locals.size())));
     if (!(dots <= kMostDots) || !(cover <= kMostCover))
         throw Error("the editor", "locals", "strokes that can be painted in some seconds", "more");
 }

@@ -116,7 +116,8 @@ std::string contentsOf(const std::string& path)
 
 void removeUnfinished(const std::string& folder)
 {
-    const auto old = fs::file_time_type::clock::now() - std::chrono::minutes(1); // a younger one may be another editor's
+    const auto old =
+        fs::file_time_type::clock::now() - std::chrono::minutes(1); // a younger one may be another editor's
     std::error_code failed;
     for (const auto& entry : fs::directory_iterator(folder, failed))
         if (entry.path().filename().string().rfind(kUnfinished, 0) == 0 && entry.last_write_time(failed) < old)

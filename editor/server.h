@@ -34,9 +34,9 @@ public:
 
 /// HTTP and WebSocket on the loopback interface.
 ///
-/// It answers only addresses that begin with the token, asked for by the name that was told, and WebSockets only from its
-/// own pages (the Origin). Connections, sizes and rates have limits: what is over them is dropped with an error, and who
-/// goes on nevertheless is cut off.
+/// It answers only addresses that begin with the token, asked for by the name that was told, and WebSockets only from
+/// its own pages (the Origin). Connections, sizes and rates have limits: what is over them is dropped with an error,
+/// and who goes on nevertheless is cut off.
 class Server {
 public:
     struct Impl;

@@ -23,7 +23,7 @@ struct EditOptions {
     std::string place = "."; ///< A photograph, or a folder of them.
     std::string out;
     int port = 0;
-    std::string token; ///< Of the address; empty: a random one.
+    std::string token;  ///< Of the address; empty: a random one.
     bool stays = false; ///< Opens no browser.
 };
 

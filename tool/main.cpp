@@ -128,11 +128,11 @@ void addOthers(CLI::App& app, std::function<int()>& run, Terminal& terminal, Opt
 #if defined(PIXMILL_WITH_EDITOR)
 void addEdit(CLI::App& app, std::function<int()>& run, Terminal& terminal, EditOptions& o)
 {
-    CLI::App* edit =
-        command(app, run, "edit",
-                "Opens the live editor in the browser, for one picture or a folder of them. What is set is saved beside "
-                "each picture, as NAME.pixmill.json, which is a recipe. Runs until it is interrupted.",
-                [&] { return runEdit(terminal, o); });
+    CLI::App* edit = command(
+        app, run, "edit",
+        "Opens the live editor in the browser, for one picture or a folder of them. What is set is saved beside "
+        "each picture, as NAME.pixmill.json, which is a recipe. Runs until it is interrupted.",
+        [&] { return runEdit(terminal, o); });
     edit->add_option("PLACE", o.place, "a picture or a folder")->capture_default_str();
     edit->add_option("--out", o.out, "where exports go; a folder \"developed\" beside the pictures unless told")
         ->type_name("FOLDER");
@@ -140,7 +140,8 @@ void addEdit(CLI::App& app, std::function<int()>& run, Terminal& terminal, EditO
     edit->add_option("--token", o.token, "of the address, 16 letters and digits or more; a random one unless told")
         ->envname("PIXMILL_EDIT_TOKEN")
         ->check([](const std::string& token) {
-            const bool good = token.size() >= 16 && token.size() <= 64 && std::all_of(token.begin(), token.end(), isalnum);
+            const bool good =
+                token.size() >= 16 && token.size() <= 64 && std::all_of(token.begin(), token.end(), isalnum);
             return std::string(good ? "" : "16 to 64 letters and digits are wanted");
         });
     edit->add_flag("--no-browser", o.stays, "only tell the address, on standard output");

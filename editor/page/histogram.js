@@ -26,7 +26,7 @@ on('shown', (head) => {
   draw(head);
   canvas.ariaLabel = `Histogram; ${(head.clipped[0] * 100).toFixed(1)} % black, ${(head.clipped[1] * 100).toFixed(1)} % ` +
     'at the end of a channel';
-  if (head.cause !== undefined)
+  if (head.cause !== undefined && head.kind === 'moving')
     times.textContent = `${Math.max(0, head.painted - head.cause).toFixed(0)} ms`;
 });
 on('photo', () => {

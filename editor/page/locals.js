@@ -74,9 +74,9 @@ function buildList() {
   list.replaceChildren(
     element('div', {className: 'entry'},
       button('Whole picture', () => choose(-1), {className: `plain wide${store.target < 0 ? ' chosen' : ''}`,
-        ariaPressed: String(store.target < 0)}),
-      adder('Add local adjustment', addLocal)),
-    ...locals.map(entryOf));
+        ariaPressed: String(store.target < 0)})),
+    ...locals.map(entryOf),
+    element('div', {className: 'line'}, adder('Add local adjustment', addLocal)));
 }
 
 /** The rows of a shape's own numbers; points have none, they are placed on the picture. */
@@ -112,8 +112,8 @@ function putPart(kind, name, value) {
 /** For those who place by the keyboard. */
 function pointRows(kind, key) {
   const name = key.key.split('.').at(-1), neutral = JSON.parse(key.neutral);
-  return ['across', 'down'].map((way, axis) => kept(sliderRow({...key, values: '0..1', neutral: neutral[axis]}, {
-    name: `${words(name)} ${way}`, full: `Mask ${name} ${way}`,
+  return ['x', 'y'].map((way, axis) => kept(sliderRow({...key, values: '0..1', neutral: neutral[axis]}, {
+    name: `${words(name)} ${way}`, full: `Mask ${name}, ${axis ? 'down' : 'across'}`,
     read: () => currentComponent()?.[kind]?.[name][axis],
     write: (value, event) => edit(() => { currentComponent()[kind][name][axis] = value; }, {at: event.timeStamp}),
     rest: flush,
@@ -122,10 +122,10 @@ function pointRows(kind, key) {
 
 function brushRows() {
   const keys = store.keys.filter(({key}) => key.startsWith(`${kPart}brush.strokes[].`));
-  const names = {diameter: 'Size', hardness: 'Hardness', opacity: 'Opacity', edge: 'Edge sensitivity'};
+  const names = {diameter: 'Size', hardness: 'Hardness', opacity: 'Opacity', edge: 'Keeps to edges'};
   const rows = keys.map((key) => [key, key.key.split('.').at(-1)]).filter(([, name]) => names[name]).map(([key, name]) =>
     kept(sliderRow(name === 'diameter' ? {...key, values: 'above 0 to 1'} : key, {
-      name: names[name], full: `Brush ${names[name].toLowerCase()}`,
+      name: names[name], full: `Brush ${name === 'edge' ? 'edge sensitivity' : names[name].toLowerCase()}`,
       read: () => brush[name],
       write: (value) => { brush[name] = value; emit('brush'); },
     })));

@@ -19,7 +19,7 @@ export function rangeOf(key) {
 export function sliderRow(key, {name, full = name, read, write, rest = () => {}}) {
   const range = rangeOf(key), neutral = Number(key.neutral);
   const factor = range.most <= 1 ? 100 : 1, least = range.open ? 0.002 : range.least;
-  const digits = factor === 100 ? 0 : range.most > 10 ? 0 : 2;
+  const digits = factor === 100 ? 1 : range.most > 10 ? 0 : 2;
   const step = factor === 100 && range.most === 1 ? 1 : (range.most - least) * factor / 400;
   const id = `row${++rows}`;
   const slider = element('input', {type: 'range', id, min: least * factor, max: range.most * factor, step,

@@ -1,5 +1,6 @@
 // What the canvas has to show: Developer::render, asked for a line at a time.
-//   editor_oracle PHOTO   reads {"recipe", "x", "y", "width", "height", "scale"}, writes a digest of the R, G, B, A pixels
+//   editor_oracle PHOTO   reads {"recipe", "x", "y", "width", "height", "scale"}, writes a digest of the R, G, B, A
+//   pixels
 #include <pixmill/develop/Developer.h>
 #include <pixmill/develop/Photo.h>
 #include <pixmill/develop/recipe_table.h>
