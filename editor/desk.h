@@ -58,6 +58,7 @@ private:
     void deletePreset(int tab, Tab& from, const Json& message);
     void stepTo(int tab, Tab& from, const Json& message, bool stepped);
     const std::string& known(const Json& name) const;
+    std::set<std::string> knownOnes(const Json& names) const;
 
     // Photographs and their settings: desk.cpp.
     Photograph* shownBy(const Tab& tab) const;

@@ -11,6 +11,8 @@ using namespace pixmill;
 
 namespace {
 
+constexpr int kMostPixels = 40'000'000; ///< Of a view.
+
 std::uint64_t seqOf(const Json& message)
 {
     return message["seq"].get<std::uint64_t>();
@@ -48,6 +50,15 @@ const std::string& Desk::known(const Json& name) const
     return text;
 }
 
+/// Those that a message names, each once. @throws Refused  for one that is not there.
+std::set<std::string> Desk::knownOnes(const Json& names) const
+{
+    std::set<std::string> ones;
+    for (const Json& name : names)
+        ones.insert(known(name));
+    return ones;
+}
+
 void Desk::open(int tab, Tab& from, const Json& message)
 {
     const std::string photo = known(message["photo"]), before = from.photo;
@@ -75,6 +86,8 @@ void Desk::view(int tab, Tab& from, const Json& message)
     view.before = message["before"];
     view.clipping = message["clipping"];
     view.mask = message["mask"];
+    if (view.place.area() > kMostPixels)
+        throw Refused("view", "more pixels than any screen has");
     if (Photograph* photograph = shownBy(from))
         photograph->view(tab, view, !message["rest"].get<bool>(), seqOf(message));
 }
@@ -128,9 +141,7 @@ void Desk::acknowledge(int tab, Tab& from, const Json& message)
 void Desk::apply(int, Tab&, const Json& message)
 {
     const RecipePtr made = recipeFrom(message["recipe"].dump(), m_tables);
-    for (const Json& name : message["photos"])
-        known(name);
-    for (const Json& name : message["photos"]) {
+    for (const std::string& name : knownOnes(message["photos"])) {
         historyOf(name).move(made);
         settle(name, 0);
     }
@@ -145,13 +156,13 @@ void Desk::exportThem(int, Tab&, const Json& message)
         throw Refused("export", "format: wanted jpeg, png or tiff; depth: 0, 8 or 16");
     std::set<std::string> taken;
     std::vector<Export> batch;
-    for (const Json& name : message["photos"]) {
-        const std::filesystem::path own = known(name);
+    for (const std::string& name : knownOnes(message["photos"])) {
+        const std::filesystem::path own = name;
         const std::string plain = own.stem().string() + endingOf(format);
         const std::string out = taken.insert(plain).second ? plain : own.string() + endingOf(format);
         taken.insert(out);
         batch.push_back({m_folder.photo(own), (std::filesystem::path(m_options.out) / out).string(), format, depth,
-                         message["quality"], *historyOf(own).current()});
+                         message["quality"], *historyOf(name).current()});
     }
     std::error_code failed;
     std::filesystem::create_directories(m_options.out, failed);

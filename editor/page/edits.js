@@ -30,6 +30,9 @@ export function flush(at) {
   emit('edited');
 }
 
+/** Whether everything that was changed was put to rest. */
+export const isSettled = () => !waiting;
+
 export function setValue(path, value, options) {
   if (valueAt(path) !== value || options?.rest)
     edit((recipe) => putAt(path, value, recipe), options);

@@ -72,7 +72,7 @@ function isTyping({target}) {
 }
 
 document.addEventListener('keydown', (event) => {
-  if (isTyping(event) || event.altKey)
+  if (isTyping(event) || event.altKey || event.key.startsWith('Page') && event.target.matches('input[type="range"]'))
     return;
   const act = event.ctrlKey || event.metaKey ? withControl[event.key] : keys[event.key];
   if (act)

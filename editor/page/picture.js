@@ -95,11 +95,15 @@ function told(head) {
   canvas.dispatchEvent(new CustomEvent('painted', {detail: head}));
 }
 
+/** Whether a view was asked for that will not stay. */
+export const isMoving = () => timer !== 0;
+
 /** Asks for the view as it is now. `rest`: it will stay; else it is asked for again when nothing moved for a moment. */
 export function askView(rest = true, at) {
   if (!store.size)
     return;
   clearTimeout(timer);
+  timer = 0;
   const mask = store.showMask ? store.target : -1;
   const view = {type: 'view', ...visible(), before: look.wipe !== null, clipping: look.clipping, mask};
   const key = JSON.stringify(view) + rest;

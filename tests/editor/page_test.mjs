@@ -193,6 +193,13 @@ async function zoomStaysUnderThePointer(page) {
   await page.mouse.down();
   await page.mouse.move(at[0] - 90, at[1] - 40, {steps: 4});
   await page.mouse.up();
+  const [left, right] = [await page.touchscreen.touchStart(x - 50, y), await page.touchscreen.touchStart(x + 50, y)];
+  await left.move(x - 100, y);
+  await right.move(x + 100, y);
+  await left.end();
+  await right.end();
+  assert.equal(await page.$eval('#zoom', (zoom) => zoom.textContent), '200 %', 'a pinch');
+  await press(page, '1');
   await showsTheRightPixels(page, 'moved');
   await zoomToHalf(page);
 }

@@ -10,6 +10,7 @@ import {folderOf, load, serve} from './stage.mjs';
 const WebSocket = load('ws');
 const program = process.argv[2], seed = Number(process.argv[4] ?? 7);
 const photo = 'Wine_by_Jakkub_Mede.jpg', other = 'umang_by_Abhishek_Mudgal.jpg';
+const broken = 'broken_by_us.jpg';
 const kMessages = 10000;
 
 /** Small repeatable random numbers. */
@@ -122,6 +123,17 @@ async function theNewestSettingsWinAndNothingQueues(server) {
   tab.socket.close();
 }
 
+async function aBrokenPhotographIsToldAndNoMore(server) {
+  const tab = new Tab(server);
+  await tab.opened;
+  const fault = tab.next(({type, about}) => type === 'error' && about === 'photo', 'a word on the broken one');
+  tab.send({type: 'open', photo: broken});
+  assert.match((await fault).text, /broken_by_us/);
+  await tab.open(photo);
+  await tab.rest(tab.view());
+  tab.socket.close();
+}
+
 async function aClosedTabCancelsOpening(server) {
   const gone = new Tab(server), stays = new Tab(server);
   await Promise.all([gone.opened, stays.opened]);
@@ -223,10 +235,12 @@ async function hostileMessagesHarmNothing(server) {
 }
 
 const folder = folderOf(photo, other);
+fs.writeFileSync(path.join(folder, broken), fs.readFileSync(path.join(folder, photo)).subarray(0, 3000));
 const server = await serve(program, folder);
 try {
   await onlyItsOwnAddressIsAnswered(server);
   await theNewestSettingsWinAndNothingQueues(server);
+  await aBrokenPhotographIsToldAndNoMore(server);
   await aClosedTabCancelsOpening(server);
   await hostileMessagesHarmNothing(server);
   const {code} = await server.stop();

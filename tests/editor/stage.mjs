@@ -36,7 +36,9 @@ export async function serve(program, place, {port = 0, token} = {}) {
     address, port: Number(url.port), token: url.pathname.split('/')[1], pid: child.pid, ended,
     async stop(signal = 'SIGTERM') {
       child.kill(signal);
-      return ended;
+      const how = await ended;
+      fs.rmSync(env.XDG_CONFIG_HOME, {recursive: true, force: true});
+      return how;
     },
   };
 }
@@ -67,16 +69,16 @@ export async function tabOf(browser, address, {width = 1280, height = 800} = {})
 /** Waits until the canvas shows the newest settings at rest. */
 export async function atRest(page, {timeout = 60000} = {}) {
   await page.evaluate(async (timeout) => {
-    const {lastSeq} = await import('./link.js');
+    const [{lastSeq}, {isSettled}, {isMoving}] = await Promise.all([import('./link.js'), import('./edits.js'),
+      import('./picture.js')]);
     const canvas = document.getElementById('photograph');
     const end = performance.now() + timeout;
-    let quiet = 0; // the page asks for rest some time after the last move
-    while (quiet < 8) {
-      const rests = canvas.dataset.kind === 'rest' && Number(canvas.dataset.seq) === lastSeq();
-      quiet = rests ? quiet + 1 : 0;
+    const rests = () => isSettled() && !isMoving() && canvas.dataset.kind === 'rest' &&
+      Number(canvas.dataset.seq) === lastSeq();
+    for (let quiet = 0; quiet < 3; quiet = rests() ? quiet + 1 : 0) { // a view may follow from the settings
       if (performance.now() > end)
         throw new Error(`not at rest: ${JSON.stringify(canvas.dataset)}, last ${lastSeq()}`);
-      await new Promise((done) => setTimeout(done, 50));
+      await new Promise((done) => setTimeout(done, 20));
     }
   }, timeout);
 }
