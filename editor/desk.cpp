@@ -3,6 +3,7 @@
 #include <pixmill/develop/recipe_table.h>
 
 #include <algorithm>
+#include <cctype>
 #include <filesystem>
 
 namespace editor {
@@ -59,7 +60,7 @@ Desk::~Desk()
 {
     for (const auto& [number, tab] : m_tabs)
         if (tab.moving)
-            m_saver.save(m_folder.recipe(tab.photo), recipeToJson(*historyOf(tab.photo).current()));
+            save(tab.photo);
     m_open.clear();
     m_retired.clear();
 }
@@ -131,7 +132,7 @@ Photograph* Desk::shownBy(const Tab& tab) const
     return open == m_open.end() ? nullptr : open->second.photograph.get();
 }
 
-/// The recipe beside the photograph. One that cannot be understood is kept aside, so that nothing is lost.
+/// The recipe beside the photograph; neutral where there is none, or none that can be understood.
 RecipePtr Desk::savedRecipe(const std::string& photo)
 {
     const std::string path = m_folder.recipe(photo);
@@ -139,10 +140,8 @@ RecipePtr Desk::savedRecipe(const std::string& photo)
         const std::string text = contentsOf(path);
         return text.empty() ? std::make_shared<Recipe>() : recipeFrom(text, m_tables);
     } catch (const Error& fault) {
-        std::error_code failed;
-        std::filesystem::rename(path, path + ".unreadable", failed);
-        tell(Json::parse(errorMessage("recipe", photo + ": its recipe is kept as " + photo +
-                                                    ".pixmill.json.unreadable: " + fault.what())));
+        m_unreadable.insert(photo);
+        tell({{"type", "error"}, {"about", "recipe"}, {"text", path + ": begun anew, since " + fault.what()}});
         return std::make_shared<Recipe>();
     }
 }
@@ -154,12 +153,22 @@ History& Desk::historyOf(const std::string& photo)
                                       : m_histories.emplace(photo, History(savedRecipe(photo))).first->second;
 }
 
+/// Saves what is current. A recipe that could not be understood is kept aside, so that nothing is lost.
+void Desk::save(const std::string& photo)
+{
+    const std::string path = m_folder.recipe(photo);
+    std::error_code failed;
+    if (m_unreadable.erase(photo))
+        std::filesystem::rename(path, path + ".unreadable", failed);
+    m_saver.save(path, recipeToJson(*historyOf(photo).current()));
+}
+
 /// What is current came to rest: saved, and told to the photograph's other tabs.
 void Desk::settle(const std::string& photo, int byTab)
 {
     History& history = historyOf(photo);
     history.rest(history.current());
-    m_saver.save(m_folder.recipe(photo), recipeToJson(*history.current()));
+    save(photo);
     const auto open = m_open.find(photo);
     if (open != m_open.end() && byTab == 0)
         open->second.photograph->settings(history.current(), false, -1, 0);

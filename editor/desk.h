@@ -64,6 +64,7 @@ private:
     Photograph* shownBy(const Tab& tab) const;
     History& historyOf(const std::string& photo);
     RecipePtr savedRecipe(const std::string& photo);
+    void save(const std::string& photo);
     void settle(const std::string& photo, int byTab);
     void startOpening(const std::string& photo);
     PhotographEvents eventsOf(const std::string& photo, int serial);
@@ -85,6 +86,7 @@ private:
     Tables m_tables;
     Presets m_presets;
     std::map<std::string, History> m_histories;
+    std::set<std::string> m_unreadable;    ///< Whose recipes could not be understood, and are still in place.
     std::map<std::string, int> m_versions; ///< Of thumbnails.
     std::map<int, Tab> m_tabs;
     int m_lastTab = 0, m_lastSerial = 0;

@@ -129,8 +129,10 @@ private:
 
     void send(Outgoing out)
     {
-        if (m_ended || m_out.size() > kMostWaiting)
-            return end(); // a page that takes nothing in is no page any more
+        if (m_ended)
+            return;
+        if (m_out.size() > kMostWaiting) // a page that takes nothing in is no page any more
+            return asio::post(m_socket.get_executor(), [self = shared_from_this()] { self->end(); });
         m_out.push_back(std::move(out));
         if (m_out.size() == 1)
             write();

@@ -49,14 +49,10 @@ function removeLocal(index) {
   choose(-1);
 }
 
-const adder = (label, take) => {
-  const select = choice(label, [['', label], ...Object.entries(kShapes)], (kind) => {
-    select.value = '';
-    if (kind && store.recipe)
-      take(kind);
-  });
-  return select;
-};
+const adder = (label, take) => element('div', {className: 'line', role: 'group', 'aria-label': label},
+  element('span', {className: 'quiet'}, 'Add'),
+  ...Object.entries(kShapes).map(([kind, name]) => button(name.split(' ')[0], () => store.recipe && take(kind),
+    {className: 'small', ariaLabel: `${label}: ${name.toLowerCase()}`})));
 
 function entryOf(local, index) {
   const shapes = local.mask.components.map((part) => kShapes[kindOf(part)].toLowerCase()).join(', ') || 'nothing';
@@ -76,7 +72,7 @@ function buildList() {
       button('Whole picture', () => choose(-1), {className: `plain wide${store.target < 0 ? ' chosen' : ''}`,
         ariaPressed: String(store.target < 0)})),
     ...locals.map(entryOf),
-    element('div', {className: 'line'}, adder('Add local adjustment', addLocal)));
+    adder('Add local adjustment', addLocal));
 }
 
 /** The rows of a shape's own numbers; points have none, they are placed on the picture. */
@@ -129,8 +125,8 @@ function brushRows() {
       read: () => brush[name],
       write: (value) => { brush[name] = value; emit('brush'); },
     })));
-  return [...rows, check('Erase', (on) => { brush.erase = on; }, {checked: brush.erase}),
-    button('Undo stroke', () => edit(() => currentComponent().brush.strokes.pop(), {rest: true}))];
+  return [...rows, element('div', {className: 'line'},
+    check('Erase', (on) => { brush.erase = on; }, {checked: brush.erase}))];
 }
 
 function partBox(part, index) {
@@ -164,8 +160,8 @@ function buildMask() {
     return box.replaceChildren();
   box.replaceChildren(
     element('div', {className: 'line'}, element('h2', {}, 'Mask'),
-      check('Show', showMask, {checked: store.showMask, id: 'showMask', title: 'O'}), adder('Add part', addPart)),
-    ...local.mask.components.map(partBox));
+      check('Show', showMask, {checked: store.showMask, id: 'showMask', title: 'O'})),
+    ...local.mask.components.map(partBox), adder('Add part', addPart));
   refreshNumbers();
 }
 

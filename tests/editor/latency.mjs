@@ -90,7 +90,7 @@ try {
   console.log(`view ${await page.$eval('#photograph', (canvas) => canvas.dataset.view)} (x y width height scale)`);
   const sliders = row('sliders', await measure(page, number('moves', 200), 'slider'));
   await atRest(page);
-  await page.select('select[aria-label="Add local adjustment"]', 'brush');
+  await page.click('button[aria-label="Add local adjustment: brush"]');
   await atRest(page);
   await page.evaluate(() => {
     const slider = document.querySelector('input[type=range][aria-label="Brightness"]');

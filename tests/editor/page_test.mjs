@@ -134,8 +134,7 @@ async function paint(page, edge) {
 }
 
 async function theBrushKeepsToEdges(page) {
-  await page.focus('select[aria-label="Add local adjustment"]');
-  await page.select('select[aria-label="Add local adjustment"]', 'brush');
+  await click(page, 'button[aria-label="Add local adjustment: brush"]');
   await atRest(page);
   await page.focus(sliderCalled('Brightness'));
   await press(page, 'ArrowRight', 40);
@@ -150,8 +149,8 @@ async function theBrushKeepsToEdges(page) {
   await press(page, 'Space');
   await showsTheRightPixels(page, 'a dot by the keyboard');
   assert.equal((await recipeOf(page)).locals[0].mask.components[0].brush.strokes.length, 2);
-  for (const kind of ['linear', 'radial', 'luma']) {
-    await page.select('select[aria-label="Add part"]', kind);
+  for (const kind of ['linear gradient', 'radial gradient', 'luma range']) {
+    await click(page, `button[aria-label="Add part: ${kind}"]`);
     await showsTheRightPixels(page, kind);
   }
   await click(page, '#locals .entry button');

@@ -100,6 +100,23 @@ async function onlyItsOwnAddressIsAnswered(server) {
     await assert.rejects(new Tab(server, {origin}).opened, /403/, `origin ${origin}`);
 }
 
+/** It stays in its place until there is something to save, and then beside it. */
+async function aRecipeThatIsNoneIsKept(server, folder) {
+  const file = path.join(folder, `${other}.pixmill.json`), words = '{"version": 1, "light": ';
+  fs.writeFileSync(file, words);
+  const tab = new Tab(server);
+  await tab.opened;
+  await tab.open(other);
+  assert.equal(tab.recipe.light.shadows, 0);
+  assert.equal(fs.readFileSync(file, 'utf8'), words);
+  const saved = tab.next(({type}) => type === 'saved', 'saving');
+  tab.numbered({type: 'recipe', recipe: tab.recipe, rest: true});
+  await saved;
+  assert.equal(fs.readFileSync(`${file}.unreadable`, 'utf8'), words);
+  execFileSync(program, ['recipe', 'check', file]);
+  tab.socket.close();
+}
+
 async function theNewestSettingsWinAndNothingQueues(server) {
   const tab = new Tab(server);
   await tab.opened;
@@ -239,6 +256,7 @@ fs.writeFileSync(path.join(folder, broken), fs.readFileSync(path.join(folder, ph
 const server = await serve(program, folder);
 try {
   await onlyItsOwnAddressIsAnswered(server);
+  await aRecipeThatIsNoneIsKept(server, folder);
   await theNewestSettingsWinAndNothingQueues(server);
   await aBrokenPhotographIsToldAndNoMore(server);
   await aClosedTabCancelsOpening(server);
