@@ -16,7 +16,7 @@ using namespace pixmill;
 
 namespace {
 
-constexpr int kSide = 320, kQuality = 82, kBehind = 15;
+constexpr int kSide = 320, kQuality = 82, kBehind = 10;
 
 std::string jpegOf(const cv::Mat& rgb)
 {
