@@ -43,19 +43,13 @@ def odd_value(pick, arrays):
         def __float__(self):
             raise OSError("float")
 
-        def __len__(self):
-            return 4
-
-        def __getitem__(self, i):
-            return "x"
-
     return pick.choice([
         lambda: odd_arrays(pick), lambda: odd_arrays(pick), lambda: odd_arrays(pick), lambda: pick.choice(arrays),
         lambda: pick.choice(arrays), lambda: pick.choice([0, 1, 2, 3, 5, 8, 40, -1, 2**31, 2**63, 10**30, True]),
         lambda: pick.choice([0.0, 0.5, -0.5, 1.0, 1e-9, 1e9, float("nan"), float("inf")]),
         lambda: pick.choice(["RGB", "cubic", "base", "", "\0", "x" * 1000, b"bytes"]),
         lambda: pick.choice([None, None, [], (), {}, {"light.shadows": 2}, {"locals": [{"mask": 3}]}, {1: 2}]),
-        lambda: [(1, 2), (5, 5)], lambda: (0, 0, 5, 5), lambda: Bad(), lambda: object, lambda: (lambda *a: a[0]),
+        lambda: [(1, 2), (5, 5)], lambda: (0, 0, 5, 5), lambda: Bad(), lambda: [Bad()] * 4, lambda: ["x"] * 4, lambda: object, lambda: (lambda *a: a[0]),
         lambda: (lambda *a: 1 / 0), lambda: (lambda *a: a),
     ])()
 
