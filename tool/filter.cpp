@@ -34,8 +34,8 @@ int runFilter(Terminal& terminal, const FilterOptions& options)
         std::fputs(filterList().c_str(), output());
         return kDone;
     }
-    const Filter& filter = filterOf(options.name);
-    const Values values = valuesOf(filter, options.parameters);
+    const Filter filter(options.name);
+    const Values values = valuesOf(filter.entry, options.parameters);
     Photo photo = readWhole(terminal, options);
     const int own = photo.pixels.depth() == CV_8U ? 8 : 16;
     Planes planes(photo.pixels);

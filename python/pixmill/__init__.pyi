@@ -1,0 +1,2 @@
+from ._pixmill import *
+from ._pixmill import __version__ as __version__
