@@ -95,16 +95,18 @@ void colorTable(Toolbox& box)
     }
 }
 
-/// The part of a picture of this size where its half-size colour bends most.
+/// The part of a picture of this size where its half-size colour steps most from one side to the other.
 cv::Rect colouredEdge(const cv::Mat& dr, cv::Size picture)
 {
     const cv::Size part(std::min(64, picture.width), std::min(42, picture.height));
-    cv::Mat step, blurred;
-    dr.convertTo(step, CV_32F);
-    cv::Laplacian(step, step, CV_32F);
-    cv::boxFilter(cv::abs(step), blurred, CV_32F, {(part.width + 1) / 2, (part.height + 1) / 2});
+    cv::Mat smooth, x, y, steps;
+    cv::blur(dr, smooth, {9, 9});
+    cv::Sobel(smooth, x, CV_32F, 1, 0);
+    cv::Sobel(smooth, y, CV_32F, 0, 1);
+    cv::magnitude(x, y, steps);
+    cv::blur(steps, steps, {9, 9});
     cv::Point most;
-    cv::minMaxLoc(blurred, nullptr, nullptr, nullptr, &most);
+    cv::minMaxLoc(steps, nullptr, nullptr, nullptr, &most);
     return {std::clamp(2 * most.x - part.width / 2, 0, picture.width - part.width),
             std::clamp(2 * most.y - part.height / 2, 0, picture.height - part.height), part.width, part.height};
 }

@@ -55,7 +55,7 @@ void guidedByLuma(Toolbox& box)
     const Scene& scene = box.scene();
     TGuidedFilter filter;
     cv::Mat out;
-    for (const Pair s : {Pair{4, 0.002f}, Pair{16, 0.02f}})
+    for (const Pair s : {Pair{16, 0.02f}, Pair{4, 0.002f}})
         box.shot(
             cv::format("filter.setup({luma}, luma, %g, %gf); filter.proc({luma16}, out)", s.first, s.second),
             cv::format("r %g px, eps %g", s.first, s.second), nothing,
@@ -79,7 +79,7 @@ void guidedByColours(Toolbox& box)
         cv::extractChannel(scene.packed, rgb[i], 2 - i);
     for (cv::Mat& plane : rgb)
         plane.convertTo(plane, CV_32F, 1.0 / 65535.0);
-    for (const Pair s : {Pair{4, 0.002f}, Pair{16, 0.02f}})
+    for (const Pair s : {Pair{16, 0.02f}, Pair{4, 0.002f}})
         box.shot(
             cv::format("filter.setup({R, G, B}, luma, %g, %gf); filter.proc({R, G, B}, out)", s.first, s.second),
             cv::format("r %g px, eps %g", s.first, s.second), nothing,
@@ -97,7 +97,7 @@ void bilateral(Toolbox& box)
     const cv::Mat& Y = box.scene().picture.m_Y;
     BilateralFilter filter;
     cv::Mat out;
-    for (const Pair s : {Pair{4, 4000}, Pair{24, 12000}})
+    for (const Pair s : {Pair{24, 12000}, Pair{4, 4000}})
         box.shot(
             cv::format("BilateralFilter().proc(cv::Mat(), inOut, %g, %g, nullptr)", s.first, s.second),
             cv::format("%g px a cell, %g values a cell", s.first, s.second), [&] { out = Y.clone(); },
@@ -197,7 +197,7 @@ void glow(Toolbox& box)
     const cv::Mat across = (cv::Mat_<float>(1, 3) << 1, 2, 1) / 4.0f;
     const cv::Mat white(scene.luma.size(), CV_32FC1, cv::Scalar(1));
     cv::Mat weight, out;
-    for (const float falloff : {0.6f, 0.95f}) {
+    for (const float falloff : {0.95f, 0.6f}) {
         ConvPyr pyramid(down, down * (2 * falloff), across);
         pyramid.proc(white, weight);
         box.shot(
