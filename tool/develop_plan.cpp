@@ -6,10 +6,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <set>
 #include <sstream>
@@ -23,6 +26,18 @@ bool isFolder(const DevelopOptions& options)
     if (options.in.size() > 1 || fs::is_directory(options.out) || options.out.back() == '/')
         return true;
     return pixmill::formatOfName(options.out).empty();
+}
+
+/// Refuses an output that looks like a picture of a format that is not written: it would become a folder.
+void checkOutput(const DevelopOptions& options)
+{
+    const char* const readOnly[] = {".avif", ".bmp", ".dng", ".exr", ".gif", ".heic", ".heif", ".jp2", ".webp"};
+    std::string ending = fs::path(options.out).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(), [](unsigned char c) { return std::tolower(c); });
+    if (options.in.size() == 1 && !fs::is_directory(options.out) &&
+        std::find(std::begin(readOnly), std::end(readOnly), ending) != std::end(readOnly))
+        throw pixmill::Error("pixmill develop", "", "",
+                             options.out + ": has no format that can be written: jpeg, png or tiff");
 }
 
 std::string endingOf(const std::string& format)
@@ -76,6 +91,7 @@ std::string stampOf(const std::string& path)
 
 std::vector<Task> planTasks(const DevelopOptions& options)
 {
+    checkOutput(options);
     const bool folder = isFolder(options);
     std::set<std::string> inputs;
     std::map<std::string, std::string> makerOf;

@@ -54,7 +54,8 @@ void addDevelop(CLI::App& app, std::function<int()>& run, Terminal& terminal, De
                 "Develops pictures by a recipe. A picture that fails is told, and the rest goes on; one "
                 "that is done already, by the same recipe, is left.",
                 [&] { return runDevelop(terminal, o); });
-    develop->add_option("IN", o.in, "pictures: JPEG, PNG, TIFF, camera raw, HEIF, OpenEXR")->required();
+    develop->add_option("IN", o.in, "pictures: JPEG, PNG, TIFF, camera raw, HEIF, OpenEXR, JPEG 2000, WebP")
+        ->required();
     develop->add_option("-o,--out", o.out, "a folder, made if need be; for one picture also a file")->required();
     develop->add_option("--recipe", o.recipe, "a recipe, JSON; neutral unless told")->type_name("FILE");
     develop->add_option("--set", o.set, "one of the recipe's members, light.shadows=0.3; may come often")
@@ -63,14 +64,14 @@ void addDevelop(CLI::App& app, std::function<int()>& run, Terminal& terminal, De
     develop->add_option("--format", o.format, "jpeg, png or tiff; as each picture has unless told, tiff for others")
         ->check(CLI::IsMember({"jpeg", "png", "tiff"}));
     addWriting(develop, o.depth, o.quality, o.lenient);
-    develop->add_option("--jobs", o.jobs, "pictures at a time, each in memory; as many as processors unless told")
+    develop->add_option("-j,--jobs", o.jobs, "pictures at a time, each in memory; as many as processors unless told")
         ->check(CLI::Range(1, 256));
     develop->add_option("--max-megapixels", o.megapixels, "refuse larger pictures")
         ->check(CLI::Range(0.001, 1e6))
         ->capture_default_str();
-    develop->add_flag("--force", o.force, "do pictures again that are done");
+    develop->add_flag("-f,--force", o.force, "do pictures again that are done");
     develop->add_option("--json", o.json, "write a report, - for standard output")->type_name("FILE");
-    develop->add_flag("--quiet", o.quiet, "tell of failures alone");
+    develop->add_flag("-q,--quiet", o.quiet, "tell of failures alone");
 }
 
 void addFilter(CLI::App& app, std::function<int()>& run, Terminal& terminal, FilterOptions& o)

@@ -98,6 +98,9 @@ formats() {
     expect 1 "$pixmill" compare a.png jpeg8/a.jpg --picture apart.png
     says out PSNR
     [[ -s apart.png ]] || fail "no picture of the difference"
+    expect 1 "$pixmill" develop a.png -o a.HEIC
+    says err "a.HEIC: has no format that can be written"
+    [[ ! -e a.HEIC ]] || fail "made a.HEIC all the same"
 }
 
 through() {
