@@ -4,6 +4,7 @@
 #include <pixmill/develop/detail/core.h>
 #include <pixmill/develop/detail/pack_rows.h>
 #include <pixmill/develop/detail/ring.h>
+#include <pixmill/develop/detail/tone_rows.h>
 
 #include <algorithm>
 
@@ -55,6 +56,18 @@ void originalRow(const Layers& layers, int y, int x, int n, ushort* out)
     rows::runSpan(row, 0, 1);
 }
 
+/// How level `i` is toned: not at all, while it is summed, or into a plane of its own.
+void Chain::chooseToning(int i, const DetailLevel& controls, bool changed, Stages& stages)
+{
+    const bool toned = controls != DetailLevel();
+    if (toned && changed)
+        m_tables[i].update(i, controls);
+    const bool passing = toned && tonesInPassing(m_tables[i]), kept = toned && !passing;
+    stages.level[i] = kept && (stages.level[i] || !m_kept[i]);
+    m_kept[i] = kept;
+    m_passing = (m_passing & ~(1 << i)) | int(passing) << i;
+}
+
 Stages Chain::update(const Controls& c)
 {
     const bool fresh = !m_known;
@@ -66,9 +79,7 @@ Stages Chain::update(const Controls& c)
     for (int i = 0; i < 3; ++i) {
         stages.level[i] = stages.luma || *now[i] != *before[i];
         stages.sum = stages.sum || stages.level[i];
-        m_toned[i] = *now[i] != DetailLevel();
-        if (m_toned[i] && (fresh || *now[i] != *before[i]))
-            m_tables[i].update(i, *now[i]);
+        chooseToning(i, *now[i], fresh || *now[i] != *before[i], stages);
     }
     stages.color = stages.sum || c.color != m_controls.color;
     m_lit = c.light != Light();
@@ -85,7 +96,7 @@ Stages Chain::update(const Controls& c)
     if (m_lit || m_weighed)
         makeRing(m_luma, ring);
     for (int i = 0; i < 3; ++i)
-        if (m_toned[i])
+        if (m_kept[i])
             makeRing(m_levels[i], ring);
     return stages;
 }
@@ -117,8 +128,8 @@ void Chain::renderSum(const Layers& layers, int y, int x, int n)
 {
     const ushort* levels[3];
     for (int i = 0; i < 3; ++i)
-        levels[i] = at(m_toned[i] ? m_levels[i] : layers.detail[i], y, x);
-    engine::addEdgesRow(at(lumaOf(layers), y, x), levels[0], levels[1], levels[2], at(newY, y, x), n);
+        levels[i] = at(m_kept[i] ? m_levels[i] : layers.detail[i], y, x);
+    sumToned(m_passing, at(lumaOf(layers), y, x), m_tables, levels, at(newY, y, x), n);
 }
 
 void Chain::renderColor(const Layers& layers, const cv::Mat& oldY, int y, int x, int n)
@@ -137,10 +148,10 @@ void Chain::render(const Layers& layers, const cv::Mat& oldY, const Stages& stag
             for (int y = first; y < end; ++y)
                 renderLuma(layers, y, x, n);
         for (int i = 0; i < 3; ++i)
-            if (stages.level[i] && m_toned[i])
+            if (stages.level[i] && m_kept[i])
                 for (int y = first; y < end; ++y)
-                    engine::toneRow(m_tables[i].pairs(), at(lumaOf(layers), y, x), at(layers.detail[i], y, x),
-                                    at(m_levels[i], y, x), n);
+                    toneLevel(m_tables[i], at(lumaOf(layers), y, x), at(layers.detail[i], y, x), at(m_levels[i], y, x),
+                              n);
         if (stages.sum)
             for (int y = first; y < end; ++y)
                 renderSum(layers, y, x, n);
