@@ -1,7 +1,7 @@
 #pragma once
 
+#include <pixmill/develop/detail/color_avx512.h>
 #include <pixmill/develop/detail/core.h>
-#include <pixmill/rows/avx512.h>
 
 /// packPairs and limitRow for processors with AVX-512, sixteen pairs at a time.
 namespace pixmill::develop {
@@ -23,9 +23,7 @@ PIXMILL_AVX512_KERNEL Colors512 joined512(__m512i luma, __m512 red, __m512 blue)
 /// SiteRows::twice.
 PIXMILL_AVX512_KERNEL __m512i twice512(const ushort* row, const ushort* next)
 {
-    const __m512i a = _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(row)));
-    const __m512i b = _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(next)));
-    return _mm512_sub_epi32(_mm512_add_epi32(a, b), _mm512_set1_epi32(2 * kCentre));
+    return _mm512_sub_epi32(_mm512_add_epi32(widened512(row), widened512(next)), _mm512_set1_epi32(2 * kCentre));
 }
 
 /// narrowed.

@@ -236,7 +236,7 @@ std::vector<std::uint32_t> colorTable(const Color& color)
         for (int a = 0; a < kColorNodes; ++a)
             for (int b = 0; b < kColorNodes; ++b) {
                 const adjust::NodeChroma c = nodes.of(colourAt(y, a, b), [&](int m) { return gains[m]; });
-                *out++ = c.dr | std::uint32_t(c.db) << 16;
+                *out++ = (c.dr | std::uint32_t(c.db) << 16) ^ 0x80008000u;
             }
     });
     return table;

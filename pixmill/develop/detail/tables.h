@@ -53,7 +53,8 @@ private:
 /// tetrahedron that holds the place.
 constexpr int kColorNodes = 33;
 
-/// The map of colour differences, TColorAdjQ3's: node (Y, Dr, Db) holds Dr | Db << 16; Db varies fastest.
+/// The map of colour differences, TColorAdjQ3's: node (Y, Dr, Db) holds Dr | Db << 16, both
+/// with 0 for no colour; Db varies fastest.
 std::vector<std::uint32_t> colorTable(const Color& color);
 
 } // namespace pixmill::develop

@@ -3,10 +3,13 @@
 #include <pixmill/develop/detail/core.h>
 #include <pixmill/develop/detail/tables.h>
 
+#include <algorithm>
+
 /// Toning for processors with AVX-512, 32 samples at a time: where all lie on the straight part of the curves it is
 /// computed, which takes a third of the look-ups' time.
 ///
 /// Samples are unpacked within quarters of a vector, weights in pairs alike, so that packing puts them back in order.
+/// A row's last 32 overlap those before, so `out` is never an input; a shorter row is left to the plain form.
 namespace pixmill::develop {
 
 /// What toning takes from luma, the same for every level.
@@ -90,10 +93,13 @@ struct Level512 {
 PIXMILL_AVX512_KERNEL int toneLevel512(const DetailTable& table, const ushort* Y, const ushort* in, ushort* out, int n)
 {
     const Level512 level(table);
-    int x = 0;
-    for (; x + 32 <= n; x += 32)
+    if (n < 32)
+        return 0;
+    for (int from = 0; from < n; from += 32) {
+        const int x = std::min(from, n - 32);
         _mm512_storeu_si512(out + x, engine::centred512(level.toned(Zones512(Y + x), in + x)));
-    return x;
+    }
+    return n;
 }
 
 /// engine::addEdgesRow of levels of which those told are toned in passing.
@@ -103,8 +109,10 @@ PIXMILL_AVX512_CODE int sumToned512(const ushort* Y, const DetailTable* tables, 
 {
     const Level512 levels[3] = {Level512(tables[0]), Level512(tables[1]), Level512(tables[2])};
     const __m512i twice = _mm512_set1_epi16(2), twiceAndOnce = _mm512_set1_epi32(0x10002);
-    int x = 0;
-    for (; x + 32 <= n; x += 32) {
+    if (n < 32)
+        return 0;
+    for (int from = 0; from < n; from += 32) {
+        const int x = std::min(from, n - 32);
         const Zones512 zones(Y + x);
         const auto plain = [&](int i) PIXMILL_AVX512_CODE { return engine::centred512(_mm512_loadu_si512(in[i] + x)); };
         const __m512i a = first ? levels[0].toned(zones, in[0] + x) : plain(0);
@@ -117,7 +125,7 @@ PIXMILL_AVX512_CODE int sumToned512(const ushort* Y, const DetailTable* tables, 
                                               _mm512_madd_epi16(_mm512_unpackhi_epi16(c, y), twiceAndOnce));
         _mm512_storeu_si512(out + x, engine::centred512(_mm512_packs_epi32(low, high)));
     }
-    return x;
+    return n;
 }
 
 } // namespace pixmill::develop

@@ -98,10 +98,10 @@ void View::render(const Layers& layers, const cv::Rect& view, const Recipe& reci
     m_done = work;
 }
 
-/// Rings that hold the work, and are not much larger.
+/// Rings that hold the work, and are not much larger. Rows of all, also those of half size, begin at cache lines.
 void View::fit(const cv::Rect& work)
 {
-    const cv::Size wanted(even(work.width), even(work.height)), have = m_chain.newY.size();
+    const cv::Size wanted((work.width + 63) / 64 * 64, even(work.height)), have = m_chain.newY.size();
     if (have.width >= wanted.width && have.height >= wanted.height && have.area() <= 4L * wanted.area())
         return;
     m_done = {};
