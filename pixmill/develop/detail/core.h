@@ -3,6 +3,7 @@
 /// The one place where the develop library reaches into the core's private headers: row loops, rounding, planes,
 /// look-ups, and the engine's row kernels.
 #include <pixmill/engine/zone_rows.h>
+#include <pixmill/rows/avx512.h>
 #include <pixmill/rows/largepages.h>
 #include <pixmill/rows/look_up.h>
 #include <pixmill/rows/pixel.h>
