@@ -5,7 +5,6 @@
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/curves/threshold_tables.h>
 #include <pixmill/develop/detail/core.h>
-#include <pixmill/develop/detail/exponential.h>
 
 #include <algorithm>
 #include <cmath>
@@ -120,7 +119,7 @@ void smoothCurve(float* curve, float sigma)
     const int reach = int(3 * sigma) + 1;
     std::vector<float> weights(std::size_t(reach) + 1), in(curve, curve + kMagnitudes);
     for (int i = 0; i <= reach; ++i)
-        weights[i] = expOf(-0.5f * float(i * i) / (sigma * sigma));
+        weights[i] = exponential(-0.5f * float(i * i) / (sigma * sigma));
     for (int m = 0; m < kMagnitudes; ++m) {
         float sum = 0, whole = 0;
         for (int i = -reach; i <= reach; ++i) {
