@@ -1,11 +1,12 @@
 #pragma once
 
-#include <pixmill/develop/detail/color_avx512.h>
 #include <pixmill/develop/detail/core.h>
 #include <pixmill/develop/detail/tables.h>
 
 /// The colour step, at half size.
 namespace pixmill::develop {
+
+constexpr int kColorChunk = 256;
 
 /// Where `n` colours stand in a grid: their cells, and how far along each axis in 2048ths. `Index` holds any cell.
 template <class Index>
@@ -128,20 +129,8 @@ inline void colorRow(const std::uint32_t* table, const ushort* oldY, const ushor
 {
     ushort evenY[kColorChunk];
     float ratio[kColorChunk];
-    const auto pick = [=](const ushort* at, std::uint32_t* picked, int count) {
-        pickEntries(table, at, picked, count);
-    };
-    for (int x = 0, count; x < n; x += count) {
-        if (n - x < 32 && x > 0) // again some of those before, as a whole vector
-            x = n - 32;
-        count = n - x < kColorChunk ? n - x : kColorChunk;
-        const int wide = !rows::takesAvx512() ? 0
-                                              : colorChunk512(table != nullptr, oldY + x, newY + 2 * x, inDr + x,
-                                                              inDb + x, dr + x, db + x, count, pick);
-        if (wide > 0) { // the rest, less than a vector of them, in a chunk of its own
-            count = wide;
-            continue;
-        }
+    for (int x = 0; x < n; x += kColorChunk) {
+        const int count = n - x < kColorChunk ? n - x : kColorChunk;
         ratioRow(oldY + x, newY + 2 * x, evenY, ratio, count);
         growRow(ratio, inDr + x, dr + x, count);
         growRow(ratio, inDb + x, db + x, count);

@@ -1,10 +1,14 @@
 #pragma once
 
-#include <pixmill/develop/detail/color_avx512.h>
 #include <pixmill/develop/detail/core.h>
 
 /// packPairs and limitRow for processors with AVX-512, sixteen pairs at a time.
 namespace pixmill::develop {
+
+PIXMILL_AVX512_KERNEL __m512i widened512(const ushort* p)
+{
+    return _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
+}
 
 /// Sixteen colours and their luma.
 struct Colors512 {
