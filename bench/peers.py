@@ -18,8 +18,8 @@ import sys
 import tempfile
 import time
 
-# Light by a table, detail by OpenCV's recursive domain transform at three widths, warmth: the nearest to our recipe. Its
-# two narrower smoothings work at full size, as ours does not; its colours have no guide.
+# Light by a table, detail by OpenCV's recursive domain transform at three widths, warmth: the nearest to our recipe. All
+# its smoothings work at full size and 8 bits; ours go at full size, a half and a quarter, and at 16.
 OPENCV = r"""
 import sys, cv2, numpy as np
 cv2.setNumThreads(1)
