@@ -185,6 +185,7 @@ int runDevelop(Terminal& terminal, const DevelopOptions& options)
 {
     const double begun = now();
     const Recipe recipe = recipeFor(options);
+    keepInputs(options.json, options.in);
     std::vector<Task> tasks = planTasks(options);
     makeFolder(options, tasks);
     const int processors = ::processors();

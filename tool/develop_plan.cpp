@@ -1,5 +1,6 @@
 // Which file becomes which, and which are made already.
 #include "develop.h"
+#include "program.h"
 #include <pixmill/develop/Error.h>
 
 #include <fcntl.h>
@@ -43,14 +44,6 @@ void checkOutput(const DevelopOptions& options)
 std::string endingOf(const std::string& format)
 {
     return format == "jpeg" ? ".jpg" : format == "png" ? ".png" : ".tif";
-}
-
-/// The name without links and dots, also of a file that is not there.
-std::string trueName(const std::string& path)
-{
-    std::error_code failed;
-    const fs::path name = fs::weakly_canonical(path, failed);
-    return failed ? path : name.string();
 }
 
 std::string outputFor(const std::string& in, const DevelopOptions& options)

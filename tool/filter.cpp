@@ -36,6 +36,7 @@ int runFilter(Terminal& terminal, const FilterOptions& options)
     }
     const Filter filter(options.name);
     const Values values = valuesOf(filter.entry, options.parameters);
+    keepInputs(options.out, {options.in});
     Photo photo = readWhole(terminal, options);
     const int own = photo.pixels.depth() == CV_8U ? 8 : 16;
     Planes planes(photo.pixels);

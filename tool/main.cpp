@@ -9,10 +9,14 @@
 
 #include <cstdio>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
-const char* const kEnding = "Exit codes:\n"
+const char* const kEnding = "Example:\n"
+                            "  pixmill develop *.jpg -o developed --set light.shadows=0.3\n\n"
+                            "Exit codes:\n"
                             "  0    all went well\n"
                             "  1    a picture or a recipe failed, or two compared pictures differ\n"
                             "  2    the command line is not understood\n"
@@ -135,6 +139,28 @@ void addPages(CLI::App& app, std::function<int()>& run)
         });
 }
 
+/// The words of the command line; `help` and `help COMMAND` become `--help` and `COMMAND --help`.
+std::vector<std::string> wordsOf(int argc, char** argv)
+{
+    std::vector<std::string> words(argv + 1, argv + argc);
+    if (!words.empty() && words.front() == "help") {
+        words.erase(words.begin());
+        words.push_back("--help");
+    }
+    return words;
+}
+
+/// What is wrong with the command line, in words for a person.
+std::string usageFault(const CLI::App& app, const std::vector<std::string>& words, const std::string& fault)
+{
+    if (!app.get_subcommands().empty())
+        return fault;
+    std::string names;
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App* one) { return !one->get_group().empty(); }))
+        names += (names.empty() ? "" : ", ") + command->get_name();
+    return (words.empty() ? "wanted a command: " : "\"" + words.front() + "\" is no command, wanted one of ") + names;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -152,15 +178,16 @@ int main(int argc, char** argv)
     addFilter(app, run, terminal, options.filter);
     addOthers(app, run, terminal, options);
     addPages(app, run);
+    const std::vector<std::string> words = wordsOf(argc, argv);
     try {
-        app.parse(argc, argv);
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
     } catch (const CLI::Success& asked) {
         std::ostringstream text;
         app.exit(asked, text, text);
         std::fputs(text.str().c_str(), output());
         return std::fflush(output()) ? kFailed : kDone;
     } catch (const CLI::ParseError& fault) {
-        terminal.line(std::string("pixmill: ") + fault.what() + " (--help tells more)");
+        terminal.line("pixmill: " + usageFault(app, words, fault.what()) + " (--help tells more)");
         return kUsage;
     }
     const int code = runCommand(terminal, run);
