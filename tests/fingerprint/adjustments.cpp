@@ -148,8 +148,10 @@ void addEngine(Operations& all)
 {
     all.push_back({"TQuillet3", [](Source& s, Hash& h) {
                        TQuillet3 engine;
-                       engine.setup(s.plane(kSize, CV_16UC1), s.around(kSize, 2000), s.around(kSize, 8000),
-                                    s.around(kSize, 20000), s.around(kHalf, 15000), s.around(kHalf, 9000), nullptr);
+                       const cv::Mat planes[] = {s.plane(kSize, CV_16UC1), s.around(kSize, 2000),
+                                                 s.around(kSize, 8000),    s.around(kSize, 20000),
+                                                 s.around(kHalf, 15000),   s.around(kHalf, 9000)}; // in this order
+                       engine.setup(planes[0], planes[1], planes[2], planes[3], planes[4], planes[5], nullptr);
                        h.add(engine.m_fullDr);
                        h.add(engine.m_fullDb);
                        setControls(engine);

@@ -179,7 +179,8 @@ void addResampling(Operations& all)
     all.push_back({"blendAlpha, blendC, extremeSharpen", [](Source& s, Hash& h) {
                        const cv::Mat alpha = s.plane(kSize, CV_8UC1);
                        cv::Mat out, bytes = s.plane(kSize, CV_8UC1), sharp;
-                       blendAlpha(s.plane(kSize, CV_16UC1), s.plane(kSize, CV_16UC1), alpha, out, 0.7f);
+                       const cv::Mat below = s.plane(kSize, CV_16UC1), above = s.plane(kSize, CV_16UC1);
+                       blendAlpha(below, above, alpha, out, 0.7f);
                        blendC(alpha.data, int(alpha.step), bytes.data, int(bytes.step), kSize.width, kSize.height,
                               0.35f);
                        extremeSharpen(s.plane(kSize, CV_16UC1), sharp);
