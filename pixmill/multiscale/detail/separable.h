@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <vector>
 
 /// Small filters along rows and columns of a plane that is 0 outside of itself, in single precision.
@@ -35,27 +34,58 @@ struct SmallKernel {
     int taps() const { return int(weights.size()); }
 };
 
-constexpr int kSamples = 16;
-
-/// Samples side by side, a struct because g++ keeps a few of them in registers.
-struct Samples {
-    float v[kSamples];
+/// How a kernel's sums are formed; the common numbers of taps are known to the compiler, 0 is any other.
+template <int T, bool M>
+struct Form {
+    static constexpr int kTaps = T;
+    static constexpr bool kMirrored = M;
 };
 
-/// The weighed sums of sixteen samples side by side; `tap(i)` are those that meet weight i.
-template <class Tap>
-inline Samples weighed(const float* weights, int taps, bool mirrored, const Tap& tap)
+/// out = the weighed sums of the samples in `rows[i]`, which meet weight i.
+template <class F>
+inline void weighRow(F, const float* weights, const float* const* rows, int taps, int n, float* __restrict out)
 {
-    const int middle = mirrored ? taps / 2 : 0;
-    Samples sum;
-    for (int x = 0; x < kSamples; ++x)
-        sum.v[x] = weights[middle] * tap(middle)[x];
-    for (int i = middle + 1; i < taps; ++i) {
-        const float *in = tap(i), *other = tap(mirrored ? 2 * middle - i : i);
-        for (int x = 0; x < kSamples; ++x)
-            sum.v[x] += weights[i] * (mirrored ? in[x] + other[x] : in[x]);
+    if constexpr (F::kTaps > 0) {
+        constexpr int kFirst = F::kMirrored ? F::kTaps / 2 : 0;
+        const float* in[F::kTaps];
+        float w[F::kTaps];
+        std::copy_n(rows, F::kTaps, in);
+        std::copy_n(weights, F::kTaps, w);
+        for (int x = 0; x < n; ++x) {
+            float sum = w[kFirst] * in[kFirst][x];
+#pragma GCC unroll 8
+            for (int i = kFirst + 1; i < F::kTaps; ++i)
+                sum += w[i] * (F::kMirrored ? in[i][x] + in[F::kTaps - 1 - i][x] : in[i][x]);
+            out[x] = sum;
+        }
+        return;
     }
-    return sum;
+    const int first = F::kMirrored ? taps / 2 : 0;
+    for (int x = 0; x < n; ++x)
+        out[x] = weights[first] * rows[first][x];
+    for (int i = first + 1; i < taps; ++i) {
+        const float *in = rows[i], *other = rows[taps - 1 - i], w = weights[i];
+        for (int x = 0; x < n; ++x)
+            out[x] += w * (F::kMirrored ? in[x] + other[x] : in[x]);
+    }
+}
+
+/// Runs `body(form)` with the form of a kernel.
+template <class Body>
+inline void withForm(int taps, bool mirrored, const Body& body)
+{
+    switch (mirrored ? -taps : taps) {
+    case 3:
+        return body(Form<3, false>());
+    case -3:
+        return body(Form<3, true>());
+    case 5:
+        return body(Form<5, false>());
+    case -5:
+        return body(Form<5, true>());
+    default:
+        return mirrored ? body(Form<0, true>()) : body(Form<0, false>());
+    }
 }
 
 /// Filters a plane's rows one after the other, and combines as many of them as the kernel has weights.
@@ -64,7 +94,7 @@ class SeparableRows {
 public:
     SeparableRows(const cv::Mat& in, const SmallKernel& kernel, float* scratch)
         : m_in(in), m_kernel(kernel), m_stride(stride(in.cols)), m_padded(scratch),
-          m_ring(scratch + room(in.cols, kernel))
+          m_ring(scratch + room(in.cols, kernel)), m_rows(kernel.weights.size())
     {
         std::fill_n(m_padded, room(in.cols, kernel), 0.0f);
     }
@@ -82,29 +112,29 @@ public:
             return (void)std::fill_n(to, m_stride, 0.0f);
         // Pairs only for floats and up to five weights, as hosts know it from the image library.
         const bool mirrored = m_kernel.mirrored && std::is_same_v<T, float> && m_kernel.taps() <= 5;
-        const float* padded = m_padded;
         std::copy_n(m_in.ptr<T>(y), m_in.cols, m_padded + m_kernel.anchor);
-        for (std::size_t x = 0; x < m_stride; x += kSamples) {
-            const Samples sum =
-                weighed(m_kernel.weights.data(), m_kernel.taps(), mirrored, [=](int i) { return padded + x + i; });
-            std::memcpy(to + x, sum.v, sizeof sum.v);
-        }
+        for (int i = 0; i < m_kernel.taps(); ++i)
+            m_rows[std::size_t(i)] = m_padded + i;
+        weigh(mirrored, to);
     }
 
     /// The result's row y, from the filtered rows around it.
-    void combine(int y, float* out) const
+    void combine(int y, float* out)
     {
-        const int first = y - m_kernel.anchor;
-        for (int x = 0; x < m_in.cols; x += kSamples) {
-            const Samples sum = weighed(m_kernel.weights.data(), m_kernel.taps(), m_kernel.mirrored,
-                                        [=](int i) { return row(first + i) + x; });
-            std::memcpy(out + x, sum.v, sizeof(float) * std::size_t(std::min(kSamples, m_in.cols - x)));
-        }
+        for (int i = 0; i < m_kernel.taps(); ++i)
+            m_rows[std::size_t(i)] = row(y - m_kernel.anchor + i);
+        weigh(m_kernel.mirrored, out);
     }
 
 private:
-    static std::size_t stride(int width) { return (std::size_t(width) + kSamples - 1) / kSamples * kSamples; }
-    static std::size_t room(int width, const SmallKernel& kernel) { return stride(width + kernel.taps() + kSamples); }
+    static std::size_t stride(int width) { return (std::size_t(width) + 15) / 16 * 16; }
+    static std::size_t room(int width, const SmallKernel& kernel) { return stride(width + kernel.taps()); }
+    void weigh(bool mirrored, float* out) const
+    {
+        withForm(m_kernel.taps(), mirrored, [&](auto form) {
+            weighRow(form, m_kernel.weights.data(), m_rows.data(), m_kernel.taps(), m_in.cols, out);
+        });
+    }
     float* row(int y) const
     {
         const int taps = m_kernel.taps();
@@ -115,6 +145,7 @@ private:
     const SmallKernel& m_kernel;
     std::size_t m_stride;
     float *m_padded, *m_ring;
+    std::vector<const float*> m_rows; ///< that meet the weights next
 };
 
 template <class T>

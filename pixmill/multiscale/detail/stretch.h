@@ -18,6 +18,10 @@ using namespace rows;
 template <class T>
 using Weight = std::conditional_t<std::is_same_v<T, uchar>, int, float>;
 
+/// What is kept of a row that is stretched along itself: of 2048ths, whole 128ths.
+template <class T>
+using Along = std::conditional_t<std::is_same_v<T, uchar>, short, float>;
+
 /// What one place of the result reads: two neighbours and their weights.
 template <class T>
 struct Blend {
@@ -52,18 +56,24 @@ std::vector<Blend<T>> blendsOf(int from, int to, bool twice)
 }
 
 template <class T>
-inline void alongRow(const T* in, const Blend<T>* blends, int n, Weight<T>* out)
+inline void alongRow(const T* in, const Blend<T>* blends, int n, Along<T>* out)
 {
-    for (int x = 0; x < n; ++x)
-        out[x] = in[blends[x].near] * blends[x].nearWeight + in[blends[x].far] * blends[x].farWeight;
+    for (int x = 0; x < n; ++x) {
+        const Weight<T> sum = in[blends[x].near] * blends[x].nearWeight + in[blends[x].far] * blends[x].farWeight;
+        if constexpr (std::is_same_v<T, uchar>)
+            out[x] = short(sum >> 4);
+        else
+            out[x] = sum;
+    }
 }
 
-/// Two rows of 2048ths: what is below a 16th of a unit, and of each product below a quarter of one, is dropped.
-inline void betweenRows(const int* __restrict near, const int* __restrict far, int nearWeight, int farWeight, int n,
+/// Two rows of 128ths: what is below a quarter of a unit is dropped of each product.
+inline void betweenRows(const short* __restrict near, const short* __restrict far, int nearWeight, int farWeight, int n,
                         uchar* __restrict out)
 {
+    const short a = short(nearWeight), b = short(farWeight);
     for (int x = 0; x < n; ++x)
-        out[x] = uchar((((nearWeight * (near[x] >> 4)) >> 16) + ((farWeight * (far[x] >> 4)) >> 16) + 2) >> 2);
+        out[x] = uchar((short((a * near[x]) >> 16) + short((b * far[x]) >> 16) + 2) >> 2);
 }
 
 inline void betweenRows(const float* __restrict near, const float* __restrict far, float nearWeight, float farWeight,
@@ -94,9 +104,9 @@ void stretch(const cv::Mat& in, cv::Mat& out)
     if (in.cols == 2 * out.cols && in.rows == 2 * out.rows)
         return halve<T>(in, out);
     const auto across = blendsOf<T>(in.cols, out.cols, false), down = blendsOf<T>(in.rows, out.rows, true);
-    TeamScratch<Weight<T>> scratch(2 * std::size_t(out.cols));
+    TeamScratch<Along<T>> scratch(2 * std::size_t(out.cols));
     forEachSpan(out.rows, long(out.total()), [&](int y, int end) {
-        Weight<T>*near = scratch.mine(), *far = near + out.cols;
+        Along<T>*near = scratch.mine(), *far = near + out.cols;
         for (int nearRow = -1, farRow = -1; y < end; ++y) { // the rows that are stretched along themselves already
             const Blend<T>& b = down[y];
             if (b.near == farRow) {
