@@ -88,6 +88,12 @@ void addFilter(CLI::App& app, std::function<int()>& run, Terminal& terminal, Fil
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
     addWriting(filter, o.depth, o.quality, o.lenient);
+    filter
+        ->add_option("--tiles", o.tiles,
+                     "work in tiles of so many pixels a side, from file to file in little memory; unless told, so are "
+                     "pictures above 100 megapixels where that gives the same bits")
+        ->type_name("SIDE")
+        ->check(CLI::Range(1, 65536));
     filter->callback([&run, &terminal, &o] {
         if (!o.list && o.out.empty())
             throw CLI::RequiredError("NAME, IN and OUT, or --list");
