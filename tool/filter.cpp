@@ -112,7 +112,7 @@ std::unique_ptr<PhotoReader> rowsFor(const FilterOptions& options, const Filter&
         return std::make_unique<PhotoReader>(options.in, how);
     try {
         auto reader = std::make_unique<PhotoReader>(options.in, how);
-        const bool same = tilingOf(filter.name, values, reader->size()).bits == TileBits::Same;
+        const bool same = tilingOf(filter.entry.name, values, reader->size()).bits == TileBits::Same;
         const bool large = double(reader->size().width) * reader->size().height > kLarge;
         return same && large ? std::move(reader) : nullptr;
     } catch (const Error&) {
@@ -128,11 +128,11 @@ int runFilter(Terminal& terminal, const FilterOptions& options)
         std::fputs(filterList().c_str(), output());
         return kDone;
     }
-    const Filter& filter = filterOf(options.name);
-    const Values values = valuesOf(filter, options.parameters);
+    const Filter filter(options.name);
+    const Values values = valuesOf(filter.entry, options.parameters);
     const auto reader = rowsFor(options, filter, values);
     if (reader)
-        filterRows(terminal, *reader, filter, tilingOf(filter.name, values, reader->size()), options);
+        filterRows(terminal, *reader, filter, tilingOf(filter.entry.name, values, reader->size()), options);
     else
         filterWhole(terminal, filter, values, options);
     return kDone;

@@ -69,9 +69,8 @@ std::string keyNames()
 std::string filterNames()
 {
     std::string names;
-    for (const auto* table : {&lumaFilters(), &colourFilters()})
-        for (const Filter& filter : *table)
-            names += std::string(filter.name) + " ";
+    for (const pixmill::FilterEntry& filter : pixmill::filterTable())
+        names += std::string(filter.name) + " ";
     return names;
 }
 

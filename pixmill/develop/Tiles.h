@@ -31,10 +31,12 @@ struct PIXMILL_DEVELOP_API Tiling {
 
 /// What a filter needs, by the name that `pixmill filter --list` tells.
 ///
-/// @param values   Every parameter of the filter by its name. Those that follow the picture's size (the depth of the
-///                 local Laplacian's pyramid where it is 0) come back with the number that the whole picture has.
+/// @param values   Parameters by name, the usual ones where they are not told. Those that follow the picture's size
+/// (the
+///                 depth of the local Laplacian's pyramid where it is 0) come back with the number that the whole
+///                 picture has.
 /// @param picture  The whole picture's size.
-/// @throws Error  an unknown name, or a parameter that is missing.
+/// @throws Error  an unknown name, a parameter out of its range.
 PIXMILL_DEVELOP_API Tiling tilingOf(const std::string& filter, const std::map<std::string, double>& values,
                                     cv::Size picture);
 

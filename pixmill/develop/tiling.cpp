@@ -1,10 +1,11 @@
 // What each filter of the toolbox needs around a tile. docs/tiles.md tells why, and what was measured.
 #include <pixmill/develop/Tiles.h>
+#include <pixmill/develop/filter_table.h>
 #include <pixmill/multiscale/LocalLaplacian.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
+#include <iterator>
 #include <vector>
 
 namespace pixmill {
@@ -18,17 +19,10 @@ constexpr int kMostMargin = 1 << 28;
 
 /// The parameters by their names.
 struct Parameters {
-    const std::string& filter;
     const std::map<std::string, double>& values;
     cv::Size picture;
 
-    double operator()(const char* name) const
-    {
-        const auto found = values.find(name);
-        if (found == values.end())
-            throw Error(kCall, filter + "." + name, "a number", "missing");
-        return found->second;
-    }
+    double operator()(const char* name) const { return values.at(name); }
     int whole(const char* name) const { return int((*this)(name) + 0.5); }
 };
 
@@ -173,31 +167,21 @@ Tiling ofPixels(const Parameters&)
     return same(0, {1, 1});
 }
 
-Tiling ofPicture(const Parameters&)
-{
-    return whole();
-}
-
 struct Row {
     const char* filter;
     Tiling (*tiling)(const Parameters& parameters);
 };
 
 // clang-format off
-const Row kRows[] = {
+const Row kRows[] = { // those that are not told look at the whole picture
     {"recursive",        recursive},
-    {"convolution",      ofPicture},
-    {"interpolated",     ofPicture},
     {"guided",           guided},
     {"guided-by-colour", guidedByColour},
-    {"bilateral",        ofPicture},
     {"gradient-guide",   gradientGuide},
     {"local-laplacian",  localLaplacian},
     {"gaussian",         gaussian},
     {"box",              box},
-    {"glow",             ofPicture},
     {"sharpen",          sharpen},
-    {"least-squares",    ofPicture},
     {"finest-detail",    finestDetail},
     {"light",            ofColour},
     {"colour",           ofColour},
@@ -207,17 +191,34 @@ const Row kRows[] = {
 };
 // clang-format on
 
+/// What was told over what is usual.
+std::map<std::string, double> allValues(const FilterEntry& filter, const std::map<std::string, double>& told)
+{
+    std::map<std::string, double> values;
+    for (const FilterParameter& parameter : filter.parameters) {
+        const auto found = told.find(parameter.name);
+        const double value = found == told.end() ? parameter.usual : found->second;
+        if (!(value >= parameter.least && value <= parameter.most))
+            throw Error(kCall, std::string(filter.name) + "." + parameter.name,
+                        std::to_string(parameter.least) + " to " + std::to_string(parameter.most),
+                        std::to_string(value));
+        values[parameter.name] = value;
+    }
+    for (const auto& one : told)
+        if (values.count(one.first) == 0)
+            throw Error(kCall, std::string(filter.name) + "." + one.first, "one of the filter's parameters", "unknown");
+    return values;
+}
+
 } // namespace
 
 Tiling tilingOf(const std::string& filter, const std::map<std::string, double>& values, cv::Size picture)
 {
-    for (const Row& row : kRows)
-        if (filter == row.filter) {
-            Tiling tiling = row.tiling({filter, values, picture});
-            tiling.values.insert(values.begin(), values.end()); // keeps what is there
-            return tiling;
-        }
-    throw Error(kCall, "filter", "one that `pixmill filter --list` tells", "\"" + filter + "\"");
+    const std::map<std::string, double> all = allValues(filterEntry(filter), values);
+    const auto row = std::find_if(std::begin(kRows), std::end(kRows), [&](const Row& r) { return filter == r.filter; });
+    Tiling tiling = row == std::end(kRows) ? whole() : row->tiling({all, picture});
+    tiling.values.insert(all.begin(), all.end()); // keeps what is there
+    return tiling;
 }
 
 } // namespace pixmill

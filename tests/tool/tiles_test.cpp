@@ -33,7 +33,7 @@ cv::Mat picture(cv::Size size)
 /// A filter with its parameters, as a tile takes it.
 struct TileRun {
     TileRun(const std::string& name, const std::vector<std::string>& parameters, cv::Size picture)
-        : filter(filterOf(name)), tiling(tilingOf(name, valuesOf(filter, parameters), picture))
+        : filter(name), tiling(tilingOf(name, valuesOf(filter.entry, parameters), picture))
     {
     }
 
@@ -44,7 +44,7 @@ struct TileRun {
         return planes.packed();
     }
 
-    const Filter& filter;
+    Filter filter;
     Tiling tiling;
 };
 
@@ -104,7 +104,7 @@ class SameTiles : public testing::TestWithParam<TileCase> {};
 TEST_P(SameTiles, HaveTheBitsOfTheWholePicture)
 {
     for (const cv::Size size : {cv::Size(1, 1), cv::Size(7, 1), cv::Size(2, 19), cv::Size(61, 47), cv::Size(301, 222)})
-        for (const int side : {size.width < 100 ? 1 : 24, 70, 1000}) {
+        for (const int side : {size.area() < 100 ? 1 : 24, 70, 1000}) {
             SCOPED_TRACE(testing::Message() << size << " in tiles of " << side);
             const cv::Mat in = picture(size);
             const TileRun run(GetParam().filter, GetParam().parameters, size);
@@ -191,15 +191,16 @@ TEST(Tiling, TheGuidedFiltersBlocksKeepTheOrderOfItsSums)
 TEST(Tiling, KnowsEveryFilterAndWhichNeedTheWholePicture)
 {
     std::set<std::string> wholes;
-    for (const auto* table : {&lumaFilters(), &colourFilters()})
-        for (const Filter& filter : *table)
-            if (tilingOf(filter.name, valuesOf(filter, {}), {4000, 3000}).bits == TileBits::Whole)
-                wholes.insert(filter.name);
+    for (const FilterEntry& filter : filterTable())
+        if (tilingOf(filter.name, {}, {4000, 3000}).bits == TileBits::Whole)
+            wholes.insert(filter.name);
     EXPECT_EQ(wholes, (std::set<std::string>{"bilateral", "convolution", "glow", "interpolated", "least-squares"}));
     EXPECT_EQ(TileRun("box", {"radius=54"}, {400, 300}).tiling.bits, TileBits::Whole);
     EXPECT_EQ(TileRun("guided-by-colour", {"eps=0.0001"}, {400, 300}).tiling.bits, TileBits::Whole);
     EXPECT_THROW(tilingOf("none", {}, {1, 1}), Error);
-    EXPECT_THROW(tilingOf("guided", {}, {1, 1}), Error);
+    EXPECT_THROW(tilingOf("guided", {{"raduis", 3}}, {1, 1}), Error);
+    EXPECT_THROW(tilingOf("guided", {{"radius", 0}}, {1, 1}), Error);
+    EXPECT_EQ(tilingOf("guided", {{"eps", 0.5}}, {1, 1}).values.at("radius"), 8);
 }
 
 TEST(Tiling, TellsTheLocalLaplacianTheDepthOfTheWholePicture)
