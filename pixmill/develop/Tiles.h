@@ -23,7 +23,7 @@ enum class TileBits {
 /// Every tile begins at multiples of `grid` and ends at such or at the picture's end. It is filtered together with
 /// `margin` pixels on every side that is not the picture's, and the margins are cut off again.
 struct PIXMILL_DEVELOP_API Tiling {
-    TileBits bits = TileBits::Same;
+    TileBits bits = TileBits::Same;       ///< How close tiles come.
     cv::Size margin = {0, 0};             ///< Columns and rows, multiples of `grid`.
     cv::Size grid = {1, 1};               ///< Columns and rows.
     std::map<std::string, double> values; ///< What the filter must be given for a tile.
@@ -82,7 +82,7 @@ using RowSink = std::function<void(const cv::Mat& rows)>;
 
 /// A picture that is never whole in memory.
 struct PIXMILL_DEVELOP_API RowStream {
-    cv::Size size;
+    cv::Size size;                             ///< Of the whole picture.
     int type = 0;                              ///< Of the rows that `source` gives.
     RowSource source;                          ///< Called for all rows, in order.
     RowSink sink;                              ///< Called for all rows, in order.
