@@ -115,7 +115,10 @@ py::dtype dtypeOf(int depth)
 
 std::string inWords(int type, const std::vector<py::ssize_t>& shape)
 {
-    return py::str("{} of {}").format(dtypeOf(CV_MAT_DEPTH(type)), py::tuple(py::cast(shape)));
+    py::tuple sides(shape.size());
+    for (size_t i = 0; i < shape.size(); ++i)
+        sides[i] = shape[i];
+    return py::str("{} of {}").format(dtypeOf(CV_MAT_DEPTH(type)), sides);
 }
 
 bool fits(const py::array& array, int type, const std::vector<py::ssize_t>& shape)

@@ -227,8 +227,8 @@ void bindPicture(py::module_& module)
         "rgb_to_luma(r, g, b, *, out=None)\n--\n\n0.299 r + 0.587 g + 0.114 b of planes of uint16, (H, W) each.\n\n"
         "out: uint16 of (H, W); may be one of them. Raises pixmill.Error.\n");
     module.def("ydrdb_to_rgb", &ydrdbToRgb, py::arg("y"), py::arg("dr"), py::arg("db"),
-               "ydrdb_to_rgb(y, dr, db)\n--\n\nRed, green and blue of luma and full-size differences, uint16 of (H, W) "
-               "each. Raises pixmill.Error.\n");
+               "ydrdb_to_rgb(y, dr, db)\n--\n\nRed, green and blue of a picture.\n\n"
+               "y, dr, db: luma and differences at full size, uint16 of (H, W) each.\n\nRaises pixmill.Error.\n");
 }
 
 } // namespace pixmill::python

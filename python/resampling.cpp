@@ -138,6 +138,8 @@ py::array borders(const py::object& p, const py::object& left, const py::object&
     int margin[4];
     for (int i = 0; i < 4; ++i)
         margin[i] = wholeNumber(kCall, names[i], given[i], 0, INT_MAX);
+    if (margin[3] > 0 && margin[1] > margin[3])
+        refuse(kCall, "bottom", "0, or at least top", std::to_string(margin[3]));
     const Input in(kCall, "p", p, {kU8 | kU16 | kF32, kPlane | kChannels});
     Output result(kCall, out, in, {&in}, Output::kInPlace);
     released(kCall, [&] {
@@ -219,12 +221,12 @@ void bindResampling(py::module_& module)
                "Doubles a plane; its pixel i comes back at 2 i.\n\np: uint8, uint16 or float32 of (H, W).\n"
                "interpolation: 'nearest', 'linear', 'cubic', or 'pyramid' for the Gaussian pyramid's step.\n"
                "out: of p's type; its shape is the result's. None: twice p's.\n\nRaises pixmill.Error.\n");
-    module.def(
-        "halve_size", &halveSize, py::arg("p"), cubic, py::kw_only(), none("out"),
-        "halve_size(p, interpolation='cubic', *, out=None)\n--\n\n"
-        "Halves a plane: its even pixels, or with 'pyramid' their Gaussian means.\n\n"
-        "p: uint8, uint16 or float32 of (H, W).\ninterpolation: 'nearest', 'linear', 'cubic' or 'pyramid'.\n"
-        "out: of p's type; its shape is the result's. None: half of p's, rounded up.\n\nRaises pixmill.Error.\n");
+    module.def("halve_size", &halveSize, py::arg("p"), cubic, py::kw_only(), none("out"),
+               "halve_size(p, interpolation='cubic', *, out=None)\n--\n\n"
+               "Halves a plane: its even pixels, or with 'pyramid' their Gaussian means.\n\n"
+               "p: uint8, uint16 or float32 of (H, W).\ninterpolation: 'nearest', 'linear', 'cubic' or 'pyramid'.\n"
+               "out: of p's type; its shape is the result's. None: half of p's, rounded up.\n\n"
+               "The last column of an odd width repeats the one before it. Raises pixmill.Error.\n");
     module.def("guided_up_size", &guidedUpSize, py::arg("p"), py::arg("guide"), py::kw_only(), none("out"),
                "guided_up_size(p, guide, *, out=None)\n--\n\n"
                "Doubles a plane so that it ends where the guide's edges are: colour differences by luma.\n\n"

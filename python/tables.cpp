@@ -1,6 +1,7 @@
 // Curves and tables: splines, look-ups, thresholds, sampled mappings, colour tables.
 #include "arrays.h"
 #include "bindings.h"
+#include "filter_frame.h"
 #include "numbers.h"
 
 #include <pixmill/adjust/TColorAdjQ3.h>
@@ -424,8 +425,9 @@ void bindTables(py::module_& module)
         [](const py::object& a, const py::object& b, const py::object& c, const py::object& d, const py::object& e,
            const py::object& f) { return lightTable(py::args(py::make_tuple(a, b, c, d, e, f))); },
         usual(0), usual(1), usual(2), usual(3), usual(4), usual(5),
-        "light_table(brightness=0.0, contrast=0.0, highlights=0.0, shadows=0.0, whites=0.0, blacks=0.0)\n--\n\n"
-        "The curve of light_curve as a table for look_up. -1..1 each. Raises pixmill.Error.\n");
+        ("light_table(" + defaults(light) + ")\n--\n\nThe curve of light_curve as a table for look_up.\n\n" +
+         parameterLines(light) + "\nRaises pixmill.Error.\n")
+            .c_str());
     py::class_<SampledChroma>(module, "YDrDbTable",
                               "YDrDbTable(mapping, bands=1)\n--\n\n"
                               "Tables out of a mapping of luma and colour differences.\n\n"
