@@ -30,8 +30,12 @@ class Tile(NamedTuple):
     inner: Slices
 
 
+def name_of(filter: Filter) -> str:
+    return filter if isinstance(filter, str) else str(getattr(filter, "__name__", filter))
+
+
 def needs(call: str, filter: Filter, shape: tuple[int, ...] | None, guide: Any, parameters: dict[str, Any]) -> Needs:
-    name = getattr(filter, "__name__", filter)
+    name = name_of(filter)
     entry = _pixmill._entries.get(name)
     if entry is None:
         raise Error(call, "filter", "one of " + ", ".join(_pixmill._entries), repr(filter))
@@ -49,14 +53,17 @@ def needs(call: str, filter: Filter, shape: tuple[int, ...] | None, guide: Any, 
 def margin(filter: Filter, shape: tuple[int, ...] | None = None, *, guide: Any = None, **parameters: Any) -> tuple[int, int]:
     """Rows and columns that a tile needs on every side that is not the picture's; multiples of `grid`.
 
-    filter: a filter of this module, or its name. shape: the picture's, where a parameter follows its size.
-    guide: as the filter is given it. Raises pixmill.Error for a filter that needs the whole picture.
+    filter: a filter of this module, or its name. shape: the picture's, where one of its parameters follows its size.
+    guide, parameters: as the filter is given them. Raises pixmill.Error for a filter that needs the whole picture.
     """
     return needs("margin", filter, shape, guide, parameters).margin
 
 
 def grid(filter: Filter, shape: tuple[int, ...] | None = None, *, guide: Any = None, **parameters: Any) -> tuple[int, int]:
-    """Rows and columns at whose multiples tiles begin. The arguments are those of `margin`."""
+    """Rows and columns at whose multiples tiles begin.
+
+    filter, shape, guide, parameters: as `margin` takes them.
+    """
     return needs("grid", filter, shape, guide, parameters).grid
 
 
@@ -89,7 +96,8 @@ def tiles(
 ) -> list[Tile]:
     """The tiles that cover a picture of this shape, `side` pixels or a little more each, row by row of tiles.
 
-    Each is (own, region, inner), pairs of slices: result[own] = filter(picture[region])[inner].
+    Each is (own, region, inner), pairs of slices: result[own] = filter(picture[region])[inner]. filter, guide,
+    parameters: as `margin` takes them.
     """
     return list(cut(needs("tiles", filter, shape, guide, parameters), shape, checked_side("tiles", side)))
 
@@ -104,7 +112,7 @@ def map_tiles(
     """filter(p, guide, **parameters) tile by tile: the same bits, and memory for one tile beside p and the result.
 
     filter: a filter of this module, or its name. p, guide: anything that numpy slices, also a memory-mapped file.
-    side: of a tile, in pixels. out: what takes the result, slice by slice; None: a new array.
+    side: of a tile, in pixels. parameters: the filter's. out: what takes the result, slice by slice; None: a new array.
 
     Recursive filters reach without end: theirs may differ by one step of 16 bits. Raises pixmill.Error for a filter that
     needs the whole picture, and all that the filter raises.

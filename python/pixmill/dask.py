@@ -13,17 +13,20 @@ from collections.abc import Callable, Iterable, Iterator
 from contextlib import contextmanager
 from typing import Any, NamedTuple
 
-import dask.array
-import distributed
+import dask.array as _array
+import distributed as _distributed
 import numpy as np
 
 from . import ThreadScope
 from ._batch import Job, Result, develop_one, finished, settings_of
 from ._errors import Error
 from ._recipe import as_recipe
-from ._tiles import Filter, checked_side, function_of, needs, rounded_up
+from ._tiles import Filter, checked_side, function_of, name_of, needs, rounded_up
 
 __all__ = ["Report", "develop_many", "local_cluster", "map_tiles"]
+
+array: Any = _array  # untyped, both
+distributed: Any = _distributed
 
 ENDINGS = {"jpeg": ".jpg", "png": ".png", "tiff": ".tif"}
 FORMATS = {".jpg": "jpeg", ".jpeg": "jpeg", ".png": "png", ".tif": "tiff", ".tiff": "tiff"}
@@ -69,19 +72,19 @@ def map_tiles(filter: Filter, p: Any, guide: Any = None, *, side: int = 1024, **
     found = needs("map_tiles", filter, p.shape, guide, parameters)
     checked_side("map_tiles", side)
     cuts = tuple(chunks_of(p.shape[i], side, found.margin[i], found.grid[i]) for i in (0, 1))
-    arrays = [array.rechunk({0: cuts[0], 1: cuts[1]}) for array in (p, *planes_of(p, guide))]
-    arrays = [array.rechunk({2: -1}) if array.ndim == 3 else array for array in arrays]
+    cut: dict[int, Any] = {0: cuts[0], 1: cuts[1], **({2: -1} if p.ndim == 3 else {})}
+    planes = [plane.rechunk(cut) for plane in (p, *planes_of(p, guide))]
     depth = {axis: found.margin[axis] if len(cuts[axis]) > 1 else 0 for axis in (0, 1)}
-    return dask.array.map_overlap(
+    return array.map_overlap(
         filter_tile,
-        *arrays,
+        *planes,
         depth=depth if p.ndim == 2 else {**depth, 2: 0},
         boundary="none",
         align_arrays=False,
         allow_rechunk=False,
         dtype=p.dtype,
         meta=np.empty((0,) * p.ndim, p.dtype),
-        function=getattr(filter, "__name__", filter),
+        function=name_of(filter),
         values=found.values,
     )
 
@@ -285,7 +288,8 @@ def develop_many(
     if client is not None:
         work.run(lambda: borrowed(client), patience)
     elif scheduler is not None:
-        work.run(lambda: connected(scheduler, patience), patience)
+        address = scheduler
+        work.run(lambda: connected(address, patience), patience)
     else:
         count = min(workers or len(os.sched_getaffinity(0)), max(len(work.waiting()), 1))
         work.run(lambda: local_cluster(count), patience)
