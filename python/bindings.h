@@ -15,5 +15,6 @@ void bindMask(pybind11::module_& module);
 void bindRecipe(pybind11::module_& module);
 void bindDeveloper(pybind11::module_& module);
 void bindServices(pybind11::module_& module);
+void bindTiles(pybind11::module_& module);
 
 } // namespace pixmill::python

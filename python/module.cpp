@@ -20,6 +20,7 @@ void bindAll(py::module_& module)
     bindMask(module);
     bindRecipe(module);
     bindDeveloper(module);
+    bindTiles(module);
 }
 
 } // namespace

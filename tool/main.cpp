@@ -7,7 +7,13 @@
 
 #include <CLI/CLI.hpp>
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -70,6 +76,8 @@ void addDevelop(CLI::App& app, std::function<int()>& run, Terminal& terminal, De
     addWriting(develop, o.depth, o.quality, o.lenient);
     develop->add_option("-j,--jobs", o.jobs, "pictures at a time, each in memory; as many as processors unless told")
         ->check(CLI::Range(1, 256));
+    develop->add_option("--threads", o.threads, "of each picture; the jobs share the processors unless told")
+        ->check(CLI::Range(1, 1024));
     develop->add_option("--max-megapixels", o.megapixels, "refuse larger pictures")
         ->check(CLI::Range(0.001, 1e6))
         ->capture_default_str();
@@ -93,6 +101,12 @@ void addFilter(CLI::App& app, std::function<int()>& run, Terminal& terminal, Fil
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
     addWriting(filter, o.depth, o.quality, o.lenient);
+    filter
+        ->add_option("--tiles", o.tiles,
+                     "work in tiles of so many pixels a side, from file to file in little memory; unless told, so are "
+                     "pictures above 100 megapixels where that gives the same bits")
+        ->type_name("SIDE")
+        ->check(CLI::Range(1, 65536));
     filter->callback([&run, &terminal, &o] {
         if (!o.list && o.out.empty())
             throw CLI::RequiredError("NAME, IN and OUT, or --list");
@@ -125,6 +139,27 @@ void addOthers(CLI::App& app, std::function<int()>& run, Terminal& terminal, Opt
         ->check(CLI::Range(0.1, 65535.0))
         ->capture_default_str();
     compare->add_flag("--json", o.compare.json, "as JSON");
+}
+
+/// Told here for the help, the manual page and the completion; `main` leaves it to the other program.
+void addBatch(CLI::App& app)
+{
+    app.add_subcommand("batch", "Develops pictures on many processes or machines. A program of its own, of the package "
+                                "python3-pixmill: `pixmill batch --help` tells its options.");
+}
+
+/// `pixmill batch` is a program of the package for Python, which this one becomes.
+int becomeBatch(char** arguments)
+{
+    char own[PATH_MAX] = {};
+    if (readlink("/proc/self/exe", own, sizeof own - 1) > 0)
+        setenv("PIXMILL", own, 0); // what it is to start for each picture on this machine
+    std::string name = "pixmill-batch";
+    arguments[0] = name.data();
+    execvp(arguments[0], arguments);
+    Terminal().line("pixmill: " + name +
+                    ", of the package python3-pixmill, cannot be started: " + std::strerror(errno));
+    return kFailed;
 }
 
 /// For the build: the manual page and the completion are made of the options above.
@@ -165,6 +200,8 @@ std::string usageFault(const CLI::App& app, const std::vector<std::string>& word
 
 int main(int argc, char** argv)
 {
+    if (argc > 1 && std::string(argv[1]) == "batch")
+        return becomeBatch(argv + 1);
     TPixmill::setConsole(false);
     openOutput();
     Terminal terminal;
@@ -177,6 +214,7 @@ int main(int argc, char** argv)
     addDevelop(app, run, terminal, options.develop);
     addFilter(app, run, terminal, options.filter);
     addOthers(app, run, terminal, options);
+    addBatch(app);
     addPages(app, run);
     const std::vector<std::string> words = wordsOf(argc, argv);
     try {

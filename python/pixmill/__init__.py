@@ -6,5 +6,7 @@ bits on every processor and for every number of threads. What cannot be done rai
 from . import _pixmill
 from ._pixmill import *  # noqa: F403
 from ._pixmill import __version__
+from ._tiles import Tile, grid, map_tiles, margin, tiles
 
-__all__ = [name for name in dir(_pixmill) if not name.startswith("_")] + ["__version__"]
+__all__ = [name for name in dir(_pixmill) if not name.startswith("_")]
+__all__ += ["Tile", "__version__", "grid", "map_tiles", "margin", "tiles"]

@@ -27,6 +27,21 @@ only() { # FOLDER NAME...: nothing else lies there, hidden files but the ledger 
         fail "$folder holds $(ls -A "$folder" | tr '\n' ' ')"
 }
 
+tiles() {
+    "$make" 500 300 a.tif b.jpg
+    for name in guided local-laplacian chroma; do
+        expect 0 "$pixmill" filter $name a.tif whole.tif
+        expect 0 "$pixmill" filter $name a.tif tiles.tif --tiles 64
+        expect 0 "$pixmill" compare whole.tif tiles.tif
+    done
+    expect 0 "$pixmill" filter sharpen b.jpg whole.jpg
+    expect 0 "$pixmill" filter sharpen b.jpg tiles.jpg --tiles 100
+    cmp whole.jpg tiles.jpg || fail "tiles make another file"
+    expect 1 "$pixmill" filter glow a.tif none.tif --tiles 64
+    says err "needs the whole picture"
+    [[ ! -e none.tif ]] || fail "an output of a filter that cannot be run in tiles"
+}
+
 batch() {
     "$make" 300 200 a.jpg b.png c.tif
     : >empty.jpg
