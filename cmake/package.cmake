@@ -1,5 +1,5 @@
-# Debian packages by CPack: libpixmill0.1 (the shared library) and libpixmill-dev, the same of develop and photo, and
-# pixmill, the command. Called by tools/package.sh, which sets prefix and hardening.
+# Debian packages by CPack: libpixmill0.1 (the shared library) and libpixmill-dev, the same of develop and photo,
+# pixmill, the command, and python3-pixmill. Called by tools/package.sh, which sets prefix and hardening.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "libpixmill maintainers <maintainers@libpixmill.example>" CACHE STRING "Packages' maintainer")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
@@ -76,6 +76,16 @@ if(TARGET pixmill_photo)
     "Develops photographs from file to file\nA batch by a recipe, single filters, comparisons of pictures."
     "libpixmill-photo${PIXMILL_SOVERSION} ${PIXMILL_SAME}")
   set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
+endif()
+if(TARGET pixmill_python)
+  math(EXPR PIXMILL_NEXT_PYTHON "${Python_VERSION_MINOR} + 1")
+  set(PIXMILL_PYTHON_RANGE "python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}~), python3 (<< ${Python_VERSION_MAJOR}.${PIXMILL_NEXT_PYTHON})")
+  pixmill_package(python python3-pixmill python
+    "Edge-aware filters and photographs developed by a recipe, in Python\nlibpixmill on numpy arrays: filters, tables, planar pictures, masks, the live\ndetail engine, without a copy where rows are dense."
+    "${PIXMILL_PYTHON_RANGE}, python3-numpy, ${PIXMILL_RUNTIME} ${PIXMILL_SAME}, libpixmill-develop${PIXMILL_SOVERSION} ${PIXMILL_SAME}")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "pixmill, python3-dask, python3-distributed") # for pixmill.dask alone
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${PIXMILL_DEBIAN}/python/postinst ${PIXMILL_DEBIAN}/python/prerm)
 endif()
 
 include(CPack)

@@ -11,6 +11,7 @@ struct FilterOptions {
     bool list = false, lenient = false;
     int depth = 0; ///< 8 or 16; 0: the picture's own.
     int quality = 92;
+    int tiles = 0; ///< Their side in pixels; 0: in tiles only if the picture is large.
 };
 
 struct CompareOptions {

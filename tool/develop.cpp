@@ -188,11 +188,13 @@ int runDevelop(Terminal& terminal, const DevelopOptions& options)
 {
     const double begun = now();
     const Recipe recipe = recipeFor(options);
+    keepInputs(options.json, options.in);
     std::vector<Task> tasks = planTasks(options);
     makeFolder(options, tasks);
     const int processors = ::processors();
     const int jobs = std::min(options.jobs ? options.jobs : processors, int(tasks.size()));
-    Batch(terminal, options, recipe, tasks).run(jobs, std::max(1, processors / jobs));
+    const int threads = options.threads ? options.threads : std::max(1, processors / jobs);
+    Batch(terminal, options, recipe, tasks).run(jobs, threads);
 
     const int failed = count(tasks, Task::State::Failed), skipped = count(tasks, Task::State::Skipped);
     if (!options.json.empty())

@@ -19,6 +19,7 @@ struct DevelopOptions {
     int depth = 0;      ///< 8 or 16; 0: as each picture's own.
     int quality = 92;
     int jobs = 0;             ///< 0: as many as there are processors.
+    int threads = 0;          ///< Of each job; 0: the processors are shared.
     double megapixels = 1000; ///< A larger picture is refused.
     bool lenient = false, force = false, quiet = false;
     std::string json; ///< Where the report goes; "-": standard output; empty: nowhere.

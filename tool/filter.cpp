@@ -1,12 +1,17 @@
-// pixmill filter: one filter of the toolbox on one picture.
+// pixmill filter: one filter of the toolbox on one picture, in tiles where that is large.
 #include "commands.h"
 #include "filters.h"
 #include "program.h"
 #include <pixmill/develop/Photo.h>
+#include <pixmill/develop/Tiles.h>
 
 #include <opencv2/core.hpp>
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
+#include <memory>
+#include <utility>
 
 using namespace pixmill;
 
@@ -26,6 +31,95 @@ Photo readWhole(Terminal& terminal, const FilterOptions& options)
     return photo;
 }
 
+/// What the filter makes of a picture or a part of it, at 8 or 16 bits.
+cv::Mat filtered(const Filter& filter, const Values& values, cv::Mat pixels, int depth)
+{
+    Planes planes(pixels);
+    pixels.release();
+    filter.run(planes, values);
+    cv::Mat out = planes.packed();
+    if (depth == 8)
+        out.convertTo(out, CV_8U, 1 / 257.0);
+    return out;
+}
+
+int depthOf(const FilterOptions& options, int type)
+{
+    const int own = CV_MAT_DEPTH(type) == CV_8U ? 8 : 16;
+    return options.depth ? options.depth : own;
+}
+
+PhotoWriting writingOf(const FilterOptions& options)
+{
+    PhotoWriting how;
+    how.quality = options.quality;
+    return how;
+}
+
+void filterWhole(Terminal& terminal, const Filter& filter, const Values& values, const FilterOptions& options)
+{
+    Photo photo = readWhole(terminal, options);
+    const int depth = depthOf(options, photo.pixels.type());
+    photo.pixels = filtered(filter, values, std::move(photo.pixels), depth);
+    const Hush hush;
+    writePhoto(options.out, photo, writingOf(options));
+}
+
+/// A side of tiles with which the rows in memory, before and after, stay below some half of a gigabyte.
+int usualSide(cv::Size picture, int bytesAPixel)
+{
+    constexpr long kMemory = 1L << 29;
+    return int(std::min(std::max(kMemory / (2L * bytesAPixel * picture.width), 256L), 1024L));
+}
+
+void filterRows(Terminal& terminal, PhotoReader& reader, const Filter& filter, const Tiling& tiling,
+                const FilterOptions& options)
+{
+    const int depth = formatOfName(options.out) == "jpeg" ? 8 : depthOf(options, reader.type());
+    PhotoWriter writer(options.out, reader.size(), depth == 8 ? CV_8UC3 : CV_16UC3, reader.like(), writingOf(options));
+    RowStream stream;
+    stream.size = reader.size();
+    stream.type = reader.type();
+    stream.source = [&](cv::Mat& rows) { reader.read(rows); };
+    stream.sink = [&](const cv::Mat& rows) { writer.write(rows); };
+    stream.progress = [&](float share) {
+        terminal.task(0, options.in, share);
+        return !stopWanted();
+    };
+    const int side = options.tiles ? options.tiles : usualSide(stream.size, int(CV_ELEM_SIZE(stream.type)));
+    const auto run = [&](const cv::Mat& region) { return filtered(filter, tiling.values, region, depth); };
+    terminal.begin(1, 1);
+    const Hush hush;
+    const bool done = streamTiles(stream, tiling, side, run);
+    terminal.end();
+    if (!done)
+        throw Stopped();
+    writer.finish();
+    if (!reader.like().note.empty())
+        terminal.line(options.in + ": " + reader.like().note);
+}
+
+/// The picture's rows where it is to be filtered in tiles: when that was asked for, or when it is large and gives the
+/// same bits.
+std::unique_ptr<PhotoReader> rowsFor(const FilterOptions& options, const Filter& filter, const Values& values)
+{
+    constexpr double kLarge = 100e6; // pixels
+    PhotoReading how;
+    how.lenient = options.lenient;
+    how.maxPixels = LLONG_MAX;
+    const Hush hush;
+    if (options.tiles)
+        return std::make_unique<PhotoReader>(options.in, how);
+    try {
+        auto reader = std::make_unique<PhotoReader>(options.in, how);
+        const bool same = tilingOf(filter.entry.name, values, reader->size()).bits == TileBits::Same;
+        const bool large = double(reader->size().width) * reader->size().height > kLarge;
+        return same && large ? std::move(reader) : nullptr;
+    } catch (const Error&) {
+        return nullptr; // reading it whole tells what is wrong, if anything is
+    }
+}
+
 } // namespace
 
 int runFilter(Terminal& terminal, const FilterOptions& options)
@@ -34,19 +128,13 @@ int runFilter(Terminal& terminal, const FilterOptions& options)
         std::fputs(filterList().c_str(), output());
         return kDone;
     }
-    const Filter& filter = filterOf(options.name);
-    const Values values = valuesOf(filter, options.parameters);
-    Photo photo = readWhole(terminal, options);
-    const int own = photo.pixels.depth() == CV_8U ? 8 : 16;
-    Planes planes(photo.pixels);
-    photo.pixels.release();
-    filter.run(planes, values);
-    photo.pixels = planes.packed();
-    if ((options.depth ? options.depth : own) == 8)
-        photo.pixels.convertTo(photo.pixels, CV_8U, 1 / 257.0);
-    PhotoWriting how;
-    how.quality = options.quality;
-    const Hush hush;
-    writePhoto(options.out, photo, how);
+    const Filter filter(options.name);
+    const Values values = valuesOf(filter.entry, options.parameters);
+    keepInputs(options.out, {options.in});
+    const auto reader = rowsFor(options, filter, values);
+    if (reader)
+        filterRows(terminal, *reader, filter, tilingOf(filter.entry.name, values, reader->size()), options);
+    else
+        filterWhole(terminal, filter, values, options);
     return kDone;
 }

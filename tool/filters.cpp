@@ -6,6 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 
+using pixmill::FilterEntry;
+using pixmill::FilterParameter;
+
 namespace {
 
 std::string inWords(double value)
@@ -15,17 +18,17 @@ std::string inWords(double value)
     return text;
 }
 
-std::string namesOf(const Filter& filter)
+std::string namesOf(const FilterEntry& filter)
 {
     std::string names;
-    for (const Parameter& parameter : filter.parameters)
+    for (const FilterParameter& parameter : filter.parameters)
         names += (names.empty() ? "" : ", ") + std::string(parameter.name);
     return names.empty() ? "no parameter" : "one of " + names;
 }
 
-const Parameter& parameterOf(const Filter& filter, const std::string& name)
+const FilterParameter& parameterOf(const FilterEntry& filter, const std::string& name)
 {
-    for (const Parameter& parameter : filter.parameters)
+    for (const FilterParameter& parameter : filter.parameters)
         if (parameter.name == name)
             return parameter;
     throw pixmill::Error("pixmill filter", std::string(filter.name) + "." + name, namesOf(filter), "unknown");
@@ -79,36 +82,34 @@ cv::Mat Planes::packed() const
     return out;
 }
 
-const Filter& filterOf(const std::string& name)
+Filter::Filter(const std::string& name) : entry(pixmill::filterEntry(name))
 {
     for (const auto* table : {&lumaFilters(), &colourFilters()})
-        for (const Filter& filter : *table)
-            if (filter.name == name)
-                return filter;
-    throw pixmill::Error("pixmill filter", "\"" + name + "\"", "one that `pixmill filter --list` tells", "no filter");
+        for (const FilterRun& known : *table)
+            if (known.name == name)
+                run = known.run;
 }
 
 std::string filterList()
 {
     std::string text;
-    for (const auto* table : {&lumaFilters(), &colourFilters()})
-        for (const Filter& filter : *table) {
-            text += std::string(filter.name) + "\n    " + filter.purpose + "\n";
-            for (const Parameter& p : filter.parameters)
-                text += std::string("      ") + p.name + "=" + inWords(p.usual) + "  " + p.text + " (" +
-                        inWords(p.least) + ".." + inWords(p.most) + ")\n";
-        }
+    for (const FilterEntry& filter : pixmill::filterTable()) {
+        text += std::string(filter.name) + "\n    " + filter.purpose + "\n";
+        for (const FilterParameter& p : filter.parameters)
+            text += std::string("      ") + p.name + "=" + inWords(p.usual) + "  " + p.text + " (" + inWords(p.least) +
+                    ".." + inWords(p.most) + ")\n";
+    }
     return text;
 }
 
-Values valuesOf(const Filter& filter, const std::vector<std::string>& assignments)
+Values valuesOf(const FilterEntry& filter, const std::vector<std::string>& assignments)
 {
     Values values;
-    for (const Parameter& parameter : filter.parameters)
+    for (const FilterParameter& parameter : filter.parameters)
         values[parameter.name] = parameter.usual;
     for (const std::string& assignment : assignments) {
         const size_t at = assignment.find('=');
-        const Parameter& parameter = parameterOf(filter, assignment.substr(0, at));
+        const FilterParameter& parameter = parameterOf(filter, assignment.substr(0, at));
         const std::string text = at == std::string::npos ? "" : assignment.substr(at + 1);
         char* end = nullptr;
         const double value = std::strtod(text.c_str(), &end);

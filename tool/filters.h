@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pixmill/develop/filter_table.h>
 #include <pixmill/planar/TPImage.h>
 
 #include <opencv2/core/mat.hpp>
@@ -7,13 +8,6 @@
 #include <map>
 #include <string>
 #include <vector>
-
-/// One number that a filter takes.
-struct Parameter {
-    const char* name;
-    double least, most, usual;
-    const char* text; ///< With its unit.
-};
 
 using Values = std::map<std::string, double>;
 
@@ -31,22 +25,25 @@ struct Planes {
     bool isRgb = false;
 };
 
-/// One filter of the toolbox.
-struct Filter {
+/// What a filter of pixmill::filterTable does.
+struct FilterRun {
     const char* name;
-    const char* purpose;
-    std::vector<Parameter> parameters;
     void (*run)(Planes& planes, const Values& values);
 };
 
-const std::vector<Filter>& lumaFilters();
-const std::vector<Filter>& colourFilters();
+const std::vector<FilterRun>& lumaFilters();
+const std::vector<FilterRun>& colourFilters();
 
-/// @throws pixmill::Error  an unknown name.
-const Filter& filterOf(const std::string& name);
+/// The filter with its parameters of that name. @throws pixmill::Error  an unknown name.
+struct Filter {
+    explicit Filter(const std::string& name);
+
+    const pixmill::FilterEntry& entry;
+    void (*run)(Planes& planes, const Values& values) = nullptr;
+};
 
 /// Every filter with its parameters, as text.
 std::string filterList();
 
 /// "name=value" pairs over the usual values. @throws pixmill::Error  an unknown name, a value out of its range.
-Values valuesOf(const Filter& filter, const std::vector<std::string>& assignments);
+Values valuesOf(const pixmill::FilterEntry& filter, const std::vector<std::string>& assignments);

@@ -1,4 +1,4 @@
-// The toolbox's filters of colour, with their parameters.
+// The toolbox's filters of colour.
 #include "filters.h"
 #include <pixmill/adjust/TColorAdjQ3.h>
 #include <pixmill/core/TImage.h>
@@ -100,31 +100,13 @@ void compact(Planes& planes, const Values& values)
 
 } // namespace
 
-const std::vector<Filter>& colourFilters()
+const std::vector<FilterRun>& colourFilters()
 {
-    static const std::vector<Filter> filters = {
-        {"colour",
-         "White balance and saturation, by tables that know the luma.",
-         {{"warmth", -1, 1, 0, "cooler or warmer"},
-          {"tint", -1, 1, 0, "greener or more magenta"},
-          {"saturation", -1, 1, 0.3, "less or more colour"},
-          {"floor", -1, 1, 0, "above 0 lifts weak colours, below 0 removes them"}},
-         colour},
-        {"table",
-         "A look as a grid of colours: a power for each channel, below 1 for more of it.",
-         {{"red", 0.2, 5, 0.85, "power"},
-          {"green", 0.2, 5, 1, "power"},
-          {"blue", 0.2, 5, 1.2, "power"},
-          {"grey", 0, 1, 0.1, "share of the colour that goes"}},
-         table},
-        {"chroma",
-         "Colour at half the size and enlarged again, with or without the luma's edges.",
-         {{"guided", 0, 1, 1, "1: the colour ends where the luma's edges are"}},
-         chroma},
-        {"compact",
-         "8-bit colour at half the size, following a luma that is raised to a power.",
-         {{"power", 0.2, 5, 0.8, "below 1 brightens"}},
-         compact},
+    static const std::vector<FilterRun> runs = {
+        {"colour", colour},
+        {"table", table},
+        {"chroma", chroma},
+        {"compact", compact},
     };
-    return filters;
+    return runs;
 }

@@ -1,4 +1,4 @@
-// The toolbox's filters of luma, with their parameters; the colours stay as they are.
+// The toolbox's filters of luma; the colours stay as they are.
 #include "filters.h"
 #include <pixmill/adjust/TLightAdjLUTq3.h>
 #include <pixmill/core/TImage.h>
@@ -28,9 +28,6 @@ int whole(const Values& values, const char* name)
 {
     return int(values.at(name) + 0.5);
 }
-
-const std::vector<Parameter> kDomain = {{"sigmaS", 0.1, 1000, 40, "reach in pixels"},
-                                        {"sigmaR", 0.001, 10, 0.4, "how much of an edge stops it, of full luma"}};
 
 template <int (DomainTransform::*Form)(const cv::Mat&, cv::Mat&, float, float)>
 void domainTransform(Planes& planes, const Values& values)
@@ -192,74 +189,26 @@ void light(Planes& planes, const Values& values)
     planes.setLuma(out);
 }
 
-const std::vector<Parameter> kGuided = {{"radius", 1, 500, 8, "of the window, in pixels"},
-                                        {"eps", 1e-6, 1, 0.01, "variance that counts as flat, of luma 0..1"}};
-
 } // namespace
 
-const std::vector<Filter>& lumaFilters()
+const std::vector<FilterRun>& lumaFilters()
 {
-    static const std::vector<Filter> filters = {
-        {"recursive", "Smooths texture and stops at edges, at a cost that does not grow with its reach.", kDomain,
-         domainTransform<&DomainTransform::RecursiveFilter>},
-        {"convolution", "Averages what is near in place and in brightness: flatter areas, sharper corners.", kDomain,
-         domainTransform<&DomainTransform::NormalizedConvolutionFilter>},
-        {"interpolated", "The same means, interpolated between the pixels.", kDomain,
-         domainTransform<&DomainTransform::InterpolatedConvolutionFilter>},
-        {"guided", "Smooths where the luma is flat and follows it where it is not, without halos.", kGuided, guided},
-        {"guided-by-colour", "The same with red, green and blue as guides: edges of colour count too.", kGuided,
-         guidedByColour},
-        {"bilateral",
-         "Smooths by distance and by brightness at once, in a coarse grid of both.",
-         {{"cell", 1, 512, 8, "pixels of a cell"}, {"range", 16, 65535, 6000, "brightness of a cell, of 65535"}},
-         bilateral},
-        {"gradient-guide",
-         "Blurs, and gives the edges back: texture stays out.",
-         {{"blur", 1, 53, 3, "radius of the blur, in pixels"},
-          {"radius", 1, 100, 3, "of the edges' window, in pixels"}},
-         gradientGuide},
-        {"local-laplacian",
-         "Flattens detail of all sizes, or brings it out, without halos.",
-         {{"sigma", -1, 1, -0.3, "above 0 flattens, below 0 brings out; the size of an edge, of half the luma"},
-          {"smooth", 0, 2, 0.3, "softness of the curve"},
-          {"references", 10, 24, 16, "brightnesses that are worked out: 10, 16 or 24"},
-          {"levels", 0, 16, 0, "depth of the pyramid; 0: by the picture's size"}},
-         localLaplacian},
-        {"gaussian",
-         "A Gaussian blur by recursion: any width at the same cost.",
-         {{"sigma", 0.1, 1000, 5, "in pixels"}, {"steps", 1, 16, 3, "more come closer to a true Gaussian"}},
-         gaussian},
-        {"box",
-         "A blur by repeated box means.",
-         {{"radius", 1, 1000, 5, "in pixels"}, {"passes", 1, 16, 3, "of the mean"}},
-         box},
-        {"glow",
-         "A blur with a very long tail, out of three small kernels.",
-         {{"falloff", 0.1, 1, 0.8, "weight of each wider level"}},
-         glow},
-        {"sharpen",
-         "Moves every pixel to the nearer end of its surroundings: soft edges become steps.",
-         {{"times", 1, 50, 1, "how often"}},
-         sharpen},
-        {"least-squares",
-         "The smoothest plane that keeps the edges, from one large system of equations: slow.",
-         {{"lambda", 0, 100, 0.5, "smoothness"}, {"alpha", 0.1, 4, 1.2, "how much gradients count"}},
-         leastSquares},
-        {"finest-detail",
-         "Smooths at half the size and puts the finest detail back on.",
-         {{"sigmaS", 0.1, 1000, 10, "reach in half-size pixels"},
-          {"sigmaR", 0.001, 10, 0.3, "how much of an edge stops it, of full luma"},
-          {"strength", 0, 10, 2, "of the finest detail; 2 is as it was"}},
-         finestDetail},
-        {"light",
-         "One tone curve.",
-         {{"brightness", -1, 1, 0, "the whole picture darker or brighter"},
-          {"contrast", -1, 1, 0, "flatter or stronger"},
-          {"highlights", -1, 1, 0, "bright parts down or up"},
-          {"shadows", -1, 1, 0, "dark parts down or up"},
-          {"whites", -1, 1, 0, "where white begins"},
-          {"blacks", -1, 1, 0, "where black ends"}},
-         light},
+    static const std::vector<FilterRun> runs = {
+        {"recursive", domainTransform<&DomainTransform::RecursiveFilter>},
+        {"convolution", domainTransform<&DomainTransform::NormalizedConvolutionFilter>},
+        {"interpolated", domainTransform<&DomainTransform::InterpolatedConvolutionFilter>},
+        {"guided", guided},
+        {"guided-by-colour", guidedByColour},
+        {"bilateral", bilateral},
+        {"gradient-guide", gradientGuide},
+        {"local-laplacian", localLaplacian},
+        {"gaussian", gaussian},
+        {"box", box},
+        {"glow", glow},
+        {"sharpen", sharpen},
+        {"least-squares", leastSquares},
+        {"finest-detail", finestDetail},
+        {"light", light},
     };
-    return filters;
+    return runs;
 }

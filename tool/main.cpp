@@ -7,14 +7,24 @@
 
 #include <CLI/CLI.hpp>
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <climits>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
-const char* const kEnding = "Exit codes:\n"
+const char* const kEnding = "Example:\n"
+                            "  pixmill develop *.jpg -o developed --set light.shadows=0.3\n\n"
+                            "Exit codes:\n"
                             "  0    all went well\n"
                             "  1    a picture or a recipe failed, or two compared pictures differ\n"
                             "  2    the command line is not understood\n"
@@ -57,7 +67,8 @@ void addDevelop(CLI::App& app, std::function<int()>& run, Terminal& terminal, De
                 "Develops pictures by a recipe. A picture that fails is told, and the rest goes on; one "
                 "that is done already, by the same recipe, is left.",
                 [&] { return runDevelop(terminal, o); });
-    develop->add_option("IN", o.in, "pictures: JPEG, PNG, TIFF, camera raw, HEIF, OpenEXR")->required();
+    develop->add_option("IN", o.in, "pictures: JPEG, PNG, TIFF, camera raw, HEIF, OpenEXR, JPEG 2000, WebP")
+        ->required();
     develop->add_option("-o,--out", o.out, "a folder, made if need be; for one picture also a file")->required();
     develop->add_option("--recipe", o.recipe, "a recipe, JSON; neutral unless told")->type_name("FILE");
     develop->add_option("--set", o.set, "one of the recipe's members, light.shadows=0.3; may come often")
@@ -66,14 +77,16 @@ void addDevelop(CLI::App& app, std::function<int()>& run, Terminal& terminal, De
     develop->add_option("--format", o.format, "jpeg, png or tiff; as each picture has unless told, tiff for others")
         ->check(CLI::IsMember({"jpeg", "png", "tiff"}));
     addWriting(develop, o.depth, o.quality, o.lenient);
-    develop->add_option("--jobs", o.jobs, "pictures at a time, each in memory; as many as processors unless told")
+    develop->add_option("-j,--jobs", o.jobs, "pictures at a time, each in memory; as many as processors unless told")
         ->check(CLI::Range(1, 256));
+    develop->add_option("--threads", o.threads, "of each picture; the jobs share the processors unless told")
+        ->check(CLI::Range(1, 1024));
     develop->add_option("--max-megapixels", o.megapixels, "refuse larger pictures")
         ->check(CLI::Range(0.001, 1e6))
         ->capture_default_str();
-    develop->add_flag("--force", o.force, "do pictures again that are done");
+    develop->add_flag("-f,--force", o.force, "do pictures again that are done");
     develop->add_option("--json", o.json, "write a report, - for standard output")->type_name("FILE");
-    develop->add_flag("--quiet", o.quiet, "tell of failures alone");
+    develop->add_flag("-q,--quiet", o.quiet, "tell of failures alone");
 }
 
 void addFilter(CLI::App& app, std::function<int()>& run, Terminal& terminal, FilterOptions& o)
@@ -91,6 +104,12 @@ void addFilter(CLI::App& app, std::function<int()>& run, Terminal& terminal, Fil
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
     addWriting(filter, o.depth, o.quality, o.lenient);
+    filter
+        ->add_option("--tiles", o.tiles,
+                     "work in tiles of so many pixels a side, from file to file in little memory; unless told, so are "
+                     "pictures above 100 megapixels where that gives the same bits")
+        ->type_name("SIDE")
+        ->check(CLI::Range(1, 65536));
     filter->callback([&run, &terminal, &o] {
         if (!o.list && o.out.empty())
             throw CLI::RequiredError("NAME, IN and OUT, or --list");
@@ -148,6 +167,27 @@ void addEdit(CLI::App& app, std::function<int()>& run, Terminal& terminal, EditO
 }
 #endif
 
+/// Told here for the help, the manual page and the completion; `main` leaves it to the other program.
+void addBatch(CLI::App& app)
+{
+    app.add_subcommand("batch", "Develops pictures on many processes or machines. A program of its own, of the package "
+                                "python3-pixmill: `pixmill batch --help` tells its options.");
+}
+
+/// `pixmill batch` is a program of the package for Python, which this one becomes.
+int becomeBatch(char** arguments)
+{
+    char own[PATH_MAX] = {};
+    if (readlink("/proc/self/exe", own, sizeof own - 1) > 0)
+        setenv("PIXMILL", own, 0); // what it is to start for each picture on this machine
+    std::string name = "pixmill-batch";
+    arguments[0] = name.data();
+    execvp(arguments[0], arguments);
+    Terminal().line("pixmill: " + name +
+                    ", of the package python3-pixmill, cannot be started: " + std::strerror(errno));
+    return kFailed;
+}
+
 /// For the build: the manual page and the completion are made of the options above.
 void addPages(CLI::App& app, std::function<int()>& run)
 {
@@ -160,10 +200,34 @@ void addPages(CLI::App& app, std::function<int()>& run)
         });
 }
 
+/// The words of the command line; `help` and `help COMMAND` become `--help` and `COMMAND --help`.
+std::vector<std::string> wordsOf(int argc, char** argv)
+{
+    std::vector<std::string> words(argv + 1, argv + argc);
+    if (!words.empty() && words.front() == "help") {
+        words.erase(words.begin());
+        words.push_back("--help");
+    }
+    return words;
+}
+
+/// What is wrong with the command line, in words for a person.
+std::string usageFault(const CLI::App& app, const std::vector<std::string>& words, const std::string& fault)
+{
+    if (!app.get_subcommands().empty())
+        return fault;
+    std::string names;
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App* one) { return !one->get_group().empty(); }))
+        names += (names.empty() ? "" : ", ") + command->get_name();
+    return (words.empty() ? "wanted a command: " : "\"" + words.front() + "\" is no command, wanted one of ") + names;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+    if (argc > 1 && std::string(argv[1]) == "batch")
+        return becomeBatch(argv + 1);
     TPixmill::setConsole(false);
     openOutput();
     Terminal terminal;
@@ -179,16 +243,18 @@ int main(int argc, char** argv)
     addEdit(app, run, terminal, options.edit);
 #endif
     addOthers(app, run, terminal, options);
+    addBatch(app);
     addPages(app, run);
+    const std::vector<std::string> words = wordsOf(argc, argv);
     try {
-        app.parse(argc, argv);
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
     } catch (const CLI::Success& asked) {
         std::ostringstream text;
         app.exit(asked, text, text);
         std::fputs(text.str().c_str(), output());
         return std::fflush(output()) ? kFailed : kDone;
     } catch (const CLI::ParseError& fault) {
-        terminal.line(std::string("pixmill: ") + fault.what() + " (--help tells more)");
+        terminal.line("pixmill: " + usageFault(app, words, fault.what()) + " (--help tells more)");
         return kUsage;
     }
     const int code = runCommand(terminal, run);

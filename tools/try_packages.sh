@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the Debian packages, installs them into a bare Debian 12 below build/, and builds and runs the README's first
-# program there, by CMake and by pkg-config; the command runs. Needs root, for debootstrap and chroot.
+# program there, by CMake and by pkg-config; the command and the package for Python run. Needs root, for debootstrap and chroot.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 ((EUID == 0)) || { echo "tools/try_packages.sh needs root" >&2; exit 1; }
@@ -47,6 +47,7 @@ chroot "$root" bash -euc '
     cmake -S /try -B /try/build && cmake --build /try/build && /try/build/first
     g++ -std=c++17 /try/first.cpp -o /try/first -lpixmill_develop $(pkg-config --cflags --libs pixmill) && /try/first
     pixmill --version && pixmill recipe keys >/dev/null && pixmill edit --help >/dev/null
-    apt-get purge -y -qq "libpixmill*" pixmill >/dev/null
+    python3 -c "import numpy, pixmill; print(pixmill.develop(numpy.full((48, 64, 3), 60, numpy.uint8), {\"light.brightness\": 0.5})[0, 0])"
+    apt-get purge -y -qq "libpixmill*" pixmill python3-pixmill >/dev/null
     left=$(find /usr -name "*pixmill*")
     [[ -z $left ]] || { echo "left behind: $left"; exit 1; }'

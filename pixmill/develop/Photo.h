@@ -15,6 +15,7 @@ namespace pixmill {
 
 namespace develop {
 struct PhotoMetadata;
+class PhotoRows;
 class PhotoSink;
 } // namespace develop
 
@@ -59,6 +60,30 @@ struct PhotoWriting {
 /// @throws Error  no such file, no picture, a truncated or damaged one, one that claims more than it can hold or more
 ///                than `maxPixels`: `given` is one line that begins with the path.
 PIXMILL_DEVELOP_API Photo readPhoto(const std::string& path, const PhotoReading& how = {});
+
+/// Reads a picture file row by row from the top: pictures larger than memory. Its rows are those of `readPhoto`.
+///
+/// A picture must stand upright in its file, in RGB or grey; a decoder may still take the whole of one that is stored
+/// in passes (a progressive JPEG, an interlaced PNG). One thread at a time per object.
+class PIXMILL_DEVELOP_API PhotoReader {
+public:
+    /// @param how  `progress` is not asked.
+    /// @throws Error  as `readPhoto`; a picture that is turned or of other colours.
+    explicit PhotoReader(const std::string& path, const PhotoReading& how = {});
+    ~PhotoReader();
+    PhotoReader(const PhotoReader&) = delete;
+    PhotoReader& operator=(const PhotoReader&) = delete;
+
+    cv::Size size() const;     ///< Of the whole picture.
+    int type() const;          ///< CV_8UC3, CV_8UC4, CV_16UC3 or CV_16UC4.
+    const Photo& like() const; ///< Profile, metadata and, after reading, the note; without pixels.
+
+    /// The next rows, as many as `rows` has, into it. @throws Error  a truncated or damaged picture.
+    void read(cv::Mat& rows);
+
+private:
+    std::unique_ptr<develop::PhotoRows> m_rows;
+};
 
 /// The file's own words. @throws Error  as `readPhoto`.
 PIXMILL_DEVELOP_API PhotoInfo inspectPhoto(const std::string& path);

@@ -4,6 +4,7 @@
 #include <pixmill/develop/detail/photo_colour.h>
 #include <pixmill/develop/detail/photo_errors.h>
 #include <pixmill/develop/detail/photo_open.h>
+#include <pixmill/develop/detail/photo_samples.h>
 
 #include <opencv2/core.hpp>
 
@@ -18,38 +19,6 @@ namespace {
 
 const char* const kRead = "readPhoto";
 const char* const kInspect = "inspectPhoto";
-
-/// Which channels of the file are read: its colours, and alpha behind them.
-struct Channels {
-    int count;
-    bool alpha;
-};
-
-Channels channelsOf(const OIIO::ImageSpec& spec, bool cmyk)
-{
-    const int colours = cmyk ? 4 : spec.nchannels >= 3 ? 3 : 1;
-    const bool alpha = !cmyk && spec.alpha_channel == colours;
-    return {std::min(spec.nchannels, colours + alpha), alpha};
-}
-
-int depthOf(const OIIO::ImageSpec& spec)
-{
-    if (spec.format.is_floating_point())
-        return CV_32F;
-    return spec.format.size() == 1 ? CV_8U : CV_16U;
-}
-
-OIIO::TypeDesc typeOf(int depth)
-{
-    return depth == CV_32F ? OIIO::TypeFloat : depth == CV_8U ? OIIO::TypeUInt8 : OIIO::TypeUInt16;
-}
-
-bool isCmyk(const OIIO::ImageSpec& spec)
-{
-    const int separated = 5; // TIFF's number for inks
-    return spec.get_int_attribute("tiff:PhotometricInterpretation") == separated ||
-           spec.get_string_attribute("jpeg:ColorSpace") == "CMYK";
-}
 
 bool stopWanted(void* progress, float share)
 {
@@ -80,34 +49,6 @@ cv::Mat readSamples(const std::string& path, OIIO::ImageInput& in, const Channel
     return samples;
 }
 
-/// Makes R, G, B(, A) of the file's own colours; sets the profile that they then have.
-cv::Mat toRgb(const cv::Mat& samples, bool alpha, bool rawCmyk, std::vector<unsigned char> bytes, Photo& photo)
-{
-    const int colours = samples.channels() - alpha;
-    const Profile profile = openProfile(bytes);
-    cv::Mat rgb = samples;
-    if (rawCmyk) {
-        const bool own = toSrgb(profile, samples, false, rgb);
-        if (!own)
-            cmykToRgb(samples, rgb);
-        photo.note = own ? "converted from CMYK to sRGB by its profile" : "converted from CMYK without a profile";
-    } else if (profile && coloursOf(profile) != "RGB") {
-        const bool own = toSrgb(profile, samples, alpha, rgb);
-        photo.note = own ? "converted from " + coloursOf(profile) + " to sRGB by its profile"
-                         : "its profile is for " + coloursOf(profile) + ", its colours are taken for sRGB";
-    } else {
-        photo.profile = std::move(bytes);
-        if (!photo.profile.empty() && !profile)
-            photo.note = "its colour profile is damaged and goes through as it is";
-    }
-    if (rgb.channels() >= 3)
-        return rgb;
-    cv::Mat spread(rgb.size(), CV_MAKETYPE(rgb.depth(), 3 + alpha));
-    const int fromTo[] = {0, 0, 0, 1, 0, 2, colours, 3};
-    cv::mixChannels(&rgb, 1, &spread, 1, fromTo, 3 + alpha);
-    return spread;
-}
-
 void turnUpright(cv::Mat& pixels, int orientation)
 {
     if (orientation >= 5)
@@ -116,15 +57,6 @@ void turnUpright(cv::Mat& pixels, int orientation)
     const int flip = flips[orientation - 1];
     if (flip != -2)
         cv::flip(pixels, pixels, flip);
-}
-
-std::shared_ptr<const PhotoMetadata> metadataOf(const OIIO::ImageSpec& spec)
-{
-    const auto metadata = std::make_shared<PhotoMetadata>();
-    for (const OIIO::ParamValue& value : spec.extra_attribs)
-        if (!OIIO::Strutil::istarts_with(value.name(), "ICCProfile"))
-            metadata->values.push_back(value);
-    return metadata;
 }
 
 void addNote(std::string& note, const std::string& more)

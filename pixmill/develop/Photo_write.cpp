@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -23,6 +24,8 @@ namespace {
 
 const char* const kWrite = "PhotoWriter";
 const int kPackingLevel = 1; // grain does not pack: level 6 takes 3 to 4 times as long for 1 or 2 % of the bytes
+
+const std::uint64_t kLargeTiff = 4'000'000'000; // places in a plain TIFF have 32 bits
 
 /// Takes an encoder's bytes to a file. A write that fails is remembered and passed off as done: some encoders end the
 /// program where their output fails.
@@ -107,6 +110,7 @@ OIIO::ImageSpec specOf(cv::Size size, int type, const Photo& like, const PhotoWr
         spec.attribute("Compression", "jpeg:" + std::to_string(how.quality));
         spec.attribute("jpeg:subsampling", how.quality >= 90 ? "4:4:4" : "4:2:0");
     } else if (format == "tiff") {
+        spec.attribute("tiff:bigtiff", spec.image_bytes() >= kLargeTiff);
         spec.attribute("Compression", "zip");
         spec.attribute("tiff:zipquality", kPackingLevel);
     } else {

@@ -8,9 +8,11 @@ target_sources(pixmill_photo
     Photo.h
   PRIVATE
     Photo_read.cpp
+    Photo_stream.cpp
     Photo_write.cpp
     detail/photo_colour.cpp
     detail/photo_errors.cpp
     detail/photo_open.cpp
+    detail/photo_samples.cpp
     detail/temporary_file.cpp)
 target_link_libraries(pixmill_photo PUBLIC pixmill::develop PRIVATE OIIO::OIIO Lcms2::Lcms2)
