@@ -15,8 +15,10 @@ let asked = '', timer = 0;
 
 /** The photograph without settings belongs to the left of the divider. */
 function paint() {
-  context.fillStyle = kGround;
-  context.fillRect(0, 0, place.width, place.height);
+  if (!shown || !covers(areaOf(shown.head))) {
+    context.fillStyle = kGround;
+    context.fillRect(0, 0, place.width, place.height);
+  }
   if (!shown)
     return;
   put(shown, 0, place.width);
@@ -24,11 +26,14 @@ function paint() {
     put(before, 0, Math.round(look.wipe * place.width));
 }
 
+const covers = (area) => area.x <= 0 && area.y <= 0 && area.x + area.width >= place.width &&
+  area.y + area.height >= place.height;
+
 /** Draws a frame between two columns of the canvas. */
 function put(frame, left, right) {
   const area = areaOf(frame.head), {width, height} = frame.head;
-  const exact = frame.pixels instanceof ImageData && area.width === width && area.height === height;
-  if (exact) {
+  const exact = area.width === width && area.height === height;
+  if (exact && frame.pixels instanceof ImageData) {
     const x = Math.max(left, area.x), end = Math.min(right, area.x + width);
     if (end > x)
       context.putImageData(frame.pixels, area.x, area.y, x - area.x, 0, end - x, height);
@@ -38,7 +43,7 @@ function put(frame, left, right) {
   context.beginPath();
   context.rect(left, 0, right - left, place.height);
   context.clip();
-  context.imageSmoothingEnabled = area.width < 3 * width;
+  context.imageSmoothingEnabled = !exact && area.width < 3 * width;
   context.imageSmoothingQuality = frame.pixels instanceof ImageData && area.width < width ? 'high' : 'low';
   context.drawImage(drawable(frame), 0, 0, width, height, area.x, area.y, area.width, area.height);
   context.restore();
