@@ -156,6 +156,29 @@ async function theBrushKeepsToEdges(page) {
   await click(page, '#locals .entry button');
 }
 
+/** Marks are drawn over the picture and go without a trace; a preset is a step like any other. */
+async function marksAndPresetsComeAndGo(page) {
+  const plain = (await shownOn(page)).digest;
+  await click(page, '#clipping');
+  await atRest(page);
+  assert.notEqual((await shownOn(page)).digest, plain);
+  await click(page, '#clipping');
+  assert.equal(await showsTheRightPixels(page, 'without marks'), plain);
+  await page.select('select[aria-label="Preset"]', 'Black and white');
+  await showsTheRightPixels(page, 'a preset');
+  assert.equal((await recipeOf(page)).color.saturation, -1);
+  await page.type('input[aria-label="Name of a new preset"]', 'mine');
+  await click(page, 'button[aria-label="Save as preset"]');
+  await page.waitForFunction(() => [...document.querySelectorAll('option')].some((one) => one.value === 'mine'));
+  await click(page, '#undo');
+  assert.equal(await showsTheRightPixels(page, 'the preset undone'), plain);
+  await page.select('select[aria-label="Preset"]', 'mine');
+  await showsTheRightPixels(page, 'a preset of the person');
+  assert.equal((await recipeOf(page)).color.saturation, -1);
+  await click(page, '#undo');
+  await atRest(page);
+}
+
 /** Left of the divider lies the neutral picture, right of it the developed one. */
 async function theWipeShowsBoth(page) {
   await page.focus('#photograph');
@@ -331,6 +354,7 @@ try {
   await everyControlShowsTheRightPixels(page, first);
   await numbersAreTyped(page);
   await theBrushKeepsToEdges(page);
+  await marksAndPresetsComeAndGo(page);
   await theWipeShowsBoth(page);
   await zoomStaysUnderThePointer(page);
   await settingsAreCopied(page, folder);
