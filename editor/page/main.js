@@ -9,7 +9,7 @@ import {divideAt} from './gestures.js';
 import {connect, send} from './link.js';
 import {showMask} from './locals.js';
 import {askView, look, moved} from './picture.js';
-import {step} from './strip.js';
+import {pictureOf, step} from './strip.js';
 import {brushKey, resizeBrush} from './tools.js';
 import {emit, on, store} from './store.js';
 
@@ -106,12 +106,15 @@ on('moved', () => { at('zoom').textContent = `${Math.round(place.zoom * 100)} %`
 on('photo', () => {
   at('name').textContent = store.photo;
   document.title = store.photo;
-  at('preview').hidden = true;
+  at('preview').src = pictureOf(store.photo);
+  at('preview').hidden = !pictureOf(store.photo);
   say('Opening');
 });
 on('server:preview', ({photo}) => {
+  if (store.size || photo !== store.photo || !at('preview').hidden)
+    return;
   at('preview').src = `thumb/${encodeURIComponent(photo)}?preview`;
-  at('preview').hidden = Boolean(store.size) || photo !== store.photo;
+  at('preview').hidden = false;
 });
 on('server:opening', ({photo, share}) => photo === store.photo && say(`Opening, ${Math.round(share * 100)} %`));
 on('shown', () => {

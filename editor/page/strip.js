@@ -27,6 +27,12 @@ function mark() {
   buttons.get(store.photo)?.scrollIntoView({block: 'nearest', inline: 'nearest'});
 }
 
+/** The small picture of a photograph, where it is there already. */
+export function pictureOf(name) {
+  const picture = buttons.get(name)?.querySelector('img');
+  return picture?.naturalWidth ? picture.src : '';
+}
+
 /** The photograph so many places on. */
 export function step(by) {
   const at = store.photos.findIndex(({name}) => name === store.photo) + by;
