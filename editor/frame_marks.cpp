@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <vector>
 
 namespace editor {
 
@@ -68,8 +70,10 @@ void markClipping(cv::Mat& rgba)
 
 void showMask(cv::Mat& rgba, const cv::Mat& mask)
 {
+    const std::vector<uchar> nothing(std::size_t(mask.cols));
     for (int y = 0; y < rgba.rows; ++y)
-        tintRow(mask.ptr(y), rgba.ptr<std::uint32_t>(y), rgba.cols);
+        if (std::memcmp(mask.ptr(y), nothing.data(), nothing.size()) != 0)
+            tintRow(mask.ptr(y), rgba.ptr<std::uint32_t>(y), rgba.cols);
 }
 
 } // namespace editor
