@@ -106,7 +106,10 @@ private:
             return;
         }
         try {
-            developOne(task, m_options, m_recipe, [&](double share) { m_terminal.task(worker, task.in, share); });
+            developOne(task, m_options, m_recipe, [&](double share) {
+                m_terminal.task(worker, task.in, share);
+                return !stopWanted();
+            });
             m_ledger.add(task);
             task.state = Task::State::Done;
             tell(task);

@@ -9,6 +9,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -33,6 +35,7 @@ struct Options {
     DevelopOptions develop;
     FilterOptions filter;
     CompareOptions compare;
+    EditOptions edit;
     std::vector<std::string> files;
     bool json = false, markdown = false;
 };
@@ -162,6 +165,29 @@ int becomeBatch(char** arguments)
     return kFailed;
 }
 
+#if defined(PIXMILL_WITH_EDITOR)
+void addEdit(CLI::App& app, std::function<int()>& run, Terminal& terminal, EditOptions& o)
+{
+    CLI::App* edit = command(
+        app, run, "edit",
+        "Opens the live editor in the browser, for one picture or a folder of them. What is set is saved beside "
+        "each picture, as NAME.pixmill.json, which is a recipe. Runs until it is interrupted.",
+        [&] { return runEdit(terminal, o); });
+    edit->add_option("PLACE", o.place, "a picture or a folder")->capture_default_str();
+    edit->add_option("--out", o.out, "where exports go; a folder \"developed\" beside the pictures unless told")
+        ->type_name("FOLDER");
+    edit->add_option("--port", o.port, "of this machine; one that is free unless told")->check(CLI::Range(1, 65535));
+    edit->add_option("--token", o.token, "of the address, 16 letters and digits or more; a random one unless told")
+        ->envname("PIXMILL_EDIT_TOKEN")
+        ->check([](const std::string& token) {
+            const bool good =
+                token.size() >= 16 && token.size() <= 64 && std::all_of(token.begin(), token.end(), isalnum);
+            return std::string(good ? "" : "16 to 64 letters and digits are wanted");
+        });
+    edit->add_flag("--no-browser", o.stays, "only tell the address, on standard output");
+}
+#endif
+
 /// For the build: the manual page and the completion are made of the options above.
 void addPages(CLI::App& app, std::function<int()>& run)
 {
@@ -213,6 +239,9 @@ int main(int argc, char** argv)
     app.footer(kEnding);
     addDevelop(app, run, terminal, options.develop);
     addFilter(app, run, terminal, options.filter);
+#if defined(PIXMILL_WITH_EDITOR)
+    addEdit(app, run, terminal, options.edit);
+#endif
     addOthers(app, run, terminal, options);
     addBatch(app);
     addPages(app, run);
