@@ -144,6 +144,27 @@ void addOthers(CLI::App& app, std::function<int()>& run, Terminal& terminal, Opt
     compare->add_flag("--json", o.compare.json, "as JSON");
 }
 
+/// Told here for the help, the manual page and the completion; `main` leaves it to the other program.
+void addBatch(CLI::App& app)
+{
+    app.add_subcommand("batch", "Develops pictures on many processes or machines. A program of its own, of the package "
+                                "python3-pixmill: `pixmill batch --help` tells its options.");
+}
+
+/// `pixmill batch` is a program of the package for Python, which this one becomes.
+int becomeBatch(char** arguments)
+{
+    char own[PATH_MAX] = {};
+    if (readlink("/proc/self/exe", own, sizeof own - 1) > 0)
+        setenv("PIXMILL", own, 0); // what it is to start for each picture on this machine
+    std::string name = "pixmill-batch";
+    arguments[0] = name.data();
+    execvp(arguments[0], arguments);
+    Terminal().line("pixmill: " + name +
+                    ", of the package python3-pixmill, cannot be started: " + std::strerror(errno));
+    return kFailed;
+}
+
 #if defined(PIXMILL_WITH_EDITOR)
 void addEdit(CLI::App& app, std::function<int()>& run, Terminal& terminal, EditOptions& o)
 {
@@ -166,27 +187,6 @@ void addEdit(CLI::App& app, std::function<int()>& run, Terminal& terminal, EditO
     edit->add_flag("--no-browser", o.stays, "only tell the address, on standard output");
 }
 #endif
-
-/// Told here for the help, the manual page and the completion; `main` leaves it to the other program.
-void addBatch(CLI::App& app)
-{
-    app.add_subcommand("batch", "Develops pictures on many processes or machines. A program of its own, of the package "
-                                "python3-pixmill: `pixmill batch --help` tells its options.");
-}
-
-/// `pixmill batch` is a program of the package for Python, which this one becomes.
-int becomeBatch(char** arguments)
-{
-    char own[PATH_MAX] = {};
-    if (readlink("/proc/self/exe", own, sizeof own - 1) > 0)
-        setenv("PIXMILL", own, 0); // what it is to start for each picture on this machine
-    std::string name = "pixmill-batch";
-    arguments[0] = name.data();
-    execvp(arguments[0], arguments);
-    Terminal().line("pixmill: " + name +
-                    ", of the package python3-pixmill, cannot be started: " + std::strerror(errno));
-    return kFailed;
-}
 
 /// For the build: the manual page and the completion are made of the options above.
 void addPages(CLI::App& app, std::function<int()>& run)
