@@ -22,7 +22,7 @@ enum class TileBits {
 ///
 /// Every tile begins at multiples of `grid` and ends at such or at the picture's end. It is filtered together with
 /// `margin` pixels on every side that is not the picture's, and the margins are cut off again.
-struct PIXMILL_DEVELOP_API Tiling {
+struct Tiling {
     TileBits bits = TileBits::Same;       ///< How close tiles come.
     cv::Size margin = {0, 0};             ///< Columns and rows, multiples of `grid`.
     cv::Size grid = {1, 1};               ///< Columns and rows.
@@ -45,7 +45,7 @@ PIXMILL_DEVELOP_API Tiling tilingOf(const std::string& filter, const std::map<st
 using TileFilter = std::function<cv::Mat(const cv::Mat& region)>;
 
 /// One of the parts that a picture is worked on in.
-struct PIXMILL_DEVELOP_API Tile {
+struct Tile {
     cv::Rect own;    ///< What it gives.
     cv::Rect region; ///< What it reads: `own` with its margins, as far as the picture goes.
 };
@@ -81,7 +81,7 @@ using RowSource = std::function<void(cv::Mat& rows)>;
 using RowSink = std::function<void(const cv::Mat& rows)>;
 
 /// A picture that is never whole in memory.
-struct PIXMILL_DEVELOP_API RowStream {
+struct RowStream {
     cv::Size size;                             ///< Of the whole picture.
     int type = 0;                              ///< Of the rows that `source` gives.
     RowSource source;                          ///< Called for all rows, in order.
