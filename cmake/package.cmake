@@ -82,7 +82,7 @@ if(TARGET pixmill_python)
   set(PIXMILL_PYTHON_RANGE "python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}~), python3 (<< ${Python_VERSION_MAJOR}.${PIXMILL_NEXT_PYTHON})")
   pixmill_package(python python3-pixmill python
     "Edge-aware filters and photographs developed by a recipe, in Python\nlibpixmill on numpy arrays: filters, tables, planar pictures, masks, the live\ndetail engine, without a copy where rows are dense."
-    "${PIXMILL_PYTHON_RANGE}, python3-numpy, libpixmill-develop${PIXMILL_SOVERSION} ${PIXMILL_SAME}")
+    "${PIXMILL_PYTHON_RANGE}, python3-numpy, ${PIXMILL_RUNTIME} ${PIXMILL_SAME}, libpixmill-develop${PIXMILL_SOVERSION} ${PIXMILL_SAME}")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "pixmill, python3-dask, python3-distributed") # for pixmill.dask alone
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${PIXMILL_DEBIAN}/python/postinst ${PIXMILL_DEBIAN}/python/prerm)

@@ -183,12 +183,11 @@ std::vector<Purpose> purposes()
     haze.detail.medium.base.slope = 0.3f;
     fur.detail.fine.base.slope = 0.5f;
     fur.color.saturation = 0.3f;
-    return {
-        {"bridge", "Bridge_by_Sander_Klootwijk.jpg", "coarse and medium detail: cables without halos", 0.65, 0.62, 1,
-         bridge},
-        {"subject", "seeding_by_Clements_Engelhardt.jpg", "fine detail before a blur; shadows", 0.29, 0.35, 2, subject},
-        {"mountains", "picosdeeuropa_by_Aitzol_Berasategi.jpg", "clarity far away; light", 0.62, 0.36, 2, haze},
-        {"fur", "friends_by_Aitzol_Berasategi.jpg", "fine detail and saturation", 0.46, 0.4, 2, fur}};
+    return {{"bridge", "Bridge_by_Sander_Klootwijk.jpg", "coarse and medium detail: cables without halos", 0.65, 0.62,
+             1, bridge},
+            {"subject", "Dragonfly_by_Bolly.jpg", "fine detail before a blur; shadows", 0.56, 0.42, 1, subject},
+            {"haze", "aitzgorri_by_Aitzol_Berasategi.jpg", "clarity through haze; light", 0.62, 0.28, 2, haze},
+            {"fur", "friends_by_Aitzol_Berasategi.jpg", "fine detail and saturation", 0.46, 0.4, 2, fur}};
 }
 
 /// What lies beside the chosen photograph of these: before and after, side by side.

@@ -13,9 +13,6 @@
 
 namespace {
 
-// A camera picture of 16 megapixels from Debian's package lomiri-wallpapers-16.04.
-const char* const kPhoto = "/usr/share/backgrounds/seeding_by_Clements_Engelhardt.jpg";
-
 struct Chapter {
     const char* name;
     int (*run)(const Options&);
@@ -103,7 +100,7 @@ void addControls(CLI::App& app, Options& options)
 int main(int argc, char** argv)
 {
     Options options;
-    options.photo = kPhoto;
+    options.photo = kPackagedPhoto;
     CLI::App app("Develops a photograph with libpixmill. Pictures go into the folder out/, times to the terminal.",
                  "demo");
     app.add_option("photo", options.photo, "a photograph, 8 or 16 bits: JPEG, PNG, TIFF")->capture_default_str();

@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+/// A camera picture of 16 megapixels from Debian's package lomiri-wallpapers-16.04; others lie beside it.
+constexpr const char* kPackagedPhoto = "/usr/share/backgrounds/seeding_by_Clements_Engelhardt.jpg";
+
 /// What the person asked for; see main.cpp for the words.
 struct Options {
     std::string photo;

@@ -1,4 +1,4 @@
-// The toolbox: every filter of the library on one piece of the photograph, as a page and as a contact sheet.
+// The toolbox: every filter of the library on a part of a photograph chosen for it, as a page.
 #include "toolbox.h"
 #include "options.h"
 #include "photo.h"
@@ -9,7 +9,8 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
-#include <cstdio>
+#include <filesystem>
+#include <stdexcept>
 
 namespace {
 
@@ -44,50 +45,79 @@ cv::Rect mostDetailed(const cv::Mat& photo, cv::Size size)
             std::min(best.y * reduction, photo.rows - size.height), size.width, size.height};
 }
 
-/// About 720 x 480 pixels; even, where the picture is large enough, as the half-size planes have it.
-cv::Rect chooseCrop(const cv::Mat& photo)
+/// A part of one of the photographs that come with the packages, chosen by looking at it.
+struct Place {
+    const char *name, *file, *words;
+    double x, y;   ///< The middle of the part, as shares of the photograph.
+    int reduction; ///< The part is taken from the photograph made so many times smaller.
+};
+
+const Place kPlaces[] = {
+    {"spaniel", "friends_by_Aitzol_Berasategi.jpg", "a spaniel's fur", 0.43, 0.32, 1},
+    {"haze", "aitzgorri_by_Aitzol_Berasategi.jpg", "a mountain in haze", 0.62, 0.3, 2},
+    {"bridge", "Bridge_by_Sander_Klootwijk.jpg", "a bridge's cables against the sky", 0.65, 0.62, 1},
+    {"brushes", "Picture_1A_by_freespace.jpg", "bristles in strong colours", 0.4, 0.45, 1},
+    {"bowl", "Picture_0B_by_freespace.jpg", "the rim of a red bowl", 0.6, 0.55, 2},
+    {"bird", "free_by_Peter_Nerlich.jpg", "a bird of painted wood", 0.5, 0.75, 1},
+    {"lamp", "free_by_Peter_Nerlich.jpg", "a lamp on a grey ceiling", 0.62, 0.4, 2},
+    {"stream", "life_by_Aitzol_Berasategi.jpg", "a stream between rocks", 0.5, 0.55, 1},
+    {"dragonfly", "Dragonfly_by_Bolly.jpg", "a dragonfly before a blur", 0.56, 0.42, 1},
+    {"sunset", "sunset_by_Aitzol_Berasategi.jpg", "a meadow against the sun", 0.52, 0.55, 2},
+    {"sundial", "sunset_by_Aitzol_Berasategi.jpg", "grain in the shadow of a sundial", 0.75, 0.78, 1},
+    {"table", "Wine_by_Jakkub_Mede.jpg", "wine by warm light", 0.5, 0.3, 2},
+    {"clock", "greentock_by_Peter_Nerlich.jpg", "the hands of a clock", 0.6, 0.45, 1},
+    {"dandelion", "seeding_by_Clements_Engelhardt.jpg", "a dandelion against the light", 0.42, 0.45, 1},
+};
+
+const Place& placeOf(const std::string& name)
+{
+    for (const Place& place : kPlaces)
+        if (name == place.name)
+            return place;
+    throw std::logic_error("no such scene: " + name);
+}
+
+/// About 960 x 640 pixels; even, where the picture is large enough, as the half-size planes have it.
+cv::Size partOf(const cv::Mat& photo)
 {
     const auto side = [](int wanted, int there) { return there > 1 ? std::min(wanted, there) / 2 * 2 : there; };
-    return mostDetailed(photo, {side(720, photo.cols), side(480, photo.rows)});
+    return {side(960, photo.cols), side(640, photo.rows)};
 }
 
-/// A picture fitted into a cell of the sheet, with its label.
-cv::Mat cell(const cv::Mat& picture, const std::string& text)
+std::unique_ptr<Scene> chosenScene(const Place& place, const std::string& file)
 {
-    const cv::Size size(396, 264);
-    const double scale = std::min(double(size.width) / picture.cols, double(size.height) / picture.rows);
-    const cv::Size fitted(std::clamp(cvRound(picture.cols * scale), 1, size.width),
-                          std::clamp(cvRound(picture.rows * scale), 1, size.height));
-    cv::Mat out(size, CV_8UC3, cv::Scalar::all(255));
-    cv::resize(picture, out(cv::Rect({0, 0}, fitted)), fitted, 0, 0, scale < 1 ? cv::INTER_AREA : cv::INTER_NEAREST);
-    label(out, text);
-    return out;
+    cv::Mat photo = as16Bit(loadPhoto(file));
+    if (place.reduction > 1)
+        cv::resize(photo, photo, {}, 1.0 / place.reduction, 1.0 / place.reduction, cv::INTER_AREA);
+    const cv::Size part = partOf(photo);
+    const int x = std::clamp(int(place.x * photo.cols) - part.width / 2, 0, photo.cols - part.width);
+    const int y = std::clamp(int(place.y * photo.rows) - part.height / 2, 0, photo.rows - part.height);
+    return std::make_unique<Scene>(photo(cv::Rect({x, y}, part)).clone(), std::string(place.words) + ", " + place.file);
 }
 
-/// A row a filter: before, and after at each setting; two filters a line.
-cv::Mat contactSheet(const std::vector<Entry>& entries)
+std::unique_ptr<Scene> detailedScene(const std::string& file)
 {
-    std::vector<cv::Mat> rows, lines;
-    for (const Entry& entry : entries) {
-        std::vector<cv::Mat> row{cell(entry.before, entry.name)};
-        for (const Shot& shot : entry.after)
-            row.push_back(cell(shot.picture, shot.parameters));
-        const cv::Mat joined = sideBySide(row);
-        rows.emplace_back();
-        cv::copyMakeBorder(joined, rows.back(), 6, 6, 10, 10, cv::BORDER_CONSTANT, cv::Scalar::all(255));
-    }
-    if (rows.size() % 2)
-        rows.emplace_back(rows.front().size(), rows.front().type(), cv::Scalar::all(255));
-    for (size_t i = 0; i < rows.size(); i += 2)
-        lines.push_back(sideBySide({rows[i], rows[i + 1]}));
-    cv::Mat sheet;
-    cv::vconcat(lines, sheet);
-    return sheet;
+    const cv::Mat photo = as16Bit(loadPhoto(file));
+    const cv::Rect part = mostDetailed(photo, partOf(photo));
+    return std::make_unique<Scene>(photo(part).clone(), "the part with the most detail of " +
+                                                            std::filesystem::path(file).filename().string());
 }
 
 } // namespace
 
-Scene::Scene(const cv::Mat& photo) : picture(photo.cols, photo.rows), packed(photo)
+const Scene& Scenes::of(const std::string& name)
+{
+    const Place& place = placeOf(name);
+    const std::string beside = (std::filesystem::path(m_photo).parent_path() / place.file).string();
+    const bool chosen = m_chosen && std::filesystem::exists(beside);
+    std::unique_ptr<Scene>& scene = m_scenes[chosen ? name : ""];
+    if (!scene)
+        scene = chosen ? chosenScene(place, beside) : detailedScene(m_photo);
+    return *scene;
+}
+
+Scene::Scene(const cv::Mat& photo, std::string seen)
+    : picture(photo.cols, photo.rows), packed(photo), words(std::move(seen))
 {
     picture.convertFrom(photo.ptr<unsigned short>(), photo.cols, photo.rows, int(photo.step / 2));
     picture.m_Y.convertTo(luma, CV_32F, 1.0 / 65535.0);
@@ -132,13 +162,8 @@ EdgeTables::~EdgeTables()
 int runToolbox(const Options& options)
 {
     heading("The toolbox");
-    const cv::Mat photo = as16Bit(loadPhoto(options.photo));
-    const cv::Rect crop = chooseCrop(photo);
-    std::printf("  on %d x %d pixels from (%d, %d), where the photograph has the most detail\n", crop.width,
-                crop.height, crop.x, crop.y);
-    const Scene scene(photo(crop).clone());
-    const std::vector<Entry> entries = runFilters(scene);
-    save(options.out, "toolbox.jpg", contactSheet(entries));
-    writePage(options.out, options.photo, crop, entries, plotCurves());
+    Scenes scenes(options.photo, options.photo == kPackagedPhoto);
+    const std::vector<Entry> entries = runFilters(scenes);
+    writePage(options.out, entries, plotCurves());
     return 0;
 }

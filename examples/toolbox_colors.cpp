@@ -17,11 +17,12 @@ namespace {
 
 void colors(Toolbox& box)
 {
-    const Scene& scene = box.scene;
+    box.filter("table", "TColorAdjQ3",
+               "White balance and saturation on the colour differences, by tables that know the luma.");
+    const Scene& scene = box.scene();
     const cv::Mat& Y = scene.picture.m_Y;
     cv::Mat dr, db;
-    box.filter("TColorAdjQ3", "White balance and saturation on the colour differences, by tables that know the luma.");
-    for (const Pair s : {Pair{0.7f, 0}, Pair{0, 0.8f}}) {
+    for (const Pair s : {Pair{-0.5f, 0}, Pair{0, 0.8f}}) {
         TColorAdjQ3 adjust(1, 1, 1, 1, 2, 1);
         adjust.m_warmth = s.first;
         adjust.m_saturation = s.second;
@@ -32,9 +33,14 @@ void colors(Toolbox& box)
             s.first ? cv::format("warmth %g", s.first) : cv::format("saturation %g", s.second), nothing,
             [&] { adjust.proc(Y, Y, scene.dr, scene.db, dr, db); }, [&] { return scene.show(Y, dr, db); });
     }
+}
 
+void light(Toolbox& box)
+{
+    box.filter("sunset", "TLightAdjLUTq3",
+               "Brightness, contrast, highlights, shadows, whites and blacks as one luma curve.");
+    const cv::Mat& Y = box.scene().picture.m_Y;
     cv::Mat out;
-    box.filter("TLightAdjLUTq3", "Brightness, contrast, highlights, shadows, whites and blacks as one luma curve.");
     struct Light {
         float contrast, highlights, shadows;
     };
@@ -48,7 +54,7 @@ void colors(Toolbox& box)
                        s.shadows),
             s.contrast ? cv::format("contrast %g", s.contrast)
                        : cv::format("highlights %g, shadows %g", s.highlights, s.shadows),
-            nothing, [&] { light.applyYLUT(Y, out); }, [&] { return scene.show(out); });
+            nothing, [&] { light.applyYLUT(Y, out); }, [&] { return box.scene().show(out); });
     }
 }
 
@@ -59,15 +65,15 @@ void colorTable(Toolbox& box)
         double gamma[3]; ///< Blue, green, red: below 1 is more of it.
         double gray;     ///< Share of the colour that goes.
     };
+    box.filter("haze", "TLut3D", "Any look at all as a grid of colours: an identity table whose entries were edited.");
     constexpr int kGrid = 17;
     std::vector<unsigned short> entries(kGrid * kGrid * kGrid * 3);
     TLut3D table;
     std::fill_n(table.m_size, 3, kGrid);
     table.m_table_p = entries.data();
     cv::Mat in, out, shown;
-    cv::cvtColor(box.scene.packed, in, cv::COLOR_BGRA2BGR);
+    cv::cvtColor(box.scene().packed, in, cv::COLOR_BGRA2BGR);
     out.create(in.size(), in.type());
-    box.filter("TLut3D", "Any look at all as a grid of colours: an identity table whose entries were edited.");
     for (const Look& look :
          {Look{"a warm evening", {1.35, 1.0, 0.75}, 0.1}, Look{"bleached, cold", {0.85, 1.0, 1.1}, 0.6}}) {
         table.initialize(kGrid, 3, TLut3D::LAST_FASTEST);
@@ -89,27 +95,43 @@ void colorTable(Toolbox& box)
     }
 }
 
+/// The part of a picture of this size where its half-size colour steps most from one side to the other.
+cv::Rect colouredEdge(const cv::Mat& dr, cv::Size picture)
+{
+    const cv::Size part(std::min(64, picture.width), std::min(42, picture.height));
+    cv::Mat smooth, x, y, steps;
+    cv::blur(dr, smooth, {9, 9});
+    cv::Sobel(smooth, x, CV_32F, 1, 0);
+    cv::Sobel(smooth, y, CV_32F, 0, 1);
+    cv::magnitude(x, y, steps);
+    cv::blur(steps, steps, {9, 9});
+    cv::Point most;
+    cv::minMaxLoc(steps, nullptr, nullptr, nullptr, &most);
+    return {std::clamp(2 * most.x - part.width / 2, 0, picture.width - part.width),
+            std::clamp(2 * most.y - part.height / 2, 0, picture.height - part.height), part.width, part.height};
+}
+
 void guidedChroma(Toolbox& box)
 {
-    const Scene& scene = box.scene;
+    Entry& entry = box.filter(
+        "bowl", "upSize2XGuidedByY",
+        "Enlarges half-size colour so that it ends where the luma's edges are. A coloured edge, every pixel 15 times "
+        "as large.");
+    const Scene& scene = box.scene();
     const cv::Mat& Y = scene.picture.m_Y;
-    const cv::Mat gray(Y.size(), CV_16UC1, cv::Scalar(36000));
     cv::Mat dr(Y.size(), CV_16UC1), db(Y.size(), CV_16UC1);
     upSize2X(scene.picture.m_Dr, dr, kNearest);
     upSize2X(scene.picture.m_Db, db, kNearest);
-    // On a luma without any detail, and enlarged: what is seen is the chroma alone, pixel by pixel.
-    const cv::Size part(std::max(1, Y.cols / 4), std::max(1, Y.rows / 4));
-    const cv::Rect middle({(Y.cols - part.width) / 2, (Y.rows - part.height) / 2}, part);
+    const cv::Rect edge = colouredEdge(scene.picture.m_Dr, Y.size());
     const auto show = [&] {
         cv::Mat shown;
-        cv::resize(scene.show(gray, dr, db)(middle), shown, {}, 4, 4, cv::INTER_NEAREST);
+        cv::resize(scene.show(Y, dr, db)(edge), shown, {}, 15, 15, cv::INTER_NEAREST);
         return shown;
     };
-    box.filter("upSize2XGuidedByY",
-               "Enlarges half-size colour so that it ends where the luma's edges are; shown without the luma,"
-               " four times as large.",
-               show(), "before: the colour alone, its half-size pixels");
-    for (const bool guide : {false, true})
+    entry.before = show();
+    entry.beforeIs = "before: colour as it is kept, a sample for four pixels";
+    entry.enlarged = true;
+    for (const bool guide : {true, false})
         box.shot(
             cv::format("upSize2XGuidedByY(luma16, Dr, out, %s, 4), and Db", guide ? "true" : "false"),
             guide ? "guided by the luma" : "cubic, without a guide", nothing,
@@ -122,11 +144,14 @@ void guidedChroma(Toolbox& box)
 
 void ycm(Toolbox& box)
 {
-    const cv::Size size = box.scene.luma.size();
+    box.filter(
+        "brushes", "TImage: YCM and updateCfromYChange",
+        "The compact picture: 16-bit luma, half-size 8-bit colour and mask; colour follows a luma that changes.");
+    const cv::Size size = box.scene().luma.size();
     if (size.width % 2 || size.height % 2) // its half-size planes leave an odd side's end unwritten
-        return;
+        return box.entries.pop_back();
     cv::Mat packed, back(size, CV_8UC4), shown;
-    box.scene.packed.convertTo(packed, CV_8U, 1.0 / 257.0);
+    box.scene().packed.convertTo(packed, CV_8U, 1.0 / 257.0);
     TImage Y(TImage::IM_Y, {}), C(TImage::IM_C, {}), M(TImage::IM_M, {});
     const auto toYCM = [&] { TImage::bgra8uToTImage(packed.data, size.width, size.height, int(packed.step), Y, C, M); };
     const auto result = [&] {
@@ -134,9 +159,6 @@ void ycm(Toolbox& box)
         cv::cvtColor(back, shown, cv::COLOR_BGRA2BGR);
         return shown.clone();
     };
-    box.filter(
-        "TImage: YCM and updateCfromYChange",
-        "The compact picture: 16-bit luma, half-size 8-bit colour and mask; colour follows a luma that changes.");
     box.shot(
         "TImage::bgra8uToTImage(...); TImage::timageToBgra8u(...)", "there and back", nothing,
         [&] {
@@ -147,7 +169,7 @@ void ycm(Toolbox& box)
 
     cv::Mat brighter;
     toYCM();
-    cv::pow(cv::Mat(cv::max(box.scene.luma, 0.0)), 0.6, brighter);
+    cv::pow(cv::Mat(cv::max(box.scene().luma, 0.0)), 0.6, brighter);
     brighter.convertTo(brighter, CV_16U, 65535.0);
     TImage newY(TImage::IM_Y, {size.width, size.height}), newC(C);
     newY.fromMat(brighter, 0);
@@ -165,6 +187,6 @@ void ycm(Toolbox& box)
 
 void runColorFilters(Toolbox& box)
 {
-    for (void (*run)(Toolbox&) : {colors, colorTable, guidedChroma, ycm})
+    for (void (*run)(Toolbox&) : {colors, light, colorTable, guidedChroma, ycm})
         run(box);
 }

@@ -15,25 +15,31 @@ inline void nothing()
 {
 }
 
-/// The entries as they grow: `filter` begins one, each `shot` adds a setting.
+/// The entries as they grow: `filter` begins one on a scene, each `shot` adds a setting.
 class Toolbox {
 public:
-    explicit Toolbox(const Scene& of) : scene(of) {}
+    explicit Toolbox(Scenes& scenes) : m_scenes(scenes) {}
 
-    void filter(const std::string& name, const std::string& purpose)
+    /// @return the new entry, whose before is the scene itself.
+    Entry& filter(const std::string& on, const std::string& name, const std::string& purpose)
     {
-        filter(name, purpose, scene.show(scene.picture.m_Y), "before: the photograph");
+        m_scene = &m_scenes.of(on);
+        Entry entry;
+        entry.name = name;
+        entry.purpose = purpose;
+        entry.scene = m_scene->words;
+        entry.before = m_scene->show(m_scene->picture.m_Y);
+        entries.push_back(entry);
+        return entries.back();
     }
 
-    void filter(const std::string& name, const std::string& purpose, const cv::Mat& before, const std::string& is)
-    {
-        entries.push_back({name, purpose, before, is, {}});
-    }
+    /// The scene of the newest entry.
+    const Scene& scene() const { return *m_scene; }
 
     /// Times `call` alone, three times unless that takes long; `prepare` gives it fresh input every time.
     template <class Prepare, class Call, class Result>
-    void shot(const std::string& code, const std::string& parameters, const Prepare& prepare, const Call& call,
-              const Result& result)
+    void shot(const std::string& code, const std::string& setting, const Prepare& prepare, const Call& call,
+              const Result& result, const std::string& form = "")
     {
         double best = 1e9, sum = 0;
         for (int run = 0; run < 3 && sum < 2000; ++run) {
@@ -45,12 +51,15 @@ public:
             sum += ms;
         }
         Entry& entry = entries.back();
-        step(entry.name + ", " + parameters, best, double(scene.luma.total()));
-        entry.after.push_back({result(), code, parameters});
+        step((form.empty() ? entry.name : form) + ", " + setting, best, double(m_scene->luma.total()));
+        entry.after.push_back({result(), code, setting, form});
     }
 
-    const Scene& scene;
     std::vector<Entry> entries;
+
+private:
+    Scenes& m_scenes;
+    const Scene* m_scene = nullptr;
 };
 
 /// Adds the entries of the filters that work on luma, and of those that work on colour.

@@ -8,6 +8,7 @@ namespace pixmill::python {
 void bindFilters(pybind11::module_& module);
 void bindResampling(pybind11::module_& module);
 void bindTables(pybind11::module_& module);
+void bindMappings(pybind11::module_& module);
 void bindPicture(pybind11::module_& module);
 void bindEngine(pybind11::module_& module);
 void bindMask(pybind11::module_& module);

@@ -14,6 +14,7 @@ void bindAll(py::module_& module)
     bindFilters(module);
     bindResampling(module);
     bindTables(module);
+    bindMappings(module);
     bindPicture(module);
     bindEngine(module);
     bindMask(module);

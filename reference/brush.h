@@ -27,12 +27,12 @@ struct Brush {
     static cv::Mat distances(int R)
     {
         const int D = 2 * R + 1;
-        cv::Mat x(D, D, CV_32FC1), y, distance;
+        cv::Mat distance(D, D, CV_32FC1);
         for (int j = 0; j < D; ++j)
-            for (int i = 0; i < D; ++i)
-                x.at<float>(j, i) = float(std::abs(i - R));
-        cv::transpose(x, y);
-        cv::magnitude(x, y, distance);
+            for (int i = 0; i < D; ++i) {
+                const float x = float(i - R), y = float(j - R);
+                distance.at<float>(j, i) = std::sqrt(x * x + y * y);
+            }
         return distance;
     }
 
@@ -56,10 +56,10 @@ struct Brush {
     {
         for (int r = 0; r < 8000; ++r)
             table[r] = r < outer ? 1.0f : 0.0f;
-        const float e = std::exp(-2.0f), k = 1.0f / (1.0f - e);
+        const float e = float(std::exp(-2.0)), k = 1.0f / (1.0f - e);
         for (int r = std::max(inner, 0); r < std::min(outer, 8000); ++r) {
             const float t = float(r - inner) / float(outer - inner);
-            table[r] = (std::exp((0 - 2 * t) * t) - e) * k;
+            table[r] = (float(std::exp(double((0 - 2 * t) * t))) - e) * k;
         }
     }
 

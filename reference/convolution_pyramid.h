@@ -2,6 +2,8 @@
 
 #include <reference/planes.h>
 
+#include <iterator>
+
 /// The convolution pyramid: a wide filter from three small ones, in double precision.
 ///
 ///     down: smooth by h1, every second pixel      last: by g
@@ -28,6 +30,29 @@ inline cv::Mat correlated(const cv::Mat& in, const cv::Mat& kernel)
                         out.at<double>(y, x) += double(kernel.at<float>(j)) * kernel.at<float>(i) * in.at<double>(v, u);
                 }
     return out;
+}
+
+/// The same in single precision, in a told order: along rows, then along columns, each sum from the first weight to the
+/// last. Where weights are the same from both ends, sums go by pairs from the middle outward; along rows only for
+/// floats and up to five weights.
+inline cv::Mat correlatedInFloats(const cv::Mat& in, const cv::Mat& kernel)
+{
+    const float* k = kernel.ptr<float>();
+    const int taps = int(kernel.total()), anchor = taps / 2;
+    const bool even = taps % 2 != 0 && std::equal(k, k + taps, std::reverse_iterator<const float*>(k + taps));
+    const auto sum = [=](bool pairs, const auto& sample) {
+        float s = pairs ? k[anchor] * sample(0) : k[0] * sample(-anchor);
+        for (int i = 1; i <= (pairs ? anchor : taps - 1); ++i)
+            s += pairs ? k[anchor + i] * (sample(i) + sample(-i)) : k[i] * sample(i - anchor);
+        return s;
+    };
+    const cv::Mat along = planeOf<float>(in.size(), [&](int y, int x) {
+        return sum(even && taps <= 5 && in.depth() == CV_32F,
+                   [&](int i) { return x + i < 0 || x + i >= in.cols ? 0.0f : sampleOf(in, y, x + i); });
+    });
+    return planeOf<float>(in.size(), [&](int y, int x) {
+        return sum(even, [&](int j) { return y + j < 0 || y + j >= in.rows ? 0.0f : along.at<float>(y + j, x); });
+    });
 }
 
 /// log2 of the longer side, whole.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pixmill/rows/exponential.h>
 #include <reference/planes.h>
 
 #include <cstring>
@@ -10,7 +11,7 @@
 ///     D = 1 + sigmaS / sigmaR * sum over channels |I(x + 1) - I(x)|      V = exp(-sqrt(2) / sigma_i)^D
 ///     J[x] += (J[x - 1] - J[x]) V[x], then J[x] += (J[x + 1] - J[x]) V[x + 1]
 ///
-/// The gap between the last two columns is not looked at.
+/// The gap between the last two columns is not looked at, and weights below 2^-126 are 0.
 ///
 /// E. Gastal, M. Oliveira, "Domain Transform for Edge-Aware Image and Video Processing", 2011.
 namespace pixmill::reference {
@@ -51,8 +52,9 @@ inline void domainPass(cv::Mat& img, const cv::Mat& D, float sigma)
 {
     volatile float rounded = sigma; // g++ 12 may drop the rounding of paired double -> float -> double
     const double k = -std::sqrt(2.0) / rounded;
-    cv::Mat V;
-    cv::exp(D * k, V);
+    cv::Mat V = D * k;
+    for (auto v = V.begin<float>(); v != V.end<float>(); ++v)
+        *v = *v < std::log(0x1p-126f) ? 0.0f : rows::exponential(*v);
     const int C = img.channels();
     for (int y = 0; y < img.rows; ++y) {
         float* p = img.ptr<float>(y);

@@ -42,10 +42,13 @@ inline cv::Mat padded(const cv::Mat& p, int r)
                           [&](int y, int x) { return repeated<float>(p, y - r, x - r); });
 }
 
+/// The means of windows. Where a sum of floats is rounded, the order of its additions shows; others may be put in.
+using Means = cv::Mat (*)(const cv::Mat& plane, int r);
+
 /// From planes with margins.
-inline cv::Mat covariance(const cv::Mat& x, const cv::Mat& y, int r)
+inline cv::Mat covariance(const cv::Mat& x, const cv::Mat& y, int r, Means means = innerMeans)
 {
-    return minus(innerMeans(times(x, y), r), times(innerMeans(x, r), innerMeans(y, r)));
+    return minus(means(times(x, y), r), times(means(x, r), means(y, r)));
 }
 
 struct GuidedModel {
@@ -54,17 +57,17 @@ struct GuidedModel {
 };
 
 /// One guide plane, from planes with margins.
-inline GuidedModel guidedModel(const cv::Mat& guide, const cv::Mat& src, int r, float eps)
+inline GuidedModel guidedModel(const cv::Mat& guide, const cv::Mat& src, int r, float eps, Means means = innerMeans)
 {
-    const cv::Mat cov = covariance(guide, src, r), var = covariance(guide, guide, r);
+    const cv::Mat cov = covariance(guide, src, r, means), var = covariance(guide, guide, r, means);
     const cv::Mat a =
         planeOf<float>(cov.size(), [&](int y, int x) { return cov.at<float>(y, x) / (var.at<float>(y, x) + eps); });
-    return {{a}, minus(innerMeans(src, r), times(innerMeans(guide, r), a))};
+    return {{a}, minus(means(src, r), times(means(guide, r), a))};
 }
 
-inline GuidedModel guidedEstimate(const cv::Mat& guide, const cv::Mat& src, int r, float eps)
+inline GuidedModel guidedEstimate(const cv::Mat& guide, const cv::Mat& src, int r, float eps, Means means = innerMeans)
 {
-    return guidedModel(padded(guide, r), padded(src, r), r, eps);
+    return guidedModel(padded(guide, r), padded(src, r), r, eps, means);
 }
 
 /// The inverse of a symmetric matrix: cofactors over the determinant, row by row.
@@ -87,18 +90,19 @@ inline bool inverted3x3(const float m[3][3], float inverse[3][3])
 }
 
 /// Three guide planes.
-inline GuidedModel guidedEstimate(const std::vector<cv::Mat>& guide, const cv::Mat& src, int r, float eps)
+inline GuidedModel guidedEstimate(const std::vector<cv::Mat>& guide, const cv::Mat& src, int r, float eps,
+                                  Means means = innerMeans)
 {
     cv::Mat g[3], mean[3], withSrc[3], matrix[3][3];
-    const cv::Mat p = padded(src, r), meanP = innerMeans(p, r);
+    const cv::Mat p = padded(src, r), meanP = means(p, r);
     for (int i = 0; i < 3; ++i) {
         g[i] = padded(guide[i], r);
-        mean[i] = innerMeans(g[i], r);
-        withSrc[i] = covariance(g[i], p, r);
+        mean[i] = means(g[i], r);
+        withSrc[i] = covariance(g[i], p, r, means);
     }
     for (int i = 0; i < 3; ++i)
         for (int k = 0; k < 3; ++k)
-            matrix[i][k] = i <= k ? covariance(g[i], g[k], r) : matrix[k][i];
+            matrix[i][k] = i <= k ? covariance(g[i], g[k], r, means) : matrix[k][i];
 
     GuidedModel model;
     for (int i = 0; i < 4; ++i)
@@ -123,16 +127,16 @@ inline GuidedModel guidedEstimate(const std::vector<cv::Mat>& guide, const cv::M
         }
     }
     for (cv::Mat& a : model.a)
-        a = innerMeans(padded(a, r), r);
-    model.b = innerMeans(padded(model.b, r), r);
+        a = means(padded(a, r), r);
+    model.b = means(padded(model.b, r), r);
     return model;
 }
 
 /// The whole filter without margins: the result loses 2r samples on every side.
-inline cv::Mat guidedBlock(const cv::Mat& guide, const cv::Mat& src, int r, float eps)
+inline cv::Mat guidedBlock(const cv::Mat& guide, const cv::Mat& src, int r, float eps, Means means = innerMeans)
 {
-    const GuidedModel model = guidedModel(guide, src, r, eps);
-    const cv::Mat a = innerMeans(model.a[0], r), b = innerMeans(model.b, r);
+    const GuidedModel model = guidedModel(guide, src, r, eps, means);
+    const cv::Mat a = means(model.a[0], r), b = means(model.b, r);
     return planeOf<float>(a.size(), [&](int y, int x) {
         const float slope = a.at<float>(y, x) * guide.at<float>(y + 2 * r, x + 2 * r);
         return b.at<float>(y, x) + slope;

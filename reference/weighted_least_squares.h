@@ -23,9 +23,11 @@ struct LeastSquares {
             for (int x = 0; x < width; ++x) {
                 const int p = y * width + x;
                 if (y + 1 < height)
-                    dy[p] = -lambda / (std::pow(std::fabs(guide[p + width] - guide[p]), alpha) + eps);
+                    dy[p] = -lambda /
+                            (float(std::pow(double(std::fabs(guide[p + width] - guide[p])), double(alpha))) + eps);
                 if (x + 1 < width)
-                    dx[p] = -lambda / (std::pow(std::fabs(guide[p + 1] - guide[p]), alpha) + eps);
+                    dx[p] =
+                        -lambda / (float(std::pow(double(std::fabs(guide[p + 1] - guide[p])), double(alpha))) + eps);
             }
         std::vector<float> diagonal(n, 1.0f);
         for (int p = 0; p < n; ++p)

@@ -20,8 +20,17 @@ struct CompareOptions {
     bool json = false;
 };
 
+struct EditOptions {
+    std::string place = "."; ///< A photograph, or a folder of them.
+    std::string out;
+    int port = 0;
+    std::string token;  ///< Of the address; empty: a random one.
+    bool stays = false; ///< Opens no browser.
+};
+
 /// Each does one command and gives its exit code. @throws pixmill::Error and what the filters throw
 int runFilter(Terminal& terminal, const FilterOptions& options);
+int runEdit(Terminal& terminal, const EditOptions& options);
 int runInfo(Terminal& terminal, const std::vector<std::string>& files, bool json);
 int runCompare(Terminal& terminal, const CompareOptions& options);
 int runRecipeCheck(Terminal& terminal, const std::vector<std::string>& files);

@@ -81,6 +81,7 @@ void print(const CompareOptions& options, const Difference& found)
 
 int runCompare(Terminal&, const CompareOptions& options)
 {
+    keepInputs(options.picture, {options.a, options.b});
     cv::Mat a = coloursOf(options.a), b = coloursOf(options.b);
     if (a.size() != b.size())
         throw Error("pixmill compare", "", "",

@@ -106,7 +106,10 @@ private:
             return;
         }
         try {
-            developOne(task, m_options, m_recipe, [&](double share) { m_terminal.task(worker, task.in, share); });
+            developOne(task, m_options, m_recipe, [&](double share) {
+                m_terminal.task(worker, task.in, share);
+                return !stopWanted();
+            });
             m_ledger.add(task);
             task.state = Task::State::Done;
             tell(task);
@@ -185,6 +188,7 @@ int runDevelop(Terminal& terminal, const DevelopOptions& options)
 {
     const double begun = now();
     const Recipe recipe = recipeFor(options);
+    keepInputs(options.json, options.in);
     std::vector<Task> tasks = planTasks(options);
     makeFolder(options, tasks);
     const int processors = ::processors();

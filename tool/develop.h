@@ -39,9 +39,9 @@ struct Task {
 /// Gives every picture its output file. Marks those given twice, and those whose output would be another's or an input.
 std::vector<Task> planTasks(const DevelopOptions& options);
 
-/// Does one picture; reports its share, and ends by Stopped where the person asks for it. @throws Error
+/// Does one picture; tells its share, and ends by Stopped where that gives false. @throws Error
 void developOne(Task& task, const DevelopOptions& options, const pixmill::Recipe& recipe,
-                const std::function<void(double)>& share);
+                const std::function<bool(double)>& share);
 
 /// Remembers in the output folder which pictures were made of what, so that a second run can leave them.
 class Ledger {

@@ -25,15 +25,12 @@ double threadSeconds()
     return double(time.tv_sec) + time.tv_nsec * 1e-9;
 }
 
-Photo readFor(const Task& task, const DevelopOptions& options, const std::function<void(double)>& share)
+Photo readFor(const Task& task, const DevelopOptions& options, const std::function<bool(double)>& share)
 {
     PhotoReading how;
     how.lenient = options.lenient;
     how.maxPixels = static_cast<long long>(options.megapixels * 1e6);
-    how.progress = [&](float done) {
-        share(0.2 * double(done));
-        return !stopWanted();
-    };
+    how.progress = [&](float done) { return share(0.2 * double(done)); };
     const Hush hush;
     Photo photo = readPhoto(task.in, how);
     if (photo.pixels.empty())
@@ -68,7 +65,7 @@ cv::Mat alphaFor(const cv::Mat& packed, bool wanted, int depth)
 } // namespace
 
 void developOne(Task& task, const DevelopOptions& options, const Recipe& recipe,
-                const std::function<void(double)>& share)
+                const std::function<bool(double)>& share)
 {
     const double begun = now(), processor = threadSeconds();
     Photo photo = readFor(task, options, share);
@@ -85,10 +82,7 @@ void developOne(Task& task, const DevelopOptions& options, const Recipe& recipe,
     const int type = CV_MAKETYPE(deep ? CV_16U : CV_8U, alpha.empty() ? 3 : 4);
 
     Developer developer;
-    const bool opened = developer.open(asPixels(photo.pixels), [&](double done) {
-        share(0.2 + 0.4 * done);
-        return !stopWanted();
-    });
+    const bool opened = developer.open(asPixels(photo.pixels), [&](double done) { return share(0.2 + 0.4 * done); });
     if (!opened)
         throw Stopped();
     photo.pixels.release(); // the developer has its own
@@ -105,8 +99,7 @@ void developOne(Task& task, const DevelopOptions& options, const Recipe& recipe,
         const Hush hush;
         writer.write(band);
         task.write += now() - started;
-        share(0.6 + 0.4 * double(y + rows) / size.height);
-        return !stopWanted();
+        return share(0.6 + 0.4 * double(y + rows) / size.height);
     };
     const Order order = alpha.empty() ? Order::RGB : Order::RGBA;
     if (!developer.renderAll(recipe, deep ? Depth::Bits16 : Depth::Bits8, order, take))

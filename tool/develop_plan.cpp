@@ -1,15 +1,19 @@
 // Which file becomes which, and which are made already.
 #include "develop.h"
+#include "program.h"
 #include <pixmill/develop/Error.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <set>
 #include <sstream>
@@ -25,17 +29,21 @@ bool isFolder(const DevelopOptions& options)
     return pixmill::formatOfName(options.out).empty();
 }
 
+/// Refuses an output that looks like a picture of a format that is not written: it would become a folder.
+void checkOutput(const DevelopOptions& options)
+{
+    const char* const readOnly[] = {".avif", ".bmp", ".dng", ".exr", ".gif", ".heic", ".heif", ".jp2", ".webp"};
+    std::string ending = fs::path(options.out).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(), [](unsigned char c) { return std::tolower(c); });
+    if (options.in.size() == 1 && !fs::is_directory(options.out) &&
+        std::find(std::begin(readOnly), std::end(readOnly), ending) != std::end(readOnly))
+        throw pixmill::Error("pixmill develop", "", "",
+                             options.out + ": has no format that can be written: jpeg, png or tiff");
+}
+
 std::string endingOf(const std::string& format)
 {
     return format == "jpeg" ? ".jpg" : format == "png" ? ".png" : ".tif";
-}
-
-/// The name without links and dots, also of a file that is not there.
-std::string trueName(const std::string& path)
-{
-    std::error_code failed;
-    const fs::path name = fs::weakly_canonical(path, failed);
-    return failed ? path : name.string();
 }
 
 std::string outputFor(const std::string& in, const DevelopOptions& options)
@@ -76,6 +84,7 @@ std::string stampOf(const std::string& path)
 
 std::vector<Task> planTasks(const DevelopOptions& options)
 {
+    checkOutput(options);
     const bool folder = isFolder(options);
     std::set<std::string> inputs;
     std::map<std::string, std::string> makerOf;

@@ -130,6 +130,7 @@ int runFilter(Terminal& terminal, const FilterOptions& options)
     }
     const Filter filter(options.name);
     const Values values = valuesOf(filter.entry, options.parameters);
+    keepInputs(options.out, {options.in});
     const auto reader = rowsFor(options, filter, values);
     if (reader)
         filterRows(terminal, *reader, filter, tilingOf(filter.entry.name, values, reader->size()), options);

@@ -9,16 +9,22 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
-const char* const kEnding = "Exit codes:\n"
+const char* const kEnding = "Example:\n"
+                            "  pixmill develop *.jpg -o developed --set light.shadows=0.3\n\n"
+                            "Exit codes:\n"
                             "  0    all went well\n"
                             "  1    a picture or a recipe failed, or two compared pictures differ\n"
                             "  2    the command line is not understood\n"
@@ -29,6 +35,7 @@ struct Options {
     DevelopOptions develop;
     FilterOptions filter;
     CompareOptions compare;
+    EditOptions edit;
     std::vector<std::string> files;
     bool json = false, markdown = false;
 };
@@ -60,7 +67,8 @@ void addDevelop(CLI::App& app, std::function<int()>& run, Terminal& terminal, De
                 "Develops pictures by a recipe. A picture that fails is told, and the rest goes on; one "
                 "that is done already, by the same recipe, is left.",
                 [&] { return runDevelop(terminal, o); });
-    develop->add_option("IN", o.in, "pictures: JPEG, PNG, TIFF, camera raw, HEIF, OpenEXR")->required();
+    develop->add_option("IN", o.in, "pictures: JPEG, PNG, TIFF, camera raw, HEIF, OpenEXR, JPEG 2000, WebP")
+        ->required();
     develop->add_option("-o,--out", o.out, "a folder, made if need be; for one picture also a file")->required();
     develop->add_option("--recipe", o.recipe, "a recipe, JSON; neutral unless told")->type_name("FILE");
     develop->add_option("--set", o.set, "one of the recipe's members, light.shadows=0.3; may come often")
@@ -69,16 +77,16 @@ void addDevelop(CLI::App& app, std::function<int()>& run, Terminal& terminal, De
     develop->add_option("--format", o.format, "jpeg, png or tiff; as each picture has unless told, tiff for others")
         ->check(CLI::IsMember({"jpeg", "png", "tiff"}));
     addWriting(develop, o.depth, o.quality, o.lenient);
-    develop->add_option("--jobs", o.jobs, "pictures at a time, each in memory; as many as processors unless told")
+    develop->add_option("-j,--jobs", o.jobs, "pictures at a time, each in memory; as many as processors unless told")
         ->check(CLI::Range(1, 256));
     develop->add_option("--threads", o.threads, "of each picture; the jobs share the processors unless told")
         ->check(CLI::Range(1, 1024));
     develop->add_option("--max-megapixels", o.megapixels, "refuse larger pictures")
         ->check(CLI::Range(0.001, 1e6))
         ->capture_default_str();
-    develop->add_flag("--force", o.force, "do pictures again that are done");
+    develop->add_flag("-f,--force", o.force, "do pictures again that are done");
     develop->add_option("--json", o.json, "write a report, - for standard output")->type_name("FILE");
-    develop->add_flag("--quiet", o.quiet, "tell of failures alone");
+    develop->add_flag("-q,--quiet", o.quiet, "tell of failures alone");
 }
 
 void addFilter(CLI::App& app, std::function<int()>& run, Terminal& terminal, FilterOptions& o)
@@ -157,6 +165,29 @@ int becomeBatch(char** arguments)
     return kFailed;
 }
 
+#if defined(PIXMILL_WITH_EDITOR)
+void addEdit(CLI::App& app, std::function<int()>& run, Terminal& terminal, EditOptions& o)
+{
+    CLI::App* edit = command(
+        app, run, "edit",
+        "Opens the live editor in the browser, for one picture or a folder of them. What is set is saved beside "
+        "each picture, as NAME.pixmill.json, which is a recipe. Runs until it is interrupted.",
+        [&] { return runEdit(terminal, o); });
+    edit->add_option("PLACE", o.place, "a picture or a folder")->capture_default_str();
+    edit->add_option("--out", o.out, "where exports go; a folder \"developed\" beside the pictures unless told")
+        ->type_name("FOLDER");
+    edit->add_option("--port", o.port, "of this machine; one that is free unless told")->check(CLI::Range(1, 65535));
+    edit->add_option("--token", o.token, "of the address, 16 letters and digits or more; a random one unless told")
+        ->envname("PIXMILL_EDIT_TOKEN")
+        ->check([](const std::string& token) {
+            const bool good =
+                token.size() >= 16 && token.size() <= 64 && std::all_of(token.begin(), token.end(), isalnum);
+            return std::string(good ? "" : "16 to 64 letters and digits are wanted");
+        });
+    edit->add_flag("--no-browser", o.stays, "only tell the address, on standard output");
+}
+#endif
+
 /// For the build: the manual page and the completion are made of the options above.
 void addPages(CLI::App& app, std::function<int()>& run)
 {
@@ -167,6 +198,28 @@ void addPages(CLI::App& app, std::function<int()>& run)
             std::fputs(make(app).c_str(), output());
             return int(kDone);
         });
+}
+
+/// The words of the command line; `help` and `help COMMAND` become `--help` and `COMMAND --help`.
+std::vector<std::string> wordsOf(int argc, char** argv)
+{
+    std::vector<std::string> words(argv + 1, argv + argc);
+    if (!words.empty() && words.front() == "help") {
+        words.erase(words.begin());
+        words.push_back("--help");
+    }
+    return words;
+}
+
+/// What is wrong with the command line, in words for a person.
+std::string usageFault(const CLI::App& app, const std::vector<std::string>& words, const std::string& fault)
+{
+    if (!app.get_subcommands().empty())
+        return fault;
+    std::string names;
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App* one) { return !one->get_group().empty(); }))
+        names += (names.empty() ? "" : ", ") + command->get_name();
+    return (words.empty() ? "wanted a command: " : "\"" + words.front() + "\" is no command, wanted one of ") + names;
 }
 
 } // namespace
@@ -186,18 +239,22 @@ int main(int argc, char** argv)
     app.footer(kEnding);
     addDevelop(app, run, terminal, options.develop);
     addFilter(app, run, terminal, options.filter);
+#if defined(PIXMILL_WITH_EDITOR)
+    addEdit(app, run, terminal, options.edit);
+#endif
     addOthers(app, run, terminal, options);
     addBatch(app);
     addPages(app, run);
+    const std::vector<std::string> words = wordsOf(argc, argv);
     try {
-        app.parse(argc, argv);
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
     } catch (const CLI::Success& asked) {
         std::ostringstream text;
         app.exit(asked, text, text);
         std::fputs(text.str().c_str(), output());
         return std::fflush(output()) ? kFailed : kDone;
     } catch (const CLI::ParseError& fault) {
-        terminal.line(std::string("pixmill: ") + fault.what() + " (--help tells more)");
+        terminal.line("pixmill: " + usageFault(app, words, fault.what()) + " (--help tells more)");
         return kUsage;
     }
     const int code = runCommand(terminal, run);

@@ -102,7 +102,7 @@ std::string completionOf(const CLI::App& app)
         commands += command->get_name() + " ";
         std::string words = optionNames(*command);
         for (const CLI::App* inner : command->get_subcommands([](const CLI::App*) { return true; }))
-            words += inner->get_name() + " " + optionNames(*inner);
+            words += inner->get_name() + " ";
         if (command->get_name() == "filter")
             words += filterNames();
         cases << "    " << command->get_name() << ") words=\"" << words << "\" ;;\n";
@@ -115,6 +115,11 @@ std::string completionOf(const CLI::App& app)
            << "--help --version\" -- \"$word\"))\n        return\n    fi\n"
            << "    if [[ $before == --set ]]; then\n        compopt -o nospace\n"
            << "        COMPREPLY=($(compgen -W \"" << keyNames() << "\" -- \"$word\"))\n        return\n    fi\n"
+           << "    case $before in\n"
+              "    --format) COMPREPLY=($(compgen -W \"jpeg png tiff\" -- \"$word\")); return ;;\n"
+              "    --depth) COMPREPLY=($(compgen -W \"8 16\" -- \"$word\")); return ;;\n"
+              "    -o | --out | --recipe | --json | --picture) COMPREPLY=($(compgen -f -- \"$word\")); return ;;\n"
+              "    esac\n"
            << "    case ${COMP_WORDS[1]} in\n"
            << cases.str() << "    esac\n"
            << "    COMPREPLY=($(compgen -W \"$words\" -- \"$word\"))\n"

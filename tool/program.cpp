@@ -10,6 +10,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
+#include <filesystem>
 #include <memory>
 #include <new>
 #include <thread>
@@ -128,4 +129,18 @@ std::string inOneLine()
         text = fault.what();
     }
     return text.substr(0, text.find('\n'));
+}
+
+std::string trueName(const std::string& path)
+{
+    std::error_code failed;
+    const std::filesystem::path name = std::filesystem::weakly_canonical(path, failed);
+    return failed ? path : name.string();
+}
+
+void keepInputs(const std::string& out, const std::vector<std::string>& inputs)
+{
+    for (const std::string& input : inputs)
+        if (trueName(out) == trueName(input))
+            throw pixmill::Error("pixmill", "", "", out + ": would take the place of an input");
 }

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <functional>
 #include <string>
+#include <vector>
 
 /// How the program ends.
 enum Exit : int { kDone = 0, kFailed = 1, kUsage = 2, kInterrupted = 130 };
@@ -23,6 +24,12 @@ int runCommand(Terminal& terminal, const std::function<int()>& command);
 
 /// What is being thrown, as one line for a person. Call from a catch block.
 std::string inOneLine();
+
+/// The name without links and dots, also of a file that is not there.
+std::string trueName(const std::string& path);
+
+/// @throws pixmill::Error  where `out` is one of the files that are read.
+void keepInputs(const std::string& out, const std::vector<std::string>& inputs);
 
 /// Thrown where work stopped because the person asked for it.
 struct Stopped {};

@@ -6,7 +6,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PAGES = ["README.md", "CONTRIBUTING.md", "reference/README.md", *(f"docs/{p.name}" for p in (ROOT / "docs").glob("*.md"))]
-PATH = re.compile(r"`((?:pixmill|reference|tests|bench|docs|tools|cmake|rows|core|primitives|curves)/[\w/.]*\.\w+)`")
+PATH = re.compile(r"`((?:pixmill|reference|tests|bench|docs|tools|cmake|editor|tool|rows|core|primitives|curves)/[\w/.]*\.\w+)`")
 PLAIN = re.compile(r"`(reference/\w+\.h)`")
 TEST = re.compile(r"`([A-Z]\w+\.[A-Z]\w+)`")
 MADE_UP = {"pixmill/filters/TThing.h", "tests/filters/TThing_test.cpp", "bench/filters/TThing_bench.cpp",

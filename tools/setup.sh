@@ -15,6 +15,7 @@ packages_of() {
 install_packages() {
     local missing=() package as_root=()
     for package in $(packages_of build "$@"); do
+        [[ $package == npm ]] && command -v npm >/dev/null && continue # Node's own packages bring it along
         dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
     done
     ((${#missing[@]})) || return 0

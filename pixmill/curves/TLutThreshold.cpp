@@ -50,7 +50,7 @@ float damped(float threshold)
 
 Cut cutOf(const TLut16U& lut, const ThresholdControls& c)
 {
-    const float k = c.kBase + (kTwoThirds * c.kShift) * (c.kShift >= 0 ? 1.5f - c.kBase : 1.5f + c.kBase);
+    const float k = shifted16(c.kBase, c.kShift);
     const float base = c.tBase < 0 ? damped(c.tBase) : c.tBase;
     const float t = c.tShift >= 0 ? base + (c.tShift * kTwoThirds) * (1.5f - base)
                                   : base + (damped(c.tShift) * kTwoThirds) * (1.5f + base);

@@ -10,6 +10,12 @@ inline float lineSlope(float kLow, float kHigh, float k)
     return k >= 0 ? (kHigh - 1) * k + 1 : (1 - kLow) * k + 1;
 }
 
+/// A slope control of `TLut16U` moved from its base towards 1.5 or -1.5 by two thirds of a shift.
+inline float shifted16(float base, float shift)
+{
+    return base + (0.666666687f * shift) * (shift >= 0 ? 1.5f - base : 1.5f + base);
+}
+
 /// The arguments of one `TLut16U::setupLinearThreshold`.
 struct ThresholdControls {
     float kShift;

@@ -51,15 +51,7 @@ void enlargeRows(const cv::Mat& grid, cv::Size whole, int first, cv::Mat out)
                                -first, IPPI_INTER_CUBIC, buffer.get());
 }
 
-/// out = offset + slope * guide. All may be one row.
-inline void applyRow(const float* slope, const float* guide, const float* offset, float* out, int n)
-{
-    PIXMILL_SAME_SAMPLE_ALIASING
-    for (int x = 0; x < n; ++x)
-        out[x] = offset[x] + slope[x] * guide[x];
-}
-
-/// The same with three slopes, added one after the other.
+/// applyRow with three slopes, their products added one after the other.
 inline void applyRow(const float* const slope[3], const float* const guide[3], const float* offset, float* out, int n)
 {
     const float *a0 = slope[0], *a1 = slope[1], *a2 = slope[2], *g0 = guide[0], *g1 = guide[1], *g2 = guide[2];

@@ -1,7 +1,8 @@
 #include <pixmill/filters/TGuidedFilter.h>
 
+#include <pixmill/filters/detail/guided_apply.h>
 #include <pixmill/filters/detail/guided_planes.h>
-#include <pixmill/primitives/filter.h>
+#include <pixmill/filters/detail/guided_rows.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/rows.h>
 
@@ -39,51 +40,15 @@ cv::Size checkFilter(const char* call, const cv::Mat& guide, const cv::Mat& src,
     return size;
 }
 
-/// What is left of a picture without `margin` samples on every side.
-cv::Rect inset(cv::Size size, int margin)
+/// Rows first..end-1 of the filtered block of planes `g` and `s`.
+void filterRows(const cv::Mat& g, const cv::Mat& s, int r, float eps, int first, int end, cv::Mat out)
 {
-    return {margin, margin, size.width - 2 * margin, size.height - 2 * margin};
-}
-
-/// Means of the windows of radius r that lie within `in`: `out` is smaller by r on every side.
-void windowMean(const cv::Mat& in, int r, cv::Mat& out)
-{
-    ippiFilterBox_32f_C1R(in.ptr<float>(r) + r, int(in.step), out.ptr<float>(), int(out.step), {out.cols, out.rows},
-                          {2 * r + 1, 2 * r + 1}, {r, r});
-}
-
-/// A line for every window: src is about a * guide + b there.
-struct Model {
-    cv::Mat a, b;
-};
-
-/// The models of the windows of radius r that lie within the picture.
-Model modelOf(const cv::Mat& guide, const cv::Mat& src, int r, float eps)
-{
-    const cv::Rect valid = inset(guide.size(), r);
-    const IppiSize full = {guide.cols, guide.rows}, roi = {valid.width, valid.height}, mask = {2 * r + 1, 2 * r + 1};
-    const IppiPoint anchor = {r, r};
-    const auto plane = [&] { return cv::Mat(valid.size(), CV_32FC1); };
-    cv::Mat meanG = plane(), meanS = plane(), cov = plane(), var = plane(), tmp1, tmp2;
-    windowMean(guide, r, meanG);
-    windowMean(src, r, meanS);
-    TGuidedFilter::calcov2(cov, guide, src, meanG, meanS, tmp1, tmp2, full, roi, mask, anchor, false);
-    TGuidedFilter::calvar2(var, guide, meanG, tmp1, tmp2, full, roi, mask, anchor, false);
-    for (int y = 0; y < valid.height; ++y)
-        for (int x = 0; x < valid.width; ++x) {
-            float &slope = cov.at<float>(y, x), &mean = meanS.at<float>(y, x);
-            slope = slope / (var.at<float>(y, x) + eps);
-            mean = mean - slope * meanG.at<float>(y, x);
-        }
-    return {cov, meanS};
-}
-
-/// out += x * y.
-void addProduct(const cv::Mat& x, const cv::Mat& y, cv::Mat& out)
-{
-    for (int row = 0; row < out.rows; ++row)
-        for (int i = 0; i < out.cols; ++i)
-            out.at<float>(row, i) += x.at<float>(row, i) * y.at<float>(row, i);
+    const cv::Mat planes[] = {g, s};
+    AveragedModels<OneGuide>(planes, r, 0, eps)
+        .forEachRow(first, end, [&](int y, int left, int n, const auto& averages) {
+            applyRow(averages[0], g.ptr<float>(y + 2 * r) + 2 * r + left, averages[1], out.ptr<float>(y - first) + left,
+                     n);
+        });
 }
 
 int strips(const char* call, const cv::Mat& guide, const cv::Mat& src, cv::Mat& out, int r, float eps, int stripHeight)
@@ -98,16 +63,14 @@ int strips(const char* call, const cv::Mat& guide, const cv::Mat& src, cv::Mat& 
     PIXMILL_CHECK(stripHeight > 0, call, "stripHeight", stripHeight, "a row or more");
     const cv::Mat g = asFloats(guideCopy, size), s = asFloats(srcCopy, size);
     ensure(out, size, CV_32FC1);
-    const int strips = (size.height - m) / stripHeight + 1;
-    forEachIndex(strips, long(size.area()), [&](int k) {
-        const int y0 = k * stripHeight;
-        const bool whole = size.height >= long(y0) + stripHeight + m;
-        const int hIn = whole ? stripHeight + m : size.height - y0, hOut = whole ? stripHeight : size.height - m - y0;
-        if (hOut <= 0)
-            return;
-        const cv::Rect in(0, y0, size.width, hIn);
-        cv::Mat view = out(cv::Rect(m, m + y0, size.width - m, hOut));
-        TGuidedFilter::gFc1_blkGuide(g(in), s(in), view, r, eps);
+    forEachSpan(size.height - m, long(size.area()), [&](int y, int end) {
+        while (y < end) {
+            const int top = y / stripHeight * stripHeight, next = int(std::min<long>(end, long(top) + stripHeight));
+            const cv::Rect strip(0, top, size.width, int(std::min<long>(stripHeight + long(m), size.height - top)));
+            filterRows(g(strip), s(strip), r, eps, y - top, next - top,
+                       out(cv::Rect(m, m + y, size.width - m, next - y)));
+            y = next;
+        }
     });
     copyMargins(s, out, m);
     return 1;
@@ -135,12 +98,8 @@ int TGuidedFilter::gFc1_blkGuide(const cv::Mat& guide, const cv::Mat& src, cv::M
         return 1;
     }
     const cv::Mat g = asFloats(guideCopy, size), s = asFloats(srcCopy, size);
-    const Model model = modelOf(g, s, r, eps);
-    const cv::Rect inner = inset(size, 2 * r);
-    cv::Mat slope(inner.size(), CV_32FC1);
-    ensure(out, inner.size(), CV_32FC1);
-    windowMean(model.a, r, slope);
-    windowMean(model.b, r, out);
-    addProduct(slope, g(inner), out);
+    ensure(out, {size.width - 4 * r, size.height - 4 * r}, CV_32FC1);
+    forEachSpan(out.rows, long(size.area()),
+                [&](int first, int end) { filterRows(g, s, r, eps, first, end, out.rowRange(first, end)); });
     return 1;
 }

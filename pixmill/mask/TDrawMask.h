@@ -15,7 +15,7 @@ struct StrokeBlend;
 } // namespace pixmill::mask
 
 /// What a command of the mask document does.
-enum TMaskCmdType {
+enum TMaskCmdType : int {
     MASK_CMD_SET = 0,          ///< Fills the mask with a value.
     MASK_CMD_INVERT = 1,       ///< Complements the mask.
     MASK_CMD_STROKE_START = 2, ///< The next dot opens a stroke.

@@ -4,10 +4,10 @@
 #include <pixmill/mask/detail/brush_walk.h>
 #include <pixmill/mask/detail/brush_weights.h>
 #include <pixmill/mask/detail/stroke_blend.h>
+#include <pixmill/rows/exponential.h>
 
 #include <algorithm>
 #include <climits>
-#include <cmath>
 #include <cstring>
 
 using namespace pixmill::rows;
@@ -99,10 +99,11 @@ void TDrawMask::updateLUT(int outerRadius, int innerRadius)
 
     const int inner = limit(innerRadius, 0, kBrushTable), outer = limit(outerRadius, 0, kBrushTable);
     std::fill(m_lut_p, m_lut_p + inner, 1.0f);
-    const float e = std::exp(-2.0f), k = 1.0f / (1.0f - e);
+    const auto gauss = [](float t) { return float(exponential(double((0.0f - 2.0f * t) * t))); };
+    const float e = gauss(1.0f), k = 1.0f / (1.0f - e);
     for (int r = inner; r < outer; ++r) {
         const float t = float(long(r) - innerRadius) / float(long(outerRadius) - innerRadius);
-        m_lut_p[r] = (std::exp((0.0f - 2.0f * t) * t) - e) * k;
+        m_lut_p[r] = (gauss(t) - e) * k;
     }
     std::fill(m_lut_p + outer, m_lut_p + kBrushTable, 0.0f);
 }

@@ -1,14 +1,17 @@
 #include <pixmill/multiscale/ConvPyr.h>
 
+#include <pixmill/multiscale/detail/separable.h>
 #include <pixmill/rows/plane.h>
 
-#include <opencv2/imgproc.hpp>
+#include <opencv2/core.hpp>
 
 #include <algorithm>
 #include <climits>
+#include <utility>
 #include <vector>
 
 using namespace pixmill::rows;
+using namespace pixmill::multiscale;
 
 namespace {
 
@@ -18,10 +21,20 @@ void checkChannel(const cv::Mat& plane, const char* call, const char* argument)
     PIXMILL_CHECK(plane.channels() == 1, call, argument, describe(plane), "one channel");
 }
 
-void filter(const cv::Mat& in, cv::Mat& out, const cv::Mat& kernel)
+void checkDepth(const cv::Mat& plane, const char* call, const char* argument)
 {
-    constexpr int kZeroOutside = cv::BORDER_CONSTANT | cv::BORDER_ISOLATED; // also around a view
-    cv::sepFilter2D(in, out, CV_32F, kernel, kernel, cv::Point(-1, -1), 0, kZeroOutside);
+    checkChannel(plane, call, argument);
+    const int depth = plane.depth();
+    PIXMILL_CHECK(depth == CV_8U || depth == CV_16U || depth == CV_16S || depth == CV_32F, call, argument,
+                  describe(plane), "bytes, 16 bits or floats");
+}
+
+SmallKernel checkedKernel(const cv::Mat& kernel, const char* call, const char* argument)
+{
+    checkPixels(kernel, call, argument);
+    PIXMILL_CHECK(kernel.channels() == 1 && (kernel.rows == 1 || kernel.cols == 1), call, argument, describe(kernel),
+                  "one row or column of numbers");
+    return SmallKernel(kernel);
 }
 
 /// floor(log2) of the longer side. Sizes are halved upward, so the coarsest level may have two pixels left.
@@ -37,7 +50,7 @@ int stepsDown(cv::Size size)
 /// steps. A strip takes along the rows its kernel reaches, so each row has the value it has in the whole plane.
 class Strips {
 public:
-    Strips(cv::Size plane, const cv::Mat& kernel) : m_plane(plane), m_kernel(kernel), m_reach(int(kernel.total()))
+    Strips(cv::Size plane, SmallKernel kernel) : m_plane(plane), m_kernel(std::move(kernel)), m_reach(m_kernel.taps())
     {
         constexpr int kPixels = 1 << 17;
         m_height = 2 * std::max({8, 2 * m_reach, kPixels / 2 / plane.width});
@@ -56,7 +69,7 @@ public:
     cv::Mat filtered(const cv::Mat& needed, cv::Range rows)
     {
         cv::Mat whole = scratch(m_out, needed.rows);
-        filter(needed, whole, m_kernel);
+        filterSeparable(needed, m_kernel, whole);
         const int skip = rows.start - around(rows).start;
         return whole.rowRange(skip, skip + rows.size());
     }
@@ -73,7 +86,8 @@ private:
     }
 
     cv::Size m_plane;
-    cv::Mat m_kernel, m_in, m_out;
+    SmallKernel m_kernel;
+    cv::Mat m_in, m_out;
     int m_reach, m_height;
 };
 
@@ -104,13 +118,15 @@ ConvPyr::ConvPyr(const cv::Mat& h1, const cv::Mat& h2, const cv::Mat& g) : m_h1(
 
 bool ConvPyr::proc(const cv::Mat& in, cv::Mat& out)
 {
-    checkChannel(in, "ConvPyr::proc", "in");
+    constexpr const char* kCall = "ConvPyr::proc";
+    checkDepth(in, kCall, "in");
     const int depth = stepsDown(in.size());
     std::vector<cv::Mat> analysis(depth + 1), synthesis(depth + 1);
     analysis[0] = in;
     for (int i = 1; i <= depth; ++i)
         pyrDown(analysis[i - 1], analysis[i]);
-    filter(analysis[depth], synthesis[depth], m_g);
+    synthesis[depth].create(analysis[depth].size(), CV_32FC1);
+    filterSeparable(analysis[depth], checkedKernel(m_g, kCall, "m_g"), synthesis[depth]);
     if (depth > 0) {
         ensure(out, analysis[0].size(), CV_32FC1);
         if (!overlap(analysis[0], out))
@@ -125,16 +141,17 @@ bool ConvPyr::proc(const cv::Mat& in, cv::Mat& out)
 
 bool ConvPyr::pyrDown(const cv::Mat& in, cv::Mat& out)
 {
-    checkChannel(in, "ConvPyr::pyrDown", "in");
+    constexpr const char* kCall = "ConvPyr::pyrDown";
+    checkDepth(in, kCall, "in");
+    Strips smooth(in.size(), checkedKernel(m_h1, kCall, "m_h1"));
     cv::Mat fine = in;
     const cv::Size half = halfSize(in.size());
     if (fits(out, half, CV_32FC1) && overlap(fine, out))
         fine = in.clone();
 
-    Strips smooth(fine.size(), m_h1);
+    ensure(out, half, CV_32FC1);
     forEachStrip(fine.rows, smooth.height(), [&](cv::Range rows) {
         const cv::Mat strip = smooth.filtered(fine.rowRange(smooth.around(rows)), rows);
-        ensure(out, half, CV_32FC1); // only now, as the filter refuses some depths
         for (int y = 0; y < strip.rows; y += 2) {
             const float* from = strip.ptr<float>(y);
             float* to = out.ptr<float>((rows.start + y) / 2);
@@ -148,11 +165,13 @@ bool ConvPyr::pyrDown(const cv::Mat& in, cv::Mat& out)
 
 bool ConvPyr::pyrUp(const cv::Mat& coarse, const cv::Mat& fine, cv::Mat& out)
 {
-    checkChannel(fine, "ConvPyr::pyrUp", "fine");
+    checkDepth(fine, "ConvPyr::pyrUp", "fine");
     const cv::Size most = halfSize(fine.size());
     checkPlane(coarse, "ConvPyr::pyrUp", "coarse");
     PIXMILL_CHECK(coarse.type() == CV_32FC1 && coarse.cols <= most.width && coarse.rows <= most.height,
                   "ConvPyr::pyrUp", "coarse", describe(coarse), "CV_32FC1, at most half the size of fine");
+    Strips up(fine.size(), checkedKernel(m_h2, "ConvPyr::pyrUp", "m_h2"));
+    Strips across(fine.size(), checkedKernel(m_g, "ConvPyr::pyrUp", "m_g"));
     cv::Mat below = coarse, own = fine;
     ensure(out, fine.size(), CV_32FC1);
     if (overlap(below, out))
@@ -160,7 +179,6 @@ bool ConvPyr::pyrUp(const cv::Mat& coarse, const cv::Mat& fine, cv::Mat& out)
     if (overlap(own, out))
         own = fine.clone();
 
-    Strips up(own.size(), m_h2), across(own.size(), m_g);
     forEachStrip(own.rows, std::min(up.height(), across.height()), [&](cv::Range rows) {
         cv::Mat spread = up.input(rows);
         for (int y = 0; y < spread.rows; ++y)

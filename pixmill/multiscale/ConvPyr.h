@@ -14,8 +14,8 @@
 ///
 /// Z. Farbman, R. Fattal and D. Lischinski, "Convolution pyramids", ACM Transactions on Graphics 30, 2011.
 ///
-/// One channel, of any depth that `cv::sepFilter2D` takes to `CV_32F`; what it throws passes through, and planes that
-/// do not fit throw `cv::Exception`. One thread at a time per object.
+/// One channel of 8 or 16 bits or floats, summed in single precision; kernels are rows or columns of numbers. Others,
+/// and planes that do not fit, throw `cv::Exception`. One thread at a time per object.
 class PIXMILL_API ConvPyr {
 public:
     cv::Mat m_h1;    ///< Kernel of the step down.

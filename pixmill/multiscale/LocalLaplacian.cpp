@@ -6,6 +6,7 @@
 #include <pixmill/primitives/lookup.h>
 #include <pixmill/primitives/memory.h>
 #include <pixmill/resample/planes.h>
+#include <pixmill/rows/logarithm.h>
 #include <pixmill/rows/memory.h>
 #include <pixmill/rows/recursive_gaussian.h>
 #include <pixmill/rows/rows.h>
@@ -167,7 +168,7 @@ LocalLaplacian::~LocalLaplacian()
 
 int LocalLaplacian::levelJ(int width, int height, float scale)
 {
-    const float t = logf(float(std::min(width, height)) * scale) / logf(2.0f);
+    const float t = logarithm(float(std::min(width, height)) * scale) / logarithm(2.0f);
     const double n = double(t) + 0.5;
     return (n >= 1 && n < INT_MAX ? int(n) : 1) + 1;
 }

@@ -4,6 +4,7 @@
 #include <pixmill/primitives/memory.h>
 #include <pixmill/primitives/vector.h>
 #include <pixmill/rows/check.h>
+#include <pixmill/rows/logarithm.h>
 #include <pixmill/rows/rows.h>
 
 #include <algorithm>
@@ -37,8 +38,9 @@ struct TWLSFilter::Weight {
     /// out = -lambda / (|to - from|^alpha + eps), for `n` neighbours.
     void row(int n, const float* __restrict from, const float* __restrict to, float* __restrict out) const
     {
+        const Power power(alpha);
         for (int x = 0; x < n; ++x)
-            out[x] = -lambda / (std::pow(std::abs(to[x] - from[x]), alpha) + eps);
+            out[x] = -lambda / (power(std::abs(to[x] - from[x])) + eps);
     }
 };
 

@@ -2,16 +2,17 @@
 
 #include <pixmill/core/TImage.h>
 #include <pixmill/core/TProgress.h>
+#include <pixmill/multiscale/detail/stretch.h>
 #include <pixmill/rows/box_integer.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/scratch.h>
 
 #include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 
 using namespace pixmill::rows;
+using namespace pixmill::multiscale;
 
 namespace {
 
@@ -48,8 +49,11 @@ cv::Mat stretched(const cv::Mat& in, cv::Size size)
 {
     if (in.size() == size)
         return in;
-    cv::Mat out;
-    cv::resize(in, out, size, 0, 0, cv::INTER_LINEAR);
+    cv::Mat out(size, in.type());
+    if (in.depth() == CV_16U)
+        stretch<ushort>(in, out);
+    else
+        stretch<uchar>(in, out);
     return out;
 }
 

@@ -54,28 +54,28 @@ enum {
 };
 
 /// How a conversion to whole numbers rounds.
-enum IppRoundMode {
+enum IppRoundMode : int {
     ippRndZero = 0,     ///< Toward zero.
     ippRndNear = 1,     ///< To nearest, ties to even.
     ippRndFinancial = 2 ///< To nearest, ties away from zero.
 };
 
 /// What a caller would rather have; changes no result.
-enum IppHintAlgorithm {
+enum IppHintAlgorithm : int {
     ippAlgHintNone = 0,    ///< No wish.
     ippAlgHintFast = 1,    ///< Speed.
     ippAlgHintAccurate = 2 ///< Accuracy.
 };
 
 /// The axis along which a ramp rises.
-enum IppiAxis {
+enum IppiAxis : int {
     ippAxsHorizontal = 0, ///< Along the columns' numbers.
     ippAxsVertical = 1,   ///< Along the rows' numbers.
     ippAxsBoth = 2        ///< With the product of both numbers.
 };
 
 /// The window of a Gaussian mask.
-enum IppiMaskSize {
+enum IppiMaskSize : int {
     ippMskSize3x3 = 33, ///< 3 x 3 samples.
     ippMskSize5x5 = 55  ///< 5 x 5 samples.
 };

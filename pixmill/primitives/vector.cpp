@@ -3,6 +3,7 @@
 #include <pixmill/primitives/region.h>
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/invert3x3.h>
+#include <pixmill/rows/logarithm.h>
 
 #include <cmath>
 #include <cstring>
@@ -109,7 +110,7 @@ IppStatus ippmInvert_m_32f(const float* src, int srcStride1, int srcStride2, flo
 
 void vsLn(int n, const float* a, float* y)
 {
-    mapVector("vsLn", n, a, y, [](float v) { return std::log(v); });
+    mapVector("vsLn", n, a, y, logarithm);
 }
 
 void vsAbs(int n, const float* a, float* y)
@@ -129,5 +130,5 @@ void vsDiv(int n, const float* a, const float* b, float* y)
 
 void vsPowx(int n, const float* a, float b, float* y)
 {
-    mapVector("vsPowx", n, a, y, [b](float v) { return std::pow(v, b); });
+    mapVector("vsPowx", n, a, y, Power(b));
 }

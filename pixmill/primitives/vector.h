@@ -14,7 +14,7 @@ PIXMILL_API IppStatus ippmInvert_m_32f(const float* src, int srcStride1, int src
 // Sample by sample, in single precision; `y` may be `a` or `b` exactly. Nothing happens for n <= 0;
 // otherwise a null pointer throws cv::Exception.
 
-/// y = ln(a)
+/// y = ln(a), the nearest float.
 PIXMILL_API void vsLn(int n, const float* a, float* y);
 
 /// y = |a|
@@ -26,5 +26,5 @@ PIXMILL_API void vsSub(int n, const float* a, const float* b, float* y);
 /// y = a / b
 PIXMILL_API void vsDiv(int n, const float* a, const float* b, float* y);
 
-/// y = a to the power b, as `powf`.
+/// y = a to the power b, with the special values of `powf`.
 PIXMILL_API void vsPowx(int n, const float* a, float b, float* y);

@@ -39,7 +39,7 @@
 class PIXMILL_API BlockProcessor {
 public:
     /// How overlaps are stitched.
-    enum EDGE_TAPER_TYPE {
+    enum EDGE_TAPER_TYPE : int {
         EDGE_TAPER_LINEAR = 0,     ///< Linear ramp from the earlier block to the later one.
         EDGE_TAPER_LINEAR_ALT = 1, ///< The same.
         EDGE_TAPER_KEEP_FIRST = 2  ///< The earlier block stays; takes one `rand()` a stitched pixel or row.

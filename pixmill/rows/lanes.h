@@ -1,7 +1,5 @@
 #pragma once
 
-#include <pixmill/rows/lanes_avx512.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -38,13 +36,13 @@ inline void turnSquare(const From& from, const To& to)
         std::memcpy(to(x), &r[x], sizeof(Eight));
 }
 
-/// Calls `square(x, l)` for squares of eight samples of eight rows that cover samples first..n-1 of L rows; the last
-/// ones take some samples once more, so n is at least 8.
+/// Calls `square(x, l)` for squares of eight samples of eight rows that cover n samples of L rows; the last ones take
+/// some samples once more, so n is at least 8.
 template <int L, class Square>
-inline void forEachSquare(int first, int n, const Square& square)
+inline void forEachSquare(int n, const Square& square)
 {
-    static_assert(L % 16 == 0, "squares of sixteen rows, or of eight");
-    for (int x = first; x < n; x += 8)
+    static_assert(L % 8 == 0, "squares of eight rows");
+    for (int x = 0; x < n; x += 8)
         for (int l = 0; l < L; l += 8)
             square(std::min(x, n - 8), l);
 }
@@ -59,13 +57,9 @@ inline void rowsToLanes(const Row& row, int rows, int n, float* lanes, std::ptrd
                 lanes[x * stride + l] = l < rows ? row(l)[x] : 0.0f;
         return;
     }
-    wideThenPlain(
-        n, [&](int count) { return rowsToLanes512<L>(row, count, lanes, stride); },
-        [&](int first, int end) {
-            forEachSquare<L>(first, end, [&](int x, int l) {
-                turnSquare([&](int k) { return row(l + k) + x; }, [&](int k) { return lanes + (x + k) * stride + l; });
-            });
-        });
+    forEachSquare<L>(n, [&](int x, int l) {
+        turnSquare([&](int k) { return row(l + k) + x; }, [&](int k) { return lanes + (x + k) * stride + l; });
+    });
 }
 
 /// Lanes back to rows: n samples of `rows` rows, row l to row(l) on.
@@ -78,13 +72,9 @@ inline void lanesToRows(const float* lanes, int rows, int n, const Row& row, std
                 row(l)[x] = lanes[x * stride + l];
         return;
     }
-    wideThenPlain(
-        n, [&](int count) { return lanesToRows512<L>(lanes, stride, count, row); },
-        [&](int first, int end) {
-            forEachSquare<L>(first, end, [&](int x, int l) {
-                turnSquare([&](int k) { return lanes + (x + k) * stride + l; }, [&](int k) { return row(l + k) + x; });
-            });
-        });
+    forEachSquare<L>(n, [&](int x, int l) {
+        turnSquare([&](int k) { return lanes + (x + k) * stride + l; }, [&](int k) { return row(l + k) + x; });
+    });
 }
 
 } // namespace pixmill::rows

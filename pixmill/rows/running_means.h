@@ -55,11 +55,10 @@ inline void quadrupleSpans(double* spans, std::ptrdiff_t place, int n)
         spans[x] = (spans[x] + spans[x + place]) + (spans[x + 2 * place] + spans[x + 3 * place]);
 }
 
-/// sums[x] = samples[x] + ... + samples[x + width - 1]; `spans` is scratch of n + width - 1.
-inline void windowSums(const float* samples, int width, double* spans, double* sums, int n)
+/// sums[x] = spans[x] + ... + spans[x + width - 1] of the n + width - 1 values in `spans`, which it uses up.
+inline void spanSums(double* spans, int width, double* sums, int n)
 {
     int taken = 0, held = n + width - 1;
-    widenRow(samples, spans, held);
     for (int place = 1;; place *= 4) {
         const bool one = width & place, two = width / 2 & place;
         if (one && two)
@@ -74,6 +73,13 @@ inline void windowSums(const float* samples, int width, double* spans, double* s
         held -= 3 * place;
         quadrupleSpans(spans, place, held);
     }
+}
+
+/// sums[x] = samples[x] + ... + samples[x + width - 1]; `spans` is scratch of n + width - 1.
+inline void windowSums(const float* samples, int width, double* spans, double* sums, int n)
+{
+    widenRow(samples, spans, n + width - 1);
+    spanSums(spans, width, sums, n);
 }
 
 /// double(sum / count) narrowed, without the division: a quotient of 30 bits, and what it leaves over taken into

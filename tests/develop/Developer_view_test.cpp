@@ -85,14 +85,20 @@ TEST(DeveloperView, MovesAndUndoInAnyOrderGiveTheBitsOfAFreshView)
 TEST(DeveloperView, IsTheSameForEveryTeamAndProcessorAtEveryScale)
 {
     const cv::Mat packed = photo({205, 131});
-    cv::Mat first[3];
+    Recipe slopes; // straight curves, colours beyond 8 bits, no table
+    slopes.light.contrast = 0.3f;
+    slopes.detail.fine.base.slope = slopes.detail.coarse.shadows.slope = 0.3f;
+    slopes.color.saturation = 0.9f;
+    const Recipe recipes[] = {fullRecipe(), slopes};
+    cv::Mat first[6];
     everyWay([&] {
         Developer developer = opened(packed);
-        for (const int i : {0, 1, 2}) {
-            const cv::Mat out = view(developer, {1, 2, 40, 35}, i + 1, fullRecipe());
+        for (int i = 0; i < 6; ++i) {
+            const int scale = i / 2 + 1;
+            const cv::Mat out = view(developer, {1, 2, scale == 1 ? 171 : 60, 35}, scale, recipes[i % 2]);
             if (first[i].empty())
                 first[i] = out;
-            EXPECT_TRUE(same(first[i], out));
+            EXPECT_TRUE(same(first[i], out)) << "scale " << scale << ", recipe " << i % 2;
         }
     });
 }

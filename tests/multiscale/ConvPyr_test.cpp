@@ -1,5 +1,6 @@
 #include <pixmill/multiscale/ConvPyr.h>
 #include <reference/convolution_pyramid.h>
+#include <support/everyway.h>
 #include <support/planes.h>
 
 #include <gtest/gtest.h>
@@ -16,17 +17,12 @@ const cv::Mat kH1 = (cv::Mat_<float>(1, 5) << 0.1f, 0.4f, 0.55f, 0.3f, 0.05f);
 const cv::Mat kH2 = (cv::Mat_<float>(5, 1) << 0.2f, 0.45f, 0.7f, 0.35f, 0.15f);
 const cv::Mat kG = (cv::Mat_<float>(1, 3) << 0.15f, 0.5f, 0.2f);
 
-/// The same recipe from whole-plane calls without views, whose bits the class must give.
+/// The same recipe from whole planes in single precision, whose bits the class must give.
 cv::Mat recipe(const cv::Mat& in, int steps)
 {
-    const auto filter = [](const cv::Mat& plane, const cv::Mat& kernel) {
-        cv::Mat out;
-        cv::sepFilter2D(plane.clone(), out, CV_32F, kernel, kernel, cv::Point(-1, -1), 0, cv::BORDER_CONSTANT);
-        return out;
-    };
     if (steps == 0)
-        return filter(in, kG);
-    const cv::Mat smooth = filter(in, kH1);
+        return correlatedInFloats(in, kG);
+    const cv::Mat smooth = correlatedInFloats(in, kH1);
     const cv::Mat coarse =
         planeOf<float>(halfOf(in.size()), [&](int y, int x) { return smooth.at<float>(2 * y, 2 * x); });
     const cv::Mat below = recipe(coarse, steps - 1);
@@ -34,7 +30,7 @@ cv::Mat recipe(const cv::Mat& in, int steps)
     for (int y = 0; y < coarse.rows; ++y)
         for (int x = 0; x < coarse.cols; ++x)
             spread.at<float>(2 * y, 2 * x) = below.at<float>(y, x);
-    return filter(in, kG) + filter(spread, kH2);
+    return correlatedInFloats(in, kG) + correlatedInFloats(spread, kH2);
 }
 
 } // namespace
@@ -100,6 +96,35 @@ TEST(ConvPyr, SharesTheKernelsAndFitsItsOutput)
     EXPECT_TRUE(samePixels<float>(expected, plane));
 }
 
+TEST(ConvPyr, EveryKernelsSumsKeepTheirOrderInEveryWay)
+{
+    const cv::Mat kernels[] = {
+        (cv::Mat_<float>(1, 1) << 0.7f),
+        (cv::Mat_<float>(1, 3) << 0.23f, 0.5f, 0.23f),
+        (cv::Mat_<float>(1, 4) << 0.1f, 0.2f, 0.3f, 0.4f),
+        (cv::Mat_<float>(1, 5) << 0.11f, 0.4f, 0.55f, 0.4f, 0.11f),
+        (cv::Mat_<float>(1, 7) << 0.1f, 0.2f, 0.3f, 0.4f, 0.3f, 0.2f, 0.1f),
+    };
+    for (const cv::Mat& kernel : kernels)
+        for (const int type : {CV_32FC1, CV_16UC1}) {
+            SCOPED_TRACE(testing::Message() << kernel.cols << " weights, type " << type);
+            const cv::Mat in = randomPlane({83, 61}, type, 0, 200), expected = correlatedInFloats(in, kernel);
+            cv::Mat librarys;
+            cv::sepFilter2D(in, librarys, CV_32F, kernel, kernel, cv::Point(-1, -1), 0,
+                            cv::BORDER_CONSTANT | cv::BORDER_ISOLATED);
+            EXPECT_LT(cv::norm(expected, librarys, cv::NORM_INF), 1e-6 * cv::norm(expected, cv::NORM_INF));
+            everyWay([&] {
+                cv::Mat coarse, up;
+                ConvPyr(kernel, kernel, kernel).pyrDown(in, coarse);
+                EXPECT_TRUE(samePixels<float>(
+                    planeOf<float>(coarse.size(), [&](int y, int x) { return expected.at<float>(2 * y, 2 * x); }),
+                    coarse));
+                ConvPyr(kernel, kernel, kernel).pyrUp(cv::Mat::zeros(coarse.size(), CV_32FC1), in, up);
+                EXPECT_TRUE(samePixels<float>(expected, up));
+            });
+        }
+}
+
 TEST(ConvPyr, PlanesThatDoNotFitThrow)
 {
     ConvPyr pyramid(kH1, kH2, kG);
@@ -108,6 +133,9 @@ TEST(ConvPyr, PlanesThatDoNotFitThrow)
     EXPECT_THROW(pyramid.proc(cv::Mat::zeros(4, 4, CV_32FC3), out), cv::Exception);
     EXPECT_THROW(pyramid.proc(cv::Mat::zeros(4, 4, CV_64FC1), out), cv::Exception);
     EXPECT_THROW(pyramid.pyrDown(cv::Mat::zeros(4, 4, CV_64FC1), out), cv::Exception);
+    EXPECT_THROW(ConvPyr(cv::Mat(), kH2, kG).proc(cv::Mat::zeros(4, 4, CV_32FC1), out), cv::Exception);
+    EXPECT_THROW(ConvPyr(kH1, kH2, cv::Mat::ones(3, 3, CV_32FC1)).proc(cv::Mat::zeros(4, 4, CV_32FC1), out),
+                 cv::Exception);
     EXPECT_TRUE(out.empty());
     EXPECT_THROW(pyramid.pyrUp(cv::Mat::zeros(4, 4, CV_32FC1), cv::Mat::zeros(6, 6, CV_32FC1), out), cv::Exception);
     EXPECT_THROW(pyramid.pyrUp(cv::Mat::zeros(3, 3, CV_8UC1), cv::Mat::zeros(6, 6, CV_32FC1), out), cv::Exception);

@@ -71,7 +71,7 @@ TEST(TWLSFilter, IsWithinAMillionthOfADoubleSolution)
                 SCOPED_TRACE(testing::Message() << "lambda " << lambda << " alpha " << alpha << " log " << logGuide);
                 std::vector<float> guide = in, out = in, used = in;
                 for (float& v : guide)
-                    v = logGuide ? std::log(v + 0.0001f) : v;
+                    v = logGuide ? float(std::log(double(v + 0.0001f))) : v;
                 const LeastSquares twin(in, size.width, size.height, lambda, alpha, guide);
                 filter.Proc(out.data(), size.width, size.height, lambda, alpha, used.data(), logGuide);
                 EXPECT_EQ(used, guide);

@@ -79,13 +79,13 @@ TEST(VectorMath, EachSampleIsOneCall)
     };
     const Case cases[] = {
         {"Ln", [](int m, const float* x, const float*, float* y) { vsLn(m, x, y); },
-         [](float x, float) { return logf(x); }},
+         [](float x, float) { return float(std::log(double(x))); }},
         {"Abs", [](int m, const float* x, const float*, float* y) { vsAbs(m, x, y); },
          [](float x, float) { return fabsf(x); }},
         {"Sub", vsSub, [](float x, float y) { return x - y; }},
         {"Div", vsDiv, [](float x, float y) { return x / y; }},
         {"Powx", [](int m, const float* x, const float*, float* y) { vsPowx(m, x, 0.7f, y); },
-         [](float x, float) { return powf(x, 0.7f); }},
+         [](float x, float) { return float(std::pow(double(x), double(0.7f))); }},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

@@ -17,7 +17,7 @@ def test_the_programs_of_a_page_run(page, tmp_path, monkeypatch):
     exec(compile("".join(programs), page, "exec"), {})
 
 
-def test_the_page_names_every_function_and_class():
-    text = (SOURCE / "docs/python.md").read_text()
+def test_the_pages_name_every_function_and_class():
+    text = "".join(page.read_text() for page in (SOURCE / "docs").glob("*.md"))
     missing = {"rgb_to_luma", "ydrdb_to_rgb", "filter_table", "threads"}  # help() tells of these
     assert {name for name in pixmill.__all__ if not name.startswith("_") and name not in text} <= missing

@@ -74,9 +74,10 @@ def change():
         p[:] = random.integers(0, 65536, p.shape)
 threads = [threading.Thread(target=change) for _ in range(2)]
 [t.start() for t in threads]
-for i in range(40):
+for i in range(8):
     pixmill.bilateral_filter(p, cell=2, range=300)
     pixmill.bilateral_filter(p, p, cell=2, range=300, out=p)
+    pixmill.bilateral_filter(p, cell=2, range=300, out=p)
     pixmill.local_laplacian(p)
     pixmill.guided_filter(p)
     pixmill.look_up(p, numpy.arange(65536, dtype='u2'))

@@ -1,5 +1,6 @@
 // What a picture file holds comes in and goes out: pixels, depth, direction, profile, values.
 #include "tool/files.h"
+#include "tool/raw_file.h"
 
 #include <gtest/gtest.h>
 #include <lcms2.h>
@@ -85,6 +86,32 @@ TEST(Photo, GreyAndLinearLightBecomeThreeChannels)
     EXPECT_NEAR(32768, light.pixels.at<cv::Vec3w>(2, 3)[0], 30); // a half float has 11 bits
     EXPECT_EQ(65535, light.pixels.at<cv::Vec3w>(2, 3)[1]);
     EXPECT_EQ(0, light.pixels.at<cv::Vec3w>(2, 3)[2]);
+}
+
+TEST(Photo, ReadsWhatIsNotWrittenToo)
+{
+    const Folder folder;
+    const cv::Mat flat(48, 64, CV_8UC3, cv::Scalar(200, 100, 50));
+    for (const char* name : {"a.heic", "a.jp2", "a.webp"}) {
+        store(folder / name, flat);
+        const Photo photo = readPhoto(folder / name);
+        ASSERT_EQ(CV_8UC3, photo.pixels.type()) << name;
+        EXPECT_LE(cv::norm(photo.pixels, flat, cv::NORM_INF), 4) << name; // coded with loss
+    }
+}
+
+TEST(Photo, DevelopsTheMosaicOfACameraRaw)
+{
+    const Folder folder;
+    put(folder / "a.dng", rawFile({64, 48}, 40000, 10000, 8000));
+    EXPECT_EQ("raw", inspectPhoto(folder / "a.dng").format);
+    const Photo photo = readPhoto(folder / "a.dng");
+    ASSERT_EQ(CV_16UC3, photo.pixels.type());
+    ASSERT_EQ(cv::Size(64, 48), photo.pixels.size());
+    const cv::Vec3w middle = photo.pixels.at<cv::Vec3w>(24, 32); // the sRGB curve of the mosaic's light
+    EXPECT_NEAR(52600, middle[0], 600);
+    EXPECT_NEAR(28000, middle[1], 600);
+    EXPECT_NEAR(25200, middle[2], 600);
 }
 
 TEST(Photo, IsTurnedUprightForEveryOrientation)

@@ -113,6 +113,9 @@ formats() {
     expect 1 "$pixmill" compare a.png jpeg8/a.jpg --picture apart.png
     says out PSNR
     [[ -s apart.png ]] || fail "no picture of the difference"
+    expect 1 "$pixmill" develop a.png -o a.HEIC
+    says err "a.HEIC: has no format that can be written"
+    [[ ! -e a.HEIC ]] || fail "made a.HEIC all the same"
 }
 
 through() {
@@ -189,6 +192,10 @@ recipes() {
     says out light.shadows=
     expect 0 "$pixmill" page man
     says out detail.fine.shadows.slope
+    expect 0 "$pixmill" help develop
+    says out "--recipe"
+    expect 2 "$pixmill" devlop
+    says err '"devlop" is no command, wanted one of develop, filter'
     for usage in "" "develop" "develop a.jpg" "develop a.jpg -o b --jobs 0" "filter sharpen" "nonsense"; do
         expect 2 "$pixmill" $usage
         [[ $(grep -c . err) == 1 ]] || fail "$usage: $(cat err)"
@@ -209,6 +216,11 @@ filters() {
         says out "67 x 53, 3 channels of 16 bits"
     done
     expect 1 "$pixmill" compare a.png recursive.png
+    cp a.png before.png
+    expect 1 "$pixmill" filter box a.png ./a.png
+    says err "would take the place of an input"
+    expect 1 "$pixmill" compare a.png box.png --picture a.png
+    cmp a.png before.png || fail "an input was overwritten"
     expect 0 "$pixmill" filter box a.png same.png --param radius=1 --param passes=2
     expect 1 "$pixmill" filter box a.png b.png --param radius=0
     says err "box.radius is \"0\", wanted 1..1000"

@@ -4,6 +4,7 @@
 #include <pixmill/develop/detail/core.h>
 #include <pixmill/develop/detail/pack_rows.h>
 #include <pixmill/develop/detail/ring.h>
+#include <pixmill/develop/detail/tone_rows.h>
 
 #include <algorithm>
 
@@ -44,6 +45,16 @@ inline void originalPixels(const ushort* __restrict base, const ushort* __restri
         out[i] = clamp16(base[2 * i] + 2 * (d0[2 * i] + d1[2 * i] + d2[2 * i]) - 6 * kCentre);
 }
 
+/// Asks for the samples below a row's. Rows of a view lie in pages of their own, at whose beginnings the processor
+/// would wait.
+inline void askForNext(const cv::Mat& ring, int y, int x, int n)
+{
+    constexpr int kLine = 32;
+    const ushort* row = at(ring, y + 1, x);
+    for (int i = 0; i < n; i += kLine)
+        __builtin_prefetch(row + i, 0, 2);
+}
+
 } // namespace
 
 void originalRow(const Layers& layers, int y, int x, int n, ushort* out)
@@ -53,6 +64,18 @@ void originalRow(const Layers& layers, int y, int x, int n, ushort* out)
                        at(layers.detail[2], y, x), out, n);
     };
     rows::runSpan(row, 0, 1);
+}
+
+/// How level `i` is toned: not at all, while it is summed, or into a plane of its own.
+void Chain::chooseToning(int i, const DetailLevel& controls, bool changed, Stages& stages)
+{
+    const bool toned = controls != DetailLevel();
+    if (toned && changed)
+        m_tables[i].update(i, controls);
+    const bool passing = toned && tonesInPassing(m_tables[i]), kept = toned && !passing;
+    stages.level[i] = kept && (stages.level[i] || !m_kept[i]);
+    m_kept[i] = kept;
+    m_passing = (m_passing & ~(1 << i)) | int(passing) << i;
 }
 
 Stages Chain::update(const Controls& c)
@@ -66,9 +89,7 @@ Stages Chain::update(const Controls& c)
     for (int i = 0; i < 3; ++i) {
         stages.level[i] = stages.luma || *now[i] != *before[i];
         stages.sum = stages.sum || stages.level[i];
-        m_toned[i] = *now[i] != DetailLevel();
-        if (m_toned[i] && (fresh || *now[i] != *before[i]))
-            m_tables[i].update(i, *now[i]);
+        chooseToning(i, *now[i], fresh || *now[i] != *before[i], stages);
     }
     stages.color = stages.sum || c.color != m_controls.color;
     m_lit = c.light != Light();
@@ -85,7 +106,7 @@ Stages Chain::update(const Controls& c)
     if (m_lit || m_weighed)
         makeRing(m_luma, ring);
     for (int i = 0; i < 3; ++i)
-        if (m_toned[i])
+        if (m_kept[i])
             makeRing(m_levels[i], ring);
     return stages;
 }
@@ -105,6 +126,7 @@ void Chain::renderLuma(const Layers& layers, int y, int x, int n)
 {
     ushort* out = at(m_luma, y, x);
     const ushort* from = at(layers.base, y, x);
+    askForNext(layers.base, y, x, n);
     if (m_weighed) {
         weigh(layers, m_controls.weights, y, x, n, out);
         from = out;
@@ -116,13 +138,19 @@ void Chain::renderLuma(const Layers& layers, int y, int x, int n)
 void Chain::renderSum(const Layers& layers, int y, int x, int n)
 {
     const ushort* levels[3];
-    for (int i = 0; i < 3; ++i)
-        levels[i] = at(m_toned[i] ? m_levels[i] : layers.detail[i], y, x);
-    engine::addEdgesRow(at(lumaOf(layers), y, x), levels[0], levels[1], levels[2], at(newY, y, x), n);
+    for (int i = 0; i < 3; ++i) {
+        const cv::Mat& plane = m_kept[i] ? m_levels[i] : layers.detail[i];
+        levels[i] = at(plane, y, x);
+        askForNext(plane, y, x, n);
+    }
+    askForNext(lumaOf(layers), y, x, n);
+    sumToned(m_passing, at(lumaOf(layers), y, x), m_tables, levels, at(newY, y, x), n);
 }
 
 void Chain::renderColor(const Layers& layers, const cv::Mat& oldY, int y, int x, int n)
 {
+    for (const cv::Mat* plane : {&oldY, &layers.dr, &layers.db})
+        askForNext(*plane, y / 2, x / 2, halfSize(n));
     colorRow(m_colored ? m_color.data() : nullptr, at(oldY, y / 2, x / 2), at(newY, y, x), at(layers.dr, y / 2, x / 2),
              at(layers.db, y / 2, x / 2), at(dr, y / 2, x / 2), at(db, y / 2, x / 2), halfSize(n));
 }
@@ -132,15 +160,18 @@ void Chain::render(const Layers& layers, const cv::Mat& oldY, const Stages& stag
     // The caller's loop is compiled apart from the rows here, so they choose the processor's level themselves. Stage by
     // stage, so that each one's tables are in the nearest cache for all of its rows.
     const int x = part.x, n = part.width;
+    const auto toneRow = [&](int i, int y) {
+        askForNext(layers.detail[i], y, x, n);
+        toneLevel(m_tables[i], at(lumaOf(layers), y, x), at(layers.detail[i], y, x), at(m_levels[i], y, x), n);
+    };
     const auto band = [&](int first, int end) {
         if (stages.luma && (m_lit || m_weighed))
             for (int y = first; y < end; ++y)
                 renderLuma(layers, y, x, n);
         for (int i = 0; i < 3; ++i)
-            if (stages.level[i] && m_toned[i])
+            if (stages.level[i] && m_kept[i])
                 for (int y = first; y < end; ++y)
-                    engine::toneRow(m_tables[i].pairs(), at(lumaOf(layers), y, x), at(layers.detail[i], y, x),
-                                    at(m_levels[i], y, x), n);
+                    toneRow(i, y);
         if (stages.sum)
             for (int y = first; y < end; ++y)
                 renderSum(layers, y, x, n);

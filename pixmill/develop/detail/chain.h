@@ -33,6 +33,7 @@ public:
     void render(const Layers& layers, const cv::Mat& oldY, const Stages& stages, const cv::Rect& part);
 
 private:
+    void chooseToning(int level, const DetailLevel& controls, bool changed, Stages& stages);
     void renderLuma(const Layers& layers, int y, int x, int n);
     void renderSum(const Layers& layers, int y, int x, int n);
     void renderColor(const Layers& layers, const cv::Mat& oldY, int y, int x, int n);
@@ -40,7 +41,9 @@ private:
 
     bool m_known = false;
     Controls m_controls;
-    bool m_lit = false, m_weighed = false, m_toned[3] = {}, m_colored = false;
+    bool m_lit = false, m_weighed = false, m_colored = false;
+    bool m_kept[3] = {}; ///< Levels toned into planes of their own.
+    int m_passing = 0;   ///< Levels toned while they are summed: 1 the first, 2 the second, 4 the third.
     std::vector<unsigned short> m_light;
     DetailTable m_tables[3];
     std::vector<std::uint32_t> m_color;

@@ -102,11 +102,11 @@ inline void mixColors(const std::uint32_t (&__restrict picked)[4][kColorChunk], 
     for (int i = 0; i < n; ++i) {
         int r = 1024, b = 1024;
         for (int k = 0; k < 4; ++k) {
-            r += int(picked[k][i] & 0xffff) * c.weight[k][i];
-            b += int(picked[k][i] >> 16) * c.weight[k][i];
+            r += short(picked[k][i]) * c.weight[k][i];
+            b += short(picked[k][i] >> 16) * c.weight[k][i];
         }
-        dr[i] = ushort(r >> 11);
-        db[i] = ushort(b >> 11);
+        dr[i] = ushort((r >> 11) + kCentre);
+        db[i] = ushort((b >> 11) + kCentre);
     }
 }
 

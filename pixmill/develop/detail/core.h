@@ -1,8 +1,10 @@
 #pragma once
 
 /// The one place where the develop library reaches into the core's private headers: row loops, rounding, planes,
-/// look-ups, and the engine's row kernels.
+/// look-ups, the exponential, hand kernels, and the engine's row kernels.
 #include <pixmill/engine/zone_rows.h>
+#include <pixmill/rows/avx512.h>
+#include <pixmill/rows/exponential.h>
 #include <pixmill/rows/largepages.h>
 #include <pixmill/rows/look_up.h>
 #include <pixmill/rows/pixel.h>
@@ -17,6 +19,7 @@ namespace pixmill::develop {
 using rows::clamp16;
 using rows::clamp8;
 using rows::ensure;
+using rows::exponential;
 using rows::forEachIndex;
 using rows::forEachRow;
 using rows::halfSize;

@@ -1,3 +1,4 @@
+#include <pixmill/develop/detail/angle.h>
 #include <pixmill/develop/detail/core.h>
 #include <pixmill/develop/detail/mask_plane.h>
 
@@ -62,8 +63,8 @@ void renderShape(const RadialGradient& shape, const MaskGround& ground, cv::Mat&
 {
     const float longer = float(std::max(ground.picture.width, ground.picture.height));
     const float cx = shape.center.x * float(ground.picture.width), cy = shape.center.y * float(ground.picture.height);
-    const double angle = double(shape.angle) * 3.14159265358979323846 / 180;
-    const float c = float(std::cos(angle)), s = float(std::sin(angle));
+    const Direction turned = directionOf(shape.angle);
+    const float c = turned.cosine, s = turned.sine;
     const float rx = shape.radiusX * longer, ry = shape.radiusY * longer, fall = 1 - shape.hardness;
     fill(ground, out, [=](float x, float y) {
         const float u = ((x - cx) * c + (y - cy) * s) / rx, v = ((y - cy) * c - (x - cx) * s) / ry;

@@ -1,5 +1,7 @@
 #include <pixmill/develop/detail/photo_colour.h>
 
+#include <pixmill/rows/logarithm.h>
+
 #include <lcms2.h>
 #include <opencv2/core.hpp>
 
@@ -22,10 +24,10 @@ cmsUInt32Number layout(int colours, bool alpha, size_t bytes)
     return CHANNELS_SH(colours) | EXTRA_SH(alpha ? 1 : 0) | BYTES_SH(bytes);
 }
 
-float encoded(float light)
+float encoded(float light, const rows::Power& gamma)
 {
     const float v = std::min(std::max(0.0f, light), 1.0f); // a NaN becomes 0
-    return v <= 0.0031308f ? 12.92f * v : 1.055f * std::pow(v, 1 / 2.4f) - 0.055f;
+    return v <= 0.0031308f ? 12.92f * v : 1.055f * gamma(v) - 0.055f;
 }
 
 template <class T>
@@ -110,12 +112,13 @@ void cmykToRgb(const cv::Mat& in, cv::Mat& out)
 void encodeLinear(const cv::Mat& in, bool hasAlpha, cv::Mat& out)
 {
     const int n = in.channels(), light = n - hasAlpha;
+    const rows::Power gamma(1 / 2.4f);
     cv::Mat made(in.size(), CV_MAKETYPE(CV_16U, n));
     for (int y = 0; y < in.rows; ++y) {
         const float* from = in.ptr<float>(y);
         ushort* to = made.ptr<ushort>(y);
         for (int i = 0; i < in.cols * n; ++i)
-            to[i] = cv::saturate_cast<ushort>((i % n < light ? encoded(from[i]) : from[i]) * 65535.0f);
+            to[i] = cv::saturate_cast<ushort>((i % n < light ? encoded(from[i], gamma) : from[i]) * 65535.0f);
     }
     out = made;
 }

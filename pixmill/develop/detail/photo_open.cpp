@@ -41,6 +41,15 @@ void checkSize(const char* call, const std::string& path, long long pixels, long
                        std::to_string(maxPixels / 1'000'000) + " that are allowed");
 }
 
+/// Why a file could not be opened.
+std::string openingProblem(const std::string& path)
+{
+    const std::string said = OIIO::geterror();
+    if (said.find("could not find a format reader") != std::string::npos)
+        return "is no picture of a format that can be read";
+    return "is no picture that can be read (" + inOneLine(said, path, "unknown") + ")";
+}
+
 /// More pixels than a byte can stand for: a block of 64 takes JPEG a bit or two, and a run of 1032 bytes takes
 /// PNG and TIFF one. 0: a format without such a bound.
 long long mostPixelsAByte(const std::string& format)
@@ -76,7 +85,7 @@ std::unique_ptr<OIIO::ImageInput> openPicture(const char* call, const std::strin
         wishes["oiio:RawColor"] = 1;
     auto in = OIIO::ImageInput::open(path, &wishes);
     if (!in)
-        refuseFile(call, path, "is no picture that can be read (" + inOneLine(OIIO::geterror(), path, "unknown") + ")");
+        refuseFile(call, path, openingProblem(path));
     in->threads(1); // who reads many files gives each a thread
     return in;
 }

@@ -1,7 +1,6 @@
 #include <pixmill/develop/detail/smoothing.h>
 
 #include <pixmill/develop/detail/core.h>
-#include <pixmill/develop/detail/exponential.h>
 
 #include <algorithm>
 #include <cmath>
@@ -18,7 +17,7 @@ inline void coupleRow(const float* __restrict a, const float* __restrict b, floa
                       float* __restrict out, int n)
 {
     for (int x = 0; x < n; ++x)
-        out[x] = expOf(flat + steep * std::abs(b[x] - a[x]));
+        out[x] = exponential(std::max(flat + steep * std::abs(b[x] - a[x]), -80.0f));
 }
 
 /// Couplings of each pixel with its left and its upper neighbour, for the largest sigma.

@@ -3,8 +3,8 @@
 #include <pixmill/adjust/TLightAdjLUTq3.h>
 #include <pixmill/adjust/color_nodes.h>
 #include <pixmill/curves/TLutThreshold.h>
+#include <pixmill/curves/threshold_tables.h>
 #include <pixmill/develop/detail/core.h>
-#include <pixmill/develop/detail/exponential.h>
 
 #include <algorithm>
 #include <cmath>
@@ -67,6 +67,41 @@ const ushort* entriesOf(const TLut16U& lut)
     return static_cast<const ushort*>(lut.m_lut_p);
 }
 
+constexpr int kFarthest = 8192; ///< Detail beyond is rare.
+
+/// How near to the centre a sample must be for a line to give its entry, which stands `shift` bits high.
+int straightReach(const std::uint32_t* pairs, int shift, float slope)
+{
+    const auto entry = [&](int v) { return int(pairs[kCentre + v] >> shift & 0xffff) - kCentre; };
+    int v = 0;
+    for (; v < kFarthest; ++v) {
+        const int line = roundToInt(slope * float(v));
+        if (entry(v) != line || entry(-v) != -line)
+            break;
+    }
+    return v;
+}
+
+/// A slope whose products in single precision reach farthest. Those of a round slope, as 1.3, are next to halves, which
+/// the table's double precision keeps apart: so its neighbours are tried as well.
+float farthestSlope(const std::uint32_t* pairs, int shift, float slope, int& reach)
+{
+    const float ulp = std::nextafter(slope, 8.0f) - slope;
+    float best = slope;
+    reach = 0;
+    for (const float away : {0.0f, 1.0f, -1.0f, 2.0f, -2.0f}) {
+        const float tried = slope + away * ulp;
+        const int found = straightReach(pairs, shift, tried);
+        if (found > reach) {
+            reach = found;
+            best = tried;
+        }
+        if (reach == kFarthest)
+            break;
+    }
+    return best;
+}
+
 /// The colour of a node of the table, not limited: so neutral controls change nothing, and no saturation leaves none,
 /// also in cells that reach out of the gamut.
 adjust::UnitColour colourAt(int y, int dr, int db)
@@ -84,7 +119,7 @@ void smoothCurve(float* curve, float sigma)
     const int reach = int(3 * sigma) + 1;
     std::vector<float> weights(std::size_t(reach) + 1), in(curve, curve + kMagnitudes);
     for (int i = 0; i <= reach; ++i)
-        weights[i] = expOf(-0.5f * float(i * i) / (sigma * sigma));
+        weights[i] = exponential(-0.5f * float(i * i) / (sigma * sigma));
     for (int m = 0; m < kMagnitudes; ++m) {
         float sum = 0, whole = 0;
         for (int i = -reach; i <= reach; ++i) {
@@ -170,7 +205,22 @@ void DetailTable::update(int level, const DetailLevel& c)
             bright[v] = (bright[v] & 0xffff0000u) | entriesOf(lut)[v];
         }
     }
+    findLines(level, c);
     m_controls = c;
+}
+
+void DetailTable::findLines(int level, const DetailLevel& c)
+{
+    const std::uint32_t *dark = m_pairs.data(), *bright = dark + kEntries;
+    const auto slopeOf = [&](const DetailZone& zone, const DetailZone& base) {
+        return curves::lineSlope(0.0f, kReach[level].slope, curves::shifted16(base.slope, zone.slope));
+    };
+    int shadows = 0, midtones = 0, highlights = 0;
+    m_lines.shadows = farthestSlope(dark, 16, slopeOf(c.shadows, c.base), shadows);
+    m_lines.midtones = farthestSlope(dark, 0, slopeOf(c.midtones, c.base), midtones);
+    m_lines.highlights = farthestSlope(bright, 16, slopeOf(c.base, DetailZone()), highlights);
+    m_lines.reach = std::min(midtones, highlights);
+    m_lines.darkReach = std::min(m_lines.reach, shadows);
 }
 
 std::vector<std::uint32_t> colorTable(const Color& color)
@@ -185,7 +235,7 @@ std::vector<std::uint32_t> colorTable(const Color& color)
         for (int a = 0; a < kColorNodes; ++a)
             for (int b = 0; b < kColorNodes; ++b) {
                 const adjust::NodeChroma c = nodes.of(colourAt(y, a, b), [&](int m) { return gains[m]; });
-                *out++ = c.dr | std::uint32_t(c.db) << 16;
+                *out++ = (c.dr | std::uint32_t(c.db) << 16) ^ 0x80008000u;
             }
     });
     return table;

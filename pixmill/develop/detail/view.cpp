@@ -2,6 +2,7 @@
 
 #include <pixmill/develop/detail/blend_rows.h>
 #include <pixmill/develop/detail/core.h>
+#include <pixmill/develop/detail/pack_avx512.h>
 #include <pixmill/develop/detail/ring.h>
 
 #include <algorithm>
@@ -26,6 +27,17 @@ cv::Rect workOf(const cv::Rect& view, cv::Size picture)
     return {x, y, right - x, bottom - y};
 }
 
+/// Words of a chunk's pairs. @return false where a colour lies outside: then they are not to be used.
+template <bool swap>
+bool packWords(const ushort* luma, const SiteRows& red, const SiteRows& blue, uchar* words, int pairs)
+{
+    const int wide =
+        rows::takesAvx512() ? packPairs512<swap>(luma, red.row, red.next, blue.row, blue.next, words, pairs) : 0;
+    return !packPairs<swap>(reinterpret_cast<const AnyWord*>(luma + 2 * wide), red.row + wide, red.next + wide,
+                            blue.row + wide, blue.next + wide, reinterpret_cast<AnyWord*>(words + 8 * wide),
+                            pairs - wide);
+}
+
 /// The short way to 8 bits, from pixel `skip` of a chunk on. @return false where a colour lies outside: then it is not
 /// all done.
 bool packChunk(const ushort* luma, const SiteRows& red, const SiteRows& blue, Order order, int skip, int n,
@@ -34,12 +46,9 @@ bool packChunk(const ushort* luma, const SiteRows& red, const SiteRows& blue, Or
     const int pairs = halfSize(n);
     // Rows without an odd pixel at either end go where they belong at once.
     const bool direct = !threeChannels(order) && skip == 0 && n % 2 == 0;
-    AnyWord* words = direct ? reinterpret_cast<AnyWord*>(out) : reinterpret_cast<AnyWord*>(c.words);
-    const AnyWord* lumas = reinterpret_cast<const AnyWord*>(luma);
-    const bool beyond = blueFirst(order)
-                            ? packPairs<true>(lumas, red.row, red.next, blue.row, blue.next, words, pairs)
-                            : packPairs<false>(lumas, red.row, red.next, blue.row, blue.next, words, pairs);
-    if (beyond)
+    uchar* words = direct ? out : reinterpret_cast<uchar*>(c.words);
+    if (!(blueFirst(order) ? packWords<true>(luma, red, blue, words, pairs)
+                           : packWords<false>(luma, red, blue, words, pairs)))
         return false;
     if (threeChannels(order))
         dropFourths(c.words + skip, out, n - skip);
@@ -89,10 +98,10 @@ void View::render(const Layers& layers, const cv::Rect& view, const Recipe& reci
     m_done = work;
 }
 
-/// Rings that hold the work, and are not much larger.
+/// Rings that hold the work, and are not much larger. Rows of all, also those of half size, begin at cache lines.
 void View::fit(const cv::Rect& work)
 {
-    const cv::Size wanted(even(work.width), even(work.height)), have = m_chain.newY.size();
+    const cv::Size wanted((work.width + 63) / 64 * 64, even(work.height)), have = m_chain.newY.size();
     if (have.width >= wanted.width && have.height >= wanted.height && have.area() <= 4L * wanted.area())
         return;
     m_done = {};

@@ -26,10 +26,10 @@ PIXMILL_AVX512_KERNEL __m512i zoneRamp512(__m512i k)
     return _mm512_add_epi16(_mm512_add_epi16(k, _mm512_add_epi16(k, k)), last);
 }
 
-/// Divided by 256 toward zero.
+/// Divided by 256 toward zero, for |v| < 2^24: the top byte of a negative one is 255.
 PIXMILL_AVX512_KERNEL __m512i dividedBy256(__m512i v)
 {
-    return _mm512_srai_epi32(_mm512_add_epi32(v, _mm512_srli_epi32(_mm512_srai_epi32(v, 31), 24)), 8);
+    return _mm512_srai_epi32(_mm512_add_epi32(v, _mm512_srli_epi32(v, 24)), 8);
 }
 
 /// toneRow. Products and sums of pairs are one instruction, on samples side by side with weights side by side; quarters

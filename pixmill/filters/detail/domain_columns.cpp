@@ -108,7 +108,7 @@ void DomainRecursion::columns(const DomainSteps& steps, float k)
         bool made = false;
         const auto make = [&](int y, int n) {
             for (int t = 0; t < strips.count && !made; ++t)
-                weigh(steps.down(first + t) + std::ptrdiff_t(y) * kLanes, k, (n + 3) / 4 * 4,
+                weigh(steps.down(first + t) + std::ptrdiff_t(y) * kLanes, k, n,
                       weights + t * line + std::ptrdiff_t(y) * kLanes);
             made = made || y + n == height;
         };

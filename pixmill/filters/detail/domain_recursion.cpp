@@ -88,7 +88,7 @@ void DomainRecursion::eachTile(const std::vector<cv::Mat>& from, int first, int 
             for (int x = 0; x < width; x += kBlock) {
                 const int n = std::min(kBlock, width - x), start = x == 0; // the first pixel has none before it
                 if (i == 0)
-                    weigh(steps + x * kLanes, k, roundUp(n, 4), weights + x * kLanes);
+                    weigh(steps + x * kLanes, k, n, weights + x * kLanes);
                 toLanes(sources, x * channels, (x + n) * channels, lanes + x * pixel);
                 walkRows(lanes + (x + start) * pixel, weights + (x + start) * kLanes, n - start, channels, 1);
             }
@@ -113,8 +113,6 @@ void DomainRecursion::rows(const cv::Mat& steps, float k)
         for (int r = 0; r < kLanes; ++r)
             rows[r] = steps.ptr<float>(std::min(tile * kLanes + r, steps.rows - 1));
         toLanes(rows, 0, steps.cols, lanes);
-        std::fill(lanes + std::ptrdiff_t(steps.cols) * kLanes, lanes + std::ptrdiff_t(roundUp(steps.cols, 4)) * kLanes,
-                  1.0f);
         return lanes;
     });
 }

@@ -18,7 +18,7 @@ __attribute__((noinline)) inline float roundedToFloat(double v)
 }
 
 /// The domain steps of a guide, 1 + ratio * |gradient|, in lane form: across sixteen rows a tile, down sixteen columns
-/// a strip. Tiles and strips are padded with steps of 1, to lengths that leave the exponential no odd end.
+/// a strip. Tiles and strips are padded with steps of 1 to whole vectors.
 class DomainSteps {
 public:
     /// Room for the steps of a picture of this size; `lastRow` tells whether the last row's gradients across count.

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <pixmill/filters/detail/domain_lanes.h>
-
-#include <opencv2/core/hal/hal.hpp>
+#include <pixmill/rows/exponential.h>
+#include <pixmill/rows/samples.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -20,17 +20,20 @@ inline int stripsAside(int height, int channels)
     return int(std::clamp<std::size_t>(kFloats / (std::size_t(height) * (channels + 1) * kLanes), 1, kMost));
 }
 
-/// weights = exp(steps * k) for `count` pixels, by the function behind cv::exp. `count` is a multiple of 4: the
-/// function's scalar end has another answer to a step that is not a number than its vector body. The steps that come
-/// next are fetched meanwhile.
+/// The feedback e^v. Below 2^-126 it counts as 0: such small factors move no sample, and processors take a hundred
+/// times longer over them.
+inline float feedback(float v)
+{
+    return v < -87.33654f ? 0.0f : exponential(v);
+}
+
+/// weights = exp(steps * k) for `count` pixels, which may take the steps' place. The steps that come next are fetched
+/// meanwhile.
 inline void weigh(const float* steps, float k, int count, float* weights)
 {
-    for (int i = 0; i < count; ++i) {
-        __builtin_prefetch(steps + (i + count) * kLanes);
-        for (int r = i * kLanes; r < (i + 1) * kLanes; ++r)
-            weights[r] = steps[r] * k;
-    }
-    cv::hal::exp32f(weights, weights, count * kLanes);
+    for (int i = count; i < 2 * count; ++i)
+        __builtin_prefetch(steps + i * kLanes);
+    mapRow(steps, weights, count * kLanes, [k](float step) { return feedback(step * k); });
 }
 
 /// Lines of pixels in lane form: where the first line's samples and weights stand, how far on the next pixel's and the

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <pixmill/filters/detail/domain_avx512.h>
-#include <pixmill/rows/rows.h>
+#include <xmmintrin.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -9,7 +8,8 @@
 /// Means over the windows of a line, whose ends are found by domain coordinates.
 namespace pixmill::filters {
 
-using namespace rows;
+constexpr int kWindows = 16;       ///< Pixels whose windows are found together.
+constexpr int kCoordinatesPad = 4; ///< Infinite coordinates behind a line's own.
 
 /// ends[i] is the first of `from`, `from` + 1, ... whose coordinate lies above limits[i]; limits never fall.
 inline void countUpTo(const float* coordinate, const float* __restrict limits, int from, int* __restrict ends)
@@ -39,8 +39,7 @@ struct Windows {
     const float* coordinate; ///< n of them, and kCoordinatesPad infinities
     int n;
     float radius;
-    bool rising; ///< no coordinate falls, and no limit is below all coordinates or not a number
-    bool wide = takesAvx512();
+    bool rising;           ///< no coordinate falls, and no limit is below all coordinates or not a number
     int low = 0, high = 0; ///< of the last pixel found
     int lows[kWindows] = {}, highs[kWindows] = {};
     float sizes[kWindows] = {};
@@ -68,13 +67,8 @@ struct Windows {
                 below[i] = at - radius;
                 above[i] = at + radius;
             }
-            if (wide) {
-                countUpTo512(coordinate, below, low, lows);
-                countUpTo512(coordinate, above, high, highs);
-            } else {
-                countUpTo(coordinate, below, low, lows);
-                countUpTo(coordinate, above, high, highs);
-            }
+            countUpTo(coordinate, below, low, lows);
+            countUpTo(coordinate, above, high, highs);
         } else {
             int l = low, h = high;
             for (int i = 0; i < count; ++i) {

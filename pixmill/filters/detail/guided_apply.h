@@ -2,6 +2,7 @@
 
 #include <pixmill/primitives/region.h>
 #include <pixmill/rows/pixel.h>
+#include <pixmill/rows/samples.h>
 
 #include <opencv2/core/mat.hpp>
 
@@ -40,6 +41,14 @@ inline uchar pixelOf(float v, uchar)
 inline ushort pixelOf(float v, ushort)
 {
     return toPixel16(v);
+}
+
+/// out = offset + slope * guide. All may be one row.
+inline void applyRow(const float* slope, const float* guide, const float* offset, float* out, int n)
+{
+    PIXMILL_SAME_SAMPLE_ALIASING
+    for (int x = 0; x < n; ++x)
+        out[x] = offset[x] + slope[x] * guide[x];
 }
 
 /// Coefficients of one row of the grid, spread over a run of pixels.

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <pixmill/filters/detail/guided_windows.h>
 #include <pixmill/rows/invert3x3.h>
-#include <pixmill/rows/window_means.h>
 
 #include <algorithm>
 #include <vector>
@@ -15,8 +15,10 @@ using namespace rows;
 struct OneGuide {
     static constexpr int kPlanes = 2, kMoments = 4, kCoefficients = 2;
     static constexpr Moment kTable[kMoments] = {{0, Moment::kNone}, {1, Moment::kNone}, {0, 1}, {0, 0}};
+    static constexpr Moment kAverages[kCoefficients] = {{0, Moment::kNone}, {1, Moment::kNone}};
     using Moments = WindowMoments<kPlanes, kMoments>;
     using Means = Moments::Means;
+    struct Kept {}; ///< Rows have nothing to hand from strip to strip.
 
     /// a = cov / (var + eps), b = mean of the source - a * mean of the guide.
     static void model(const Means& m, float eps, float* __restrict a, float* __restrict b, int n)
@@ -29,6 +31,11 @@ struct OneGuide {
             a[x] = slope;
             b[x] = s[x] - g[x] * slope;
         }
+    }
+
+    static void model(const Means& m, float eps, Kept&, int, float* const (&to)[kCoefficients], int n)
+    {
+        model(m, eps, to[0], to[1], n);
     }
 };
 
@@ -48,12 +55,15 @@ struct ThreeGuides {
                                                 {1, 1},
                                                 {1, 2},
                                                 {2, 2}};
+    static constexpr Moment kAverages[kCoefficients] = {
+        {0, Moment::kNone}, {1, Moment::kNone}, {2, Moment::kNone}, {3, Moment::kNone}};
     using Moments = WindowMoments<kPlanes, kMoments>;
     using Means = Moments::Means;
 
     struct Inverse {
         float m[9];
     };
+    using Kept = Inverse;
 
     /// The covariance of two planes.
     static float covariance(const Means& m, int moment, int i, int k, int x)
@@ -87,8 +97,14 @@ struct ThreeGuides {
 
     /// A row of slopes and offsets. A singular matrix takes the last inverse to its left: `kept` is the one left of
     /// this row and becomes the one at column `keepAt`.
-    static void model(Means m, float eps, Inverse& kept, int keepAt, float* __restrict a0, float* __restrict a1,
-                      float* __restrict a2, float* __restrict b, int n)
+    static void model(Means m, float eps, Inverse& kept, int keepAt, float* const (&to)[kCoefficients], int n)
+    {
+        modelRow(m, eps, kept, keepAt, to[0], to[1], to[2], to[3], n);
+    }
+
+private:
+    static void modelRow(Means m, float eps, Inverse& kept, int keepAt, float* __restrict a0, float* __restrict a1,
+                         float* __restrict a2, float* __restrict b, int n)
     {
         const auto store = [=](Model model, int x) {
             a0[x] = model.a0;
@@ -121,103 +137,141 @@ struct ThreeGuides {
 /// Columns worked on at a time: the sums of so many, `bytes` a column, stay in the second-level cache.
 inline int stripWidth(long bytes, int r, int width)
 {
-    const long fitting = limit(800000 / bytes, 256L, 512L);
+    const long fitting = limit(800000 / bytes, 512L, 1024L);
     return int(std::min<long>(std::max<long>(fitting, 4L * r), width)); // wide windows: margins cost columns twice
 }
 
-/// Calls `sink(y, left, n, a, b)` with the model of one guide, for the windows of rows first..end-1, in strips of
-/// columns.
-template <class Rows, class Sink>
-void forEachModelRow(const Rows& rows, int width, int r, float eps, int first, int end, const Sink& sink)
+/// Writes the models of one guide to the rows first..end-1 of `slopes` and `offsets`: of the windows around every
+/// pixel.
+inline void writeModels(const cv::Mat* planes, int r, float eps, int first, int end, cv::Mat& slopes, cv::Mat& offsets)
 {
-    const int side = 2 * r + 1, strip = stripWidth(8L * OneGuide::kMoments * (side + 1), r, width);
+    const PaddedRows rows(planes, r);
+    const int strip = stripWidth(8L * OneGuide::kMoments * (2 * r + 2), r, slopes.cols);
     OneGuide::Moments moments(OneGuide::kTable, r, strip);
-    AlignedArray<float> a{std::size_t(strip)}, b{std::size_t(strip)};
-    for (int left = 0; left < width; left += strip) {
-        const int n = std::min(strip, width - left);
+    for (int left = 0; left < slopes.cols; left += strip) {
+        const int n = std::min(strip, slopes.cols - left);
         moments.begin(left, n, first);
-        for (int row = first; row < end + 2 * r; ++row)
-            if (moments.push(rows, row)) {
-                OneGuide::model(moments.means(), eps, a.data(), b.data(), n);
-                sink(row - 2 * r, left, n, a.data(), b.data());
+        for (int y = first; y < end;)
+            if (moments.push(rows)) {
+                OneGuide::model(moments.means(), eps, slopes.ptr<float>(y) + left, offsets.ptr<float>(y) + left, n);
+                ++y;
             }
     }
 }
 
-/// Models whose coefficients are averaged a second time, in windows over the grid of models with a margin that repeats
-/// its edges.
+/// The last rows of a strip of models, in a ring. Windows over them find rows of planes with a margin that repeats the
+/// grid's edges.
 template <int kCoefficients>
+class ModelRows {
+public:
+    ModelRows(cv::Size grid, int r, int margin, int mostWidth)
+        : m_grid(grid), m_margin(margin), m_slots(std::min(2 * r + 2, grid.height)),
+          m_stride((std::min(mostWidth + 2 * r, grid.width) + 15) / 16 * 16),
+          m_floats(std::size_t(m_stride) * kCoefficients * m_slots)
+    {
+    }
+
+    /// The strip's columns, counted with margins.
+    void begin(int first, int end)
+    {
+        m_first = std::max(first - m_margin, 0);
+        m_end = std::min(end - m_margin, m_grid.width);
+    }
+
+    int firstColumn() const { return m_first; }
+    int columns() const { return m_end - m_first; }
+
+    /// The strip's column left of the first that the strip after it has, whose windows begin at `end`; negative where
+    /// there is none.
+    int lastBefore(int end) const { return std::max(end - m_margin, 0) - 1 - m_first; }
+
+    /// The grid's row that a row with margins stands for.
+    int gridRow(int row) const { return limit(row - m_margin, 0, m_grid.height - 1); }
+
+    /// Where a row of the grid has its coefficients, from firstColumn() on.
+    float* at(int coefficient, int y)
+    {
+        return &m_floats[(std::size_t(y % m_slots) * kCoefficients + coefficient) * m_stride];
+    }
+
+    // As PaddedRows.
+    const float* operator()(int coefficient, int row, int left, int n, float* buffer) const
+    {
+        return paddedRow(ahead(coefficient, row, 0), columns(), left - m_margin - m_first, n, buffer);
+    }
+    const float* ahead(int coefficient, int row, int) const
+    {
+        return const_cast<ModelRows*>(this)->at(coefficient, gridRow(row));
+    }
+    bool repeats(int row) const { return row <= m_margin || row - m_margin >= m_grid.height; }
+
+private:
+    cv::Size m_grid;
+    int m_margin, m_slots, m_stride, m_first = 0, m_end = 0;
+    AlignedArray<float> m_floats;
+};
+
+/// Models averaged a second time, row by row. Planes and grid of models have a margin that repeats their edges: of r,
+/// and windows stand around every pixel, or of 0, and they lie within.
+template <class Guides>
 class AveragedModels {
 public:
-    AveragedModels(cv::Size grid, int r, int margin, int mostWidth)
-        : m_grid(grid), m_r(r), m_margin(margin), m_stride((mostWidth + 2 * r + 15) / 16 * 16),
-          m_floats(std::size_t(m_stride) * 2 * kCoefficients),
-          m_sums(MeansOfRows::pieceScratch(mask()) + kCoefficients * MeansOfRows::scratchSize(mostWidth, mask()))
+    AveragedModels(const cv::Mat* planes, int r, int margin, float eps)
+        : m_r(r), m_eps(eps), m_rows(planes, margin), m_grid(windowsOf(planes[0].size(), margin)),
+          m_size(windowsOf(m_grid, margin)),
+          m_strip(stripWidth(8L * (Guides::kMoments + Guides::kCoefficients) * (2 * r + 2), r, m_size.width)),
+          m_models(m_grid, r, margin, m_strip), m_moments(Guides::kTable, r, std::min(m_strip + 2 * r, m_grid.width)),
+          m_averages(Guides::kAverages, r, m_strip)
     {
     }
 
-    /// Windows left..left+width-1, their rows first..end-1.
-    void begin(int left, int width, int first, int end)
-    {
-        m_left = left;
-        m_width = width;
-        m_row = first;
-        m_end = end;
-        double* scratch = &m_sums[MeansOfRows::pieceScratch(mask())];
-        for (MeansOfRows& means : m_means) {
-            means.begin(scratch, width, mask(), first);
-            scratch += MeansOfRows::scratchSize(width, mask());
-        }
-    }
-
-    /// The models that the strip's windows read: columns and rows of the grid.
-    int firstColumn() const { return std::max(m_left - m_margin, 0); }
-    int endColumn() const { return std::min(m_left + m_width + 2 * m_r - m_margin, m_grid.width); }
-    int firstRow() const { return gridRow(m_row); }
-    int endRow() const { return gridRow(m_end + 2 * m_r - 1) + 1; }
-
-    /// Where the coefficients of a row from firstColumn() on are to be written before push().
-    float* models(int coefficient) { return floats(coefficient) + firstColumn() - (m_left - m_margin); }
-
-    /// Takes the row `gridY` of models; calls `sink(y, means)` for each row of windows that it completes.
+    /// Calls `sink(y, left, n, averages)` for the rows first..end-1 of windows, in strips of columns.
     template <class Sink>
-    void push(int gridY, const Sink& sink)
+    void forEachRow(int first, int end, const Sink& sink)
     {
-        for (int c = 0; c < kCoefficients; ++c)
-            extend(c);
-        bool again = false;
-        for (; m_row < m_end + 2 * m_r && gridRow(m_row) == gridY; ++m_row) {
-            const float* means[kCoefficients];
-            bool complete = false;
-            for (int c = 0; c < kCoefficients; ++c) {
-                float* to = floats(kCoefficients + c);
-                complete = m_means[c].push(again ? nullptr : floats(c), m_sums.data(), to);
-                means[c] = to;
+        const int top = m_models.gridRow(first), bottom = m_models.gridRow(end - 1 + 2 * m_r);
+        std::vector<typename Guides::Kept> kept(std::size_t(bottom - top + 1));
+        for (int left = 0; left < m_size.width; left += m_strip) {
+            const int n = std::min(m_strip, m_size.width - left);
+            m_models.begin(left, left + n + 2 * m_r);
+            m_moments.begin(m_models.firstColumn(), m_models.columns(), top);
+            m_averages.begin(left, n, first);
+            for (int y = top; y <= bottom; ++y) {
+                modelRow(y, kept[std::size_t(y - top)], m_models.lastBefore(left + n));
+                while (m_averages.row() < end + 2 * m_r && m_models.gridRow(m_averages.row()) == y)
+                    if (m_averages.push(m_models))
+                        sink(m_averages.row() - 1 - 2 * m_r, left, n, m_averages.means());
             }
-            if (complete)
-                sink(m_row - 2 * m_r, means);
-            again = m_r > 0;
         }
     }
 
 private:
-    cv::Size mask() const { return {2 * m_r + 1, 2 * m_r + 1}; }
-    int gridRow(int row) const { return limit(row - m_margin, 0, m_grid.height - 1); }
-    float* floats(int i) { return &m_floats[std::size_t(m_stride) * i]; }
+    static constexpr int kCoefficients = Guides::kCoefficients;
 
-    /// Repeats the first and the last column into the margins.
-    void extend(int c)
+    cv::Size windowsOf(cv::Size size, int margin) const
     {
-        float *all = floats(c), *begin = models(c), *end = begin + (endColumn() - firstColumn());
-        std::fill(all, begin, *begin);
-        std::fill(end, all + m_width + 2 * m_r, end[-1]);
+        return {size.width + 2 * (margin - m_r), size.height + 2 * (margin - m_r)};
     }
 
-    cv::Size m_grid;
-    int m_r, m_margin, m_stride, m_left = 0, m_width = 0, m_row = 0, m_end = 0;
-    AlignedArray<float> m_floats;
-    AlignedArray<double> m_sums;
-    MeansOfRows m_means[kCoefficients];
+    /// Row y of the models, and the rows of samples it still wants.
+    void modelRow(int y, typename Guides::Kept& kept, int keepAt)
+    {
+        while (!m_moments.push(m_rows))
+            ;
+        float* to[kCoefficients];
+        for (int c = 0; c < kCoefficients; ++c)
+            to[c] = m_models.at(c, y);
+        Guides::model(m_moments.means(), m_eps, kept, keepAt, to, m_models.columns());
+    }
+
+    int m_r;
+    float m_eps;
+    PaddedRows m_rows;
+    cv::Size m_grid, m_size;
+    int m_strip;
+    ModelRows<kCoefficients> m_models;
+    typename Guides::Moments m_moments;
+    WindowMoments<kCoefficients, kCoefficients> m_averages;
 };
 
 } // namespace pixmill::filters

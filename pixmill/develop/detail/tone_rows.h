@@ -1,0 +1,58 @@
+#pragma once
+
+#include <pixmill/develop/detail/core.h>
+#include <pixmill/develop/detail/tables.h>
+#include <pixmill/develop/detail/tone_avx512.h>
+
+#include <algorithm>
+
+/// Levels of detail toned and summed.
+namespace pixmill::develop {
+
+/// Whether a level is toned while it is summed, rather than once and kept.
+inline bool tonesInPassing(const DetailTable& table)
+{
+    return rows::takesAvx512() && table.lines().reach >= kLeastReach && table.lines().darkReach >= kLeastReach;
+}
+
+/// engine::toneRow by a level's tables, or by its lines.
+inline void toneLevel(const DetailTable& table, const ushort* Y, const ushort* in, ushort* out, int n)
+{
+    rows::wideThenPlain(
+        n, [&](int count) { return toneLevel512(table, Y, in, out, count); },
+        [&](int x, int end) { engine::toneRow(table.pairs(), Y + x, in + x, out + x, end - x); });
+}
+
+/// sumToned512 by flags: 1 the first level, 2 the second, 4 the third.
+inline int sumTonedBy(int flags, const ushort* Y, const DetailTable* tables, const ushort* const* in, ushort* out,
+                      int n)
+{
+    constexpr decltype(&sumToned512<true, true, true>) kForms[8] = {
+        sumToned512<false, false, false>, sumToned512<true, false, false>, sumToned512<false, true, false>,
+        sumToned512<true, true, false>,   sumToned512<false, false, true>, sumToned512<true, false, true>,
+        sumToned512<false, true, true>,   sumToned512<true, true, true>};
+    return kForms[flags](Y, tables, in, out, n);
+}
+
+/// engine::addEdgesRow of levels that are toned before where `flags` has a bit for them.
+inline void sumToned(int flags, const ushort* Y, const DetailTable* tables, const ushort* const* in, ushort* out, int n)
+{
+    if (flags == 0) {
+        engine::addEdgesRow(Y, in[0], in[1], in[2], out, n);
+        return;
+    }
+    constexpr int kPiece = 256;
+    ushort toned[3][kPiece];
+    for (int x = sumTonedBy(flags, Y, tables, in, out, n); x < n; x += kPiece) {
+        const int piece = std::min(kPiece, n - x);
+        const ushort* levels[3];
+        for (int i = 0; i < 3; ++i) {
+            levels[i] = (flags >> i & 1) != 0 ? toned[i] : in[i] + x;
+            if (levels[i] == toned[i])
+                engine::toneRow(tables[i].pairs(), Y + x, in[i] + x, toned[i], piece);
+        }
+        engine::addEdgesRow(Y + x, levels[0], levels[1], levels[2], out + x, piece);
+    }
+}
+
+} // namespace pixmill::develop
