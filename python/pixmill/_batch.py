@@ -133,15 +133,18 @@ def publish(job: Job, staged: str, record: Record) -> tuple[str, str]:
     knows which of both is there.
     """
     known, of = record.read(), made_of(job)
-    if known.get("of") == of and (not job.force or known.get("batch") == job.batch):
+    if known.get("made") and known.get("of") == of and (not job.force or known.get("batch") == job.batch):
         if known["made"] == stamp(staged):
             os.replace(staged, job.target)
         if known["made"] == stamp(job.target):
             return "done" if known.get("batch") == job.batch else "before", ""
     discard(staged)
     words = make(job, staged)
+    made = stamp(staged)
+    if made is None:
+        raise RuntimeError(f"{job.source}: the tool made no picture of it")
     try:
-        record.write({"of": of, "made": stamp(staged), "batch": job.batch})
+        record.write({"of": of, "made": made, "batch": job.batch})
         os.replace(staged, job.target)
     except OSError:
         discard(staged)

@@ -67,7 +67,7 @@ def run(told: argparse.Namespace) -> int:
     report = dask.develop_many(
         told.files,
         **{name: given[name] for name in [*names, "patience", "force"]},
-        tool=os.environ.get("PIXMILL", "pixmill"),
+        tool="pixmill" if told.scheduler else os.environ.get("PIXMILL", "pixmill"),  # each machine has its own
         options=tuple(word for one in told.set for word in ("--set", one)),
         progress=bar if sys.stderr.isatty() and not told.quiet else None,
     )

@@ -50,7 +50,9 @@ def needs(call: str, filter: Filter, shape: tuple[int, ...] | None, guide: Any, 
     return found
 
 
-def margin(filter: Filter, shape: tuple[int, ...] | None = None, *, guide: Any = None, **parameters: Any) -> tuple[int, int]:
+def margin(
+    filter: Filter, shape: tuple[int, ...] | None = None, *, guide: Any = None, **parameters: Any
+) -> tuple[int, int]:
     """Rows and columns that a tile needs on every side that is not the picture's; multiples of `grid`.
 
     filter: a filter of this module, or its name. shape: the picture's, where one of its parameters follows its size.
@@ -59,7 +61,9 @@ def margin(filter: Filter, shape: tuple[int, ...] | None = None, *, guide: Any =
     return needs("margin", filter, shape, guide, parameters).margin
 
 
-def grid(filter: Filter, shape: tuple[int, ...] | None = None, *, guide: Any = None, **parameters: Any) -> tuple[int, int]:
+def grid(
+    filter: Filter, shape: tuple[int, ...] | None = None, *, guide: Any = None, **parameters: Any
+) -> tuple[int, int]:
     """Rows and columns at whose multiples tiles begin.
 
     filter, shape, guide, parameters: as `margin` takes them.

@@ -9,6 +9,8 @@ import time
 
 import pixmill.dask
 import pytest
+from pixmill._batch import Job, develop_one
+
 from conftest import MAKE, TOOL, Watch, check_whole, expected
 
 RECIPE = {"light": {"shadows": 0.4}}
@@ -68,6 +70,31 @@ def test_a_picture_that_ends_every_worker_fails_alone(pictures, tmp_path):
     report = pixmill.dask.develop_many(pictures[2:5], tmp_path / "out", workers=1, tool=str(deadly))
     assert states(report) == ["done", "failed", "done"]
     assert "ends every worker" in str(report)
+
+
+def test_a_tool_that_makes_nothing_is_told_each_time(pictures, tmp_path):
+    for _ in range(2):
+        report = pixmill.dask.develop_many(pictures[:1], tmp_path / "out", workers=1, tool="true")
+        assert "the tool made no picture" in str(report)
+    assert states(pixmill.dask.develop_many(pictures[:1], tmp_path / "out", workers=1)) == ["done"]
+
+
+def test_a_picture_that_was_recorded_and_not_yet_renamed_takes_its_name(pictures, tmp_path, monkeypatch):
+    """As a worker would leave it that was killed between both."""
+    out = tmp_path / "out"
+    job = Job(pictures[0], str(out / "p0.tif"), (TOOL, "develop", "--quiet"), None, "settings", "batch", False)
+    with monkeypatch.context() as changed:
+        changed.setattr(os, "replace", lambda *_: os._exit(9))
+        child = os.fork()
+        if child == 0:
+            develop_one(job)
+    assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 9
+    staged = out / ".pixmill-batch" / "p0.tif"
+    number = staged.stat().st_ino
+    assert not (out / "p0.tif").exists()
+    assert develop_one(job).state == "done"
+    assert (out / "p0.tif").stat().st_ino == number
+    assert develop_one(job._replace(batch="another")).state == "before"
 
 
 class Cluster:
