@@ -1,5 +1,6 @@
 #include <pixmill/filters/detail/guided_columns.h>
 
+#include <pixmill/filters/detail/guided_avx512.h>
 #include <pixmill/rows/rows.h>
 #include <pixmill/rows/samples.h>
 
@@ -63,15 +64,8 @@ inline void addSamples(Samples samples, double times, double* __restrict sums, i
 template <class Samples>
 inline void slideSamples(Samples in, Samples out, const float* ahead, double* __restrict sums, int n)
 {
-    constexpr int kLine = 16; ///< Floats of a cache line. Many fetched at a time would wait for each other.
-    int x = 0;
-    for (; x + kLine <= n; x += kLine) {
-        __builtin_prefetch(ahead + x);
-        for (int i = x; i < x + kLine; ++i)
-            sums[i] += in(i)-out(i);
-    }
-    for (; x < n; ++x)
-        sums[x] += in(x)-out(x);
+    fetchingRow(
+        n, [=](int x) { sums[x] += in(x)-out(x); }, ahead);
 }
 
 struct MeanByProduct {
@@ -195,18 +189,6 @@ void addColumns(MomentRow row, double times, double* sums, int n)
             0, n);
 }
 
-void slideColumns(MomentRow in, MomentRow out, const float* ahead, double* sums, int n)
-{
-    runSpan(
-        [=](int, int count) {
-            if (in.b)
-                slideSamples(Product{in.a, in.b}, Product{out.a, out.b}, ahead, sums, count);
-            else
-                slideSamples(Plain{in.a}, Plain{out.a}, ahead, sums, count);
-        },
-        0, n);
-}
-
 void meansOfColumns(const double* sums, int side, const ExactMean& mean, ExactMean::Form form, double* scratch,
                     float* means, int n)
 {
@@ -223,6 +205,21 @@ void meansOfColumns(const double* sums, int side, const ExactMean& mean, ExactMe
             }
         },
         0, n);
+}
+
+void slideMeans(const SlideRow& row, const ExactMean& mean, ExactMean::Form form)
+{
+    if (takesAvx512())
+        return slideMeans512(row, mean, form);
+    runSpan(
+        [row](int, int columns) {
+            if (row.in.b)
+                slideSamples(Product{row.in.a, row.in.b}, Product{row.out.a, row.out.b}, row.ahead, row.sums, columns);
+            else
+                slideSamples(Plain{row.in.a}, Plain{row.out.a}, row.ahead, row.sums, columns);
+        },
+        0, row.n + row.side - 1);
+    meansOfColumns(row.sums, row.side, mean, form, row.scratch, row.means, row.n);
 }
 
 bool pushRow(MeansOfRows& rows, MomentRow row, float* product, double* pieces, float* means, int n)

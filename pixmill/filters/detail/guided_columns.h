@@ -87,12 +87,24 @@ struct MomentRow {
 /// sums += times * samples.
 void addColumns(MomentRow row, double times, double* sums, int n);
 
-/// sums += samples of `in` - samples of `out`. Fetches the samples from `ahead` on into the cache.
-void slideColumns(MomentRow in, MomentRow out, const float* ahead, double* sums, int n);
-
-/// means[x] = mean of sums[x] + ... + sums[x + side - 1]; `scratch` is for 2 * (n + side) values.
+/// means[x] = mean of sums[x] + ... + sums[x + side - 1] for n windows; `scratch` is for 2 * (n + side) values.
 void meansOfColumns(const double* sums, int side, const ExactMean& mean, ExactMean::Form form, double* scratch,
                     float* means, int n);
+
+/// A row of a strip that column sums and the means of n windows move on by. Sums and means have room for whole vectors
+/// of eight.
+struct SlideRow {
+    MomentRow in, out;
+    const float* ahead; ///< Samples to be fetched into the cache, where the moment is a plane's own.
+    double* sums;
+    int side;
+    double* scratch; ///< 2 * (n + side) + 64 values.
+    float* means;
+    int n;
+};
+
+/// sums += samples of `in` - samples of `out`, then meansOfColumns.
+void slideMeans(const SlideRow& row, const ExactMean& mean, ExactMean::Form form);
 
 /// MeansOfRows::push.
 bool pushRow(MeansOfRows& rows, MomentRow row, float* product, double* pieces, float* means, int n);

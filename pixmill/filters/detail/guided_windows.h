@@ -75,8 +75,8 @@ class WindowMoments {
 public:
     WindowMoments(const Moment (&moments)[kMoments], int r, int mostWidth)
         : m_moments(moments), m_r(r), m_stride((mostWidth + 2 * r + 15) / 16 * 16), m_mean(double(side()) * side()),
-          m_floats(std::size_t(m_stride) * (2 * kPlanes + 1 + kMoments)),
-          m_columns(std::size_t(m_stride) * (kMoments + 2)),
+          m_floats(std::size_t(m_stride) * (3 * kPlanes + 1 + kMoments)),
+          m_columns(std::size_t(m_stride) * (kMoments + 2) + 64),
           m_sums(MeansOfRows::pieceScratch(mask()) + kMoments * MeansOfRows::scratchSize(mostWidth, mask()))
     {
     }
@@ -100,21 +100,24 @@ public:
     bool push(const Rows& rows)
     {
         const int row = m_row++;
+        const bool complete = row >= m_first + 2 * m_r, again = row > m_first && rows.repeats(row);
         for (int p = 0; p < kPlanes; ++p) {
-            if (row == m_first || !rows.repeats(row))
-                m_latest[p] = magnitudesOf(rows(p, row, m_left, samples(), floats(p)), samples());
+            if (complete || !again)
+                m_in[p] = rows(p, row, m_left, samples(), floats(p));
+            if (row > m_first + 2 * m_r)
+                m_out[p] = rows(p, row - side(), m_left, samples(), floats(kPlanes + p));
+            if (!again)
+                m_latest[p] = magnitudesOf(m_in[p], samples());
             m_recent[p].add(m_latest[p]);
         }
-        if (row < m_first + 2 * m_r)
-            return false;
-        for (int m = 0; m < kMoments; ++m) {
+        for (int m = 0; m < kMoments && complete; ++m) {
             const double units = unitsOf(m);
             if (units <= kExactUnits)
                 run(rows, row, m, m_mean.form(units));
             else
                 pushInOrder(rows, row, m);
         }
-        return true;
+        return complete;
     }
 
     /// The completed row of means of every moment.
@@ -136,7 +139,7 @@ private:
     int samples() const { return m_width + 2 * m_r; }
     cv::Size mask() const { return {side(), side()}; }
     float* floats(int i) { return &m_floats[std::size_t(m_stride) * i]; }
-    float* meansOf(int moment) { return floats(2 * kPlanes + 1 + moment); }
+    float* meansOf(int moment) { return floats(3 * kPlanes + 1 + moment); }
     double* columns(int moment) { return &m_columns[std::size_t(m_stride) * moment]; }
 
     /// unitsOfSum of the rows that a moment's windows have and had; infinite, too, for windows of other sizes than
@@ -151,36 +154,46 @@ private:
                                   : unitsOfSum(m_recent[i].all(), m_recent[k].all(), count);
     }
 
-    /// A moment's samples of a row, in the buffers from `buffer` on where they do not stand side by side.
-    template <class Rows>
-    MomentRow fetch(const Rows& rows, int row, int moment, int buffer)
+    MomentRow samplesOf(int moment, const float* const* planes) const
     {
         const auto [i, k] = m_moments[moment];
-        const auto plane = [&](int p) { return rows(p, row, m_left, samples(), floats(buffer + p)); };
-        return {plane(i), k == Moment::kNone ? nullptr : plane(k)};
+        return {planes[i], k == Moment::kNone ? nullptr : planes[k]};
+    }
+
+    /// A moment's samples of any row.
+    template <class Rows>
+    MomentRow fetch(const Rows& rows, int row, int moment)
+    {
+        const float* planes[kPlanes];
+        for (int p = 0; p < kPlanes; ++p)
+            planes[p] = rows(p, row, m_left, samples(), floats(2 * kPlanes + p));
+        return samplesOf(moment, planes);
     }
 
     /// The column sums move on to the rows up to `row`, or begin there.
     template <class Rows>
     void run(const Rows& rows, int row, int m, ExactMean::Form form)
     {
-        if (m_ran[m] == row - 1)
-            slideColumns(fetch(rows, row, m, 0), fetch(rows, row - side(), m, kPlanes),
-                         rows.ahead(m_moments[m].i, row + kAhead, m_left), columns(m), samples());
-        else
+        if (m_ran[m] == row - 1) {
+            const float* const ahead = rows.ahead(m_moments[m].i, row + kAhead, m_left);
+            slideMeans({samplesOf(m, m_in), samplesOf(m, m_out), ahead, columns(m), side(), columns(kMoments),
+                        meansOf(m), m_width},
+                       m_mean, form);
+        } else {
             beginColumns(rows, row, m);
+            meansOfColumns(columns(m), side(), m_mean, form, columns(kMoments), meansOf(m), m_width);
+        }
         m_ran[m] = row;
-        meansOfColumns(columns(m), side(), m_mean, form, columns(kMoments), meansOf(m), m_width);
     }
 
     template <class Rows>
     void beginColumns(const Rows& rows, int row, int m)
     {
-        std::fill_n(columns(m), samples(), 0.0);
+        std::fill_n(columns(m), m_stride, 0.0);
         for (int y = row - 2 * m_r, times; y <= row; y += times) {
             for (times = 1; y + times <= row && rows.repeats(y + times);)
                 ++times;
-            addColumns(fetch(rows, y, m, 0), times, columns(m), samples());
+            addColumns(fetch(rows, y, m), times, columns(m), samples());
         }
     }
 
@@ -195,7 +208,7 @@ private:
             m_means[m].begin(scratch + m * MeansOfRows::scratchSize(m_width, mask()), m_width, mask(), from);
         for (int y = from; y <= row; ++y) {
             const bool again = (y > from || !begins) && rows.repeats(y);
-            pushRow(m_means[m], again ? MomentRow{} : fetch(rows, y, m, 0), floats(2 * kPlanes), pieces, meansOf(m),
+            pushRow(m_means[m], again ? MomentRow{} : fetch(rows, y, m), floats(3 * kPlanes), pieces, meansOf(m),
                     samples());
         }
         m_pushed[m] = row;
@@ -206,6 +219,7 @@ private:
     const Moment (&m_moments)[kMoments];
     int m_r, m_stride, m_left = 0, m_width = 0, m_first = 0, m_row = 0;
     ExactMean m_mean;
+    const float *m_in[kPlanes] = {}, *m_out[kPlanes] = {}; ///< The rows that enter and leave.
     Magnitudes m_latest[kPlanes];
     RecentMagnitudes m_recent[kPlanes];
     int m_ran[kMoments], m_pushed[kMoments]; ///< The rows that the column sums and the box filter's order stand at.
