@@ -25,7 +25,7 @@ void checkReach(const char* call, int r, cv::Size size, long moments)
 inline void copyRow(const float* from, float* to, int n, std::ptrdiff_t next)
 {
     fetchingRow(
-        n, [=](int x) { to[x] = from[x]; }, to + next);
+        n, [=](int x) { to[x] = from[x]; }, Fetch{to + next});
 }
 
 /// A plane to be read while the members are written: a copy where it is one of theirs.

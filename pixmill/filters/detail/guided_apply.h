@@ -49,7 +49,7 @@ inline void applyRow(const float* slope, const float* guide, const float* offset
                      std::ptrdiff_t next = 0)
 {
     fetchingRow(
-        n, [=](int x) { out[x] = offset[x] + slope[x] * guide[x]; }, out + next);
+        n, [=](int x) { out[x] = offset[x] + slope[x] * guide[x]; }, Fetch{out + next});
 }
 
 /// Coefficients of one row of the grid, spread over a run of pixels.

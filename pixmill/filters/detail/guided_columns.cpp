@@ -62,7 +62,7 @@ inline void addSamples(Samples samples, double times, double* __restrict sums, i
 }
 
 template <class Samples>
-inline void slideSamples(Samples in, Samples out, const float* ahead, double* __restrict sums, int n)
+inline void slideSamples(Samples in, Samples out, Fetch ahead, double* __restrict sums, int n)
 {
     fetchingRow(
         n, [=](int x) { sums[x] += in(x)-out(x); }, ahead);

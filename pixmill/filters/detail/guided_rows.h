@@ -34,7 +34,7 @@ struct OneGuide {
                 a[x] = slope;
                 b[x] = s[x] - g[x] * slope;
             },
-            a + next, b + next);
+            Fetch{a + next}, Fetch{b + next});
     }
 
     static void model(const Means& m, float eps, Kept&, int, float* const (&to)[kCoefficients], int n)
