@@ -95,9 +95,10 @@ public:
     /// The row that push() takes.
     int row() const { return m_row; }
 
-    /// Takes the next row of samples. Returns whether it completed a row of means.
+    /// Takes the next row of samples. Returns whether it completed a row of means. Compiled once, not for every level:
+    /// its rows' work finds the level by itself.
     template <class Rows>
-    bool push(const Rows& rows)
+    __attribute__((noinline)) bool push(const Rows& rows)
     {
         const int row = m_row++;
         const bool complete = row >= m_first + 2 * m_r, again = row > m_first && rows.repeats(row);
