@@ -1,4 +1,5 @@
 #include <pixmill/filters/TGuidedFilter.h>
+#include <reference/guided_filter.h>
 #include <support/bench.h>
 
 #include <opencv2/imgproc.hpp>
@@ -70,6 +71,25 @@ void oneMeanByBlur(benchmark::State& state)
 }
 BENCHMARK(oneMeanByBlur)->Name("TGuidedFilter_oneMean:blur")->Apply(radii);
 
+/// The plain form, where it takes less than seconds.
+void smallRadii(benchmark::internal::Benchmark* b)
+{
+    b->ArgNames({"w", "h", "r"})->Unit(benchmark::kMillisecond)->UseRealTime();
+    for (const int r : {1, 8})
+        b->Args({1024, 1024, r});
+}
+
+void oneMeanPlain(benchmark::State& state)
+{
+    Planes p(state, 1);
+    for (auto _ : state) {
+        const auto model = pixmill::reference::guidedEstimate(p.guide[0], p.src, int(state.range(2)), kEps);
+        p.out = model.a[0].mul(p.guide[0]) + model.b;
+    }
+    report(state, p.pixels(), p.pixels() * 4 * 3);
+}
+BENCHMARK(oneMeanPlain)->Name("TGuidedFilter_oneMean:plain")->Apply(smallRadii);
+
 /// Both means, as the peer has them: coefficients averaged over the window again.
 void TGuidedFilter_threeGuides(benchmark::State& state)
 {
@@ -92,6 +112,15 @@ void TGuidedFilter_whole(benchmark::State& state)
     report(state, p.pixels(), p.pixels() * 4 * 3);
 }
 BENCHMARK(TGuidedFilter_whole)->Apply(radii);
+
+void wholePlain(benchmark::State& state)
+{
+    Planes p(state, 1);
+    for (auto _ : state)
+        p.out = pixmill::reference::guidedBlock(p.guide[0], p.src, int(state.range(2)), kEps);
+    report(state, p.pixels(), p.pixels() * 4 * 3);
+}
+BENCHMARK(wholePlain)->Name("TGuidedFilter_whole:plain")->Apply(smallRadii);
 
 #ifdef PIXMILL_HAVE_XIMGPROC
 void ximgprocGuided(benchmark::State& state, int guides)

@@ -21,6 +21,13 @@ void checkReach(const char* call, int r, cv::Size size, long moments)
                   "at most 32768 more than the picture's sides, and windows whose sums take 2^30 bytes at most");
 }
 
+/// What comes `next` after `to` is fetched.
+inline void copyRow(const float* from, float* to, int n, std::ptrdiff_t next)
+{
+    fetchingRow(
+        n, [=](int x) { to[x] = from[x]; }, Fetch{to + next});
+}
+
 /// A plane to be read while the members are written: a copy where it is one of theirs.
 template <std::size_t count>
 cv::Mat readable(const char* call, const char* argument, const cv::Mat& plane, cv::Size size,
@@ -78,7 +85,7 @@ int TGuidedFilter::estimate3(const char* call, const std::vector<cv::Mat>& guide
         AveragedModels<ThreeGuides>(planes, r, r, eps)
             .forEachRow(first, end, [&](int y, int left, int n, const auto& averages) {
                 for (int i = 0; i < 4; ++i)
-                    std::copy_n(averages[i], n, members[i]->template ptr<float>(y) + left);
+                    copyRow(averages[i], members[i]->template ptr<float>(y) + left, n, fetchedAhead(*members[i], y));
             });
     });
     return 1;

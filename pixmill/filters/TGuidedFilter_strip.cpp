@@ -46,8 +46,9 @@ void filterRows(const cv::Mat& g, const cv::Mat& s, int r, float eps, int first,
     const cv::Mat planes[] = {g, s};
     AveragedModels<OneGuide>(planes, r, 0, eps)
         .forEachRow(first, end, [&](int y, int left, int n, const auto& averages) {
-            applyRow(averages[0], g.ptr<float>(y + 2 * r) + 2 * r + left, averages[1], out.ptr<float>(y - first) + left,
-                     n);
+            const int row = y - first;
+            applyRow(averages[0], g.ptr<float>(y + 2 * r) + 2 * r + left, averages[1], out.ptr<float>(row) + left, n,
+                     fetchedAhead(out, row));
         });
 }
 

@@ -39,4 +39,27 @@ inline void zipRow(const A* a, const B* b, D* d, int n, F f)
         d[x] = f(a[x], b[x]);
 }
 
+/// What a loop over a row fetches into the cache meanwhile: `step` floats for every sixteen samples.
+struct Fetch {
+    const float* from;
+    int step = 16;
+};
+
+/// Calls `each(x)` for n samples, each on its own, and fetches meanwhile, line by line: many fetched at a time would
+/// wait for each other.
+template <class Each, class... Fetches>
+inline void fetchingRow(int n, const Each& each, Fetches... fetches)
+{
+    constexpr int kLine = 16; ///< Floats of a cache line.
+    int x = 0;
+    for (; x + kLine <= n; x += kLine) {
+        (__builtin_prefetch(fetches.from + x / kLine * fetches.step), ...);
+        PIXMILL_SAME_SAMPLE_ALIASING
+        for (int i = x; i < x + kLine; ++i)
+            each(i);
+    }
+    for (; x < n; ++x)
+        each(x);
+}
+
 } // namespace pixmill::rows

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 /// The application of a grid of coefficients to pixels: v = guide * a + b * scale in single precision, each coefficient
 /// serving `repeats` rows and columns, and the grid's last ones all that follow.
@@ -43,12 +44,12 @@ inline ushort pixelOf(float v, ushort)
     return toPixel16(v);
 }
 
-/// out = offset + slope * guide. All may be one row.
-inline void applyRow(const float* slope, const float* guide, const float* offset, float* out, int n)
+/// out = offset + slope * guide. All may be one row. What comes `next` after `out` is fetched.
+inline void applyRow(const float* slope, const float* guide, const float* offset, float* out, int n,
+                     std::ptrdiff_t next = 0)
 {
-    PIXMILL_SAME_SAMPLE_ALIASING
-    for (int x = 0; x < n; ++x)
-        out[x] = offset[x] + slope[x] * guide[x];
+    fetchingRow(
+        n, [=](int x) { out[x] = offset[x] + slope[x] * guide[x]; }, Fetch{out + next});
 }
 
 /// Coefficients of one row of the grid, spread over a run of pixels.

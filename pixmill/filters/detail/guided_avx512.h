@@ -140,9 +140,9 @@ PIXMILL_AVX512_KERNEL void slideMeans512(SlideRow row, Mean512 mean)
     int x = 0;
     for (; x < delay && x + 8 <= columns; x += 8)
         windows.push(slide512<kProduct>(row, x));
-    for (; x + 8 <= columns; x += 8) {
-        if (!kProduct)
-            _mm_prefetch(reinterpret_cast<const char*>(row.ahead + x), _MM_HINT_T0);
+    const float* ahead = row.ahead.from;
+    for (; x + 8 <= columns; x += 8, ahead += row.ahead.step / 2) {
+        _mm_prefetch(reinterpret_cast<const char*>(ahead), _MM_HINT_T0);
         _mm256_storeu_ps(row.means + (x - delay), mean(windows.push(slide512<kProduct>(row, x))));
     }
     for (; x < columns || x - delay < row.n; x += 8) {

@@ -62,17 +62,10 @@ inline void addSamples(Samples samples, double times, double* __restrict sums, i
 }
 
 template <class Samples>
-inline void slideSamples(Samples in, Samples out, const float* ahead, double* __restrict sums, int n)
+inline void slideSamples(Samples in, Samples out, Fetch ahead, double* __restrict sums, int n)
 {
-    constexpr int kLine = 16; ///< Floats of a cache line. Many fetched at a time would wait for each other.
-    int x = 0;
-    for (; x + kLine <= n; x += kLine) {
-        __builtin_prefetch(ahead + x);
-        for (int i = x; i < x + kLine; ++i)
-            sums[i] += in(i)-out(i);
-    }
-    for (; x < n; ++x)
-        sums[x] += in(x)-out(x);
+    fetchingRow(
+        n, [=](int x) { sums[x] += in(x)-out(x); }, ahead);
 }
 
 struct MeanByProduct {

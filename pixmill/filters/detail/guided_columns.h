@@ -3,6 +3,7 @@
 #include <pixmill/rows/running_means.h>
 
 #include <algorithm>
+#include <vector>
 
 /// Sums of columns that run down the rows, for windows whose sums are exact whatever the order of the additions. Each
 /// function is a row's work and takes the processor's row level itself: the walk around them is compiled once.
@@ -25,32 +26,35 @@ struct Magnitudes {
 
 Magnitudes magnitudesOf(const float* samples, int n);
 
-/// The magnitudes of the last rows of a plane, without a queue: of `count` + 1 at the least, of 2 * `count` at most.
+/// The magnitudes of the last `count` rows of a plane.
 class RecentMagnitudes {
 public:
-    explicit RecentMagnitudes(int count = 1) : m_count(count) {}
+    explicit RecentMagnitudes(int count = 1) : m_rows(std::size_t(count)) {}
 
     void add(Magnitudes row)
     {
-        if (m_taken == m_count) {
-            m_older = m_newer;
+        if (m_taken == m_rows.size()) {
+            for (std::size_t i = m_taken - 1; i > 0; --i)
+                m_rows[i - 1].add(m_rows[i]);
             m_newer = {};
             m_taken = 0;
         }
         m_newer.add(row);
-        ++m_taken;
+        m_rows[m_taken++] = row;
     }
 
     Magnitudes all() const
     {
-        Magnitudes both = m_older;
-        both.add(m_newer);
+        Magnitudes both = m_newer;
+        if (m_taken < m_rows.size())
+            both.add(m_rows[m_taken]);
         return both;
     }
 
 private:
-    Magnitudes m_older, m_newer;
-    int m_count, m_taken = 0;
+    std::vector<Magnitudes> m_rows; ///< The newer rows, then, of those before, each together with what follows it.
+    Magnitudes m_newer;
+    std::size_t m_taken = 0;
 };
 
 /// Every sample is a multiple of a unit: the value of the last bit of the least one. The greatest magnitude that a sum
@@ -95,7 +99,7 @@ void meansOfColumns(const double* sums, int side, const ExactMean& mean, ExactMe
 /// of eight.
 struct SlideRow {
     MomentRow in, out;
-    const float* ahead; ///< Samples to be fetched into the cache, where the moment is a plane's own.
+    Fetch ahead;
     double* sums;
     int side;
     double* scratch; ///< 2 * (n + side) + 64 values.

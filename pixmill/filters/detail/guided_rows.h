@@ -2,6 +2,7 @@
 
 #include <pixmill/filters/detail/guided_windows.h>
 #include <pixmill/rows/invert3x3.h>
+#include <pixmill/rows/samples.h>
 
 #include <algorithm>
 #include <vector>
@@ -20,17 +21,20 @@ struct OneGuide {
     using Means = Moments::Means;
     struct Kept {}; ///< Rows have nothing to hand from strip to strip.
 
-    /// a = cov / (var + eps), b = mean of the source - a * mean of the guide.
-    static void model(const Means& m, float eps, float* __restrict a, float* __restrict b, int n)
+    /// a = cov / (var + eps), b = mean of the source - a * mean of the guide. What comes `next` after both is fetched.
+    static void model(const Means& m, float eps, float* a, float* b, int n, std::ptrdiff_t next = 0)
     {
         const float *g = m[0], *s = m[1], *product = m[2], *square = m[3];
-        for (int x = 0; x < n; ++x) {
-            const float cov = product[x] - g[x] * s[x];
-            const float var = square[x] - g[x] * g[x];
-            const float slope = cov / (var + eps);
-            a[x] = slope;
-            b[x] = s[x] - g[x] * slope;
-        }
+        fetchingRow(
+            n,
+            [=](int x) {
+                const float cov = product[x] - g[x] * s[x];
+                const float var = square[x] - g[x] * g[x];
+                const float slope = cov / (var + eps);
+                a[x] = slope;
+                b[x] = s[x] - g[x] * slope;
+            },
+            Fetch{a + next}, Fetch{b + next});
     }
 
     static void model(const Means& m, float eps, Kept&, int, float* const (&to)[kCoefficients], int n)
@@ -134,11 +138,25 @@ private:
     }
 };
 
-/// Columns worked on at a time: the sums of so many, `bytes` a column, stay in the second-level cache.
+/// Columns worked on at a time: what they keep, `bytes` a column, stays in the second-level cache. Rows in long pieces
+/// come from memory faster.
 inline int stripWidth(long bytes, int r, int width)
 {
-    const long fitting = limit(800000 / bytes, 512L, 1024L);
+    const long fitting = limit(400000 / bytes, 1024L, 8192L);
     return int(std::min<long>(std::max<long>(fitting, 4L * r), width)); // wide windows: margins cost columns twice
+}
+
+/// Bytes a column of the rows in a window's reach, of planes of floats, and of the column sums.
+inline long stripBytes(int planes, int moments, int r)
+{
+    return sizeof(float) * planes * (2L * r + 2) + sizeof(double) * moments;
+}
+
+/// How far it is from a row of results to one that will be written a little later; 0 where there is none.
+inline std::ptrdiff_t fetchedAhead(const cv::Mat& results, int y)
+{
+    constexpr int kAhead = 3;
+    return y + kAhead < results.rows ? std::ptrdiff_t(results.step1() * kAhead) : 0;
 }
 
 /// Writes the models of one guide to the rows first..end-1 of `slopes` and `offsets`: of the windows around every
@@ -146,14 +164,15 @@ inline int stripWidth(long bytes, int r, int width)
 inline void writeModels(const cv::Mat* planes, int r, float eps, int first, int end, cv::Mat& slopes, cv::Mat& offsets)
 {
     const PaddedRows rows(planes, r);
-    const int strip = stripWidth(8L * OneGuide::kMoments * (2 * r + 2), r, slopes.cols);
+    const int strip = stripWidth(stripBytes(OneGuide::kPlanes, OneGuide::kMoments, r), r, slopes.cols);
     OneGuide::Moments moments(OneGuide::kTable, r, strip);
     for (int left = 0; left < slopes.cols; left += strip) {
         const int n = std::min(strip, slopes.cols - left);
         moments.begin(left, n, first);
         for (int y = first; y < end;)
             if (moments.push(rows)) {
-                OneGuide::model(moments.means(), eps, slopes.ptr<float>(y) + left, offsets.ptr<float>(y) + left, n);
+                OneGuide::model(moments.means(), eps, slopes.ptr<float>(y) + left, offsets.ptr<float>(y) + left, n,
+                                fetchedAhead(slopes, y));
                 ++y;
             }
     }
@@ -219,7 +238,8 @@ public:
     AveragedModels(const cv::Mat* planes, int r, int margin, float eps)
         : m_r(r), m_eps(eps), m_rows(planes, margin), m_grid(windowsOf(planes[0].size(), margin)),
           m_size(windowsOf(m_grid, margin)),
-          m_strip(stripWidth(8L * (Guides::kMoments + Guides::kCoefficients) * (2 * r + 2), r, m_size.width)),
+          m_strip(stripWidth(stripBytes(Guides::kPlanes + kCoefficients, Guides::kMoments + kCoefficients, r), r,
+                             m_size.width)),
           m_models(m_grid, r, margin, m_strip), m_moments(Guides::kTable, r, std::min(m_strip + 2 * r, m_grid.width)),
           m_averages(Guides::kAverages, r, m_strip)
     {

@@ -87,7 +87,7 @@ public:
         m_left = left;
         m_width = width;
         m_first = m_row = first;
-        std::fill_n(m_recent, kPlanes, RecentMagnitudes(side()));
+        std::fill_n(m_recent, kPlanes, RecentMagnitudes(side() + 1));
         std::fill_n(m_ran, kMoments, first - 2); // no row before any
         std::fill_n(m_pushed, kMoments, first - 2);
     }
@@ -95,9 +95,10 @@ public:
     /// The row that push() takes.
     int row() const { return m_row; }
 
-    /// Takes the next row of samples. Returns whether it completed a row of means.
+    /// Takes the next row of samples. Returns whether it completed a row of means. Compiled once, not for every level:
+    /// its rows' work finds the level by itself.
     template <class Rows>
-    bool push(const Rows& rows)
+    __attribute__((noinline)) bool push(const Rows& rows)
     {
         const int row = m_row++;
         const bool complete = row >= m_first + 2 * m_r, again = row > m_first && rows.repeats(row);
@@ -170,14 +171,22 @@ private:
         return samplesOf(moment, planes);
     }
 
+    /// A moment's share of the rows that are fetched from memory: more than a line at a time waits for the others.
+    template <class Rows>
+    Fetch aheadOf(const Rows& rows, int row, int m) const
+    {
+        constexpr int kAhead = 2, kShares = std::max(kMoments / kPlanes, 1);
+        const int share = m / kPlanes % kShares;
+        return {rows.ahead(m % kPlanes, row + kAhead, m_left) + samples() / kShares * share, 16 / kShares};
+    }
+
     /// The column sums move on to the rows up to `row`, or begin there.
     template <class Rows>
     void run(const Rows& rows, int row, int m, ExactMean::Form form)
     {
         if (m_ran[m] == row - 1) {
-            const float* const ahead = rows.ahead(m_moments[m].i, row + kAhead, m_left);
-            slideMeans({samplesOf(m, m_in), samplesOf(m, m_out), ahead, columns(m), side(), columns(kMoments),
-                        meansOf(m), m_width},
+            slideMeans({samplesOf(m, m_in), samplesOf(m, m_out), aheadOf(rows, row, m), columns(m), side(),
+                        columns(kMoments), meansOf(m), m_width},
                        m_mean, form);
         } else {
             beginColumns(rows, row, m);
@@ -213,8 +222,6 @@ private:
         }
         m_pushed[m] = row;
     }
-
-    static constexpr int kAhead = 2; ///< Rows between the one that enters and the one that is fetched from memory.
 
     const Moment (&m_moments)[kMoments];
     int m_r, m_stride, m_left = 0, m_width = 0, m_first = 0, m_row = 0;
