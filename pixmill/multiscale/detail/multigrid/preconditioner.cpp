@@ -1,7 +1,7 @@
 #include <pixmill/multiscale/detail/multigrid/preconditioner.h>
 
 #include <pixmill/multiscale/detail/multigrid/cycle.h>
-#include <pixmill/multiscale/detail/multigrid/schur_rows.h>
+#include <pixmill/multiscale/detail/multigrid/smoothed_rows.h>
 #include <pixmill/multiscale/detail/multigrid/sums.h>
 #include <pixmill/rows/rows.h>
 #include <pixmill/rows/scratch.h>
@@ -13,7 +13,7 @@ using namespace pixmill::rows;
 namespace pixmill::multiscale {
 namespace {
 
-constexpr float kDamping = 0.9f;
+constexpr int kSteps = int(kStepWeights.size());
 
 /// Below this share of the picture's diagonal, that of colour 0 alone would be lost in the rounding of a residual.
 constexpr float kLeastDiagonal = 1e-6f;
@@ -37,14 +37,15 @@ inline void gainRow(const Grid& g, int y, float* __restrict out)
         const float diagonal =
             1.0f + ((kept(wl[k], left[k]) + kept(wr[k], right[k])) + (kept(wu[k], above[k]) + kept(wd[k], below[k])));
         const float least = kLeastDiagonal * c0[k];
-        out[k] = kDamping / (diagonal > least ? diagonal : least);
+        out[k] = 1.0f / (diagonal > least ? diagonal : least);
     }
 }
 
-inline void multiplyRow(const float* a, const float* b, float* __restrict out, int n)
+/// The first step, from 0.
+inline void firstStep(const float* gain, const float* residual, float* __restrict z, int n)
 {
     for (int k = 0; k < n; ++k)
-        out[k] = a[k] * b[k];
+        z[k] = kStepWeights[0] * gain[k] * residual[k];
 }
 
 /// The coarse right side: of residuals of even rows, which lie on even columns, and of odd rows, on odd ones.
@@ -61,43 +62,79 @@ inline void restrictRow(const Interpolation& p, int j, const float* above, const
 
 Preconditioner::Preconditioner(const Grid& grid, const PictureCouplings& picture, Workspace& space)
     : m_grid(grid), m_hierarchy(picture, space), m_gain(space.plane<float>(grid.count, grid.height)),
-      m_residual(space.plane<float>(grid.count, grid.height))
+      m_residual(space.plane<float>(grid.count, grid.height)), m_smoothed(space.plane<float>(grid.count, grid.height))
 {
     forEachRow({grid.count, grid.height}, [&](int y) { gainRow(m_grid, y, m_gain.row(y)); });
 }
 
-/// Of the residual after the first step, on the fly.
+/// Four rows of residuals, of which those outside the picture are 0.
+class Preconditioner::ResidualRows {
+public:
+    static std::size_t roomFor(int count) { return 4 * (std::size_t(count) + 2) + SchurRows<float>::roomFor(count); }
+
+    ResidualRows(const Preconditioner& owner, float* room)
+        : m_owner(owner), m_each(std::size_t(owner.m_grid.count) + 2), m_schur(owner.m_grid, room + 4 * m_each),
+          m_rows(room + 1)
+    {
+        std::fill_n(room, 4 * m_each, 0.0f);
+    }
+
+    template <class Make>
+    void begin(int y, const Make& make)
+    {
+        m_schur.begin(y, make);
+    }
+
+    template <class Make>
+    void make(int y, const Make& make)
+    {
+        float* __restrict out = row(y);
+        const int n = m_owner.m_grid.count;
+        if (y < 0 || y >= m_owner.m_grid.height) {
+            std::fill_n(out, n, 0.0f);
+            return;
+        }
+        m_schur.row(y, make, out);
+        const float* r = m_owner.m_residual.row(y);
+        for (int k = 0; k < n; ++k)
+            out[k] = r[k] - out[k];
+    }
+
+    float* row(int y) const { return m_rows + (y & 3) * m_each; }
+
+private:
+    const Preconditioner& m_owner;
+    std::size_t m_each;
+    SchurRows<float> m_schur;
+    float* m_rows;
+};
+
+/// The steps before the cycle, from 0, and the right side of the first level from the residual that they leave.
 void Preconditioner::restrictResidual()
 {
+    using Steps = SmoothedRows<kSteps - 1>;
     const int n = m_grid.count, h = m_grid.height;
-    const std::size_t each = std::size_t(n) + 2;
     const Level& coarse = m_hierarchy.levels[0];
-    const auto make = [&](int y, float* z) { multiplyRow(m_gain.row(y), m_residual.row(y), z, n); };
-    TeamScratch<float> scratch(SchurRows<float>::roomFor(n) + 4 * each);
+    TeamScratch<float> scratch(Steps::roomFor(n) + ResidualRows::roomFor(n));
     forEachSpan(coarse.height, long(n) * h, [&](int first, int end) {
-        SchurRows<float> schur(m_grid, scratch.mine());
-        float* const ring = scratch.mine() + SchurRows<float>::roomFor(n) + 1;
-        std::fill_n(ring - 1, 4 * each, 0.0f);
-        const auto left = [&](int y) { return ring + (y & 3) * each; };
-        const auto remain = [&](int y) {
-            if (y < 0 || y >= h) {
-                std::fill_n(left(y), n, 0.0f);
-                return;
-            }
-            schur.row(y, make, left(y));
-            const float* r = m_residual.row(y);
-            float* out = left(y);
-            for (int k = 0; k < n; ++k)
-                out[k] = r[k] - out[k];
+        Steps steps(m_grid, m_gain, m_residual, kStepWeights.data() + 1, scratch.mine());
+        ResidualRows left(*this, scratch.mine() + Steps::roomFor(n));
+        const auto begin = [&](int y, float* z) { firstStep(m_gain.row(y), m_residual.row(y), z, n); };
+        const auto smoothed = [&](int y, float* z) {
+            steps.row(y, begin, z);
+            if (y >= 2 * first && y < 2 * end)
+                std::copy_n(z, n, m_smoothed.row(y));
         };
-        const int start = 2 * first - 1 < 0 ? 0 : 2 * first - 1;
-        schur.begin(start, make);
+        const int start = std::max(2 * first - 1, 0);
+        steps.begin(std::max(start - 2, 0), begin);
+        left.begin(start, smoothed);
         if (first > 0)
-            remain(2 * first - 1);
+            left.make(2 * first - 1, smoothed);
         for (int j = first; j < end; ++j) {
-            remain(2 * j);
-            remain(2 * j + 1);
-            restrictRow(m_hierarchy.picture, j, left(2 * j - 1), left(2 * j), left(2 * j + 1), coarse.b.row(j), n);
+            left.make(2 * j, smoothed);
+            left.make(2 * j + 1, smoothed);
+            restrictRow(m_hierarchy.picture, j, left.row(2 * j - 1), left.row(2 * j), left.row(2 * j + 1),
+                        coarse.b.row(j), n);
         }
     });
 }
@@ -124,23 +161,22 @@ void Preconditioner::apply(const Plane<float>& z, const Plane<double>& r, const 
 {
     restrictResidual();
     cycle(m_hierarchy.levels);
+    using Steps = SmoothedRows<kSteps>;
+    std::array<float, kSteps> reversed;
+    std::reverse_copy(kStepWeights.begin(), kStepWeights.end(), reversed.begin());
     const int n = m_grid.count;
-    const auto make = [&](int y, float* out) {
-        multiplyRow(m_gain.row(y), m_residual.row(y), out, n);
+    const auto corrected = [&](int y, float* out) {
+        std::copy_n(m_smoothed.row(y), n, out);
         correct(y, out);
     };
-    TeamScratch<float> scratch(SchurRows<float>::roomFor(n));
+    TeamScratch<float> scratch(Steps::roomFor(n));
     forEachSpan(m_grid.height, long(n) * m_grid.height, [&](int y, int end) {
-        SchurRows<float> schur(m_grid, scratch.mine());
-        schur.begin(y, make);
+        Steps steps(m_grid, m_gain, m_residual, reversed.data(), scratch.mine());
+        steps.begin(y, corrected);
         for (; y < end; ++y) {
-            float* __restrict out = z.row(y);
-            schur.row(y, make, out);
-            const float *before = schur.z(y), *gain = m_gain.row(y), *residual = m_residual.row(y);
-            for (int k = 0; k < n; ++k)
-                out[k] = before[k] + gain[k] * (residual[k] - out[k]);
-            zr[y] = rowProduct(out, r.row(y), n);
-            zq[y] = rowProduct(out, q.row(y), n);
+            steps.row(y, corrected, z.row(y));
+            zr[y] = rowProduct(z.row(y), r.row(y), n);
+            zq[y] = rowProduct(z.row(y), q.row(y), n);
         }
     });
 }

@@ -11,7 +11,7 @@ namespace pixmill::multiscale {
 /// Jacobi step, the correction by one cycle on the coarse levels, and the same step again.
 ///
 /// The step divides by the diagonal of the system of colour 0, not by that of the picture's: where few pixels are tied
-/// strongly, the one is far smaller, and a step by the other hardly moves them.
+/// strongly, the one is far smaller, and steps by the other hardly move them.
 class Preconditioner {
 public:
     /// @throws std::bad_alloc  no memory.
@@ -24,13 +24,16 @@ public:
     void apply(const Plane<float>& z, const Plane<double>& r, const Plane<double>& q, double* zr, double* zq);
 
 private:
+    class ResidualRows;
+
     void restrictResidual();
     void correct(int y, float* z) const;
 
     const Grid& m_grid;
     Hierarchy m_hierarchy;
-    Plane<float> m_gain; ///< of a step
+    Plane<float> m_gain; ///< 1 over that diagonal
     Plane<float> m_residual;
+    Plane<float> m_smoothed; ///< after the steps before the cycle
 };
 
 } // namespace pixmill::multiscale
