@@ -15,7 +15,10 @@ namespace pixmill::multiscale {
 namespace {
 
 /// Of the largest value of the right side: photographs then end at half a unit in the last place.
-constexpr double kTolerance = 1.0 / (1 << 27);
+constexpr double kTolerance = 0x1p-28;
+
+/// The error's energy at which only rounding is left, as a share of the energy at the start.
+constexpr double kRoundingShare = 0x1p-90;
 
 double largestOf(const float* in, const Grid& grid)
 {
@@ -97,7 +100,9 @@ Step ConjugateGradients::step()
 {
     m_preconditioner.apply(m_z, m_r, m_q, m_first.data(), m_second.data());
     const double zr = sum(m_first), zq = sum(m_second);
-    if (zr == 0)
+    if (m_convergence.steps() == 0)
+        m_enough = kRoundingShare * zr;
+    if (zr >= 0 && zr <= m_enough)
         return Step::solved;
     m_pq = direct(m_convergence.steps() == 0 ? 0.0 : -zq / m_pq);
     const double length = zr / m_pq;

@@ -44,7 +44,7 @@ private:
     double m_largest;                      ///< value of the right side, then of the direction
     double m_scale;                        ///< of the residual in single precision
     Convergence m_convergence;
-    double m_pq = 0;
+    double m_pq = 0, m_enough = 0;
 };
 
 } // namespace pixmill::multiscale

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <atomic>
 #include <limits>
+#include <numeric>
+#include <vector>
 
 using namespace pixmill::rows;
 
@@ -56,6 +58,16 @@ public:
             splitFor0(row, y, m_grid.wu.row(y));
         }
         return good & splitDiagonal(y);
+    }
+
+    /// What the entries of a row of pixels sum up to, their couplings downward counted twice and none upward.
+    double excess(int y) const
+    {
+        const float *dx = m_picture.dx + at(y), *dy = m_picture.dy + at(y), *diagonal = m_diagonal + at(y);
+        double sum = 0;
+        for (int x = 0; x < m_grid.width; ++x)
+            sum += double(diagonal[x]) + 2.0 * (double(dx[x]) + dy[x]);
+        return sum;
     }
 
 private:
@@ -118,11 +130,13 @@ bool Grid::split(const PictureCouplings& picture, const float* diagonal, Workspa
     const Splitter splitter(*this, picture, diagonal);
     TeamScratch<float> scratch(std::size_t(width) + 2);
     std::atomic<bool> good{true};
+    std::vector<double> excess(height);
     forEachRow({width, height}, [&](int y) {
         if (!splitter.run(y, scratch.mine()))
             good = false;
+        excess[y] = splitter.excess(y);
     });
-    return good;
+    return good && std::accumulate(excess.begin(), excess.end(), 0.0) > 0;
 }
 
 } // namespace pixmill::multiscale

@@ -17,7 +17,7 @@ struct Grid {
 
     /// Splits the couplings, of which each must be finite and not above 0, and the diagonal, which must be above 0.
     ///
-    /// @return whether they are.
+    /// @return whether they are, and all entries sum up to more than 0; if not, the system is not positive definite.
     bool split(const PictureCouplings& picture, const float* diagonal, Workspace& space);
 };
 
