@@ -125,7 +125,7 @@ double ConjugateGradients::direct(double beta)
     TeamScratch<double> scratch(SchurRows<double>::roomFor(n));
     forEachSpan(m_grid.height, long(n) * m_grid.height, [&](int y, int end) {
         SchurRows<double> schur(m_grid, scratch.mine());
-        schur.begin(y, make);
+        schur.begin(y);
         for (; y < end; ++y) {
             schur.row(y, make, m_q.row(y));
             std::copy_n(schur.z(y), n, m_next.row(y));

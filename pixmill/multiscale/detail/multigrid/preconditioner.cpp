@@ -79,11 +79,7 @@ public:
         std::fill_n(room, 4 * m_each, 0.0f);
     }
 
-    template <class Make>
-    void begin(int y, const Make& make)
-    {
-        m_schur.begin(y, make);
-    }
+    void begin(int y) { m_schur.begin(y); }
 
     template <class Make>
     void make(int y, const Make& make)
@@ -126,8 +122,8 @@ void Preconditioner::restrictResidual()
                 std::copy_n(z, n, m_smoothed.row(y));
         };
         const int start = std::max(2 * first - 1, 0);
-        steps.begin(std::max(start - 2, 0), begin);
-        left.begin(start, smoothed);
+        steps.begin(std::max(start - 2, 0));
+        left.begin(start);
         if (first > 0)
             left.make(2 * first - 1, smoothed);
         for (int j = first; j < end; ++j) {
@@ -172,7 +168,7 @@ void Preconditioner::apply(const Plane<float>& z, const Plane<double>& r, const 
     TeamScratch<float> scratch(Steps::roomFor(n));
     forEachSpan(m_grid.height, long(n) * m_grid.height, [&](int y, int end) {
         Steps steps(m_grid, m_gain, m_residual, reversed.data(), scratch.mine());
-        steps.begin(y, corrected);
+        steps.begin(y);
         for (; y < end; ++y) {
             steps.row(y, corrected, z.row(y));
             zr[y] = rowProduct(z.row(y), r.row(y), n);

@@ -23,21 +23,22 @@ public:
     }
 
     /// To be called before row(y), the first of the rows asked for.
-    template <class Make>
-    void begin(int y, const Make& make)
+    void begin(int y)
     {
-        for (int v = y - 2; v <= y + 1; ++v)
-            take(v, make);
-        fit(y - 1);
-        fit(y);
+        m_first = y;
+        m_next = y - 2;
     }
 
-    /// Row y of S z, within the picture.
+    /// Row y of S z, within the picture. One place alone asks for rows of z, or steps upon steps would multiply the
+    /// code.
     template <class Make>
     void row(int y, const Make& make, T* __restrict out)
     {
-        take(y + 2, make);
-        fit(y + 1);
+        for (; m_next <= y + 2; ++m_next) {
+            take(m_next, make);
+            if (m_next >= m_first)
+                fit(m_next - 1);
+        }
         sumForColour0(m_grid, y, t(y - 1), t(y), t(y + 1), out);
         const float* c0 = m_grid.c0.row(y);
         const T* v = z(y);
@@ -78,6 +79,7 @@ private:
     const Grid& m_grid;
     std::ptrdiff_t m_each;
     T *m_z, *m_t;
+    int m_first = 0, m_next = 0; ///< the first row asked for; the next row of z
 };
 
 } // namespace pixmill::multiscale

@@ -28,15 +28,14 @@ public:
     {
     }
 
-    /// To be called before row(y), the first of the rows asked for. `make(y, row)` gives row y of z before the steps.
-    template <class Make>
-    void begin(int y, const Make& make)
+    /// To be called before row(y), the first of the rows asked for.
+    void begin(int y)
     {
-        m_before.begin(std::max(y - 2, 0), make);
-        m_schur.begin(y, step(make));
+        m_before.begin(std::max(y - 2, 0));
+        m_schur.begin(y);
     }
 
-    /// Row y of z after the steps, within the picture.
+    /// Row y of z after the steps, within the picture. `make(y, row)` gives row y of z before them.
     template <class Make>
     void row(int y, const Make& make, float* __restrict out)
     {
@@ -64,10 +63,7 @@ class SmoothedRows<0> {
 public:
     SmoothedRows(const Grid&, const Plane<float>&, const Plane<float>&, const float*, float*) {}
 
-    template <class Make>
-    void begin(int, const Make&)
-    {
-    }
+    void begin(int) {}
 
     template <class Make>
     void row(int y, const Make& make, float* out)
