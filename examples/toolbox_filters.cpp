@@ -6,15 +6,11 @@
 #include <pixmill/filters/TGuidedFilter.h>
 #include <pixmill/multiscale/ConvPyr.h>
 #include <pixmill/multiscale/LocalLaplacian.h>
+#include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/gaussianiir.h>
 #include <pixmill/multiscale/tFilterBox.h>
 #include <pixmill/resample/blend.h>
 #include <pixmill/resample/resample.h>
-#include <pixmill/version.h>
-
-#if PIXMILL_HAS_SOLVER
-#include <pixmill/multiscale/TWLSFilter.h>
-#endif
 
 #include <opencv2/core.hpp>
 
@@ -226,12 +222,11 @@ void sharpen(Toolbox& box)
             [&] { return scene.show(out); });
 }
 
-void leastSquares([[maybe_unused]] Toolbox& box)
+void leastSquares(Toolbox& box)
 {
-#if PIXMILL_HAS_SOLVER
     box.filter("sunset", "TWLSFilter::Proc",
                "The smoothest plane that stays near the picture and keeps its edges, from one large system of "
-               "equations: slow, and the best base for strong tone changes.");
+               "equations: the best base for strong tone changes.");
     const cv::Mat& luma = box.scene().luma;
     TWLSFilter filter;
     cv::Mat in, guide, out;
@@ -248,7 +243,6 @@ void leastSquares([[maybe_unused]] Toolbox& box)
                 cv::exp(in, out);
                 return box.scene().show(out);
             });
-#endif
 }
 
 void edges(Toolbox& box)

@@ -25,6 +25,7 @@
 #include <pixmill/mask/TDrawMask.h>
 #include <pixmill/multiscale/ConvPyr.h>
 #include <pixmill/multiscale/LocalLaplacian.h>
+#include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/gaussianiir.h>
 #include <pixmill/multiscale/tFilterBox.h>
 #include <pixmill/planar/TPImage.h>
@@ -45,6 +46,5 @@
 #include <pixmill/version.h>
 
 #if PIXMILL_HAS_SOLVER
-#include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/pardisoSolver.h>
 #endif

@@ -1,6 +1,7 @@
 #include <pixmill/multiscale/TWLSFilter.h>
 
-#include <pixmill/multiscale/pardisoSolver.h>
+#include <pixmill/multiscale/detail/direct_solve.h>
+#include <pixmill/multiscale/detail/multigrid/grid_solver.h>
 #include <pixmill/primitives/memory.h>
 #include <pixmill/primitives/vector.h>
 #include <pixmill/rows/check.h>
@@ -11,8 +12,10 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <new>
 
 using namespace pixmill::rows;
+using namespace pixmill::multiscale;
 
 namespace {
 
@@ -87,7 +90,36 @@ void TWLSFilter::realloc(int width, int height)
     m_nnzCapacity = int(3 * n);
 }
 
+/// Lends the arrays of the matrix while it lives, and then fills them.
+class TWLSFilter::LentMatrix {
+public:
+    explicit LentMatrix(TWLSFilter& filter) : m_filter(filter)
+    {
+        space.lend(filter.m_a_p, 3 * filter.m_held * sizeof(float));
+        space.lend(filter.m_ja_p, 3 * filter.m_held * sizeof(int));
+        space.lend(filter.m_ia_p, (filter.m_held + 1) * sizeof(int));
+    }
+    ~LentMatrix()
+    {
+        m_filter.sumDiagonal();
+        m_filter.storeUpperTriangle();
+    }
+    LentMatrix(const LentMatrix&) = delete;
+    LentMatrix& operator=(const LentMatrix&) = delete;
+
+    Workspace space;
+
+private:
+    TWLSFilter& m_filter;
+};
+
 bool TWLSFilter::Proc(float* in, int width, int height, float lambda, float alpha, float* guide, bool logGuide)
+{
+    return Proc(in, width, height, lambda, alpha, guide, logGuide, nullptr);
+}
+
+bool TWLSFilter::Proc(float* in, int width, int height, float lambda, float alpha, float* guide, bool logGuide,
+                      TProgress* progress)
 {
     if (width < 1 || height < 1)
         return true;
@@ -98,8 +130,21 @@ bool TWLSFilter::Proc(float* in, int width, int height, float lambda, float alph
         takeLogarithm(guide);
     weigh(guide, {lambda, alpha, m_weightEps});
     sumDiagonal();
-    storeUpperTriangle();
-    pardisoSolverIC(int(m_held), m_a_p, m_ia_p, m_ja_p, in, m_work_p, 1, 2); // out of memory leaves `in` as it is
+    return solve(in, progress);
+}
+
+/// @return false if the host cancelled. Out of memory leaves `in` as it is.
+bool TWLSFilter::solve(float* in, TProgress* progress)
+try {
+    GridOutcome outcome;
+    {
+        LentMatrix matrix(*this);
+        outcome = solveGrid({m_width, m_height, m_dx_p, m_dy_p}, m_work_p, in, matrix.space, progress);
+    }
+    if (outcome == GridOutcome::unsuitable)
+        solveDirectly(int(m_held), m_a_p, m_ia_p, m_ja_p, in, m_work_p);
+    return outcome != GridOutcome::cancelled;
+} catch (const std::bad_alloc&) {
     return true;
 }
 
@@ -143,20 +188,21 @@ void TWLSFilter::sumDiagonal()
 
 void TWLSFilter::storeUpperTriangle()
 {
-    const int n = int(m_held);
-    int c = 1;
-    const auto store = [&](float value, int column) {
-        m_a_p[c - 1] = value;
-        m_ja_p[c - 1] = column;
-        ++c;
-    };
-    for (int i = 1; i <= n; ++i) {
-        m_ia_p[i - 1] = c;
-        store(m_work_p[i - 1], i);
-        if (i < n)
-            store(m_dx_p[i - 1], i + 1); // at the end of a row a zero
-        if (i <= n - m_width)
-            store(m_dy_p[i - 1], i + m_width);
-    }
-    m_ia_p[n] = c;
+    const std::ptrdiff_t n = m_held, w = m_width, last = n - w; // pixels from `last` on have none below
+    forEachRow({m_width, m_height}, [&](int y) {
+        for (std::ptrdiff_t i = y * w, end = i + w; i < end; ++i) {
+            std::ptrdiff_t c = std::min(i, last) * 3 + std::max<std::ptrdiff_t>(i - last, 0) * 2;
+            m_ia_p[i] = int(c + 1);
+            const auto store = [&](float value, std::ptrdiff_t column) {
+                m_a_p[c] = value;
+                m_ja_p[c++] = int(column);
+            };
+            store(m_work_p[i], i + 1);
+            if (i + 1 < n)
+                store(m_dx_p[i], i + 2); // at the end of a row a zero
+            if (i < last)
+                store(m_dy_p[i], i + 1 + w);
+        }
+    });
+    m_ia_p[n] = int(3 * n - w);
 }

@@ -1,5 +1,6 @@
 #include "hostile.h"
 #include <pixmill/core/TImage.h>
+#include <pixmill/core/TProgress.h>
 #include <pixmill/filters/BilateralFilter.h>
 #include <pixmill/filters/DomainTransform.h>
 #include <pixmill/filters/TGuidedFilter.h>
@@ -7,13 +8,17 @@
 #include <pixmill/multiscale/LocalLaplacian.h>
 #include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/gaussianiir.h>
-#include <pixmill/multiscale/pardisoSolver.h>
 #include <pixmill/multiscale/tFilterBox.h>
 #include <pixmill/resample/BlockProcessor.h>
 #include <pixmill/resample/blend.h>
 #include <pixmill/resample/border.h>
 #include <pixmill/resample/guidedUpsize.h>
 #include <pixmill/resample/resample.h>
+#include <pixmill/version.h>
+
+#if PIXMILL_HAS_SOLVER
+#include <pixmill/multiscale/pardisoSolver.h>
+#endif
 
 namespace pixmill::hostile {
 
@@ -76,16 +81,19 @@ std::vector<Row> filterRows()
         HOSTILE("LocalLaplacian::proc10K", (const Mat& in, Mat& out, float s, float l, int n) { LocalLaplacian().proc10K(in, out, s, l, n); }),
         HOSTILE("LocalLaplacian::levelJ", (int w, int h, float scale, int v) { LocalLaplacian::levelJ(w, h, scale); LocalLaplacian::clamp(v, w, h); }),
         HOSTILE("TWLSFilter::Proc", (float* in, Side w, Side h, float l, float a, float* guide, bool log) { TWLSFilter f; f.Proc(in, w, h, l, a, guide, log); }),
+        HOSTILE("TWLSFilter::Proc with reports", (float* in, Side w, Side h, float l, float a, float* guide, bool log, int refuse) { TWLSFilter f; TProgress reports([](int done, void* most) { return done < *static_cast<int*>(most); }, &refuse); f.Proc(in, w, h, l, a, guide, log, &reports); }),
         HOSTILE("TWLSFilter::realloc", (int w, int h) { TWLSFilter f; f.realloc(w, h); f.freemem(); }),
         HOSTILE("gaussianiir1d", (float* data, Side n, float s, int steps) { gaussianiir1d(data, n, s, steps); }),
         HOSTILE("gaussianiir1d 16", (ushort* data, Side n, float s, int steps) { gaussianiir1d(data, n, s, steps); }),
         HOSTILE("gaussianiir1d 8", (uchar* data, Side n, float s, int steps) { gaussianiir1d(data, n, s, steps); }),
         HOSTILE("gaussianiir2d", (Mat& io, float s, int steps) { gaussianiir2d(io, s, steps); }),
         HOSTILE("gaussianiir3d", (float* v, Side w, Side h, Side d, float s, int steps) { gaussianiir3d(v, w, h, d, s, steps); }),
+#if PIXMILL_HAS_SOLVER
         HOSTILE("pardisoSolver", (Side n, int where, int value, int nrhs, int type) { System s; s.ia[unsigned(where) % 6] = value; s.ja[unsigned(where) % 5] = value; pardisoSolver(n % 6, s.af, s.ia, s.ja, s.bf, s.xf, nrhs > 1 ? 1 : nrhs, type); }),
         HOSTILE("pardisoSolverIC", (Side n, int where, int value, int nrhs, int type) { System s; s.ia[unsigned(where) % 6] = value; pardisoSolverIC(n % 6, s.af, s.ia, s.ja, s.bf, s.xf, nrhs > 1 ? 1 : nrhs, type); }),
         HOSTILE("pardisoSolverIC double", (Side n, int where, int value, int nrhs, int type) { System s; s.ja[unsigned(where) % 5] = value; pardisoSolverIC(n % 6, s.a, s.ia, s.ja, s.b, s.x, nrhs > 1 ? 1 : nrhs, type); }),
         HOSTILE("pardisoSolverOOC", (Side n, int type) { System s; pardisoSolverOOC(n % 6, s.af, s.ia, s.ja, s.bf, s.xf, 1, type); pardisoSolverOOC(5, nullptr, nullptr, nullptr, nullptr, nullptr, 1, type); }),
+#endif
         {"tFilterBox", [](Rng& r) { const TImage in(TImage::IMTYPE(r.below(5)), TSize(r.common.width, r.common.height)); TImage out(in); tFilterBox(r.oneIn(8) ? nullptr : &in, r.oneIn(8) ? nullptr : &out, r.number(), r.number(), nullptr); }},
 
         HOSTILE("BlockProcessor::initialize", (Mats in, Mats out, int w, int h, bool align, int overlap, int border, Taper taper) {

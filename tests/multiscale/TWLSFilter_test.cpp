@@ -1,7 +1,8 @@
+#include <pixmill/core/TProgress.h>
 #include <pixmill/multiscale/TWLSFilter.h>
-#include <pixmill/multiscale/detail/sparse_solver.h>
 #include <reference/weighted_least_squares.h>
 #include <support/everyway.h>
+#include <support/host.h>
 #include <support/planes.h>
 #include <support/throws.h>
 
@@ -9,6 +10,7 @@
 
 #include <multiscale/systems.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -202,27 +204,70 @@ TEST(TWLSFilter, NothingToFilterChangesNothing)
     EXPECT_THROW(filter.Proc(in, 3, 3, 1, 1, nullptr, true), cv::Exception);
 }
 
-TEST(TWLSFilter, LeavesTheInputWhenTheSolverFails)
+TEST(TWLSFilter, LeavesTheInputWhenThereIsNoSolution)
 {
     const cv::Size size(40, 30);
     const std::vector<float> plane = dense(scenePlane(size, CV_32FC1, 0, 2));
     std::vector<float> in = plane, guide = plane;
     TWLSFilter filter;
-    const auto before = pixmill::multiscale::solverLimits();
-    pixmill::multiscale::solverLimits().bytes = 1000;
-    EXPECT_TRUE(
-        filter.Proc(in.data(), size.width, size.height, 1, 1, guide.data(), false)); // out of memory is no error
-    pixmill::multiscale::solverLimits() = before;
-    EXPECT_EQ(in, plane);
-
-    EXPECT_THROWS_TEXT(filter.Proc(in.data(), size.width, size.height, -1, 1, guide.data(), false),
-                       "pardisoSolverIC - 22");
+    const auto proc = [&](float lambda) {
+        filter.Proc(in.data(), size.width, size.height, lambda, 1, guide.data(), false);
+    };
+    EXPECT_THROWS_TEXT(proc(-1), "pardisoSolverIC - 22");
+    guide[77] = std::numeric_limits<float>::infinity();
+    EXPECT_NO_THROW(proc(1)); // a pixel that nothing ties to the others
+    in = plane;
+    guide[78] = std::numeric_limits<float>::infinity();
+    EXPECT_THROWS_TEXT(proc(1), "pardisoSolverIC - 22"); // infinity minus infinity
     guide[77] = std::numeric_limits<float>::quiet_NaN();
-    EXPECT_THROWS_TEXT(filter.Proc(in.data(), size.width, size.height, 1, 1, guide.data(), false),
-                       "pardisoSolverIC - 22");
+    EXPECT_THROWS_TEXT(proc(1), "pardisoSolverIC - 22");
     EXPECT_EQ(in, plane);
     EXPECT_TRUE(filter.Proc(in.data(), size.width, size.height, 1, 1, in.data(), false)); // its own guide
     EXPECT_NE(in, plane);
+}
+
+TEST(TWLSFilter, CancelAtEveryReportLeavesTheInputAndTheSystem)
+{
+    const cv::Size size(45, 31);
+    const std::vector<float> plane = dense(scenePlane(size, CV_32FC1, 0, 2));
+    const LeastSquares twin(plane, size.width, size.height, 1, 1.2f, plane);
+    std::vector<float> guide = plane, out = plane;
+    TWLSFilter filter;
+    const auto proc = [&](TProgress* progress) {
+        return filter.Proc(out.data(), size.width, size.height, 1, 1.2f, guide.data(), false, progress);
+    };
+    RefusingHost willing;
+    TProgress all(RefusingHost::callback, &willing);
+    EXPECT_TRUE(proc(&all));
+    EXPECT_GT(willing.reports, 5);
+    const std::vector<float> solved = out;
+    for (int refuse = 0; refuse < willing.reports; ++refuse) {
+        RefusingHost host{refuse};
+        TProgress progress(RefusingHost::callback, &host);
+        out = plane;
+        EXPECT_FALSE(proc(&progress));
+        EXPECT_EQ(host.reports, refuse + 1);
+        EXPECT_EQ(out, plane);
+        expectSameSystem(twin, filter);
+    }
+    EXPECT_TRUE(proc(nullptr));
+    EXPECT_EQ(out, solved);
+}
+
+TEST(TWLSFilter, ReportsRiseToAThousand)
+{
+    std::vector<float> plane = dense(scenePlane({45, 31}, CV_32FC1, 0, 2)), guide = plane;
+    std::vector<int> told;
+    TProgress progress(
+        [](int thousandth, void* list) {
+            static_cast<std::vector<int>*>(list)->push_back(thousandth);
+            return true;
+        },
+        &told);
+    EXPECT_TRUE(TWLSFilter().Proc(plane.data(), 45, 31, 1, 1.2f, guide.data(), true, &progress));
+    EXPECT_TRUE(std::is_sorted(told.begin(), told.end()));
+    EXPECT_EQ(told.front(), 0);
+    EXPECT_EQ(told.back(), 1000);
 }
 
 TEST(TWLSFilter, SizesThatAHostChangesMakeTheArraysAnew)
