@@ -7,7 +7,7 @@ say() { printf '\n== %s\n' "$*"; }
 # packages_of PART...: the packages under these headings of tools/packages.txt.
 packages_of() {
     awk -v parts=" $* " '
-        /^# [a-z]+: / { wanted = index(parts, " " substr($2, 1, length($2) - 1) " "); next }
+        /^# [a-z0-9_]+: / { wanted = index(parts, " " substr($2, 1, length($2) - 1) " "); next }
         wanted && /^[^#]/' tools/packages.txt
 }
 

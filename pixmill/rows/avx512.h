@@ -2,6 +2,8 @@
 
 #include <pixmill/rows/rows.h>
 
+#if PIXMILL_X86
+
 // g++ 12 takes the deliberately undefined vectors of its own header for mistakes wherever they are inlined.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic push
@@ -15,11 +17,16 @@
 #pragma GCC diagnostic pop
 #endif
 
+#endif // PIXMILL_X86
+
 /// The frame of the kernels written by hand for row level 2; each stands in a file named `..._avx512.h`.
 ///
 /// A kernel takes as many whole vectors as a row has and tells where it stopped; the plain form beside it goes on from
 /// there, and is the form of all other processors. `pixmill_bench --no-hand-kernels` shows what they are worth.
+/// Where the compiler builds for another processor than x86 each of those files names its kernels and no more.
 namespace pixmill::rows {
+
+#if PIXMILL_X86
 
 /// Before a kernel and before what it calls; and, where `inline` cannot stand, as behind a lambda's parameters.
 #define PIXMILL_AVX512_KERNEL inline PIXMILL_AVX512_CODE
@@ -30,6 +37,18 @@ inline bool takesAvx512()
 {
     return rowPolicy().level == 2 && rowPolicy().handKernels;
 }
+
+#else
+
+/// What a kernel's name stands for then: it takes nothing, and is never called.
+constexpr auto kNoKernel = [](auto...) { return 0; };
+
+constexpr bool takesAvx512()
+{
+    return false;
+}
+
+#endif
 
 /// n samples of a row: `wide(n)` at row level 2, which returns how many it took, then `plain(first, n)` from there on.
 template <class Wide, class Plain>

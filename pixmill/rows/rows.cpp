@@ -101,11 +101,15 @@ private:
 
 int processorLevel()
 {
+#if PIXMILL_X86
     __builtin_cpu_init();
     if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq") &&
         __builtin_cpu_supports("avx512vl"))
         return 2;
     return __builtin_cpu_supports("avx2") ? 1 : 0;
+#else
+    return 0;
+#endif
 }
 
 } // namespace

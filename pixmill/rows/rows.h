@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pixmill/rows/processor.h>
 #include <pixmill/rows/team.h>
 
 #include <opencv2/core/types.hpp>
@@ -8,14 +9,14 @@
 
 /// The one place that hands work to threads, and the one place that knows processor levels.
 ///
-/// A body is compiled three times from the same source: for what every x86-64 has, for AVX2 and for AVX-512. None of
-/// the three has fused multiply-add, so all give the same bits. Bodies must write disjoint memory, so neither the
-/// team's size nor the order of the pieces changes anything. What a body throws, for want of memory, reaches the caller
-/// when all threads are done; pieces that have not started may then be left out.
+/// A body is compiled three times from the same source: for what every x86-64 has, for AVX2 and for AVX-512; for other
+/// processors once. None of these has fused multiply-add, so all give the same bits. Bodies must write disjoint memory,
+/// so neither the team's size nor the order of the pieces changes anything. What a body throws, for want of memory,
+/// reaches the caller when all threads are done; pieces that have not started may then be left out.
 namespace pixmill::rows {
 
 struct RowPolicy {
-    int level;                ///< 0 every x86-64, 1 AVX2, 2 AVX-512; from the processor, tests lower it.
+    int level;                ///< 0 every processor, 1 AVX2, 2 AVX-512; from the processor, tests lower it.
     long leastParallelPixels; ///< Work below this many pixels stays on the calling thread.
     bool fixedShares = false; ///< A member runs its own share alone, from the last piece to the first; tests set it.
     bool handKernels = true;  ///< Level 2 runs the kernels of rows/avx512.h; benchmarks clear it to compare.
@@ -30,6 +31,7 @@ __attribute__((noinline, flatten)) void spanBase(const Body& body, int first, in
     body(first, end);
 }
 
+#if PIXMILL_X86
 template <class Body>
 __attribute__((noinline, flatten, target("avx2"))) void spanAvx2(const Body& body, int first, int end)
 {
@@ -65,6 +67,13 @@ void runSpan(const Body& body, int first, int end)
         spanBase(body, first, end);
     }
 }
+#else
+template <class Body>
+void runSpan(const Body& body, int first, int end)
+{
+    spanBase(body, first, end);
+}
+#endif
 
 /// How many pieces a thread's share of a loop has where pieces cost nothing to start. A thread that lost its core then
 /// holds one of them up, not a whole share.

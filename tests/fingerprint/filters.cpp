@@ -13,7 +13,6 @@
 #include <pixmill/resample/guidedUpsize.h>
 #include <pixmill/resample/resample.h>
 #ifdef FINGERPRINT_SOLVER
-#include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/pardisoSolver.h>
 #endif
 
@@ -210,8 +209,7 @@ void addResampling(Operations& all)
                    }});
 }
 
-#ifdef FINGERPRINT_SOLVER
-void addSolver(Operations& all)
+void addLeastSquares(Operations& all)
 {
     all.push_back({"TWLSFilter, its system", [](Source& s, Hash& h) {
                        std::vector<float> in = s.floats(61 * 43, 1, false), guide = s.floats(61 * 43, 1, false);
@@ -220,17 +218,22 @@ void addSolver(Operations& all)
                        h.add(guide);
                        h.bytes(filter.m_a_p, filter.m_nnzCapacity * sizeof(float) / 2);
                    }});
-    all.push_back({"TWLSFilter, solved by the general sparse solver", [](Source& s, Hash& h) {
+    all.push_back({"TWLSFilter, its solution", [](Source& s, Hash& h) {
                        std::vector<float> in = s.floats(61 * 43, 1, false), guide = s.floats(61 * 43, 1, false);
                        TWLSFilter().Proc(in.data(), 61, 43, 0.35f, 1.2f, guide.data(), false);
                        h.add(in);
                    }});
-}
-#else
-void addSolver(Operations&)
-{
-}
+#ifdef FINGERPRINT_SOLVER
+    all.push_back({"pardisoSolverIC, the general sparse solver", [](Source& s, Hash& h) {
+                       std::vector<float> in = s.floats(61 * 43, 1, false), guide = s.floats(61 * 43, 1, false);
+                       TWLSFilter filter;
+                       filter.Proc(std::vector<float>(in).data(), 61, 43, 0.35f, 1.2f, guide.data(), false);
+                       std::vector<float> out(in.size());
+                       pardisoSolverIC(61 * 43, filter.m_a_p, filter.m_ia_p, filter.m_ja_p, in.data(), out.data(), 1, 2);
+                       h.add(out);
+                   }});
 #endif
+}
 
 } // namespace
 
@@ -242,7 +245,7 @@ Operations filters()
     addBilateral(all);
     addScales(all);
     addResampling(all);
-    addSolver(all);
+    addLeastSquares(all);
     return all;
 }
 

@@ -15,6 +15,10 @@ namespace pixmill::core {
 
 using namespace rows;
 
+constexpr int kBlock512 = 64; ///< Pixels at a time.
+
+#if PIXMILL_X86
+
 /// out[x] = sum of weights * (rows - 128) + 64 over four rows of n columns; up to 63 more are written. Exact in 16
 /// bits, and 64 is the half that rounds the next sum, as the weights add up to 128.
 PIXMILL_AVX512_KERNEL void sumRows512(const uchar* const rows[4], const short w[4], int n, short* out)
@@ -192,8 +196,6 @@ PIXMILL_AVX512_KERNEL void store512(const Channels512& p, Bgra8, Writer& write)
     store512({p.b, p.g, p.r, p.mask}, Rgba8(), write);
 }
 
-constexpr int kBlock512 = 64; ///< Pixels at a time.
-
 /// n pixels of a row, whole blocks. `sums` are those of red, blue and mask, from two columns before on; `w` the weights
 /// of even and of odd columns.
 template <class Out, bool kStream>
@@ -213,5 +215,13 @@ __attribute__((noinline, flatten)) PIXMILL_AVX512_KERNEL void packRow512(const u
         }
     }
 }
+
+#else
+
+constexpr auto sumRows512 = kNoKernel;
+template <class, bool>
+constexpr auto packRow512 = kNoKernel;
+
+#endif // PIXMILL_X86
 
 } // namespace pixmill::core

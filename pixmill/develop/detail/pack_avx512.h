@@ -5,6 +5,8 @@
 /// packPairs and limitRow for processors with AVX-512, sixteen pairs at a time.
 namespace pixmill::develop {
 
+#if PIXMILL_X86
+
 PIXMILL_AVX512_KERNEL __m512i widened512(const ushort* p)
 {
     return _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
@@ -114,5 +116,12 @@ PIXMILL_AVX512_CODE int packPairs512(const ushort* luma, const ushort* dr, const
     }
     return i;
 }
+
+#else
+
+template <bool>
+constexpr auto packPairs512 = rows::kNoKernel;
+
+#endif // PIXMILL_X86
 
 } // namespace pixmill::develop

@@ -12,6 +12,8 @@
 /// A row's last 32 overlap those before, so `out` is never an input; a shorter row is left to the plain form.
 namespace pixmill::develop {
 
+#if PIXMILL_X86
+
 /// What toning takes from luma, the same for every level.
 struct Zones512 {
     __m512i luma;
@@ -127,5 +129,13 @@ PIXMILL_AVX512_CODE int sumToned512(const ushort* Y, const DetailTable* tables, 
     }
     return n;
 }
+
+#else
+
+constexpr auto toneLevel512 = rows::kNoKernel;
+template <bool, bool, bool>
+constexpr auto sumToned512 = rows::kNoKernel;
+
+#endif // PIXMILL_X86
 
 } // namespace pixmill::develop

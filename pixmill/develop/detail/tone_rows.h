@@ -27,10 +27,11 @@ inline void toneLevel(const DetailTable& table, const ushort* Y, const ushort* i
 inline int sumTonedBy(int flags, const ushort* Y, const DetailTable* tables, const ushort* const* in, ushort* out,
                       int n)
 {
-    constexpr decltype(&sumToned512<true, true, true>) kForms[8] = {
-        sumToned512<false, false, false>, sumToned512<true, false, false>, sumToned512<false, true, false>,
-        sumToned512<true, true, false>,   sumToned512<false, false, true>, sumToned512<true, false, true>,
-        sumToned512<false, true, true>,   sumToned512<true, true, true>};
+    using Form = int(const ushort*, const DetailTable*, const ushort* const*, ushort*, int);
+    constexpr Form* kForms[8] = {sumToned512<false, false, false>, sumToned512<true, false, false>,
+                                 sumToned512<false, true, false>,  sumToned512<true, true, false>,
+                                 sumToned512<false, false, true>,  sumToned512<true, false, true>,
+                                 sumToned512<false, true, true>,   sumToned512<true, true, true>};
     return kForms[flags](Y, tables, in, out, n);
 }
 

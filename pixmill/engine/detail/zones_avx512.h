@@ -13,6 +13,8 @@ namespace pixmill::engine {
 
 using namespace rows;
 
+#if PIXMILL_X86
+
 /// Sixteen-bit lanes turned from 0..65535 to -32768..32767, or back.
 PIXMILL_AVX512_KERNEL __m512i centred512(__m512i v)
 {
@@ -79,5 +81,11 @@ PIXMILL_AVX512_KERNEL int addEdgesRow512(const ushort* Y, const ushort* d0, cons
     }
     return x;
 }
+
+#else
+
+constexpr auto toneRow512 = kNoKernel, addEdgesRow512 = kNoKernel;
+
+#endif // PIXMILL_X86
 
 } // namespace pixmill::engine

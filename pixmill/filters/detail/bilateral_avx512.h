@@ -12,6 +12,8 @@ namespace pixmill::filters {
 
 using namespace rows;
 
+#if PIXMILL_X86
+
 /// Four floats each from four places, side by side.
 PIXMILL_AVX512_KERNEL __m512 fourOfEach512(const float* p0, const float* p1, const float* p2, const float* p3)
 {
@@ -130,5 +132,11 @@ PIXMILL_AVX512_KERNEL int readBackRow512(const GridRead& grid, const Edge* edge,
     }
     return whole;
 }
+
+#else
+
+constexpr auto cellRow512 = kNoKernel, readBackRow512 = kNoKernel;
+
+#endif // PIXMILL_X86
 
 } // namespace pixmill::filters

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <xmmintrin.h>
-
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 /// Means over the windows of a line, whose ends are found by domain coordinates.
 namespace pixmill::filters {
@@ -89,6 +88,20 @@ struct Windows {
 template <int C>
 constexpr bool kAsFour = C == 3;
 
+typedef float Four __attribute__((vector_size(16)));
+
+inline Four fourAt(const float* at)
+{
+    Four v;
+    std::memcpy(&v, at, sizeof v);
+    return v;
+}
+
+inline void storeFour(float* at, const Four& v)
+{
+    std::memcpy(at, &v, sizeof v);
+}
+
 /// Means of the windows of `count` pixels, `pitch` floats from one to the next. The sums of the pixels before pixel i
 /// stand at sums[(i & mask) * step].
 template <int C>
@@ -100,7 +113,7 @@ inline void windowMeans(const Windows& windows, const float* sums, std::ptrdiff_
         const float* upper = sums + std::ptrdiff_t(unsigned(windows.highs[i]) & mask) * step;
         const float size = windows.sizes[i];
         if (kAsFour<C>)
-            _mm_storeu_ps(out, _mm_div_ps(_mm_sub_ps(_mm_loadu_ps(upper), _mm_loadu_ps(lower)), _mm_set1_ps(size)));
+            storeFour(out, (fourAt(upper) - fourAt(lower)) / size);
         else
             for (int k = 0; k < (C > 0 ? C : channels); ++k)
                 out[k] = (upper[k] - lower[k]) / size;
@@ -123,13 +136,13 @@ inline void sumLines(const float* const* lines, int n, int channels, bool firstA
     std::ptrdiff_t i = c;
     const std::ptrdiff_t last = std::ptrdiff_t(n - 1) * c;
     if (kAsFour<C> && n > 2) {
-        __m128 sum[R];
+        Four sum[R];
         for (int r = 0; r < R; ++r)
-            sum[r] = _mm_loadu_ps(sums + r * apart + c);
+            sum[r] = fourAt(sums + r * apart + c);
         for (; i < last; i += c)
             for (int r = 0; r < R; ++r) {
-                sum[r] = _mm_add_ps(sum[r], _mm_loadu_ps(lines[r] + i));
-                _mm_storeu_ps(sums + r * apart + i + c, sum[r]);
+                sum[r] += fourAt(lines[r] + i);
+                storeFour(sums + r * apart + i + c, sum[r]);
             }
     }
     for (; i < last + c; ++i)

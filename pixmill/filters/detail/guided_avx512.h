@@ -11,6 +11,8 @@ namespace pixmill::filters {
 
 using namespace rows;
 
+#if PIXMILL_X86
+
 /// Before the steps of a kernel's loop.
 #define PIXMILL_AVX512_STEP __attribute__((always_inline)) PIXMILL_AVX512_KERNEL
 
@@ -194,5 +196,11 @@ PIXMILL_AVX512_KERNEL void slideMeans512(const SlideRow& row, const ExactMean& m
 }
 
 #undef PIXMILL_AVX512_STEP
+
+#else
+
+constexpr auto slideMeans512 = kNoKernel;
+
+#endif // PIXMILL_X86
 
 } // namespace pixmill::filters

@@ -209,8 +209,10 @@ void meansOfColumns(const double* sums, int side, const ExactMean& mean, ExactMe
 
 void slideMeans(const SlideRow& row, const ExactMean& mean, ExactMean::Form form)
 {
-    if (takesAvx512())
-        return slideMeans512(row, mean, form);
+    if (takesAvx512()) {
+        slideMeans512(row, mean, form);
+        return;
+    }
     runSpan(
         [row](int, int columns) {
             if (row.in.b)

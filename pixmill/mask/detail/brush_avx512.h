@@ -11,6 +11,8 @@ namespace pixmill::mask {
 
 using namespace rows;
 
+#if PIXMILL_X86
+
 /// coverShares of up to 16 pixels, those of `lanes`; `mirrored`: the last pixel has the first share.
 PIXMILL_AVX512_KERNEL void coverLanes512(const float* share, uchar* cover, __mmask16 lanes, __mmask16 shares,
                                          bool mirrored)
@@ -45,5 +47,12 @@ PIXMILL_AVX512_KERNEL void coverOutward512(const float* share, uchar* cover, int
         }
     }
 }
+
+#else
+
+template <bool>
+constexpr auto coverOutward512 = kNoKernel;
+
+#endif // PIXMILL_X86
 
 } // namespace pixmill::mask

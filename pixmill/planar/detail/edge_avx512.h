@@ -8,6 +8,8 @@ namespace pixmill::planar {
 
 using namespace rows;
 
+#if PIXMILL_X86
+
 /// out[x] = table[in[x]] with the 256 entries in registers, four times 64, which the upper two bits choose from: a
 /// plain loop is bound by its loads. Returns how many pixels it wrote.
 PIXMILL_AVX512_KERNEL int lookUpRow512(const uchar* in, ushort* out, const ushort* table, int n)
@@ -28,5 +30,11 @@ PIXMILL_AVX512_KERNEL int lookUpRow512(const uchar* in, ushort* out, const ushor
     }
     return x;
 }
+
+#else
+
+constexpr auto lookUpRow512 = kNoKernel;
+
+#endif // PIXMILL_X86
 
 } // namespace pixmill::planar
