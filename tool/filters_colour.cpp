@@ -3,12 +3,11 @@
 #include <pixmill/adjust/TColorAdjQ3.h>
 #include <pixmill/core/TImage.h>
 #include <pixmill/curves/TLut3D.h>
+#include <pixmill/primitives/vector.h>
 #include <pixmill/resample/guidedUpsize.h>
 #include <pixmill/resample/resample.h>
 
 #include <opencv2/core.hpp>
-
-#include <cmath>
 
 namespace {
 
@@ -46,7 +45,8 @@ void colour(Planes& planes, const Values& values)
 void table(Planes& planes, const Values& values)
 {
     constexpr int kGrid = 17;
-    const double power[] = {values.at("red"), values.at("green"), values.at("blue")}, grey = values.at("grey");
+    const float power[] = {float(values.at("red")), float(values.at("green")), float(values.at("blue"))};
+    const double grey = values.at("grey");
     std::vector<ushort> entries(kGrid * kGrid * kGrid * 3);
     TLut3D lut;
     for (int& size : lut.m_size)
@@ -56,8 +56,9 @@ void table(Planes& planes, const Values& values)
     for (size_t i = 0; i < entries.size(); i += 3) {
         const double luma = 0.299 * entries[i] + 0.587 * entries[i + 1] + 0.114 * entries[i + 2];
         for (size_t c = 0; c < 3; ++c) {
-            const double v = entries[i + c] + grey * (luma - entries[i + c]);
-            entries[i + c] = cv::saturate_cast<ushort>(65535.0 * std::pow(v / 65535.0, power[c]));
+            float share = float((entries[i + c] + grey * (luma - entries[i + c])) / 65535.0);
+            vsPowx(1, &share, power[c], &share);
+            entries[i + c] = cv::saturate_cast<ushort>(65535.0 * share);
         }
     }
     lut.applyLutOn16UC3Mat(planes.rgb, planes.rgb, TLut3D::LUT3D_LINEAR);
@@ -84,7 +85,8 @@ void compact(Planes& planes, const Values& values)
     TImage::bgra8uToTImage(bytes.data, size.width, size.height, int(bytes.step), Y, C, M);
     cv::Mat luma;
     Y.toMat(0).convertTo(luma, CV_32F, 1 / 65535.0);
-    cv::pow(luma, values.at("power"), luma);
+    for (int y = 0; y < luma.rows; ++y)
+        vsPowx(luma.cols, luma.ptr<float>(y), float(values.at("power")), luma.ptr<float>(y));
     luma.convertTo(luma, CV_16U, 65535.0);
     TImage newY(TImage::IM_Y, {size.width, size.height}), newC(C);
     newY.fromMat(luma, 0);

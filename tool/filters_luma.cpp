@@ -10,8 +10,10 @@
 #include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/gaussianiir.h>
 #include <pixmill/multiscale/tFilterBox.h>
+#include <pixmill/primitives/vector.h>
 #include <pixmill/resample/blend.h>
 #include <pixmill/resample/resample.h>
+#include <pixmill/rows/exponential.h>
 
 #include <opencv2/core.hpp>
 
@@ -135,12 +137,13 @@ void sharpen(Planes& planes, const Values& values)
 void leastSquares(Planes& planes, const Values& values)
 {
     TWLSFilter filter;
-    cv::Mat guide = planes.lumaAsFloat(), in, out;
-    cv::log(guide + filter.m_logEps, in);
+    cv::Mat guide = planes.lumaAsFloat(), in = guide + filter.m_logEps;
+    vsLn(int(in.total()), in.ptr<float>(), in.ptr<float>());
     filter.Proc(in.ptr<float>(), in.cols, in.rows, real(values, "lambda"), real(values, "alpha"), guide.ptr<float>(),
                 true);
-    cv::exp(in, out);
-    planes.setLuma(out - filter.m_logEps);
+    for (float& v : cv::Mat_<float>(in))
+        v = float(pixmill::rows::exponential(double(v))) - filter.m_logEps;
+    planes.setLuma(in);
 }
 
 /// Tables for TPImage's edge planes, for as long as this lives.
