@@ -5,6 +5,7 @@
 #include <pixmill/filters/TGuidedFilter.h>
 #include <pixmill/multiscale/ConvPyr.h>
 #include <pixmill/multiscale/LocalLaplacian.h>
+#include <pixmill/multiscale/TWLSFilter.h>
 #include <pixmill/multiscale/gaussianiir.h>
 #include <pixmill/multiscale/tFilterBox.h>
 #include <pixmill/resample/BlockProcessor.h>
@@ -229,7 +230,8 @@ void addLeastSquares(Operations& all)
                        TWLSFilter filter;
                        filter.Proc(std::vector<float>(in).data(), 61, 43, 0.35f, 1.2f, guide.data(), false);
                        std::vector<float> out(in.size());
-                       pardisoSolverIC(61 * 43, filter.m_a_p, filter.m_ia_p, filter.m_ja_p, in.data(), out.data(), 1, 2);
+                       pardisoSolverIC(61 * 43, filter.m_a_p, filter.m_ia_p, filter.m_ja_p, in.data(), out.data(), 1,
+                                       2);
                        h.add(out);
                    }});
 #endif
