@@ -6,6 +6,7 @@
 namespace pixmill::python {
 
 void bindFilters(pybind11::module_& module);
+void bindHalfSize(pybind11::module_& module);
 void bindResampling(pybind11::module_& module);
 void bindTables(pybind11::module_& module);
 void bindMappings(pybind11::module_& module);

@@ -128,6 +128,7 @@ std::string defaults(const FilterEntry& entry)
 
 void bindFilter(py::module_& module, const FilterRow& row)
 {
+    module.attr("_entries")[row.name] = row.entry;
     switch (filterEntry(row.entry).parameters.size()) {
     case 1:
         return define(module, row, std::make_index_sequence<1>());

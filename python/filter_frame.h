@@ -36,6 +36,7 @@ struct FilterRow {
     const char* text;
 };
 
+/// A function of the module, and its place in the module's `_entries`.
 void bindFilter(py::module_& module, const FilterRow& row);
 
 /// Every parameter with its range, one a line, for docstrings.

@@ -301,12 +301,8 @@ const FilterRow kFilters[] = {
 
 void bindFilters(py::module_& module)
 {
-    py::dict entries; // the command's names by Python's
-    for (const FilterRow& row : kFilters) {
+    for (const FilterRow& row : kFilters)
         bindFilter(module, row);
-        entries[row.name] = row.entry;
-    }
-    module.attr("_entries") = entries;
 }
 
 } // namespace pixmill::python

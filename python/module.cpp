@@ -11,7 +11,9 @@ void bindAll(py::module_& module)
     options.disable_function_signatures(); // each text begins with its own, which inspect.signature reads
     bindErrors(module);
     bindServices(module);
+    module.attr("_entries") = py::dict(); // the command's names by Python's
     bindFilters(module);
+    bindHalfSize(module);
     bindResampling(module);
     bindTables(module);
     bindMappings(module);

@@ -10,8 +10,11 @@
 #include <pixmill/curves/TLut3D.h>
 #include <pixmill/curves/TLutThreshold.h>
 #include <pixmill/curves/TSpline.h>
+#include <pixmill/primitives/vector.h>
 
 #include "turn.h"
+
+#include <opencv2/core.hpp>
 
 #include <algorithm>
 #include <array>
@@ -155,14 +158,46 @@ py::array lightTable(const py::args& given)
     return tableOf<unsigned short>(curve.m_lutY_p, kWords);
 }
 
-py::array identityColours(const py::object& size)
+py::array_t<unsigned short> identityGrid(int n)
 {
-    const int n = wholeNumber("identity_colour_table", "size", size, 2, 256);
     py::array_t<unsigned short> table({n, n, n, 3});
     TLut3D lut;
     std::fill_n(lut.m_size, 3, n);
     lut.m_table_p = table.mutable_data();
     lut.initialize(n, 3, TLut3D::LAST_FASTEST);
+    return table;
+}
+
+py::array identityColours(const py::object& size)
+{
+    return identityGrid(wholeNumber("identity_colour_table", "size", size, 2, 256));
+}
+
+/// A share of the colour goes, and each channel of what is left is raised to its power.
+void giveLook(unsigned short* colour, const float* powers, double grey)
+{
+    const double luma = 0.299 * colour[0] + 0.587 * colour[1] + 0.114 * colour[2];
+    for (int c = 0; c < 3; ++c) {
+        float share = float((colour[c] + grey * (luma - colour[c])) / 65535.0);
+        vsPowx(1, &share, powers[c], &share);
+        colour[c] = cv::saturate_cast<unsigned short>(65535.0 * share);
+    }
+}
+
+py::array lookTable(const py::object& red, const py::object& green, const py::object& blue, const py::object& grey)
+{
+    constexpr int kGrid = 17;
+    const py::object given[] = {red, green, blue, grey};
+    double v[4];
+    for (size_t i = 0; i < 4; ++i)
+        v[i] = number("look_table", filterEntry("table").parameters[i], given[i]);
+    const float powers[] = {float(v[0]), float(v[1]), float(v[2])};
+    py::array_t<unsigned short> table = identityGrid(kGrid);
+    unsigned short* const entries = table.mutable_data();
+    released("look_table", [&] {
+        for (int i = 0; i < kGrid * kGrid * kGrid; ++i)
+            giveLook(entries + 3 * i, powers, v[3]);
+    });
     return table;
 }
 
@@ -248,6 +283,13 @@ void bindColours(py::module_& module)
         "identity_colour_table", &identityColours, py::arg("size"),
         "identity_colour_table(size)\n--\n\nA colour table that changes nothing: uint16 of (size, size, size, 3).\n\n"
         "size: whole, 2..256. Raises pixmill.Error.\n");
+    const FilterEntry& look = filterEntry("table");
+    const auto usualLook = [&](size_t i) { return py::arg(look.parameters[i].name) = usualOf(look.parameters[i]); };
+    module.def("look_table", &lookTable, usualLook(0), usualLook(1), usualLook(2), usualLook(3),
+               ("look_table(" + defaults(look) + ")\n--\n\n" + look.purpose +
+                "\n\nA table for colour_table: uint16 of (17, 17, 17, 3).\n\n" + parameterLines(look) +
+                "\nRaises pixmill.Error.\n")
+                   .c_str());
     module.def("colour_table", &colourTable, py::arg("p"), py::arg("table"), py::kw_only(), py::arg("out") = py::none(),
                "colour_table(p, table, *, out=None)\n--\n\n"
                "Looks colours up in a grid of them, trilinear.\n\np: uint16 of (H, W, 3).\n"

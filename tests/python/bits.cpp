@@ -109,6 +109,46 @@ cv::Mat doubled(const cv::Mat& words)
     return out;
 }
 
+cv::Mat finestDetail(const cv::Mat& words)
+{
+    cv::Mat half((words.rows + 1) / 2, (words.cols + 1) / 2, CV_16UC1), smooth, edge, out;
+    std::vector<unsigned char> toEdge(65536);
+    std::vector<unsigned short> toFull(256);
+    TPImage::m_lutFullToEdge_p = toEdge.data();
+    TPImage::m_lutEdgeToFull_p = toFull.data();
+    TPImage::computeLUT();
+    downSize2X(words, half, 257);
+    half.convertTo(smooth, CV_32F, 1 / 65535.0);
+    DomainTransform().RecursiveFilter(smooth, smooth, 4, 0.3f);
+    smooth.convertTo(smooth, CV_16U, 65535.0);
+    TPImage::fullToEdge(words, half, edge);
+    TPImage::edgeToFull(edge, smooth, out, 3);
+    return out;
+}
+
+/// The bytes as YCM, luma to the power 0.7, and back; the odd last column and row repeat those before.
+cv::Mat compact(const cv::Mat& colours)
+{
+    const TSize size(colours.cols / 2 * 2, colours.rows / 2 * 2);
+    std::vector<cv::Mat> planes;
+    cv::split(colours(cv::Rect(0, 0, size.width, size.height)), planes);
+    cv::Mat bgra, out;
+    cv::merge(std::vector<cv::Mat>{planes[2], planes[1], planes[0], planes[0] * 0 + 255}, bgra);
+    TImage y(TImage::IM_Y, size), c(TImage::IM_C, size), m(TImage::IM_M, size), newY(TImage::IM_Y, size);
+    TImage::bgra8uToTImage(bgra.data, bgra.cols, bgra.rows, int(bgra.step), y, c, m);
+    cv::Mat luma;
+    y.toMat(0).convertTo(luma, CV_32F, 1 / 65535.0);
+    vsPowx(int(luma.total()), luma.ptr<float>(), 0.7f, luma.ptr<float>());
+    luma.convertTo(luma, CV_16U, 65535.0);
+    newY.fromMat(luma, 0);
+    TImage::updateCfromYChange(y, c, newY, c, 0.1f);
+    TImage::timageToBgra8u(newY, c, m, bgra.data, int(bgra.step));
+    cv::split(bgra, planes);
+    cv::merge(std::vector<cv::Mat>{planes[2], planes[1], planes[0]}, bgra);
+    cv::copyMakeBorder(bgra, out, 0, colours.rows - size.height, 0, colours.cols - size.width, cv::BORDER_REPLICATE);
+    return out;
+}
+
 template <class Work>
 cv::Mat made(const Work& work)
 {
@@ -145,6 +185,8 @@ const std::vector<std::pair<const char*, std::function<cv::Mat(const Planes&)>>>
     {"box_filter", [](const Planes& p) { return box(p.bytes); }},
     {"extreme_sharpen", [](const Planes& p) { return made([&](cv::Mat& o) { extremeSharpen(p.words, o); }); }},
     {"light_curve", [](const Planes& p) { return light(p.words); }},
+    {"finest_detail", [](const Planes& p) { return finestDetail(p.words); }},
+    {"compact", [](const Planes& p) { return compact(p.colours); }},
     {"double_size", [](const Planes& p) { return doubled(p.words); }},
     {"view", [](const Planes& p) { return TPImage::MatRoi(p.words, 5, 9, 30, 20, 3, false, true); }},
     {"to_display", [](const Planes& p) { return display(p.colours); }},

@@ -10,10 +10,12 @@ WORDS = [
     "box_filter",
     "extreme_sharpen",
     "light_curve",
+    "finest_detail",
 ]
 BYTES = ["guided_filter", "bilateral_filter", "gradient_guide", "box_filter"]
 CASES = (
     [(name, "floats") for name in FLOATS] + [(name, "words") for name in WORDS] + [(name, "bytes") for name in BYTES]
+    + [("compact", "colours")]
 )
 if hasattr(pixmill, "least_squares"):
     CASES.append(("least_squares", "floats"))

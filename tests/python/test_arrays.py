@@ -6,7 +6,7 @@ from conftest import same
 from filters import CASES
 
 IN_PARTS = {
-    "crop": lambda a: np.pad(a, 9)[9:-9, 9:-9],
+    "crop": lambda a: np.pad(a, [(9, 9), (9, 9)] + [(0, 0)] * (a.ndim - 2))[9:-9, 9:-9],
     "columns apart": lambda a: np.repeat(a, 2, 1)[:, ::2],
     "rows apart": lambda a: np.repeat(a, 3, 0)[::3],
     "upward": lambda a: a[::-1].copy()[::-1],
@@ -39,9 +39,10 @@ def test_out_of_every_layout_takes_the_result(name, kind, layout, planes):
 @pytest.mark.parametrize("shift", [(0, 0), (1, 0), (0, 1), (0, -1)])
 @pytest.mark.parametrize("name, kind", CASES)
 def test_out_may_lie_anywhere_on_its_input(name, kind, shift, planes):
-    big = np.zeros((64, 50), getattr(planes, kind).dtype)
+    picture = getattr(planes, kind)
+    big = np.zeros((64, 50) + picture.shape[2:], picture.dtype)
     p = big[2:62, 2:47]
-    p[:] = getattr(planes, kind)[:60, :45]
+    p[:] = picture[:60, :45]
     wanted = getattr(pixmill, name)(p.copy())
     down, across = shift
     out = big[2 + down : 62 + down, 2 + across : 47 + across]
@@ -63,7 +64,8 @@ def memory_of_call(work):
 
 @pytest.mark.parametrize("name, kind", CASES)
 def test_dense_rows_are_not_copied(name, kind, planes):
-    p, out = getattr(planes, kind)[:60, :45], np.empty((60, 45), getattr(planes, kind).dtype)
+    p = getattr(planes, kind)[:60, :45]
+    out = np.empty_like(p, order="C")
     assert memory_of_call(lambda: getattr(pixmill, name)(p, out=out)) < 2000 < p.nbytes
 
 

@@ -20,6 +20,8 @@ CASES = {
     "box_filter": lambda p: pixmill.box_filter(p.bytes, 7, 2),
     "extreme_sharpen": lambda p: pixmill.extreme_sharpen(p.words),
     "light_curve": lambda p: pixmill.light_curve(p.words, 0.3, -0.2, shadows=0.5, blacks=0.1),
+    "finest_detail": lambda p: pixmill.finest_detail(p.words, sigma_s=4, strength=3),
+    "compact": lambda p: pixmill.compact(p.colours, 0.7),
     "double_size": lambda p: pixmill.double_size(p.words),
     "view": lambda p: pixmill.view(p.words, 5, 9, 30, 20, 3, smooth=True),
     "to_display": lambda p: pixmill.PlanarPicture.from_packed(p.colours).to_display(),

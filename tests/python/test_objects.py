@@ -146,3 +146,11 @@ def test_planes_are_blended(planes):
     other = planes.words[::-1].copy()
     assert np.abs(pixmill.blend_alpha(other, planes.words, alpha).astype(int) - planes.words).max() <= 1
     assert same(pixmill.blend_alpha(other, planes.words, alpha, 0), other)
+
+
+def test_a_look_is_a_power_for_each_channel_of_what_colour_is_left():
+    grid = pixmill.identity_colour_table(17)
+    assert same(pixmill.look_table(1, 1, 1, 0), grid)
+    left = 0.7 * grid + 0.3 * (grid @ [0.299, 0.587, 0.114])[..., None]
+    wanted = (left / 65535) ** [2, 1, 0.5] * 65535
+    assert np.abs(pixmill.look_table(2, blue=0.5, grey=0.3) - wanted).max() < 0.51
