@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
+#include <vector>
 
 using pixmill::setThreads;
 using pixmill::threads;
@@ -202,6 +203,25 @@ bool rightInAGrandchildBesideAnother()
     return right && other;
 }
 
+/// Others are in their loops while this thread forks, again and again.
+bool rightInChildrenAmidLoops()
+{
+    bool right = rightHere(); // what is made at the first use stands before the first fork
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> others;
+    for (int i = 0; i < 3; ++i)
+        others.emplace_back([&] {
+            while (!stop)
+                rightHere();
+        });
+    for (int i = 0; i < 100 && right; ++i)
+        right = rightInAChild(rightHere);
+    stop = true;
+    for (std::thread& other : others)
+        other.join();
+    return right;
+}
+
 struct Place {
     const char* name;
     bool (*right)();
@@ -211,6 +231,7 @@ const Place kPlaces[] = {
     {"aForkedChild", rightHere},
     {"aChildForkedAfterUse", rightInAGrandchildAfterUse},
     {"aChildForkedBesideAThreadThatUsedIt", rightInAGrandchildBesideAnother},
+    {"childrenForkedAmidOthersLoops", rightInChildrenAmidLoops},
     {"twoThreadsOfTheHost", rightOnTwoThreads},
     {"aParallelRegionOfTheHost", rightInARegion},
     {"tasksOfTheHost", rightInTasks},
