@@ -75,11 +75,12 @@ const middleOf = async (page) => {
 
 /** Zoom where a pixel of the frame is one of the screen, by the keyboard. */
 async function zoomToHalf(page) {
+  await atRest(page); // open
   await page.focus('#photograph');
   await press(page, '0');
   await press(page, '1');
   await press(page, '-');
-  assert.equal(await page.$eval('#zoom', (zoom) => zoom.textContent), '50 %');
+  await page.waitForFunction(() => document.querySelector('#zoom').textContent === '50 %');
 }
 
 async function everyControlShowsTheRightPixels(page, first) {
@@ -305,14 +306,9 @@ async function aKilledServerIsFoundAgain(page, server, folder) {
 async function aReloadFindsEverything(page) {
   const last = await showsTheRightPixels(page, 'before the reload');
   await page.reload();
-  await zoomToHalfOnceOpen(page);
+  await zoomToHalf(page);
   assert.equal(await showsTheRightPixels(page, 'after the reload'), last);
   assert.equal(await page.$$eval('#locals .entry', (all) => all.length), 2);
-}
-
-async function zoomToHalfOnceOpen(page) {
-  await atRest(page);
-  await zoomToHalf(page);
 }
 
 /** Names and roles for those who do not see the page; nothing beside it at the width of a telephone; nothing jumps. */
@@ -349,7 +345,7 @@ try {
     for (const {value, hadRecentInput} of list.getEntries())
       window.shifted = (window.shifted ?? 0) + (hadRecentInput ? 0 : value);
   }).observe({type: 'layout-shift'}));
-  await zoomToHalfOnceOpen(page);
+  await zoomToHalf(page);
   const first = await showsTheRightPixels(page, 'as it was opened', neutral);
   await everyControlShowsTheRightPixels(page, first);
   await numbersAreTyped(page);
