@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -55,7 +56,7 @@ std::vector<float> values(cv::Size size, double low, double high, unsigned seed,
 /// The largest error in halves of a unit in the last place of the largest value.
 double halfUnits(const std::vector<double>& expected, const std::vector<float>& actual)
 {
-    double error = 0, largest = 0;
+    double error = 0, largest = FLT_MIN;
     for (std::size_t i = 0; i < expected.size(); ++i) {
         error = std::max(error, std::fabs(expected[i] - double(actual[i])));
         largest = std::max(largest, std::fabs(expected[i]));
