@@ -15,7 +15,6 @@ using namespace pixmill::test;
 namespace {
 
 constexpr int kSide = 40;
-constexpr float kLambda = 1000.0f;
 
 /// A guide whose steps, and with them the weights, are random over many decades.
 std::vector<float> wildGuide()
