@@ -94,6 +94,6 @@ def test_a_file_that_is_mapped_is_filtered_into_another(tmp_path):
     ],
 )
 def test_what_cannot_be_is_told(argument, call):
-    with pytest.raises(pixmill.Error) as told:
+    with pytest.raises(pixmill.Error) as error:
         call()
-    assert told.value.argument == argument
+    assert error.value.argument == argument
