@@ -14,12 +14,17 @@
 #include <cstring>
 #include <limits>
 
-#if defined(__SANITIZE_ADDRESS__)
+#ifndef __has_feature
+#define __has_feature(name) 0 // only clang tells its sanitizers this way
+#endif
+#if defined(__SANITIZE_THREAD__) || __has_feature(thread_sanitizer)
+constexpr bool kCapped = false; // the sanitizer's own map of memory passes any cap
+#elif defined(__SANITIZE_ADDRESS__)
 extern "C" const char* __asan_default_options()
 {
     return "allocator_may_return_null=1:max_allocation_size_mb=1024:detect_leaks=0";
 }
-constexpr bool kCapped = false; // the sanitizer's own map of memory passes any cap
+constexpr bool kCapped = false; // nor this one's
 #else
 constexpr bool kCapped = true;
 #endif

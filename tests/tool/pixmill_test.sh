@@ -158,12 +158,17 @@ fulldisk() {
 interrupt() {
     "$make" 3000 2000 a.tif
     for name in b c d e f; do cp a.tif $name.tif; done
-    for delay in 0.2 1 2; do
+    for delay in 0.2 1 begun; do
+        rm -rf made
         # A shell's job in the background ignores interrupts unless told otherwise.
         env --default-signal=INT "$pixmill" develop ?.tif -o made --force --depth 16 \
             --set detail.fine.base.slope=0.5 2>words &
         local job=$! before after code=0
-        sleep $delay
+        if [[ $delay == begun ]]; then
+            until [[ -n $(find made -type f 2>/dev/null) ]]; do sleep 0.1; done
+        else
+            sleep $delay
+        fi
         kill -INT $job
         before=$(date +%s%N)
         wait $job || code=$?

@@ -15,6 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -162,7 +163,11 @@ bool denseKernelsReady()
     using Gemm = void(const char*, const char*, const int*, const int*, const int*, const float*, const float*,
                       const int*, const float*, const int*, const float*, float*, const int*);
     constexpr std::size_t kScratch = std::size_t(192) << 20; // OpenBLAS maps 128 MB
-    static bool ready = false;                               // under the solver's lock
+    static std::atomic<bool> ready{false};
+    static std::mutex turn;
+    if (ready) // always so in a copy of the host, where none could give the lock back
+        return true;
+    const std::lock_guard<std::mutex> lock(turn);
     if (!ready && mappable(kScratch)) {
         if (auto* gemm = symbol<Gemm>("sgemm_")) {
             constexpr int n = 64; // large enough for the path that packs
