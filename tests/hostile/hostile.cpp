@@ -17,14 +17,17 @@
 #ifndef __has_feature
 #define __has_feature(name) 0 // only clang tells its sanitizers this way
 #endif
-#if defined(__SANITIZE_THREAD__) || __has_feature(thread_sanitizer)
-constexpr bool kCapped = false; // the sanitizer's own map of memory passes any cap
-#elif defined(__SANITIZE_ADDRESS__)
-extern "C" const char* __asan_default_options()
+#if defined(__SANITIZE_ADDRESS__)
+#define PIXMILL_SANITIZER_OPTIONS __asan_default_options
+#elif defined(__SANITIZE_THREAD__) || __has_feature(thread_sanitizer)
+#define PIXMILL_SANITIZER_OPTIONS __tsan_default_options
+#endif
+#ifdef PIXMILL_SANITIZER_OPTIONS
+extern "C" const char* PIXMILL_SANITIZER_OPTIONS()
 {
     return "allocator_may_return_null=1:max_allocation_size_mb=1024:detect_leaks=0";
 }
-constexpr bool kCapped = false; // nor this one's
+constexpr bool kCapped = false; // the sanitizer's own map of memory passes any cap
 #else
 constexpr bool kCapped = true;
 #endif
