@@ -1,5 +1,6 @@
 #include <pixmill/multiscale/gaussianiir.h>
 
+#include <pixmill/multiscale/detail/gaussian_lanes.h>
 #include <pixmill/primitives/convert.h>
 #include <pixmill/rows/lanes.h>
 #include <pixmill/rows/plane.h>
@@ -11,10 +12,10 @@
 #include <vector>
 
 using namespace pixmill::rows;
+using namespace pixmill::multiscale;
 
 namespace {
 
-constexpr int kRowLanes = 32;    ///< Rows that are swept side by side.
 constexpr int kFewRows = 5;      ///< Fewer than this are swept one by one, in place: long lines need no lanes' memory.
 constexpr int kColumnLanes = 64; ///< Columns that are swept side by side.
 constexpr int kFewColumns = 4;   ///< Fewer than this are swept one by one.
@@ -86,6 +87,9 @@ void sweepRows(float* plane, std::ptrdiff_t stride, int width, int height, const
             return;
         }
         float* tile = scratch.mine();
+        if (count == kRowLanes && steps > 0)
+            return takesEight() ? RowSweeps<8>(rows, stride, width, tile, gauss).run(steps)
+                                : RowSweeps<4>(rows, stride, width, tile, gauss).run(steps);
         const auto row = [=](int l) { return rows + l * stride; };
         rowsToLanes<kRowLanes>(row, count, width, tile);
         for (int i = 0; i < steps; ++i)
@@ -94,30 +98,9 @@ void sweepRows(float* plane, std::ptrdiff_t stride, int width, int height, const
     });
 }
 
-/// Both sweeps of L columns at once. They meet in the middle, and each then reads what the other has written: that is
-/// meant, and it is not the row's result.
-template <int L>
-inline void sweepColumnsFused(float* column, int height, const RecursiveGaussian& gauss)
-{
-    float top[L], bottom[L];
-    float* last = column + std::ptrdiff_t(height - 1) * L;
-    for (int l = 0; l < L; ++l)
-        column[l] = top[l] = gauss.boundary * column[l];
-    for (int l = 0; l < L; ++l)
-        last[l] = bottom[l] = gauss.boundary * last[l];
-    for (int i = 1; i < height; ++i) {
-        float* up = last - std::ptrdiff_t(i) * L;
-        for (int l = 0; l < L; ++l)
-            up[l] = bottom[l] = gauss.nu * bottom[l] + up[l];
-        float* down = column + std::ptrdiff_t(i) * L;
-        for (int l = 0; l < L; ++l)
-            down[l] = top[l] = gauss.nu * top[l] + down[l];
-    }
-}
-
 /// Every column of a plane, `steps` times, and the final scaling; strips of columns go through a buffer of their own,
 /// so that no row step can map a strip onto a few cache lines.
-template <int L>
+template <int L, int W>
 void sweepColumns(cv::Mat& plane, const RecursiveGaussian& gauss, int steps)
 {
     const int strips = (plane.cols + L - 1) / L;
@@ -125,11 +108,14 @@ void sweepColumns(cv::Mat& plane, const RecursiveGaussian& gauss, int steps)
     forEachIndex(strips, long(plane.total()), [&](int strip) {
         float* buffer = scratch.mine();
         const int x = strip * L, count = std::min(L, plane.cols - x);
+        if (count == L && steps > 0 && plane.rows > 1)
+            return sweepStrip<L, W>(plane, x, buffer, gauss, steps);
         std::fill_n(buffer, count < L ? std::size_t(plane.rows) * L : 0, 0.0f);
         for (int y = 0; y < plane.rows; ++y)
             std::copy_n(plane.ptr<float>(y) + x, count, buffer + std::ptrdiff_t(y) * L);
+        const auto inBuffer = [buffer](int y) { return buffer + std::ptrdiff_t(y) * L; };
         for (int i = 0; i < steps; ++i)
-            sweepColumnsFused<L>(buffer, plane.rows, gauss);
+            sweepColumnsFused<L, W>(buffer, plane.rows, gauss, inBuffer, inBuffer, 1.0f);
         for (int y = 0; y < plane.rows; ++y) {
             float* out = plane.ptr<float>(y) + x;
             const float* in = buffer + std::ptrdiff_t(y) * L;
@@ -137,6 +123,17 @@ void sweepColumns(cv::Mat& plane, const RecursiveGaussian& gauss, int steps)
                 out[l] = in[l] * gauss.post;
         }
     });
+}
+
+template <int W>
+void sweepColumns(cv::Mat& plane, const RecursiveGaussian& gauss, int steps)
+{
+    if (plane.cols < kFewColumns)
+        sweepColumns<1, W>(plane, gauss, steps);
+    else if (plane.rows <= 6000) // a strip of columns is to stay in the second-level cache
+        sweepColumns<kColumnLanes, W>(plane, gauss, steps);
+    else
+        sweepColumns<kColumnLanes / 4, W>(plane, gauss, steps);
 }
 
 /// `count` neighbouring lines whose samples lie `stride` apart, `steps` times.
@@ -193,12 +190,10 @@ void gaussianiir2d(cv::Mat& inOut, float sigma, int numsteps)
 
     const auto gauss = RecursiveGaussian::make<float>(sigma, numsteps, 2);
     sweepRows(inOut.ptr<float>(), std::ptrdiff_t(inOut.step1()), inOut.cols, inOut.rows, gauss, numsteps);
-    if (inOut.cols < kFewColumns)
-        sweepColumns<1>(inOut, gauss, numsteps);
-    else if (inOut.rows <= 6000) // a strip of columns is to stay in the second-level cache
-        sweepColumns<kColumnLanes>(inOut, gauss, numsteps);
+    if (takesEight())
+        sweepColumns<8>(inOut, gauss, numsteps);
     else
-        sweepColumns<kColumnLanes / 4>(inOut, gauss, numsteps);
+        sweepColumns<4>(inOut, gauss, numsteps);
 }
 
 void gaussianiir3d(float* volume, long width, long height, long depth, float sigma, int numsteps)

@@ -44,16 +44,22 @@ void boxMean(const cv::Mat& in, int r, cv::Mat& out)
         mirroredBoxMean<uchar>(in, r, out);
 }
 
+/// Stretches `in` to the size of `out`, which is another plane of its type.
+void stretchTo(const cv::Mat& in, cv::Mat& out)
+{
+    if (in.depth() == CV_16U)
+        stretch<ushort>(in, out);
+    else
+        stretch<uchar>(in, out);
+}
+
 /// Large radii filter a smaller picture.
 cv::Mat stretched(const cv::Mat& in, cv::Size size)
 {
     if (in.size() == size)
         return in;
     cv::Mat out(size, in.type());
-    if (in.depth() == CV_16U)
-        stretch<ushort>(in, out);
-    else
-        stretch<uchar>(in, out);
+    stretchTo(in, out);
     return out;
 }
 
@@ -98,8 +104,9 @@ bool tFilterBox(const TImage* in_p, TImage* out_p, int radius, int passes, TProg
     const bool canWrite = !progress_p && scale == 1; // a host may cancel even the last pass
     if (!repeatMean(current, radius / scale, passes, canWrite ? target : cv::Mat(), progress_p))
         return true;
-    current = stretched(current, full);
-    if (current.data != target.data)
-        out_p->fromMat(current, 0);
+    if (current.size() != full && target.size() == full)
+        stretchTo(current, target);
+    else if (current.data != target.data)
+        out_p->fromMat(stretched(current, full), 0);
     return refused(progress_p);
 }

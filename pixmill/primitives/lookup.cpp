@@ -1,5 +1,6 @@
 #include <pixmill/primitives/lookup.h>
 
+#include <pixmill/primitives/detail/lookup_avx512.h>
 #include <pixmill/primitives/region.h>
 #include <pixmill/rows/look_up.h>
 #include <pixmill/rows/pixel.h>
@@ -11,6 +12,18 @@ using namespace pixmill::rows;
 using namespace pixmill::primitives;
 
 namespace {
+
+/// By all bits of a sample.
+template <class S, class D>
+void lookUpWhole(const S* s, D* d, const D* table, int n)
+{
+    if constexpr (sizeof(S) == 1 && sizeof(D) == 1)
+        if (takesBytePermutes()) {
+            lookUpBytes512(s, d, table, n);
+            return;
+        }
+    lookUpRow<8 * sizeof(S)>(s, d, table, n);
+}
 
 template <class S, class D>
 IppStatus lookUp(const S* src, int srcStep, D* dst, int dstStep, IppiSize roi, const D* table, int nBitSize)
@@ -25,7 +38,7 @@ IppStatus lookUp(const S* src, int srcStep, D* dst, int dstStep, IppiSize roi, c
         const S* s = rowAt(src, srcStep, y);
         D* d = rowAt(dst, dstStep, y);
         if (nBitSize == kAllBits)
-            lookUpRow<kAllBits>(s, d, table, roi.width);
+            lookUpWhole(s, d, table, roi.width);
         else
             lookUpRow(s, d, table, roi.width, [lowBits](S v) { return v & lowBits; });
     });

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <pixmill/rows/avx512.h>
+#include <pixmill/rows/box_avx512.h>
 #include <pixmill/rows/mirrored.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/rows.h>
@@ -132,46 +133,82 @@ inline void slideColumns(Sum* __restrict columns, const T* in, const T* out, int
 
 constexpr int kBoxPiece = 512; ///< Means made at a time, so that a row's reads, sums and writes overlap.
 
+/// The columns of a row of windows, by their place in the rows that are read; those of the margins have places too.
+template <class Sum>
+class BoxColumns {
+public:
+    BoxColumns(void* scratch, int held, int margin, cv::Size mask)
+        : m_mask(mask), m_sums(static_cast<Sum*>(scratch)), m_columns(m_sums + kBoxPiece + margin)
+    {
+        std::fill_n(m_columns - margin, held + 2 * margin + 1, Sum(0));
+    }
+
+    Sum& at(int place) { return m_columns[place]; }
+
+    template <class T>
+    void add(const T* in, int n)
+    {
+        zipRow(m_columns, in, m_columns, n, [](Sum sum, T v) { return sum + v; });
+    }
+
+    template <class T>
+    void slide(const T* in, const T* out, int first, int n)
+    {
+        slideColumns(m_columns + first, in + first, out + first, n);
+    }
+
+    /// Means of n windows, of which the first begins at `place` and has `sum`; returns the sum of the one behind.
+    template <class T>
+    Sum means(int place, Sum sum, T* out, int n)
+    {
+        if (m_mask.width == 3)
+            sumsOf3(m_columns + place, m_sums, n);
+        else
+            sum = slideSums(m_columns + place, m_mask.width, sum, m_sums, n);
+        meansRow(m_sums, (long long)m_mask.width * m_mask.height, out, n);
+        return sum;
+    }
+
+private:
+    cv::Size m_mask;
+    Sum *m_sums, *m_columns;
+};
+
 /// Rows first..end-1 of the means. `row(y)` is the row of row y's first window, or beside it of other rows' windows; of
 /// its columns `margin` at either end are missing, and their sums mirror those inside, the first and last not repeated.
-/// `sums` holds a piece of them, and behind it the columns, of which the window after the last reads one more.
-template <class Sum, class Row, class T>
+template <class Columns, class Row, class T>
 inline void boxRows(const Row& row, int margin, T* dst, int dstStep, int width, cv::Size mask, int first, int end,
-                    Sum* sums)
+                    void* scratch)
 {
-    const int n = width + mask.width - 1, held = n - 2 * margin;
-    Sum *c = sums + kBoxPiece, *inner = c + margin;
-    std::fill(c, c + n + 1, Sum(0));
+    const int held = width + mask.width - 1 - 2 * margin;
+    Columns columns(scratch, held, margin, mask);
     for (int j = 0; j < mask.height; ++j)
-        zipRow(inner, row(first + j), inner, held, [](Sum sum, T in) { return sum + in; });
+        columns.add(row(first + j), held);
 
     for (int y = first; y < end; ++y) {
         const T *in = row(y + mask.height - 1), *out = row(y - 1);
         T* d = rowAt(dst, dstStep, y);
         int slid = y == first ? held : 0;
-        const auto slideTo = [&](int to) { // a place in c
-            to = std::min(to - margin, held);
-            if (slid < to)
-                slideColumns(inner + slid, in + slid, out + slid, to - slid);
-            slid = std::max(slid, to);
+        const auto slideTo = [&](int place) {
+            constexpr int kWhole = 64; // places, so that kernels take whole vectors
+            place = std::min((place + kWhole - 1) / kWhole * kWhole, held);
+            if (slid < place)
+                columns.slide(in, out, slid, place - slid);
+            slid = std::max(slid, place);
             if (slid == held)
                 for (int i = 0; i < margin; ++i)
-                    inner[held + i] = inner[mirrored(held + i, held)];
+                    columns.at(held + i) = columns.at(mirrored(held + i, held));
         };
-        slideTo(mask.width);
+        slideTo(mask.width - margin);
         for (int i = 1; i <= margin; ++i)
-            inner[-i] = inner[mirrored(-i, held)];
-        Sum sum = 0;
+            columns.at(-i) = columns.at(mirrored(-i, held));
+        std::decay_t<decltype(columns.means(0, 0, d, 0))> sum = 0;
         for (int i = 0; i < mask.width; ++i)
-            sum += c[i];
+            sum += columns.at(i - margin);
         for (int x = 0; x < width; x += kBoxPiece) {
-            const int m = std::min(kBoxPiece, width - x);
-            slideTo(x + m + mask.width);
-            if (mask.width == 3)
-                sumsOf3(c + x, sums, m);
-            else
-                sum = slideSums(c + x, mask.width, sum, sums, m);
-            meansRow(sums, (long long)mask.width * mask.height, d + x, m);
+            const int n = std::min(kBoxPiece, width - x);
+            slideTo(x + n + mask.width - margin);
+            sum = columns.means(x - margin, sum, d + x, n);
         }
     }
 }
@@ -195,10 +232,14 @@ template <class Row, class T>
 inline void boxSpan(const Row& row, int margin, T* dst, int dstStep, int width, cv::Size mask, int first, int end,
                     void* scratch)
 {
+#if PIXMILL_X86
+    if (takesBox512<T>(mask))
+        return boxRows<BoxColumns512<T>>(row, margin, dst, dstStep, width, mask, first, end, scratch);
+#endif
     if (sumsAreLong<T>(mask))
-        boxRows(row, margin, dst, dstStep, width, mask, first, end, static_cast<long long*>(scratch));
+        boxRows<BoxColumns<long long>>(row, margin, dst, dstStep, width, mask, first, end, scratch);
     else
-        boxRows(row, margin, dst, dstStep, width, mask, first, end, static_cast<unsigned*>(scratch));
+        boxRows<BoxColumns<unsigned>>(row, margin, dst, dstStep, width, mask, first, end, scratch);
 }
 
 /// The same where every sample exists; `src` addresses the first window's corner.

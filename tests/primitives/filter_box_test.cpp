@@ -155,6 +155,33 @@ TEST(FilterBox, MeansNextToATieRoundToTheRightSide)
     expectMeansNearTies<ushort>(32767, 1);
 }
 
+/// Rows whose samples come again after `count`, so that all windows of that length have the same sum.
+template <class T>
+void expectMeansOfPeriodicRows(BoxFunction<T> box, int type, int count, int quotient)
+{
+    const IppiSize roi{70, 1}, mask{count, 1};
+    for (const int more : {(count - 1) / 2, count / 2 + 1}) {
+        cv::Mat in(1, count + roi.width, type);
+        for (int x = 0; x < in.cols; ++x)
+            in.at<T>(0, x) = T(quotient + (x * 5LL % count < more)); // 5 and the count have no divisor in common
+        everyWay([&] {
+            cv::Mat out(1, roi.width, type);
+            box(in.ptr<T>(), stepOf(in), out.ptr<T>(), stepOf(out), roi, mask, {0, 0});
+            EXPECT_EQ(cv::countNonZero(out != quotient + (more > count / 2)), 0) << count << " of " << quotient;
+        });
+    }
+}
+
+TEST(FilterBox, WholeRowsOfMeansNextToATieRoundToTheRightSide)
+{
+    for (const int count : {3, 7, 9, 81, 127, 361, 1023, 2999, 8191, 8193, 11449})
+        for (const int quotient : {0, 1, 127, 254})
+            expectMeansOfPeriodicRows<uchar>(ippiFilterBox_8u_C1R, CV_8UC1, count, quotient);
+    for (const int count : {3, 7, 9, 81, 127, 361, 2999, 8193, 16383, 16387, 32767, 32769})
+        for (const int quotient : {0, 1, 32767, 65534})
+            expectMeansOfPeriodicRows<ushort>(ippiFilterBox_16u_C1R, CV_16UC1, count, quotient);
+}
+
 TEST(FilterBox, OneSampleReachesOnlyTheWindowsThatHoldIt)
 {
     const cv::Size size(67, 61);

@@ -5,7 +5,10 @@
 #include <pixmill/rows/rows.h>
 #include <pixmill/rows/scratch.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <type_traits>
 #include <vector>
 
@@ -45,6 +48,7 @@ std::vector<Blend<T>> blendsOf(int from, int to, bool twice)
 {
     const double scale = 1.0 / (double(to) / from);
     std::vector<Blend<T>> blends;
+    blends.reserve(std::size_t(to));
     for (int i = 0; i < to; ++i) {
         const float at = float((i + 0.5) * scale - 0.5);
         const int below = int(std::floor(at));
@@ -55,15 +59,52 @@ std::vector<Blend<T>> blendsOf(int from, int to, bool twice)
     return blends;
 }
 
+/// The blends of a row's columns, each a pair of neighbours: where an edge stands alone, the other weighs nothing.
 template <class T>
-inline void alongRow(const T* in, const Blend<T>* blends, int n, Along<T>* out)
+struct PairBlends {
+    PairBlends(int from, int to)
+    {
+        for (const Blend<T>& b : blendsOf<T>(from, to, false)) {
+            const bool last = b.near > 0 && b.near == b.far;
+            left.push_back(last ? b.near - 1 : b.near);
+            leftWeight.push_back(last ? b.farWeight : b.nearWeight);
+            rightWeight.push_back(last ? b.nearWeight : b.farWeight);
+        }
+    }
+    std::vector<int> left;
+    std::vector<Weight<T>> leftWeight, rightWeight;
+};
+
+/// Two samples side by side as one number, the left one in its lower half.
+template <class T>
+using SamplePair = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
+
+/// Kept out of line, so that it stays the plain loop at every processor level: gathers are slower.
+template <class T>
+__attribute__((noinline)) void pickNeighbours(const T* in, const int* left, SamplePair<T>* picked, int n)
 {
-    for (int x = 0; x < n; ++x) {
-        const Weight<T> sum = in[blends[x].near] * blends[x].nearWeight + in[blends[x].far] * blends[x].farWeight;
-        if constexpr (std::is_same_v<T, uchar>)
-            out[x] = short(sum >> 4);
-        else
-            out[x] = sum;
+    for (int x = 0; x < n; ++x)
+        std::memcpy(picked + x, in + left[x], sizeof *picked);
+}
+
+/// A row of at least two samples stretched along itself.
+template <class T>
+inline void alongRow(const T* in, const PairBlends<T>& blends, int n, Along<T>* __restrict out)
+{
+    constexpr int kPiece = 512, kBits = 8 * sizeof(T);
+    SamplePair<T> picked[kPiece];
+    for (int first = 0; first < n; first += kPiece) {
+        const int m = std::min(kPiece, n - first);
+        pickNeighbours(in, blends.left.data() + first, picked, m);
+        const Weight<T>*left = blends.leftWeight.data() + first, *right = blends.rightWeight.data() + first;
+        Along<T>* const to = out + first;
+        for (int x = 0; x < m; ++x) {
+            const auto sum = Weight<T>(T(picked[x])) * left[x] + Weight<T>(int(picked[x] >> kBits)) * right[x];
+            if constexpr (std::is_same_v<T, uchar>)
+                to[x] = short(sum >> 4);
+            else
+                to[x] = sum;
+        }
     }
 }
 
@@ -103,8 +144,13 @@ void stretch(const cv::Mat& in, cv::Mat& out)
 {
     if (in.cols == 2 * out.cols && in.rows == 2 * out.rows)
         return halve<T>(in, out);
-    const auto across = blendsOf<T>(in.cols, out.cols, false), down = blendsOf<T>(in.rows, out.rows, true);
+    const PairBlends<T> across(in.cols, out.cols);
+    const auto down = blendsOf<T>(in.rows, out.rows, true);
     TeamScratch<Along<T>> scratch(2 * std::size_t(out.cols));
+    const auto along = [&](int y, Along<T>* to) {
+        const T *row = in.ptr<T>(y), twice[] = {row[0], row[0]};
+        alongRow(in.cols > 1 ? row : twice, across, out.cols, to);
+    };
     forEachSpan(out.rows, long(out.total()), [&](int y, int end) {
         Along<T>*near = scratch.mine(), *far = near + out.cols;
         for (int nearRow = -1, farRow = -1; y < end; ++y) { // the rows that are stretched along themselves already
@@ -114,9 +160,9 @@ void stretch(const cv::Mat& in, cv::Mat& out)
                 std::swap(nearRow, farRow);
             }
             if (b.near != nearRow)
-                alongRow(in.ptr<T>(nearRow = b.near), across.data(), out.cols, near);
+                along(nearRow = b.near, near);
             if (b.far != farRow)
-                alongRow(in.ptr<T>(farRow = b.far), across.data(), out.cols, far);
+                along(farRow = b.far, far);
             betweenRows(near, far, b.nearWeight, b.farWeight, out.cols, out.ptr<T>(y));
         }
     });
