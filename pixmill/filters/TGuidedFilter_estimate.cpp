@@ -62,7 +62,7 @@ int TGuidedFilter::estimate1(const char* call, const cv::Mat& guide, const cv::M
     const cv::Mat planes[] = {readable(call, "guide", guide, size, members), readable(call, "src", src, size, members)};
     checkReach(call, r, size, OneGuide::kMoments);
     for (cv::Mat* m : members)
-        ensure(*m, size, CV_32FC1);
+        ensureCoefficients(*m, size);
     forEachSpan(size.height, long(size.area()),
                 [&](int first, int end) { writeModels(planes, r, eps, first, end, m_a0, m_b); });
     return 1;
@@ -80,7 +80,7 @@ int TGuidedFilter::estimate3(const char* call, const std::vector<cv::Mat>& guide
         readable(call, "guide[2]", guide[2], size, members), readable(call, "src", src, size, members)};
     checkReach(call, r, size, ThreeGuides::kMoments + 4);
     for (cv::Mat* m : members)
-        ensure(*m, size, CV_32FC1);
+        ensureCoefficients(*m, size);
     forEachSpan(size.height, long(size.area()), [&](int first, int end) {
         AveragedModels<ThreeGuides>(planes, r, r, eps)
             .forEachRow(first, end, [&](int y, int left, int n, const auto& averages) {
