@@ -41,12 +41,12 @@ inline cv::Mat asFloats(const cv::Mat& plane, cv::Size size)
     return floats;
 }
 
-/// A plane of an estimate: one that fits stays, a new one comes in large pages.
-inline void ensureCoefficients(cv::Mat& plane, cv::Size size)
+/// `ensure` of a plane that all of will be written: a new one comes in large pages.
+inline void ensureLarge(cv::Mat& plane, cv::Size size, int type)
 {
-    if (fits(plane, size, CV_32FC1))
+    if (fits(plane, size, type))
         return;
-    plane.create(size, CV_32FC1);
+    plane.create(size, type);
     preferLargePages(plane.data, plane.total() * plane.elemSize());
 }
 
