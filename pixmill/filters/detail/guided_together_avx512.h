@@ -142,6 +142,13 @@ PIXMILL_AVX512_KERNEL void slideTogether512(const SlideRows<kPlanes, int(std::si
     }
 }
 
+#else
+
+template <const auto& kTable, class Row, class Finish>
+void slideTogether512(const Row&, const ExactMean&, const Finish&)
+{
+}
+
 #endif // PIXMILL_X86
 
 } // namespace pixmill::filters

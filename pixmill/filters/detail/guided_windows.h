@@ -118,6 +118,7 @@ public:
     }
 
 private:
+    /// The row's means, and what `finish` makes of them.
     template <class Rows, class Finish>
     void finishRow(const Rows& rows, int row, const Finish& finish)
     {
@@ -129,6 +130,13 @@ private:
                 runTogether(rows, row, units, finish);
                 return;
             }
+        runEach(rows, row, units);
+        runSpan([&finish, all = means()](int, int n) { finish(all, n); }, 0, m_width);
+    }
+
+    template <class Rows>
+    void runEach(const Rows& rows, int row, const double* units)
+    {
         for (int p = 0; p < kPlanes; ++p) {
             m_in[p] = rows(p, row, m_left).samples(0, samples(), floats(p));
             if (row > m_first + 2 * m_r)
@@ -139,13 +147,6 @@ private:
                 run(rows, row, m, m_mean.form(units[m]));
             else
                 pushInOrder(rows, row, m);
-        finishWith(finish);
-    }
-
-    template <class Finish>
-    void finishWith(const Finish& finish)
-    {
-        runSpan([&finish, all = means()](int, int n) { finish(all, n); }, 0, m_width);
     }
 
     /// Whether all moments' column sums can move on to a row in one pass.
@@ -172,44 +173,18 @@ private:
         all.n = m_width;
         for (int m = 0; m < kMoments; ++m)
             all.form[m] = m_mean.form(units[m]);
-        slideTogether(all, finish);
-        std::fill_n(m_ran, kMoments, row);
-    }
-
-    template <class Finish>
-    void slideTogether(const SlideRows<kPlanes, kMoments>& all, const Finish& finish)
-    {
-#if PIXMILL_X86
         slideTogether512<kTable>(all, m_mean, finish);
-#endif
+        std::fill_n(m_ran, kMoments, row);
     }
 
     static constexpr int kAhead = 2; ///< Rows after the one that enters which are fetched.
 
-    int side() const
-    {
-        return 2 * m_r + 1;
-    }
-    int samples() const
-    {
-        return m_width + 2 * m_r;
-    }
-    cv::Size mask() const
-    {
-        return {side(), side()};
-    }
-    float* floats(int i)
-    {
-        return &m_floats[std::size_t(m_stride) * i];
-    }
-    float* meansOf(int moment)
-    {
-        return floats(3 * kPlanes + 1 + moment);
-    }
-    double* columns(int moment)
-    {
-        return &m_columns[std::size_t(m_stride) * moment];
-    }
+    int side() const { return 2 * m_r + 1; }
+    int samples() const { return m_width + 2 * m_r; }
+    cv::Size mask() const { return {side(), side()}; }
+    float* floats(int i) { return &m_floats[std::size_t(m_stride) * i]; }
+    float* meansOf(int moment) { return floats(3 * kPlanes + 1 + moment); }
+    double* columns(int moment) { return &m_columns[std::size_t(m_stride) * moment]; }
 
     /// unitsOfSum of the rows that a moment's windows have and had; infinite, too, for windows of other sizes than
     /// ExactMean takes, and those of one sample.
