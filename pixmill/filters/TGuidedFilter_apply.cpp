@@ -86,7 +86,7 @@ int TGuidedFilter::applyLoop1(const char* call, const cv::Mat& guide, cv::Mat& o
     checkEstimate(call, "m_a0", m_a0, m_b);
     checkPlane(guide, call, "guide");
     const cv::Mat from = unsharedOrSame(guide, out), a = m_a0, b = m_b; // `out` may be the header of any of them
-    ensure(out, from.size(), from.type());
+    ensureLarge(out, from.size(), from.type());
     if (from.type() == CV_16UC1)
         applyGrid<ushort>(from, a, b, out);
     else if (from.type() == CV_8UC1)
@@ -105,7 +105,7 @@ int TGuidedFilter::gFc1_apply(const cv::Mat& guide, cv::Mat& out) const
     checkHoldsFloats(guide, size, kCall, "guide");
     const cv::Mat held = unsharedOrSame(guide, out), slopes = m_a0, offsets = m_b;
     const cv::Mat from = asFloats(held, size);
-    ensure(out, size, CV_32FC1);
+    ensureLarge(out, size, CV_32FC1);
     if (size.empty())
         return 1;
     if (slopes.size() == size) {
@@ -145,7 +145,7 @@ int TGuidedFilter::apply3(const char* call, const std::vector<cv::Mat>& guide, c
         held[i] = unsharedOrSame(guide[i], out);
         from[i] = asFloats(held[i], size);
     }
-    ensure(out, size, CV_32FC1);
+    ensureLarge(out, size, CV_32FC1);
     if (size.empty())
         return 1;
     const cv::Mat& offsets = coefficients[3];

@@ -21,13 +21,6 @@ void checkReach(const char* call, int r, cv::Size size, long moments)
                   "at most 32768 more than the picture's sides, and windows whose sums take 2^30 bytes at most");
 }
 
-/// What comes `next` after `to` is fetched.
-inline void copyRow(const float* from, float* to, int n, std::ptrdiff_t next)
-{
-    fetchingRow(
-        n, [=](int x) { to[x] = from[x]; }, Fetch{to + next});
-}
-
 /// A plane to be read while the members are written: a copy where it is one of theirs.
 template <std::size_t count>
 cv::Mat readable(const char* call, const char* argument, const cv::Mat& plane, cv::Size size,
@@ -62,7 +55,7 @@ int TGuidedFilter::estimate1(const char* call, const cv::Mat& guide, const cv::M
     const cv::Mat planes[] = {readable(call, "guide", guide, size, members), readable(call, "src", src, size, members)};
     checkReach(call, r, size, OneGuide::kMoments);
     for (cv::Mat* m : members)
-        ensure(*m, size, CV_32FC1);
+        ensureLarge(*m, size, CV_32FC1);
     forEachSpan(size.height, long(size.area()),
                 [&](int first, int end) { writeModels(planes, r, eps, first, end, m_a0, m_b); });
     return 1;
@@ -80,13 +73,14 @@ int TGuidedFilter::estimate3(const char* call, const std::vector<cv::Mat>& guide
         readable(call, "guide[2]", guide[2], size, members), readable(call, "src", src, size, members)};
     checkReach(call, r, size, ThreeGuides::kMoments + 4);
     for (cv::Mat* m : members)
-        ensure(*m, size, CV_32FC1);
+        ensureLarge(*m, size, CV_32FC1);
     forEachSpan(size.height, long(size.area()), [&](int first, int end) {
-        AveragedModels<ThreeGuides>(planes, r, r, eps)
-            .forEachRow(first, end, [&](int y, int left, int n, const auto& averages) {
-                for (int i = 0; i < 4; ++i)
-                    copyRow(averages[i], members[i]->template ptr<float>(y) + left, n, fetchedAhead(*members[i], y));
-            });
+        AveragedModels<ThreeGuides>(planes, r, r, eps).forEachRow(first, end, [&](int y, int left, int) {
+            StoredMeans<4> row = {{}, fetchedAhead(m_b, y)};
+            for (int i = 0; i < 4; ++i)
+                row.to[i] = members[i]->ptr<float>(y) + left;
+            return row;
+        });
     });
     return 1;
 }

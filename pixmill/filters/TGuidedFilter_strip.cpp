@@ -44,12 +44,10 @@ cv::Size checkFilter(const char* call, const cv::Mat& guide, const cv::Mat& src,
 void filterRows(const cv::Mat& g, const cv::Mat& s, int r, float eps, int first, int end, cv::Mat out)
 {
     const cv::Mat planes[] = {g, s};
-    AveragedModels<OneGuide>(planes, r, 0, eps)
-        .forEachRow(first, end, [&](int y, int left, int n, const auto& averages) {
-            const int row = y - first;
-            applyRow(averages[0], g.ptr<float>(y + 2 * r) + 2 * r + left, averages[1], out.ptr<float>(row) + left, n,
-                     fetchedAhead(out, row));
-        });
+    AveragedModels<OneGuide>(planes, r, 0, eps).forEachRow(first, end, [&](int y, int left, int) {
+        float* const to = out.ptr<float>(y - first) + left;
+        return AppliedAverages{g.ptr<float>(y + 2 * r) + 2 * r + left, to, fetchedAhead(out, y - first)};
+    });
 }
 
 int strips(const char* call, const cv::Mat& guide, const cv::Mat& src, cv::Mat& out, int r, float eps, int stripHeight)
@@ -63,7 +61,7 @@ int strips(const char* call, const cv::Mat& guide, const cv::Mat& src, cv::Mat& 
     }
     PIXMILL_CHECK(stripHeight > 0, call, "stripHeight", stripHeight, "a row or more");
     const cv::Mat g = asFloats(guideCopy, size), s = asFloats(srcCopy, size);
-    ensure(out, size, CV_32FC1);
+    ensureLarge(out, size, CV_32FC1);
     forEachSpan(size.height - m, long(size.area()), [&](int y, int end) {
         while (y < end) {
             const int top = y / stripHeight * stripHeight, next = int(std::min<long>(end, long(top) + stripHeight));
@@ -99,7 +97,7 @@ int TGuidedFilter::gFc1_blkGuide(const cv::Mat& guide, const cv::Mat& src, cv::M
         return 1;
     }
     const cv::Mat g = asFloats(guideCopy, size), s = asFloats(srcCopy, size);
-    ensure(out, {size.width - 4 * r, size.height - 4 * r}, CV_32FC1);
+    ensureLarge(out, {size.width - 4 * r, size.height - 4 * r}, CV_32FC1);
     forEachSpan(out.rows, long(size.area()),
                 [&](int first, int end) { filterRows(g, s, r, eps, first, end, out.rowRange(first, end)); });
     return 1;

@@ -32,6 +32,9 @@ namespace pixmill::rows {
 #define PIXMILL_AVX512_KERNEL inline PIXMILL_AVX512_CODE
 #define PIXMILL_AVX512_CODE __attribute__((target(PIXMILL_AVX512)))
 
+/// Before the steps of a kernel's loop, whose state stays in registers.
+#define PIXMILL_AVX512_STEP __attribute__((always_inline)) PIXMILL_AVX512_KERNEL
+
 /// Whether kernels written for AVX-512 run.
 inline bool takesAvx512()
 {

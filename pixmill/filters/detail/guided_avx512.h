@@ -13,9 +13,6 @@ using namespace rows;
 
 #if PIXMILL_X86
 
-/// Before the steps of a kernel's loop.
-#define PIXMILL_AVX512_STEP __attribute__((always_inline)) PIXMILL_AVX512_KERNEL
-
 /// Eight values from place `by` on of two vectors side by side.
 template <int by>
 PIXMILL_AVX512_STEP __m512d shifted(__m512d v, __m512d next)
@@ -27,6 +24,11 @@ PIXMILL_AVX512_STEP __m512d shifted(__m512d v, __m512d next)
 struct Mean512 {
     __m512d count, reciprocal;
     ExactMean::Form form;
+
+    PIXMILL_AVX512_STEP Mean512(const ExactMean& mean, ExactMean::Form how)
+        : count(_mm512_set1_pd(mean.count())), reciprocal(_mm512_set1_pd(mean.reciprocal())), form(how)
+    {
+    }
 
     PIXMILL_AVX512_STEP __m256 operator()(__m512d sum) const
     {
@@ -191,11 +193,9 @@ PIXMILL_AVX512_KERNEL void slideMeans512(const SlideRow& row, Mean512 mean)
 /// slideMeans.
 PIXMILL_AVX512_KERNEL void slideMeans512(const SlideRow& row, const ExactMean& mean, ExactMean::Form form)
 {
-    const Mean512 wide = {_mm512_set1_pd(mean.count()), _mm512_set1_pd(mean.reciprocal()), form};
+    const Mean512 wide(mean, form);
     row.in.b ? slideMeans512<true>(row, wide) : slideMeans512<false>(row, wide);
 }
-
-#undef PIXMILL_AVX512_STEP
 
 #else
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pixmill/filters/detail/guided_edges.h>
 #include <pixmill/rows/running_means.h>
 
 #include <algorithm>
@@ -109,6 +110,21 @@ struct SlideRow {
 
 /// sums += samples of `in` - samples of `out`, then meansOfColumns.
 void slideMeans(const SlideRow& row, const ExactMean& mean, ExactMean::Form form);
+
+/// As SlideRow, of all moments of `kPlanes` planes at once, and of windows of 3 to kWidestTogether columns.
+template <int kPlanes, int kMoments>
+struct SlideRows {
+    EdgedRow in[kPlanes], out[kPlanes];
+    const float* ahead[kPlanes]; ///< Fetched meanwhile.
+    double* sums;                ///< The first moment's; those of the next stand `stride` further on.
+    int stride, side, n;
+    ExactMean::Form form[kMoments];
+};
+
+constexpr int kWidestTogether = 17;
+
+/// Values that rows of column sums and of means have room for beyond their windows' columns.
+constexpr int kBeyondColumns = 48;
 
 /// MeansOfRows::push.
 bool pushRow(MeansOfRows& rows, MomentRow row, float* product, double* pieces, float* means, int n);

@@ -17,29 +17,12 @@ struct OneGuide {
     static constexpr int kPlanes = 2, kMoments = 4, kCoefficients = 2;
     static constexpr Moment kTable[kMoments] = {{0, Moment::kNone}, {1, Moment::kNone}, {0, 1}, {0, 0}};
     static constexpr Moment kAverages[kCoefficients] = {{0, Moment::kNone}, {1, Moment::kNone}};
-    using Moments = WindowMoments<kPlanes, kMoments>;
-    using Means = Moments::Means;
+    using Moments = WindowMoments<kPlanes, kTable>;
     struct Kept {}; ///< Rows have nothing to hand from strip to strip.
 
-    /// a = cov / (var + eps), b = mean of the source - a * mean of the guide. What comes `next` after both is fetched.
-    static void model(const Means& m, float eps, float* a, float* b, int n, std::ptrdiff_t next = 0)
+    static OneGuideModels models(float eps, Kept&, int, float* const (&to)[kCoefficients])
     {
-        const float *g = m[0], *s = m[1], *product = m[2], *square = m[3];
-        fetchingRow(
-            n,
-            [=](int x) {
-                const float cov = product[x] - g[x] * s[x];
-                const float var = square[x] - g[x] * g[x];
-                const float slope = cov / (var + eps);
-                a[x] = slope;
-                b[x] = s[x] - g[x] * slope;
-            },
-            Fetch{a + next}, Fetch{b + next});
-    }
-
-    static void model(const Means& m, float eps, Kept&, int, float* const (&to)[kCoefficients], int n)
-    {
-        model(m, eps, to[0], to[1], n);
+        return {eps, to[0], to[1], 0};
     }
 };
 
@@ -61,7 +44,7 @@ struct ThreeGuides {
                                                 {2, 2}};
     static constexpr Moment kAverages[kCoefficients] = {
         {0, Moment::kNone}, {1, Moment::kNone}, {2, Moment::kNone}, {3, Moment::kNone}};
-    using Moments = WindowMoments<kPlanes, kMoments>;
+    using Moments = WindowMoments<kPlanes, kTable>;
     using Means = Moments::Means;
 
     struct Inverse {
@@ -101,9 +84,20 @@ struct ThreeGuides {
 
     /// A row of slopes and offsets. A singular matrix takes the last inverse to its left: `kept` is the one left of
     /// this row and becomes the one at column `keepAt`.
-    static void model(Means m, float eps, Inverse& kept, int keepAt, float* const (&to)[kCoefficients], int n)
+    struct Models {
+        static constexpr bool kTakesRegisters = false; ///< They take whole rows.
+
+        float eps;
+        Inverse* kept;
+        int keepAt;
+        float* const* to;
+
+        void operator()(const Means& m, int n) const { modelRow(m, eps, *kept, keepAt, to[0], to[1], to[2], to[3], n); }
+    };
+
+    static Models models(float eps, Inverse& kept, int keepAt, float* const (&to)[kCoefficients])
     {
-        modelRow(m, eps, kept, keepAt, to[0], to[1], to[2], to[3], n);
+        return {eps, &kept, keepAt, to};
     }
 
 private:
@@ -138,12 +132,15 @@ private:
     }
 };
 
-/// Columns worked on at a time: what they keep, `bytes` a column, stays in the second-level cache. Rows in long pieces
-/// come from memory faster.
+/// Columns worked on at a time. Rows in long pieces come from memory faster; only where a column keeps many `bytes` it
+/// pays to have them in the second-level cache.
 inline int stripWidth(long bytes, int r, int width)
 {
-    const long fitting = limit(400000 / bytes, 1024L, 8192L);
-    return int(std::min<long>(std::max<long>(fitting, 4L * r), width)); // wide windows: margins cost columns twice
+    constexpr long kFewBytes = 400, kMost = 8192;
+    const long fitting = bytes <= kFewBytes ? kMost : limit(400000 / bytes, 1024L, kMost);
+    const long most = std::max<long>(fitting, 4L * r); // wide windows: margins cost columns twice
+    const long strips = std::max((width + most - 1) / most, 1L);
+    return int(std::min<long>((width / strips + 16) / 16 * 16, width));
 }
 
 /// Bytes a column of the rows in a window's reach, of planes of floats, and of the column sums.
@@ -165,16 +162,15 @@ inline void writeModels(const cv::Mat* planes, int r, float eps, int first, int 
 {
     const PaddedRows rows(planes, r);
     const int strip = stripWidth(stripBytes(OneGuide::kPlanes, OneGuide::kMoments, r), r, slopes.cols);
-    OneGuide::Moments moments(OneGuide::kTable, r, strip);
+    OneGuide::Moments moments(r, strip);
     for (int left = 0; left < slopes.cols; left += strip) {
         const int n = std::min(strip, slopes.cols - left);
         moments.begin(left, n, first);
         for (int y = first; y < end;)
-            if (moments.push(rows)) {
-                OneGuide::model(moments.means(), eps, slopes.ptr<float>(y) + left, offsets.ptr<float>(y) + left, n,
-                                fetchedAhead(slopes, y));
-                ++y;
-            }
+            y += moments.push(rows, [&] {
+                float *const a = slopes.ptr<float>(y) + left, *const b = offsets.ptr<float>(y) + left;
+                return OneGuideModels{eps, a, b, fetchedAhead(slopes, y)};
+            });
     }
 }
 
@@ -214,9 +210,9 @@ public:
     }
 
     // As PaddedRows.
-    const float* operator()(int coefficient, int row, int left, int n, float* buffer) const
+    EdgedRow operator()(int coefficient, int row, int left) const
     {
-        return paddedRow(ahead(coefficient, row, 0), columns(), left - m_margin - m_first, n, buffer);
+        return {ahead(coefficient, row, 0), columns(), left - m_margin - m_first};
     }
     const float* ahead(int coefficient, int row, int) const
     {
@@ -240,12 +236,12 @@ public:
           m_size(windowsOf(m_grid, margin)),
           m_strip(stripWidth(stripBytes(Guides::kPlanes + kCoefficients, Guides::kMoments + kCoefficients, r), r,
                              m_size.width)),
-          m_models(m_grid, r, margin, m_strip), m_moments(Guides::kTable, r, std::min(m_strip + 2 * r, m_grid.width)),
-          m_averages(Guides::kAverages, r, m_strip)
+          m_models(m_grid, r, margin, m_strip), m_moments(r, std::min(m_strip + 2 * r, m_grid.width)),
+          m_averages(r, m_strip)
     {
     }
 
-    /// Calls `sink(y, left, n, averages)` for the rows first..end-1 of windows, in strips of columns.
+    /// Asks `sink(y, left, n)` for what takes the averages of the rows first..end-1 of windows, in strips of columns.
     template <class Sink>
     void forEachRow(int first, int end, const Sink& sink)
     {
@@ -259,8 +255,7 @@ public:
             for (int y = top; y <= bottom; ++y) {
                 modelRow(y, kept[std::size_t(y - top)], m_models.lastBefore(left + n));
                 while (m_averages.row() < end + 2 * m_r && m_models.gridRow(m_averages.row()) == y)
-                    if (m_averages.push(m_models))
-                        sink(m_averages.row() - 1 - 2 * m_r, left, n, m_averages.means());
+                    m_averages.push(m_models, [&] { return sink(m_averages.row() - 1 - 2 * m_r, left, n); });
             }
         }
     }
@@ -276,12 +271,11 @@ private:
     /// Row y of the models, and the rows of samples it still wants.
     void modelRow(int y, typename Guides::Kept& kept, int keepAt)
     {
-        while (!m_moments.push(m_rows))
-            ;
         float* to[kCoefficients];
         for (int c = 0; c < kCoefficients; ++c)
             to[c] = m_models.at(c, y);
-        Guides::model(m_moments.means(), m_eps, kept, keepAt, to, m_models.columns());
+        while (!m_moments.push(m_rows, [&] { return Guides::models(m_eps, kept, keepAt, to); }))
+            ;
     }
 
     int m_r;
@@ -291,7 +285,7 @@ private:
     int m_strip;
     ModelRows<kCoefficients> m_models;
     typename Guides::Moments m_moments;
-    WindowMoments<kCoefficients, kCoefficients> m_averages;
+    WindowMoments<kCoefficients, Guides::kAverages> m_averages;
 };
 
 } // namespace pixmill::filters

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <pixmill/filters/detail/guided_columns.h>
+#include <pixmill/filters/detail/guided_finish.h>
 #include <pixmill/rows/memory.h>
 #include <pixmill/rows/pixel.h>
 
 #include <opencv2/core/mat.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 
 /// Box means of many planes at once, row by row: what the box filter gives for each plane, without the planes.
@@ -20,29 +22,15 @@ struct Moment {
     int i, k;
 };
 
-/// n samples from column `first` on of a row that repeats its `width` samples' ends: in `buffer` unless they stand side
-/// by side already.
-inline const float* paddedRow(const float* s, int width, int first, int n, float* buffer)
-{
-    if (first >= 0 && first + n <= width)
-        return s + first;
-    const int begin = limit(-first, 0, n), end = limit(width - first, begin, n);
-    std::fill(buffer, buffer + begin, s[0]);
-    std::copy(s + first + begin, s + first + end, buffer + begin);
-    std::fill(buffer + end, buffer + n, s[width - 1]);
-    return buffer;
-}
-
 /// Rows of planes with a margin on every side that repeats the edge samples. Padded row and column numbers.
 class PaddedRows {
 public:
     PaddedRows(const cv::Mat* planes, int margin) : m_planes(planes), m_margin(margin) {}
 
-    /// n samples from column `left` on, in `buffer` unless they stand side by side already.
-    const float* operator()(int plane, int row, int left, int n, float* buffer) const
+    /// A row, of which column 0 is the column `left`.
+    EdgedRow operator()(int plane, int row, int left) const
     {
-        const cv::Mat& m = m_planes[plane];
-        return paddedRow(at(plane, row), m.cols, left - m_margin, n, buffer);
+        return {at(plane, row), m_planes[plane].cols, left - m_margin};
     }
 
     /// Where in memory a row stands that will be read soon.
@@ -70,11 +58,13 @@ private:
 ///
 /// Where a moment's samples show that its sums are exact in any order, they run along with the windows; elsewhere they
 /// are formed in the box filter's order. The results are the same, so both may take turns row by row.
-template <int kPlanes, int kMoments>
+template <int kPlanes, const auto& kTable>
 class WindowMoments {
+    static constexpr int kMoments = int(std::size(kTable));
+
 public:
-    WindowMoments(const Moment (&moments)[kMoments], int r, int mostWidth)
-        : m_moments(moments), m_r(r), m_stride((mostWidth + 2 * r + 15) / 16 * 16), m_mean(double(side()) * side()),
+    WindowMoments(int r, int mostWidth)
+        : m_r(r), m_stride((mostWidth + 2 * r + 15) / 16 * 16 + kBeyondColumns), m_mean(double(side()) * side()),
           m_floats(std::size_t(m_stride) * (3 * kPlanes + 1 + kMoments)),
           m_columns(std::size_t(m_stride) * (kMoments + 2) + 64),
           m_sums(MeansOfRows::pieceScratch(mask()) + kMoments * MeansOfRows::scratchSize(mostWidth, mask()))
@@ -95,29 +85,21 @@ public:
     /// The row that push() takes.
     int row() const { return m_row; }
 
-    /// Takes the next row of samples. Returns whether it completed a row of means. Compiled once, not for every level:
-    /// its rows' work finds the level by itself.
-    template <class Rows>
-    __attribute__((noinline)) bool push(const Rows& rows)
+    /// Takes the next row of samples. Where it completes a row of means, `finish()` is asked for what takes them.
+    /// Returns whether it did. Compiled once, not for every level: its rows' work finds the level by itself.
+    template <class Rows, class Finish>
+    __attribute__((noinline)) bool push(const Rows& rows, const Finish& finish)
     {
         const int row = m_row++;
         const bool complete = row >= m_first + 2 * m_r, again = row > m_first && rows.repeats(row);
         for (int p = 0; p < kPlanes; ++p) {
-            if (complete || !again)
-                m_in[p] = rows(p, row, m_left, samples(), floats(p));
-            if (row > m_first + 2 * m_r)
-                m_out[p] = rows(p, row - side(), m_left, samples(), floats(kPlanes + p));
+            const EdgedRow own = rows(p, row, m_left).within(samples());
             if (!again)
-                m_latest[p] = magnitudesOf(m_in[p], samples());
+                m_latest[p] = magnitudesOf(own.s, own.width);
             m_recent[p].add(m_latest[p]);
         }
-        for (int m = 0; m < kMoments && complete; ++m) {
-            const double units = unitsOf(m);
-            if (units <= kExactUnits)
-                run(rows, row, m, m_mean.form(units));
-            else
-                pushInOrder(rows, row, m);
-        }
+        if (complete)
+            finishRow(rows, row, finish());
         return complete;
     }
 
@@ -136,6 +118,67 @@ public:
     }
 
 private:
+    /// The row's means, and what `finish` makes of them.
+    template <class Rows, class Finish>
+    void finishRow(const Rows& rows, int row, const Finish& finish)
+    {
+        double units[kMoments];
+        for (int m = 0; m < kMoments; ++m)
+            units[m] = unitsOf(m);
+        if constexpr (Finish::kTakesRegisters)
+            if (runsTogether(row, units)) {
+                runTogether(rows, row, units, finish);
+                return;
+            }
+        runEach(rows, row, units);
+        runSpan([&finish, all = means()](int, int n) { finish(all, n); }, 0, m_width);
+    }
+
+    template <class Rows>
+    void runEach(const Rows& rows, int row, const double* units)
+    {
+        for (int p = 0; p < kPlanes; ++p) {
+            m_in[p] = rows(p, row, m_left).samples(0, samples(), floats(p));
+            if (row > m_first + 2 * m_r)
+                m_out[p] = rows(p, row - side(), m_left).samples(0, samples(), floats(kPlanes + p));
+        }
+        for (int m = 0; m < kMoments; ++m)
+            if (units[m] <= kExactUnits)
+                run(rows, row, m, m_mean.form(units[m]));
+            else
+                pushInOrder(rows, row, m);
+    }
+
+    /// Whether all moments' column sums can move on to a row in one pass.
+    bool runsTogether(int row, const double* units) const
+    {
+        bool together = takesAvx512() && side() <= kWidestTogether;
+        for (int m = 0; m < kMoments; ++m)
+            together = together && m_ran[m] == row - 1 && units[m] <= kExactUnits;
+        return together;
+    }
+
+    template <class Rows, class Finish>
+    void runTogether(const Rows& rows, int row, const double* units, const Finish& finish)
+    {
+        SlideRows<kPlanes, kMoments> all;
+        for (int p = 0; p < kPlanes; ++p) {
+            all.in[p] = rows(p, row, m_left);
+            all.out[p] = rows(p, row - side(), m_left);
+            all.ahead[p] = rows.ahead(p, row + kAhead, m_left);
+        }
+        all.sums = columns(0);
+        all.stride = m_stride;
+        all.side = side();
+        all.n = m_width;
+        for (int m = 0; m < kMoments; ++m)
+            all.form[m] = m_mean.form(units[m]);
+        slideTogether512<kTable>(all, m_mean, finish);
+        std::fill_n(m_ran, kMoments, row);
+    }
+
+    static constexpr int kAhead = 2; ///< Rows after the one that enters which are fetched.
+
     int side() const { return 2 * m_r + 1; }
     int samples() const { return m_width + 2 * m_r; }
     cv::Size mask() const { return {side(), side()}; }
@@ -150,14 +193,14 @@ private:
         const double count = m_mean.count();
         if (count == 1 || count >= 0x1p23)
             return std::numeric_limits<double>::infinity();
-        const auto [i, k] = m_moments[moment];
+        const auto [i, k] = kTable[moment];
         return k == Moment::kNone ? unitsOfSum(m_recent[i].all(), count)
                                   : unitsOfSum(m_recent[i].all(), m_recent[k].all(), count);
     }
 
     MomentRow samplesOf(int moment, const float* const* planes) const
     {
-        const auto [i, k] = m_moments[moment];
+        const auto [i, k] = kTable[moment];
         return {planes[i], k == Moment::kNone ? nullptr : planes[k]};
     }
 
@@ -167,7 +210,7 @@ private:
     {
         const float* planes[kPlanes];
         for (int p = 0; p < kPlanes; ++p)
-            planes[p] = rows(p, row, m_left, samples(), floats(2 * kPlanes + p));
+            planes[p] = rows(p, row, m_left).samples(0, samples(), floats(2 * kPlanes + p));
         return samplesOf(moment, planes);
     }
 
@@ -175,7 +218,7 @@ private:
     template <class Rows>
     Fetch aheadOf(const Rows& rows, int row, int m) const
     {
-        constexpr int kAhead = 2, kShares = std::max(kMoments / kPlanes, 1);
+        constexpr int kShares = std::max(kMoments / kPlanes, 1);
         const int share = m / kPlanes % kShares;
         return {rows.ahead(m % kPlanes, row + kAhead, m_left) + samples() / kShares * share, 16 / kShares};
     }
@@ -223,7 +266,6 @@ private:
         m_pushed[m] = row;
     }
 
-    const Moment (&m_moments)[kMoments];
     int m_r, m_stride, m_left = 0, m_width = 0, m_first = 0, m_row = 0;
     ExactMean m_mean;
     const float *m_in[kPlanes] = {}, *m_out[kPlanes] = {}; ///< The rows that enter and leave.

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <pixmill/filters/detail/guided_apply.h>
+#include <pixmill/filters/detail/guided_together_avx512.h>
+#include <pixmill/rows/samples.h>
+
+#include <cstddef>
+
+/// What becomes of a row of means. Each is called with whole rows of them, or at its put512 with eight of each in
+/// registers: of the columns from x on, the first `count`.
+namespace pixmill::filters {
+
+using namespace rows;
+
+/// Models of one guide: a = cov / (var + eps), b = mean of the source - a * mean of the guide.
+struct OneGuideModels {
+    static constexpr bool kTakesRegisters = true;
+
+    float eps, *a, *b;
+    std::ptrdiff_t next; ///< How far after a and b lies what is fetched.
+
+    template <class Means>
+    void operator()(const Means& m, int n) const
+    {
+        const float *g = m[0], *s = m[1], *product = m[2], *square = m[3];
+        fetchingRow(
+            n,
+            [=, e = eps, slopes = a, offsets = b](int x) {
+                const float cov = product[x] - g[x] * s[x];
+                const float var = square[x] - g[x] * g[x];
+                const float slope = cov / (var + e);
+                slopes[x] = slope;
+                offsets[x] = s[x] - g[x] * slope;
+            },
+            Fetch{a + next}, Fetch{b + next});
+    }
+
+#if PIXMILL_X86
+    PIXMILL_AVX512_STEP void put512(const __m256 (&m)[4], int x, int count) const
+    {
+        const __m256 cov = _mm256_sub_ps(m[2], _mm256_mul_ps(m[0], m[1]));
+        const __m256 var = _mm256_sub_ps(m[3], _mm256_mul_ps(m[0], m[0]));
+        const __m256 slope = _mm256_div_ps(cov, _mm256_add_ps(var, _mm256_set1_ps(eps)));
+        store512(a + x, slope, count);
+        store512(b + x, _mm256_sub_ps(m[1], _mm256_mul_ps(m[0], slope)), count);
+    }
+#endif
+};
+
+/// Averaged models of one guide, applied: out = offset + slope * guide.
+struct AppliedAverages {
+    static constexpr bool kTakesRegisters = true;
+
+    const float* guide;
+    float* out;
+    std::ptrdiff_t next; ///< How far after out lies what is fetched.
+
+    template <class Means>
+    void operator()(const Means& m, int n) const
+    {
+        applyRow(m[0], guide, m[1], out, n, next);
+    }
+
+#if PIXMILL_X86
+    PIXMILL_AVX512_STEP void put512(const __m256 (&m)[2], int x, int count) const
+    {
+        const __mmask8 mask = __mmask8((1 << count) - 1);
+        const __m256 product = _mm256_mul_ps(m[0], _mm256_maskz_loadu_ps(mask, guide + x));
+        store512(out + x, _mm256_add_ps(m[1], product), count);
+    }
+#endif
+};
+
+/// Rows of means, kept.
+template <int kRows>
+struct StoredMeans {
+    static constexpr bool kTakesRegisters = true;
+
+    float* to[kRows];
+    std::ptrdiff_t next;
+
+    template <class Means>
+    void operator()(const Means& m, int n) const
+    {
+        for (int i = 0; i < kRows; ++i)
+            fetchingRow(
+                n, [from = m[i], out = to[i]](int x) { out[x] = from[x]; }, Fetch{to[i] + next});
+    }
+
+#if PIXMILL_X86
+    PIXMILL_AVX512_STEP void put512(const __m256 (&m)[kRows], int x, int count) const
+    {
+        for (int i = 0; i < kRows; ++i)
+            store512(to[i] + x, m[i], count);
+    }
+#endif
+};
+
+} // namespace pixmill::filters
