@@ -1,9 +1,11 @@
 #include <pixmill/resample/planes.h>
 
 #include <pixmill/primitives/types.h>
+#include <pixmill/resample/detail/doubling_avx512.h>
 #include <pixmill/resample/detail/reducing.h>
 #include <pixmill/rows/rows.h>
 #include <pixmill/rows/scratch.h>
+#include <pixmill/rows/streaming.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -42,9 +44,14 @@ template <class T>
 void doubleLinear(const cv::Mat& in, cv::Mat& out)
 {
     const EdgeRows<T> rows(in);
-    forEachIndex(out.rows, resampleWork(in, out), [&](int y) {
-        doubleRowLinear(rows[y / 2], rows[y / 2 + 1], y % 2 != 0, in.cols, out.ptr<T>(y), out.cols);
-    });
+    const bool stream = streams(out.total() * sizeof(T));
+    const auto span = [&](int y, int end) {
+        for (; y < end; ++y)
+            doubleWideLinear(rows[y / 2], rows[y / 2 + 1], y % 2 != 0, in.cols, out.ptr<T>(y), out.cols, stream);
+        if (stream)
+            endStreaming();
+    };
+    forEachSpan(out.rows, resampleWork(in, out), span, kFinePieces);
 }
 
 template <class T>
