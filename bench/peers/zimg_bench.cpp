@@ -73,7 +73,7 @@ void run(benchmark::State& state, const zimgxx::zimage_format& from, const Plane
     report(state, double(out[0].total()), samples * 2);
 }
 
-/// Source pixel i stands at 2i, as with us.
+/// Source pixel i stands at 2i, as with us; weights are the same, but each axis is rounded and clamped for itself.
 void doubling(benchmark::State& state, zimg_resample_filter_e filter)
 {
     const cv::Size size(int(state.range(0)), int(state.range(1)));

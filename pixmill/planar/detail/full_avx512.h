@@ -18,6 +18,12 @@ inline bool takesFull512(int n, int cols)
     return takesAvx512() && n >= 16 && (cols == 2 * n || cols == 2 * n - 1);
 }
 
+/// Where a row's luma is read and its colours go.
+struct ColourRow512 {
+    const ushort* luma;
+    ushort *r, *g, *b;
+};
+
 #if PIXMILL_X86
 
 /// Sixteen pixels as ints.
@@ -152,12 +158,6 @@ PIXMILL_AVX512_KERNEL __m512i green512(__m512i y, __m512i r, __m512i b)
     return _mm512_permutex2var_epi32(gained512(_mm512_castps512_ps256(share)), low,
                                      gained512(_mm512_extractf32x8_ps(share, 1)));
 }
-
-/// Where a row's luma is read and its colours go.
-struct ColourRow512 {
-    const ushort* luma;
-    ushort *r, *g, *b;
-};
 
 /// Those of 32 pixels from column x on that the mask holds, from luma and full-size differences.
 template <class To>
