@@ -44,7 +44,8 @@ template <class T>
 void doubleLinear(const cv::Mat& in, cv::Mat& out)
 {
     const EdgeRows<T> rows(in);
-    const bool stream = streams(out.total() * sizeof(T));
+    // Several threads hide the reading of lines from one another, up to larger planes.
+    const bool stream = streams(out.total() * sizeof(T) / std::size_t(teamSize()));
     const auto span = [&](int y, int end) {
         for (; y < end; ++y)
             doubleWideLinear(rows[y / 2], rows[y / 2 + 1], y % 2 != 0, in.cols, out.ptr<T>(y), out.cols, stream);

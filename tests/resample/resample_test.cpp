@@ -270,10 +270,10 @@ TEST(Resample, RowsOfADoubledPlaneCanBeHadOneByOne)
 TEST(Resample, PlanesThatNoCacheHoldsHaveTheSamePixels)
 {
     // Rows that begin on a cache line, within one where a pair of pixels may, and where none may.
-    const cv::Size size(4003, 3201);
+    const cv::Size size(4003, 6401);
     cv::Mat room(size.height, size.width + 67, CV_16UC1, cv::Scalar(3)), expected(size, CV_16UC1);
-    ASSERT_TRUE(pixmill::rows::streams(expected.total() * 2));
-    const cv::Mat in = randomPlane({2002, 1601}, CV_16UC1, 0, 65536);
+    ASSERT_TRUE(pixmill::rows::streams(expected.total() * 2 / 2)); // for teams of up to 2
+    const cv::Mat in = randomPlane({2002, 3201}, CV_16UC1, 0, 65536);
     for (int y = 0; y < size.height; ++y)
         pixmill::rows::doubleRowLinear(in.ptr<ushort>(y / 2), in.ptr<ushort>(std::min(y / 2 + 1, in.rows - 1)),
                                        y % 2 != 0, in.cols, expected.ptr<ushort>(y), size.width);
