@@ -33,7 +33,7 @@ void fullColours(benchmark::State& state)
         (p.picture.*form)(rgb, 0);
     p.reportTo(state);
 }
-BENCHMARK_TEMPLATE(fullColours, &TPImage::convertTopRGB)->Name("TPImage_convertTopRGB")->Apply(sizes);
+BENCHMARK_TEMPLATE(fullColours, &TPImage::convertTopRGB)->Name("TPImage_convertTopRGB")->Apply(sizesUpTo64);
 BENCHMARK_TEMPLATE(fullColours, &TPImage::convertTopRGB15U)->Name("TPImage_convertTopRGB15U")->Apply(sizes);
 
 void cvColours(benchmark::State& state)

@@ -52,13 +52,14 @@ void add(const char* name, const Operation& operation)
     sizes(benchmark::RegisterBenchmark(name, operation));
 }
 
-void addEnlarging(const std::string& name, int type, int times, int code, int peer)
+void addEnlarging(const std::string& name, int type, int times, int code, int peer,
+                  void (*over)(benchmark::internal::Benchmark*) = sizes)
 {
-    add((name).c_str(), [=](benchmark::State& state) {
+    over(benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
         enlarge(state, type, times, [=](const cv::Mat& in, cv::Mat& out) {
             times == 2 ? upSize2X(in, out, code) : upSizeNX(in, out, times, code);
         });
-    });
+    }));
     add((name + ":cv::resize").c_str(), [=](benchmark::State& state) { enlarge(state, type, times, byOpenCV(peer)); });
 }
 
@@ -96,7 +97,8 @@ const bool kResampling = [] {
     for (const auto& kind : kinds) {
         const std::string name = kind.name;
         addEnlarging("upSize2X_cubic_" + name, kind.type, 2, 4, cv::INTER_CUBIC);
-        addEnlarging("upSize2X_linear_" + name, kind.type, 2, 2, cv::INTER_LINEAR);
+        addEnlarging("upSize2X_linear_" + name, kind.type, 2, 2, cv::INTER_LINEAR,
+                     kind.type == CV_16UC1 ? sizesUpTo64 : sizes);
         addReducing("downSize2X_cubic_" + name, kind.type, 2, 4, cv::INTER_NEAREST);
         addPyramids(name, kind.type);
     }

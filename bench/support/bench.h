@@ -45,4 +45,11 @@ inline void sizes(benchmark::internal::Benchmark* b)
         ->UseRealTime();
 }
 
+/// The same and 64 megapixels, where no plane fits any cache.
+inline void sizesUpTo64(benchmark::internal::Benchmark* b)
+{
+    sizes(b);
+    b->Args({9792, 6528});
+}
+
 } // namespace pixmill::bench

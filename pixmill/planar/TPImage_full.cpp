@@ -1,5 +1,6 @@
 #include <pixmill/planar/TPImage.h>
 
+#include <pixmill/planar/detail/full_avx512.h>
 #include <pixmill/primitives/types.h>
 #include <pixmill/resample/guidedUpsize.h>
 #include <pixmill/rows/check.h>
@@ -9,6 +10,9 @@
 #include <pixmill/rows/rows.h>
 #include <pixmill/rows/scratch.h>
 
+#include <algorithm>
+
+using namespace pixmill;
 using namespace pixmill::rows;
 
 namespace {
@@ -24,7 +28,25 @@ struct HalfRows {
     }
 };
 
-/// Each row's differences are enlarged into the host's rows of R and B and turned into colours there.
+/// One row: the differences are enlarged into the host's rows of R and B and turned into colours there, or in registers
+/// where there is a kernel.
+template <class To>
+inline void fullRow(const TPImage& picture, int y, ushort* r, ushort* g, ushort* b, int* sums)
+{
+    const HalfRows dr(picture.m_Dr, y), db(picture.m_Db, y);
+    const ushort* luma = picture.m_Y.ptr<ushort>(y);
+    const int n = picture.m_Dr.cols, nOfDb = picture.m_Db.cols, cols = picture.m_Y.cols;
+    const bool between = y % 2 != 0;
+    if (n == nOfDb && planar::takesFull512(n, cols)) {
+        planar::fullRow512(To(), dr.rows, db.rows, between, planar::ColourRow512{luma, r, g, b}, n, cols);
+        return;
+    }
+    doubleRowCubic(dr.rows, between, n, r, cols, sums);
+    doubleRowCubic(db.rows, between, nOfDb, b, cols, sums);
+    colourRow<To>(luma, r, b, r, g, b, cols);
+}
+
+/// Enlarges the differences of a picture and turns them into the host's planes.
 template <class To>
 void fullColours(const TPImage& picture, ushort** rgb, int stride, const char* call)
 {
@@ -45,11 +67,7 @@ void fullColours(const TPImage& picture, ushort** rgb, int stride, const char* c
 
     TeamScratch<int> scratch(std::size_t(std::max(Dr.cols, Db.cols)));
     forEachRow(size, [&](int y) {
-        ushort *r = R.ptr<ushort>(y), *b = B.ptr<ushort>(y);
-        int* sums = scratch.mine();
-        doubleRowCubic(HalfRows(Dr, y).rows, y % 2 != 0, Dr.cols, r, size.width, sums);
-        doubleRowCubic(HalfRows(Db, y).rows, y % 2 != 0, Db.cols, b, size.width, sums);
-        colourRow<To>(Y.ptr<ushort>(y), r, b, r, G.ptr<ushort>(y), b, size.width);
+        fullRow<To>(picture, y, R.ptr<ushort>(y), G.ptr<ushort>(y), B.ptr<ushort>(y), scratch.mine());
     });
 }
 

@@ -2,21 +2,20 @@
 
 #include <opencv2/core/mat.hpp>
 
-#include <cstddef>
-
-/// Whole planes at the positions that resampling meets most. Each gives the same pixels as the resize primitive and
-/// works on the calling thread.
+/// Whole planes at the positions that resampling meets most. Each gives the same pixels as the resize primitive, in
+/// loops of rows.h, and has its scratch before it writes anything: std::bad_alloc leaves the output as it was.
 namespace pixmill::resample {
 
-/// Bytes of scratch that the two operations below need, aligned for doubles.
-std::size_t planeScratch(const cv::Mat& in);
+/// The `pixels` of a loop that resamples one plane into the other. A pixel costs it an eighth of what is usual, so only
+/// larger planes are worth a team.
+long resampleWork(const cv::Mat& in, const cv::Mat& out);
 
 /// Doubles a plane by linear or cubic interpolation with factor 2 and shift -0.5.
 /// Returns false, with nothing done, for a type or code that it does not know.
-bool doublePlane(const cv::Mat& in, cv::Mat& out, int interpolation, void* scratch);
+bool doublePlane(const cv::Mat& in, cv::Mat& out, int interpolation);
 
 /// Reduces a plane by the factor, with shift 0.5 / factor. Result as above.
-bool reducePlane(const cv::Mat& in, cv::Mat& out, int factor, int interpolation, void* scratch);
+bool reducePlane(const cv::Mat& in, cv::Mat& out, int factor, int interpolation);
 
 /// The Gaussian pyramid's step among the interpolation codes.
 constexpr int kPyramidStep = 257;

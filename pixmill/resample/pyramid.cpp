@@ -2,11 +2,11 @@
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/pyramid.h>
 #include <pixmill/rows/rows.h>
+#include <pixmill/rows/scratch.h>
 
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
-#include <vector>
 
 namespace pixmill::resample {
 
@@ -19,31 +19,23 @@ constexpr int kBorder = cv::BORDER_REFLECT_101;
 template <class T>
 void reduceRows(const cv::Mat& in, cv::Mat& out)
 {
-    std::vector<typename PyramidSum<T>::type> scratch(pyramidScratch(in.cols, 1));
-    runSpan(
-        [&](int y, int end) {
-            for (; y < end; ++y) {
-                const T* rows[5];
-                for (int k = 0; k < 5; ++k)
-                    rows[k] = in.ptr<T>(mirrored(2 * y - 2 + k, in.rows));
-                pyrDownRow<1>(rows, in.cols, out.ptr<T>(y), out.cols, scratch.data());
-            }
-        },
-        0, out.rows);
+    TeamScratch<typename PyramidSum<T>::type> scratch(pyramidScratch(in.cols, 1));
+    forEachIndex(out.rows, resampleWork(in, out), [&](int y) {
+        const T* rows[5];
+        for (int k = 0; k < 5; ++k)
+            rows[k] = in.ptr<T>(mirrored(2 * y - 2 + k, in.rows));
+        pyrDownRow<1>(rows, in.cols, out.ptr<T>(y), out.cols, scratch.mine());
+    });
 }
 
 template <class T>
 void expandRows(const cv::Mat& in, cv::Mat& out)
 {
-    std::vector<typename PyramidSum<T>::type> scratch(pyramidScratch(in.cols, 1));
-    runSpan(
-        [&](int y, int end) {
-            for (; y < end; ++y) {
-                const auto rows = expandedRows<T>(in, y);
-                pyrUpRow<1>(rows.data(), y % 2 != 0, in.cols, out.ptr<T>(y), out.cols, scratch.data());
-            }
-        },
-        0, std::min(out.rows, 2 * in.rows));
+    TeamScratch<typename PyramidSum<T>::type> scratch(pyramidScratch(in.cols, 1));
+    forEachIndex(std::min(out.rows, 2 * in.rows), resampleWork(in, out), [&](int y) {
+        const auto rows = expandedRows<T>(in, y);
+        pyrUpRow<1>(rows.data(), y % 2 != 0, in.cols, out.ptr<T>(y), out.cols, scratch.mine());
+    });
     if (out.rows > 2 * in.rows)
         std::copy_n(out.ptr<T>(out.rows - 3), out.cols, out.ptr<T>(out.rows - 1));
 }

@@ -12,6 +12,7 @@
 #include <climits>
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <type_traits>
 
 using namespace pixmill::rows;
@@ -19,6 +20,7 @@ using namespace pixmill::resample;
 
 namespace {
 
+constexpr int kWidest = 1 << 29; // twice its columns fit an int
 constexpr int kTracedLine = 103; // the number in upSize2X's text, which hosts know; no line of this file
 
 bool isReady(const cv::Mat& in, const cv::Mat& out)
@@ -47,15 +49,15 @@ using Buffer = std::unique_ptr<unsigned char, void (*)(void*)>;
 /// The positions that most calls have, without tables of positions and weights.
 bool resizeFast(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int interpolation)
 {
-    const std::size_t needed = planeScratch(in);
-    if (in.dims > 2 || out.dims > 2 || in.empty() || needed > INT_MAX)
+    if (in.dims > 2 || out.dims > 2 || in.empty() || in.cols > kWidest)
         return false;
-    const Buffer scratch(ippsMalloc_8u(int(needed)), ippsFree);
-    if (!scratch)
+    try {
+        if (recipe.enlarges)
+            return recipe.times == 2 && doublePlane(in, out, interpolation);
+        return reducePlane(in, out, recipe.times, interpolation);
+    } catch (const std::bad_alloc&) {
         throw recipe.noBuffer;
-    if (recipe.enlarges)
-        return recipe.times == 2 && doublePlane(in, out, interpolation, scratch.get());
-    return reducePlane(in, out, recipe.times, interpolation, scratch.get());
+    }
 }
 
 void resizeByPrimitive(const cv::Mat& in, cv::Mat& out, const Recipe& recipe, int interpolation)

@@ -24,7 +24,9 @@
 /// or by truncating division the input's width) then take the last column before them; rows beyond it keep what the
 /// resize left, which is the repeated edge. Another code leaves the output as it is, but for those columns.
 ///
-/// Input and output must not share pixels. Every call works on its own thread alone, and has its own work buffer.
+/// Input and output must not share pixels. Planes from a quarter of a megapixel on are worked on by the library's team
+/// (`Threads.h`); enlarging by another factor than 2, by nearest neighbours, and reducing floats by an odd factor stay
+/// on the calling thread.
 ///
 /// @throws const char*  the output has no pixels or another type than the input (given with each function), then
 ///                      "ERROR - ... - type" for an input of another type, and

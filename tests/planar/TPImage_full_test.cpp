@@ -63,7 +63,10 @@ void expectFullColours(cv::Size size, const TPImage& image, Form form, Rgb (*col
 
 TEST(TPImageFull, EnlargesDifferencesCubicallyAndTurnsThemIntoColours)
 {
-    for (const cv::Size size : oddSizes()) {
+    std::vector<cv::Size> sizes = oddSizes();
+    for (const int width : {31, 32, 63, 64, 92, 95, 96, 160}) // ends of every kind for vectors of 64 columns
+        sizes.push_back({width, 3});
+    for (const cv::Size size : sizes) {
         const TPImage image = picture(size);
         everyWay([&] {
             expectFullColours(size, image, &TPImage::convertTopRGB, rgb16);

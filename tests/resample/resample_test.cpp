@@ -2,6 +2,7 @@
 #include <pixmill/resample/resample.h>
 #include <pixmill/rows/doubling.h>
 #include <pixmill/rows/pyramid.h>
+#include <pixmill/rows/streaming.h>
 #include <reference/pyramid.h>
 #include <reference/resize.h>
 #include <support/everyway.h>
@@ -264,6 +265,26 @@ TEST(Resample, RowsOfADoubledPlaneCanBeHadOneByOne)
         }
         EXPECT_TRUE(samePixels<ushort>(cubic, rows));
     }
+}
+
+TEST(Resample, PlanesThatNoCacheHoldsHaveTheSamePixels)
+{
+    // Rows that begin on a cache line, within one where a pair of pixels may, and where none may.
+    const cv::Size size(4003, 6401);
+    cv::Mat room(size.height, size.width + 67, CV_16UC1, cv::Scalar(3)), expected(size, CV_16UC1);
+    ASSERT_TRUE(pixmill::rows::streams(expected.total() * 2 / 2)); // for teams of up to 2
+    const cv::Mat in = randomPlane({2002, 3201}, CV_16UC1, 0, 65536);
+    for (int y = 0; y < size.height; ++y)
+        pixmill::rows::doubleRowLinear(in.ptr<ushort>(y / 2), in.ptr<ushort>(std::min(y / 2 + 1, in.rows - 1)),
+                                       y % 2 != 0, in.cols, expected.ptr<ushort>(y), size.width);
+    for (const int column : {0, 6, 7})
+        everyWay([&] {
+            cv::Mat out = room.colRange(column, column + size.width);
+            out.setTo(3);
+            upSize2X(in, out, 2);
+            ASSERT_TRUE(samePixels<ushort>(expected, out)) << "from column " << column;
+        });
+    EXPECT_EQ(cv::countNonZero(room.colRange(7 + size.width, room.cols) != 3), 0);
 }
 
 namespace {
