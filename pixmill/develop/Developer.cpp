@@ -26,7 +26,8 @@ constexpr int kMostScale = 64;
 constexpr double kSeparateShare = 0.1; ///< Of opening, before detail is taken out.
 constexpr int kBandRows = 64;          ///< Even. Bands of the whole picture: what is made of them stays in the cache.
 
-/// Lets the allocator return what opening needed for a moment: two bytes a pixel that it would keep otherwise.
+/// Lets the allocator return what opening needed for a moment: two bytes a pixel that it would keep otherwise. A batch
+/// needs them again for its next picture.
 void giveMemoryBack()
 {
 #if defined(__GLIBC__)
@@ -76,7 +77,6 @@ bool Developer::Impl::takeDetailOut(const Progress& progress)
     if (!develop::takeDetailOut(full, progress))
         return false;
     view.forget();
-    giveMemoryBack();
     return true;
 }
 
@@ -148,7 +148,8 @@ bool Developer::open(const Pixels& pixels, const Progress& progress, Opening ope
         if (all && !opened->takeDetailOut(rest))
             return false;
         m_impl = std::move(opened);
-        giveMemoryBack();
+        if (all)
+            giveMemoryBack();
         return true;
     });
 }
