@@ -4,10 +4,9 @@
     bench/peers.py build/release/bin/pixmill [--runs 3] [--photos FOLDER]
 
 JPEG to JPEG, quality 92, everything on one processor, each command as a user would call it: pixmill once for all
-pictures, the others once for each. Prints a table in Markdown: the run that took least processor time of each, or the only
-one of what takes more than half a minute. The peers
-do a near job, not the same: the table's last column says what. A peer that is not installed is left out
-(libvips-tools, imagemagick, python3-opencv).
+pictures, the others once for each. Prints a table in Markdown: the run that took least processor time of each, or the
+only one of what takes more than half a minute. The peers do a near job, not the same: the table's last column says
+what. A peer that is not installed is left out (libvips-tools, imagemagick, python3-opencv).
 """
 import argparse
 import glob
