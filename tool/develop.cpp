@@ -7,6 +7,9 @@
 
 #include <sched.h>
 #include <sys/resource.h>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 #include <algorithm>
 #include <atomic>
@@ -145,6 +148,15 @@ int count(const std::vector<Task>& tasks, Task::State state)
     return int(std::count_if(tasks.begin(), tasks.end(), [&](const Task& task) { return task.state == state; }));
 }
 
+/// Has the allocator keep the memory of a picture for the next: fresh pages took an eighth of the time of a batch.
+void keepMemory()
+{
+#if defined(__GLIBC__)
+    mallopt(M_MMAP_MAX, 0);
+    mallopt(M_TRIM_THRESHOLD, -1);
+#endif
+}
+
 void writeReport(const std::string& path, const std::string& report)
 {
     if (path == "-") {
@@ -194,6 +206,7 @@ int runDevelop(Terminal& terminal, const DevelopOptions& options)
     const int processors = ::processors();
     const int jobs = std::min(options.jobs ? options.jobs : processors, int(tasks.size()));
     const int threads = options.threads ? options.threads : std::max(1, processors / jobs);
+    keepMemory();
     Batch(terminal, options, recipe, tasks).run(jobs, threads);
 
     const int failed = count(tasks, Task::State::Failed), skipped = count(tasks, Task::State::Skipped);

@@ -82,10 +82,12 @@ void developOne(Task& task, const DevelopOptions& options, const Recipe& recipe,
     const int type = CV_MAKETYPE(deep ? CV_16U : CV_8U, alpha.empty() ? 3 : 4);
 
     Developer developer;
-    const bool opened = developer.open(asPixels(photo.pixels), [&](double done) { return share(0.2 + 0.4 * done); });
-    if (!opened)
+    const auto opening = [&](double done) { return share(0.2 + 0.1 * done); };
+    if (!developer.open(asPixels(photo.pixels), opening, Opening::Needed))
         throw Stopped();
     photo.pixels.release(); // the developer has its own
+    if (!developer.prepare(recipe, [&](double done) { return share(0.3 + 0.3 * done); }))
+        throw Stopped();
 
     PhotoWriting how;
     how.format = format;

@@ -3,7 +3,7 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-install_packages library develop tool editor python packages
+install_packages library solver develop tool editor python packages
 # The same source gives the same packages.
 SOURCE_DATE_EPOCH=$(git log -1 --format=%ct 2>/dev/null || stat -c %Y CHANGELOG.md)
 export SOURCE_DATE_EPOCH

@@ -4,6 +4,7 @@
 #include <pixmill/develop/detail/core.h>
 #include <pixmill/develop/detail/layers.h>
 #include <pixmill/develop/detail/mask_plane.h>
+#include <pixmill/develop/detail/tables.h>
 #include <pixmill/develop/detail/view.h>
 
 #include <algorithm>
@@ -22,9 +23,11 @@ using namespace develop;
 namespace {
 
 constexpr int kMostScale = 64;
-constexpr int kBandRows = 64; ///< Even. Bands of the whole picture: what is made of them stays in the cache.
+constexpr double kSeparateShare = 0.1; ///< Of opening, before detail is taken out.
+constexpr int kBandRows = 64;          ///< Even. Bands of the whole picture: what is made of them stays in the cache.
 
-/// Lets the allocator return what opening needed for a moment: two bytes a pixel that it would keep otherwise.
+/// Lets the allocator return what opening needed for a moment: two bytes a pixel that it would keep otherwise. A batch
+/// needs them again for its next picture.
 void giveMemoryBack()
 {
 #if defined(__GLIBC__)
@@ -44,6 +47,8 @@ struct Developer::Impl {
     MaskGround ground; ///< Made when the first mask needs it.
     std::vector<std::unique_ptr<MaskImage>> masks;
 
+    bool needsDetail(const Recipe& recipe) const;
+    bool takeDetailOut(const Progress& progress);
     const Layers& at(int scale);
     std::vector<MaskPlane> masksOf(const Recipe& recipe, int scale);
     MaskPlane maskOf(MaskImage& image, const Mask& mask, int scale);
@@ -54,6 +59,25 @@ cv::Size Developer::Impl::size(int scale) const
 {
     const cv::Size size = full.size();
     return {(size.width + scale - 1) / scale, (size.height + scale - 1) / scale};
+}
+
+/// Whether detail is to be taken out before a render at scale 1.
+bool Developer::Impl::needsDetail(const Recipe& recipe) const
+{
+    const auto keepsLuma = [&](const LocalAdjustment& local) {
+        return !local.enabled || Controls::of(recipe, local).keepLuma();
+    };
+    return !full.hasDetail() &&
+           !(Controls::of(recipe).keepLuma() && std::all_of(recipe.locals.begin(), recipe.locals.end(), keepsLuma));
+}
+
+/// @return false when `progress` cancelled.
+bool Developer::Impl::takeDetailOut(const Progress& progress)
+{
+    if (!develop::takeDetailOut(full, progress))
+        return false;
+    view.forget();
+    return true;
 }
 
 /// Reduced pictures that the scale does not need are dropped, so that no more than two are held.
@@ -111,16 +135,31 @@ Developer::~Developer() = default;
 Developer::Developer(Developer&&) noexcept = default;
 Developer& Developer::operator=(Developer&&) noexcept = default;
 
-bool Developer::open(const Pixels& pixels, const Progress& progress)
+bool Developer::open(const Pixels& pixels, const Progress& progress, Opening opening)
 {
     return translated("Developer::open", [&] {
+        const auto goesOn = [&](double share) { return !progress || progress(share); };
         auto opened = std::make_unique<Impl>();
-        if (!separate(checked(pixels), progress, opened->full))
+        separate(checked(pixels), opened->full);
+        const bool all = opening == Opening::All;
+        if (!goesOn(all ? kSeparateShare : 1.0))
+            return false;
+        const auto rest = [&](double share) { return goesOn(kSeparateShare + (1 - kSeparateShare) * share); };
+        if (all && !opened->takeDetailOut(rest))
             return false;
         m_impl = std::move(opened);
-        giveMemoryBack();
+        if (all)
+            giveMemoryBack();
         return true;
     });
+}
+
+bool Developer::prepare(const Recipe& recipe, const Progress& progress)
+{
+    const char* call = "Developer::prepare";
+    checkView(call, {{0, 0}, m_impl->size(1)}, 1, m_impl->size(1));
+    check(call, recipe);
+    return translated(call, [&] { return !m_impl->needsDetail(recipe) || m_impl->takeDetailOut(progress); });
 }
 
 bool Developer::isOpen() const
@@ -145,6 +184,8 @@ void Developer::render(cv::Rect view, int scale, const Recipe& recipe, Order ord
     const std::ptrdiff_t step =
         checkedStride(call, out, stride, std::ptrdiff_t(view.width) * bytesOf(Depth::Bits8, order));
     translated(call, [&] {
+        if (scale > 1 ? !m_impl->full.hasDetail() : m_impl->needsDetail(recipe))
+            m_impl->takeDetailOut({});
         if (scale != m_impl->viewScale)
             m_impl->view.forget();
         m_impl->viewScale = scale;
@@ -170,7 +211,11 @@ bool Developer::renderAll(const Recipe& recipe, Depth depth, Order order, const 
     check(call, recipe);
     if (!rows)
         throw Error(call, "rows", "a sink", "none");
-    const std::vector<MaskPlane> masks = translated(call, [&] { return m_impl->masksOf(recipe, 1); });
+    const std::vector<MaskPlane> masks = translated(call, [&] {
+        if (m_impl->needsDetail(recipe))
+            m_impl->takeDetailOut({});
+        return m_impl->masksOf(recipe, 1);
+    });
     const std::ptrdiff_t stride = std::ptrdiff_t(size.width) * bytesOf(depth, order);
     std::vector<uchar> band(std::size_t(stride) * std::size_t(std::min(kBandRows, size.height)));
     View view;

@@ -35,6 +35,12 @@ using Progress = std::function<bool(double share)>;
 /// Rows come in order, each once. False cancels.
 using RowSink = std::function<bool(int y, int rows, const void* pixels, std::ptrdiff_t stride)>;
 
+/// What `Developer::open` does at once.
+enum class Opening {
+    All,   ///< Everything, so that no view and no move waits for it.
+    Needed ///< Luma and colour; detail is taken out when a recipe first needs it, and that is most of the work.
+};
+
 /// A photograph and its development: from packed pixels and a recipe to packed pixels.
 ///
 /// `open` takes the photograph apart: luma without its detail, three planes of detail by size, and colour at half size
@@ -46,10 +52,10 @@ using RowSink = std::function<bool(int y, int rows, const void* pixels, std::ptr
 /// Light keeps colours: the differences from luma grow and shrink with (new luma + 655.3) / (old luma + 655.3).
 ///
 /// The same picture and recipe give the same bits, for every number of threads, on every processor, whatever was
-/// rendered before. One thread at a time per object. An open photograph holds 9 bytes a pixel, at most 12 after reduced
-/// views; a quarter of a byte more with masks, and another for each mask; and the working planes of the last view: 3.5
-/// bytes a pixel of the view, 2 more where light or weights are set and for each level of detail that is toned, and as
-/// many again for each local adjustment.
+/// rendered before. One thread at a time per object. An open photograph holds 9 bytes a pixel (3 before
+/// its detail is taken out), at most 12 after reduced views; a quarter of a byte more with masks, and another for each
+/// mask; and the working planes of the last view: 3.5 bytes a pixel of the view, 2 more where light or weights are set
+/// and for each level of detail that is toned, and as many again for each local adjustment.
 class PIXMILL_DEVELOP_API Developer {
 public:
     Developer(); ///< Without a photograph.
@@ -60,9 +66,19 @@ public:
     /// Takes a photograph in; the host's pixels are not needed afterwards. Samples of 8 bits are widened by 257, so
     /// white is white. Needs 19 bytes a pixel for a moment.
     ///
+    /// @param opening  `Opening::Needed` for pictures that are rendered once, each by its recipe: a batch.
     /// @return true; false when `progress` cancelled: then the developer is as it was before.
     /// @throws Error  null pixels, a size or stride that cannot be.
-    bool open(const Pixels& pixels, const Progress& progress = {});
+    bool open(const Pixels& pixels, const Progress& progress = {}, Opening opening = Opening::All);
+
+    /// Does what `open` left and `recipe` needs at scale 1: takes the detail out, unless all that the recipe sets, its
+    /// enabled local adjustments included, is colour and a colour table. Renders do it themselves, without progress;
+    /// those at other scales always need it. The bits are the same, whenever it is done.
+    ///
+    /// @return true, also where nothing is left to do; false when `progress` cancelled: then the developer is as it was
+    ///         before.
+    /// @throws Error  no photograph, a control out of its range.
+    bool prepare(const Recipe& recipe, const Progress& progress = {});
 
     /// Whether a photograph is open.
     bool isOpen() const;

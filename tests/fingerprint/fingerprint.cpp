@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <omp.h>
 #include <sstream>
@@ -100,6 +101,20 @@ Lines read(const char* path)
     return lines;
 }
 
+/// Whether this build is without what the line is of.
+bool leftOut([[maybe_unused]] const std::string& name)
+{
+#ifndef FINGERPRINT_SOLVER
+    if (name.find(kMayDiffer) != std::string::npos)
+        return true;
+#endif
+#ifndef FINGERPRINT_DEVELOP
+    if (name.rfind("Developer::", 0) == 0)
+        return true;
+#endif
+    return false;
+}
+
 /// Tells every line that is not as expected, and how many there are.
 int differences(const Lines& expected, const Lines& found, const std::string& where)
 {
@@ -117,7 +132,9 @@ int differences(const Lines& expected, const Lines& found, const std::string& wh
 
 int compare(const std::vector<Operations>& all, const char* path)
 {
-    const Lines expected = read(path);
+    Lines expected = read(path);
+    for (auto line = expected.begin(); line != expected.end();)
+        line = leftOut(line->first) ? expected.erase(line) : std::next(line);
     const int top = rows::rowPolicy().level;
     int count = 0, runs = 0;
     std::size_t lines = 0;

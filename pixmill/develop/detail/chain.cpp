@@ -59,6 +59,12 @@ inline void askForNext(const cv::Mat& ring, int y, int x, int n)
 
 void originalRow(const Layers& layers, int y, int x, int n, ushort* out)
 {
+    if (!layers.hasDetail()) {
+        const ushort* base = at(layers.base, y, x);
+        for (int i = 0; i < n; ++i)
+            out[i] = base[2 * i];
+        return;
+    }
     const auto row = [&](int, int) {
         originalPixels(at(layers.base, y, x), at(layers.detail[0], y, x), at(layers.detail[1], y, x),
                        at(layers.detail[2], y, x), out, n);
@@ -95,7 +101,7 @@ Stages Chain::update(const Controls& c)
     m_lit = c.light != Light();
     if (m_lit && (fresh || c.light != m_controls.light))
         m_light = lightTable(c.light);
-    m_weighed = c.weights.red != c.weights.green || c.weights.blue != c.weights.green;
+    m_weighed = c.weigh();
     m_colored = c.color != Color();
     if (m_colored && (fresh || c.color != m_controls.color))
         m_color = colorTable(c.color);
@@ -137,6 +143,10 @@ void Chain::renderLuma(const Layers& layers, int y, int x, int n)
 
 void Chain::renderSum(const Layers& layers, int y, int x, int n)
 {
+    if (!layers.hasDetail()) {
+        std::copy_n(at(layers.base, y, x), n, at(newY, y, x));
+        return;
+    }
     const ushort* levels[3];
     for (int i = 0; i < 3; ++i) {
         const cv::Mat& plane = m_kept[i] ? m_levels[i] : layers.detail[i];

@@ -18,11 +18,32 @@ struct Rung {
 
 constexpr Rung kFine = {2.0f, 0.06f}, kMedium = {8.0f, 0.10f}, kCoarse = {32.0f, 0.16f};
 
-/// Smooths a plane that was reduced by `factor`.
-void smooth(cv::Mat& plane, const Rung& rung, int factor)
-{
-    smoothEdgeAware(plane, rung.sigma / float(factor), rung.contrast * kFull);
-}
+/// Room for two planes of 16 bits, and for one of floats before they are written: fresh memory costs as much as a pass.
+class Pair {
+public:
+    explicit Pair(cv::Size size) : m_size(size) { createLarge(m_room, {size.width, 2 * size.height}, CV_16UC1); }
+    cv::Mat floats(cv::Size size) const { return {size, CV_32FC1, m_room.data}; }
+    cv::Mat first() const { return m_room.rowRange(0, m_size.height); }
+    cv::Mat second() const { return m_room.rowRange(m_size.height, 2 * m_size.height); }
+
+private:
+    cv::Size m_size;
+    cv::Mat m_room;
+};
+
+/// The planes that come out of a picture.
+struct Room {
+    Pair one, other;
+
+    explicit Room(cv::Size size) : one(size), other(size) {}
+
+    /// Smooths a plane that was reduced by `factor`.
+    void smooth(cv::Mat& plane, const Rung& rung, int factor) const
+    {
+        cv::Mat left = one.floats(plane.size()), up = other.floats(plane.size());
+        smoothEdgeAware(plane, rung.sigma / float(factor), rung.contrast * kFull, left, up);
+    }
+};
 
 void toFloat(const cv::Mat& in, cv::Mat& out)
 {
@@ -123,10 +144,9 @@ inline void splitRow(const ushort* __restrict Y, const float* __restrict smoothe
     }
 }
 
+/// Into planes that are there.
 void split(const cv::Mat& Y, const cv::Mat& smoothed, const cv::Mat& medium, const cv::Mat& coarse, Layers& out)
 {
-    for (cv::Mat* plane : {&out.base, &out.detail[0], &out.detail[1], &out.detail[2]})
-        createLarge(*plane, Y.size(), CV_16UC1);
     rows::forEachSpan(Y.rows, Y.size().area(), [&](int y, int end) {
         std::vector<float> lines(std::size_t(Y.cols) * 2 + medium.cols + 2);
         float *m = lines.data(), *c = m + Y.cols, *line = c + Y.cols;
@@ -141,32 +161,40 @@ void split(const cv::Mat& Y, const cv::Mat& smoothed, const cv::Mat& medium, con
 
 } // namespace
 
-bool separate(const Pixels& pixels, const Progress& progress, Layers& out)
+void separate(const Pixels& pixels, Layers& out)
+{
+    unpack(pixels, out.base, out.dr, out.db);
+}
+
+bool takeDetailOut(Layers& layers, const Progress& progress)
 {
     const auto goesOn = [&](double share) { return !progress || progress(share); };
-    cv::Mat Y, fine;
-    unpack(pixels, Y, out.dr, out.db);
-    if (!goesOn(0.1))
-        return false;
+    const cv::Mat& Y = layers.base;
+    const Room room(Y.size());
+    cv::Mat fine;
     toFloat(Y, fine);
-    smooth(fine, kFine, 1);
-    if (!goesOn(0.6))
+    room.smooth(fine, kFine, 1);
+    if (!goesOn(0.55))
         return false;
     // Medium and coarse detail are taken out of smaller planes: nothing finer is left in them, and what is enlarged is
     // the difference, so edges stay as sharp as the fine step left them.
     cv::Mat medium = halved(fine), smoother = medium.clone();
-    smooth(smoother, kMedium, 2);
+    room.smooth(smoother, kMedium, 2);
     takenAway(medium, smoother);
-    if (!goesOn(0.75))
+    if (!goesOn(0.72))
         return false;
     cv::Mat coarse = halved(smoother), smoothest = coarse.clone();
-    smooth(smoothest, kCoarse, 4);
+    room.smooth(smoothest, kCoarse, 4);
     takenAway(coarse, smoothest);
     coarse = enlarged(coarse, medium.size());
-    if (!goesOn(0.8))
+    if (!goesOn(0.78))
         return false;
+    Layers out{room.one.first(), {room.one.second(), room.other.first(), room.other.second()}, layers.dr, layers.db};
     split(Y, fine, medium, coarse, out);
-    return goesOn(1.0);
+    if (!goesOn(1.0))
+        return false;
+    layers = out;
+    return true;
 }
 
 } // namespace pixmill::develop

@@ -21,24 +21,18 @@ inline void coupleRow(const float* __restrict a, const float* __restrict b, floa
 }
 
 /// Couplings of each pixel with its left and its upper neighbour, for the largest sigma.
-struct Couplings {
-    cv::Mat left, up;
-
-    Couplings(const cv::Mat& plane, float sigma, float contrast)
-    {
-        createLarge(left, plane.size(), CV_32FC1);
-        createLarge(up, plane.size(), CV_32FC1);
-        const float flat = -std::sqrt(2.0f) / (sigma * 4 * std::sqrt(3.0f / 63)), steep = flat * sigma / contrast;
-        forEachRow(plane.size(), [&](int y) {
-            const float* row = plane.ptr<float>(y);
-            float* out = left.ptr<float>(y);
-            out[0] = 0;
-            coupleRow(row, row + 1, flat, steep, out + 1, plane.cols - 1);
-            if (y > 0)
-                coupleRow(plane.ptr<float>(y - 1), row, flat, steep, up.ptr<float>(y), plane.cols);
-        });
-    }
-};
+void couple(const cv::Mat& plane, float sigma, float contrast, cv::Mat& left, cv::Mat& up)
+{
+    const float flat = -std::sqrt(2.0f) / (sigma * 4 * std::sqrt(3.0f / 63)), steep = flat * sigma / contrast;
+    forEachRow(plane.size(), [&](int y) {
+        const float* row = plane.ptr<float>(y);
+        float* out = left.ptr<float>(y);
+        out[0] = 0;
+        coupleRow(row, row + 1, flat, steep, out + 1, plane.cols - 1);
+        if (y > 0)
+            coupleRow(plane.ptr<float>(y - 1), row, flat, steep, up.ptr<float>(y), plane.cols);
+    });
+}
 
 /// A coupling for half the sigma is its square.
 template <int iteration>
@@ -106,15 +100,15 @@ void recurseDown(cv::Mat& plane, const cv::Mat& coupling)
 
 } // namespace
 
-void smoothEdgeAware(cv::Mat& plane, float sigma, float contrast)
+void smoothEdgeAware(cv::Mat& plane, float sigma, float contrast, cv::Mat& left, cv::Mat& up)
 {
-    const Couplings couplings(plane, sigma, contrast);
-    recurseAlong<0>(plane, couplings.left);
-    recurseDown<0>(plane, couplings.up);
-    recurseAlong<1>(plane, couplings.left);
-    recurseDown<1>(plane, couplings.up);
-    recurseAlong<2>(plane, couplings.left);
-    recurseDown<2>(plane, couplings.up);
+    couple(plane, sigma, contrast, left, up);
+    recurseAlong<0>(plane, left);
+    recurseDown<0>(plane, up);
+    recurseAlong<1>(plane, left);
+    recurseDown<1>(plane, up);
+    recurseAlong<2>(plane, left);
+    recurseDown<2>(plane, up);
 }
 
 } // namespace pixmill::develop

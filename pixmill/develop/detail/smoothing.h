@@ -11,8 +11,10 @@ namespace pixmill::develop {
 /// Unlike DomainTransform, a step couples exactly the two pixels whose difference it holds: in a reduced plane the
 /// other form's pixel more would be several pixels of halo.
 ///
+/// @param left, up  Room for couplings: CV_32FC1 of the plane's size.
+///
 /// Method: Eduardo S. L. Gastal, Manuel M. Oliveira, "Domain Transform for Edge-Aware Image and Video Processing",
 /// 2011.
-void smoothEdgeAware(cv::Mat& plane, float sigma, float contrast);
+void smoothEdgeAware(cv::Mat& plane, float sigma, float contrast, cv::Mat& left, cv::Mat& up);
 
 } // namespace pixmill::develop

@@ -17,6 +17,12 @@ struct Controls {
 
     static Controls of(const Recipe& recipe);
     static Controls of(const Recipe& recipe, const LocalAdjustment& local);
+
+    /// Whether luma is weighed by colour.
+    bool weigh() const { return weights.red != weights.green || weights.blue != weights.green; }
+
+    /// Whether luma stays as it is, and with it the sum of base and detail.
+    bool keepLuma() const { return light == Light() && !weigh() && detail == Detail(); }
 };
 
 /// New luma by old luma, 65536 entries: TLightAdjLUTq3 at every 16th luma and white, straight lines between.

@@ -33,7 +33,8 @@ struct Target {
 /// A view of layers, its stages kept from call to call.
 class View {
 public:
-    /// @param masks  of the recipe's local adjustments that are enabled, in order.
+    /// @param layers  with their detail, unless the recipe keeps luma.
+    /// @param masks   of the recipe's local adjustments that are enabled, in order.
     void render(const Layers& layers, const cv::Rect& view, const Recipe& recipe, const std::vector<MaskPlane>& masks,
                 const Target& target);
 
