@@ -37,7 +37,7 @@ inline void fullRow(const TPImage& picture, int y, ushort* r, ushort* g, ushort*
     const ushort* luma = picture.m_Y.ptr<ushort>(y);
     const int n = picture.m_Dr.cols, nOfDb = picture.m_Db.cols, cols = picture.m_Y.cols;
     const bool between = y % 2 != 0;
-    if (n == nOfDb && planar::takesFull512(n, cols)) {
+    if (n == nOfDb && takesDoubled512(n, cols)) {
         planar::fullRow512(To(), dr.rows, db.rows, between, planar::ColourRow512{luma, r, g, b}, n, cols);
         return;
     }

@@ -63,7 +63,7 @@ void doubleCubic(const cv::Mat& in, cv::Mat& out)
     forEachRowOf(out, in, scratch, [&](int y, int* sums) {
         const int i = y / 2;
         const T* const four[] = {rows[i - 1], rows[i], rows[i + 1], rows[i + 2]};
-        doubleRowCubic(four, y % 2 != 0, in.cols, out.ptr<T>(y), out.cols, sums);
+        doubleWideCubic(four, y % 2 != 0, in.cols, out.ptr<T>(y), out.cols, sums);
     });
 }
 

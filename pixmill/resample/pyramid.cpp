@@ -20,22 +20,30 @@ template <class T>
 void reduceRows(const cv::Mat& in, cv::Mat& out)
 {
     TeamScratch<typename PyramidSum<T>::type> scratch(pyramidScratch(in.cols, 1));
-    forEachIndex(out.rows, resampleWork(in, out), [&](int y) {
-        const T* rows[5];
-        for (int k = 0; k < 5; ++k)
-            rows[k] = in.ptr<T>(mirrored(2 * y - 2 + k, in.rows));
-        pyrDownRow<1>(rows, in.cols, out.ptr<T>(y), out.cols, scratch.mine());
-    });
+    const auto span = [&](int y, int end) {
+        auto* const sums = scratch.mine();
+        for (; y < end; ++y) {
+            const T* rows[5];
+            for (int k = 0; k < 5; ++k)
+                rows[k] = in.ptr<T>(mirrored(2 * y - 2 + k, in.rows));
+            pyrDownRow<1>(rows, in.cols, out.ptr<T>(y), out.cols, sums);
+        }
+    };
+    forEachSpan(out.rows, resampleWork(in, out), span, kFinePieces);
 }
 
 template <class T>
 void expandRows(const cv::Mat& in, cv::Mat& out)
 {
     TeamScratch<typename PyramidSum<T>::type> scratch(pyramidScratch(in.cols, 1));
-    forEachIndex(std::min(out.rows, 2 * in.rows), resampleWork(in, out), [&](int y) {
-        const auto rows = expandedRows<T>(in, y);
-        pyrUpRow<1>(rows.data(), y % 2 != 0, in.cols, out.ptr<T>(y), out.cols, scratch.mine());
-    });
+    const auto span = [&](int y, int end) {
+        auto* const sums = scratch.mine();
+        for (; y < end; ++y) {
+            const auto rows = expandedRows<T>(in, y);
+            pyrUpRow<1>(rows.data(), y % 2 != 0, in.cols, out.ptr<T>(y), out.cols, sums);
+        }
+    };
+    forEachSpan(std::min(out.rows, 2 * in.rows), resampleWork(in, out), span, kFinePieces);
     if (out.rows > 2 * in.rows)
         std::copy_n(out.ptr<T>(out.rows - 3), out.cols, out.ptr<T>(out.rows - 1));
 }

@@ -2,10 +2,11 @@
 
 #include <pixmill/rows/avx512.h>
 #include <pixmill/rows/doubling.h>
+#include <pixmill/rows/doubling_avx512.h>
 
 #include <cstdint>
 
-/// Rows of 16-bit planes doubled linearly for processors with AVX-512, past the caches where the plane is large.
+/// Rows of 16-bit planes doubled for processors with AVX-512; linearly past the caches where the plane is large.
 namespace pixmill::resample {
 
 using namespace rows;
@@ -59,9 +60,36 @@ PIXMILL_AVX512_KERNEL int doubleLinear512(const ushort* above, const ushort* bel
                   : doubleLinear512<false>(above, below, between, n, out, cols);
 }
 
+template <class Row>
+PIXMILL_AVX512_KERNEL int doubleCubic512(Row row, int n, ushort* out, int cols)
+{
+    Doubled512<Row> doubled(row, n);
+    __m512i v[2];
+    int i = 0;
+    for (; i + 48 <= n; i += 32) {
+        doubled.template next<true>(i, v);
+        _mm512_storeu_si512(out + 2 * i, v[0]);
+        _mm512_storeu_si512(out + 2 * i + 32, v[1]);
+    }
+    for (; i < n; i += 32) {
+        doubled.template next<false>(i, v);
+        const __mmask64 held = ~__mmask64(0) >> std::max(64 - (cols - 2 * i), 0);
+        _mm512_mask_storeu_epi16(out + 2 * i, __mmask32(held), v[0]);
+        _mm512_mask_storeu_epi16(out + 2 * i + 32, __mmask32(held >> 32), v[1]);
+    }
+    return cols;
+}
+
+/// doubleRowCubic of a row that takesDoubled512 admits.
+PIXMILL_AVX512_KERNEL int doubleCubic512(const ushort* const rows[4], bool between, int n, ushort* out, int cols)
+{
+    return between ? doubleCubic512(HalfwayRow512{rows}, n, out, cols) : doubleCubic512(OwnRow512{rows}, n, out, cols);
+}
+
 #else
 
 constexpr auto doubleLinear512 = kNoKernel;
+constexpr auto doubleCubic512 = kNoKernel;
 
 #endif // PIXMILL_X86
 
@@ -88,6 +116,18 @@ inline void doubleWideLinear(const ushort* above, const ushort* below, bool betw
                doubleLinear512(above + head, below + head, between, n - head, out + 2 * head, cols - 2 * head, inLines);
     }
     doubleRowLinear(above + done, below + done, between, n - done, out + 2 * done, cols - 2 * done);
+}
+
+/// One row doubled by doubleRowCubic, or by the kernel.
+template <class T>
+inline void doubleWideCubic(const T* const rows[4], bool between, int n, T* out, int cols, int* scratch)
+{
+    if constexpr (sizeof(T) == 2)
+        if (takesDoubled512(n, cols)) {
+            doubleCubic512(rows, between, n, out, cols);
+            return;
+        }
+    doubleRowCubic(rows, between, n, out, cols, scratch);
 }
 
 } // namespace pixmill::resample
