@@ -24,8 +24,8 @@ cv::Mat blurReference(const cv::Mat& in, float sigma, int steps)
 
 TEST(GaussianIir2d, MatchesTheReferenceBitForBit)
 {
-    for (const cv::Size size :
-         {cv::Size(1, 1), cv::Size(1, 9), cv::Size(33, 1), cv::Size(2, 2), cv::Size(70, 67), cv::Size(203, 157)})
+    for (const cv::Size size : {cv::Size(1, 1), cv::Size(1, 9), cv::Size(33, 1), cv::Size(2, 2), cv::Size(64, 2),
+                                cv::Size(64, 3), cv::Size(128, 64), cv::Size(70, 67), cv::Size(203, 157)})
         for (const float sigma : {0.4f, 3.0f, 50.0f})
             for (const int steps : {1, 2, 4}) {
                 SCOPED_TRACE(testing::Message() << size << " sigma " << sigma << " steps " << steps);
