@@ -20,6 +20,11 @@ class TProgress;
 /// order over many decades, a matrix that is not positive definite) goes to the sparse direct solver, where the library
 /// is built with it.
 ///
+/// Measured on 15 photographs of 8 bits with lambda 0.35 to 4 and alpha 1 to 2, beside a direct solution in double
+/// precision: the largest error is 0.55 units in the last place of the largest value, and below 1e-6 of the values'
+/// range. At full size, with lambda 0.35 and alpha 1.2, none needs the direct solver. Nor do 200 guides of noise over
+/// four decades with lambda up to 1000; of 200 over eight decades 28 do, with lambda up to 10 none.
+///
 /// Z. Farbman, R. Fattal, D. Lischinski and R. Szeliski, "Edge-preserving decompositions for multi-scale tone and
 /// detail manipulation", ACM Transactions on Graphics 27, 2008. J. E. Dendy, "Black box multigrid", Journal of
 /// Computational Physics 48, 1982.
