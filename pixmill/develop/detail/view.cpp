@@ -18,11 +18,12 @@ int even(int n)
     return n + n % 2;
 }
 
-/// The pixels that a view's colours need, from even corners: to the next difference beyond, where there is one.
+/// The pixels that a view's colours need, from even corners: to the next difference beyond, where there is one. Columns
+/// are packed in pairs, of which a view may show one.
 cv::Rect workOf(const cv::Rect& view, cv::Size picture)
 {
     const int x = view.x & ~1, y = view.y & ~1;
-    const int right = std::min(((view.x + view.width) & ~1) + 2, picture.width);
+    const int right = std::min(even(view.x + view.width) + 2, picture.width);
     const int bottom = std::min(((view.y + view.height) & ~1) + 2, picture.height);
     return {x, y, right - x, bottom - y};
 }
