@@ -129,9 +129,19 @@ private:
         std::vector<unsigned short> entries; ///< 65536, or none yet.
     };
 
-    void renderLuma();
-    void renderLevel(int level, const cv::Mat& extra, bool last);
-    const unsigned* tablesOf(int level);
+    /// What one `proc` renders, and from where.
+    struct View {
+        cv::Mat luma;                          ///< What the light curve reads; the region of `m_Y` or `m_roiY`.
+        const unsigned short* light = nullptr; ///< The curve, where luma is rendered.
+        cv::Mat detail[3];                     ///< What toning reads.
+        bool toned[3] = {};
+        bool sums = false; ///< Whether anything is to be summed up.
+    };
+
+    void prepareLuma(View& view);
+    void prepareLevel(int level, const cv::Mat& extra, View& view);
+    void updateTables(const View& view);
+    void renderRows(const View& view);
     const unsigned short* lightTable();
 
     Tables m_tables[3];

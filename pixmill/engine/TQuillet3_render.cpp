@@ -52,15 +52,20 @@ void setHigh(unsigned* pairs, const ushort* table)
         pairs[v] = (pairs[v] & 0xffffu) | unsigned(table[v]) << 16;
 }
 
-/// Tones one level; `in` may be `out`. `after(y)` runs while the toned row is still near.
-template <class After>
-void tone(const cv::Mat& Y, const unsigned* pairs, const cv::Mat& in, cv::Mat& out, const After& after)
+/// Puts the table of shadows, midtones or highlights into a level's pairs.
+void setPairs(unsigned* pairs, int zone, const ushort* table)
 {
-    forEachRow(out.size(), [&](int y) {
-        toneRow(pairs, Y.ptr<ushort>(y), in.ptr<ushort>(y), out.ptr<ushort>(y), out.cols);
-        after(y);
-    });
+    if (zone == 1) {
+        setLow(pairs, table);
+        setLow(pairs + kEntries, table);
+    } else {
+        setHigh(zone == 0 ? pairs : pairs + kEntries, table);
+    }
 }
+
+/// Rows that go through all steps before the next ones do: what a step leaves is near for the one after it, and a
+/// level's tables stay near for a few rows.
+constexpr int kBand = 8;
 
 } // namespace
 
@@ -75,39 +80,45 @@ bool TQuillet3::proc(cv::Rect roi, int scale, cv::Mat extra)
     setRoi(roi, scale);
     for (cv::Mat& plane : m_scratch) // a copy of the engine works in memory of its own
         leaveShared(plane);
-    if (m_dirty || m_lightDirty)
-        renderLuma();
+    const bool all = m_dirty || m_lightDirty;
+    View view;
+    if (all)
+        prepareLuma(view);
     if (isExtraFor(extra, m_roiDetail[0]))
         m_levelDirty[0] = true;
-    int last = -1; // the level whose rows go straight on into the sum
     for (int level = 0; level < 3; ++level)
-        if (m_dirty || m_lightDirty || m_levelDirty[level])
-            last = level;
-    for (int level = 0; level <= last; ++level)
-        if (m_dirty || m_lightDirty || m_levelDirty[level])
-            renderLevel(level, level == 0 ? extra : cv::Mat(), level == last);
+        if (all || m_levelDirty[level])
+            prepareLevel(level, level == 0 ? extra : cv::Mat(), view);
+    updateTables(view);
+    renderRows(view);
     m_dirty = m_lightDirty = false;
     std::fill_n(m_levelDirty, 3, false);
     return true;
 }
 
-void TQuillet3::renderLuma()
+void TQuillet3::prepareLuma(View& view)
 {
     const auto crop = [this](const cv::Mat& plane, cv::Mat& out) {
         cropInto(plane, m_roi, m_scale, false, out, m_scratch[0], kProc);
     };
     leaveShared(m_roiY);
-    crop(m_Y, m_roiY);
     const float* weights = m_colorWeights;
-    if (neq(weights[0], 0.0f) || neq(weights[1], 0.0f) || neq(weights[2], 0.0f)) {
+    const bool weighs = neq(weights[0], 0.0f) || neq(weights[1], 0.0f) || neq(weights[2], 0.0f);
+    if (m_scale == 1 && !weighs) { // a crop alone, which the look-ups can read where it stands
+        view.luma = regionOf(m_Y, m_roi, 1, kProc);
+        ensure(m_roiY, view.luma.size(), m_Y.type());
+    } else {
+        crop(m_Y, m_roiY);
+        view.luma = m_roiY;
+    }
+    if (weighs) {
         crop(m_fullDr, m_scratch[1]);
         crop(m_fullDb, m_scratch[2]);
         modYWithC(m_scratch[1], m_scratch[2], weights[0], weights[1], weights[2], m_roiY);
     }
-
     if (m_roiY.type() != CV_16UC1)
         throw "ERROR - TLutYDrDb::proc - inOutY16U.type()!=CV_16UC1"; // hosts match the text of TLutY16U::proc
-    lookUpRows<16, ushort>(m_roiY.data, m_roiY.step, m_roiY.data, m_roiY.step, m_roiY.size(), lightTable());
+    view.light = lightTable();
 }
 
 const ushort* TQuillet3::lightTable()
@@ -125,74 +136,102 @@ const ushort* TQuillet3::lightTable()
     return kept.entries.data();
 }
 
-void TQuillet3::renderLevel(int level, const cv::Mat& extra, bool last)
+void TQuillet3::prepareLevel(int level, const cv::Mat& extra, View& view)
 {
     cv::Mat& plane = m_roiDetail[level];
     leaveShared(plane);
-    const cv::Mat* source = &plane;
     const bool smooth = m_scale > m_smoothScale, toned = bNeedSHMix(level);
-    cv::Mat view;
-    if (m_scale == 1 && toned && !smooth && extra.empty()) { // a crop alone, which toning can read where it stands
-        view = regionOf(m_detail[level], m_roi, 1, kProc);
-        source = &view;
-        ensure(plane, view.size(), CV_16UC1);
+    if (m_scale == 1 && toned && !smooth && extra.empty()) {
+        view.detail[level] = regionOf(m_detail[level], m_roi, 1, kProc);
+        ensure(plane, view.detail[level].size(), CV_16UC1);
     } else {
         cropInto(m_detail[level], m_roi, m_scale, smooth, plane, m_scratch[0], kProc);
         if (isExtraFor(extra, plane))
             cv::addWeighted(plane, 1.0, extra, 1.0, -32768.0, plane, -1);
+        view.detail[level] = plane;
     }
     checkPlane(plane, m_roiY.size(), CV_16UC1, kProc, "m_roiDetail");
-
-    if (last) {
-        for (const cv::Mat& other : m_roiDetail)
-            checkPlane(other, plane.size(), CV_16UC1, kProc, "m_roiDetail");
-        ensure(m_result, plane.size(), CV_16UC1);
-    }
-    const auto sum = [&](int y) {
-        if (last)
-            addEdgesRow(m_roiY.ptr<ushort>(y), m_roiDetail[0].ptr<ushort>(y), m_roiDetail[1].ptr<ushort>(y),
-                        m_roiDetail[2].ptr<ushort>(y), m_result.ptr<ushort>(y), plane.cols);
-    };
-    if (toned)
-        tone(m_roiY, tablesOf(level), *source, plane, sum);
-    else if (last)
-        forEachRow(plane.size(), sum);
+    view.sums = true;
+    view.toned[level] = toned;
 }
 
-const unsigned* TQuillet3::tablesOf(int level)
+void TQuillet3::renderRows(const View& view)
 {
-    const float* k = m_detailK[level];
-    const float* t = m_detailT[level];
-    const float controls[3][4] = {{k[1], t[1], k[0], t[0]}, {k[2], t[2], k[0], t[0]}, {k[0], t[0], 0, 0}};
-    Tables& tables = m_tables[level];
-    const bool fresh = tables.pairs.empty();
-    const LevelRange& range = kLevelRanges[level];
-    std::unique_ptr<TLut16U> owners[3];
-    TLut16U* luts[3];
-    ThresholdControls changed[3];
-    int zones[3], count = 0;
-    for (int zone = 0; zone < 3; ++zone) {
-        const float* c = controls[zone];
-        if (!fresh && std::equal(c, c + 4, tables.controls[zone]))
+    if (!view.sums)
+        return;
+    const cv::Size size = m_roiY.size();
+    for (const cv::Mat& plane : m_roiDetail)
+        checkPlane(plane, size, CV_16UC1, kProc, "m_roiDetail");
+    ensure(m_result, size, CV_16UC1);
+
+    const auto row = [](cv::Mat& plane, int y) { return plane.ptr<ushort>(y); };
+    const auto luma = [&](int y) {
+        askForRowBelow(view.luma, y);
+        lookUpRow<16>(view.luma.ptr<ushort>(y), row(m_roiY, y), view.light, size.width);
+    };
+    const auto tone = [&](int level, int y) {
+        askForRowBelow(view.detail[level], y);
+        toneRow(m_tables[level].pairs.data(), row(m_roiY, y), view.detail[level].ptr<ushort>(y),
+                row(m_roiDetail[level], y), size.width);
+    };
+    const auto sum = [&](int y) {
+        addEdgesRow(row(m_roiY, y), row(m_roiDetail[0], y), row(m_roiDetail[1], y), row(m_roiDetail[2], y),
+                    row(m_result, y), size.width);
+    };
+    const auto band = [&](int first, int end) {
+        for (int y = first; view.light && y < end; ++y)
+            luma(y);
+        for (int level = 0; level < 3; ++level)
+            for (int y = first; view.toned[level] && y < end; ++y)
+                tone(level, y);
+        for (int y = first; y < end; ++y)
+            sum(y);
+    };
+    const auto span = [&](int first, int end) {
+        for (; first < end; first += kBand)
+            band(first, std::min(first + kBand, end));
+    };
+    forEachSpan(size.height, long(size.width) * size.height, span, kFinePieces);
+}
+
+/// Rebuilds the tables of toned levels whose controls have changed: all smoothed together, then put into pairs.
+void TQuillet3::updateTables(const View& view)
+{
+    struct Change {
+        int level, zone;
+        const float* controls;
+    };
+    std::unique_ptr<TLut16U> owners[9];
+    TLut16U* luts[9];
+    ThresholdControls changed[9];
+    Change changes[9];
+    float controls[3][3][4];
+    int count = 0;
+    for (int level = 0; level < 3; ++level) {
+        if (!view.toned[level])
             continue;
-        owners[count] = std::make_unique<TLut16U>(range.kLow, range.kHigh, range.thresholdRange, range.thresholdSmooth);
-        luts[count] = owners[count].get();
-        changed[count] = {c[0], c[1], c[2], c[3]};
-        zones[count++] = zone;
+        const float *k = m_detailK[level], *t = m_detailT[level];
+        const float of[3][4] = {{k[1], t[1], k[0], t[0]}, {k[2], t[2], k[0], t[0]}, {k[0], t[0], 0, 0}};
+        std::copy_n(&of[0][0], 12, &controls[level][0][0]);
+        Tables& tables = m_tables[level];
+        const LevelRange& range = kLevelRanges[level];
+        for (int zone = 0; zone < 3; ++zone) {
+            const float* c = controls[level][zone];
+            if (!tables.pairs.empty() && std::equal(c, c + 4, tables.controls[zone]))
+                continue;
+            owners[count] =
+                std::make_unique<TLut16U>(range.kLow, range.kHigh, range.thresholdRange, range.thresholdSmooth);
+            luts[count] = owners[count].get();
+            changed[count] = {c[0], c[1], c[2], c[3]};
+            changes[count++] = {level, zone, c};
+        }
     }
     setupLinearThresholds(luts, changed, count);
-
-    tables.pairs.resize(2 * kEntries);
-    unsigned *dark = tables.pairs.data(), *light = dark + kEntries;
     for (int i = 0; i < count; ++i) {
-        const auto* entries = static_cast<const ushort*>(luts[i]->m_lut_p);
-        if (zones[i] == 1) {
-            setLow(dark, entries);
-            setLow(light, entries);
-        } else {
-            setHigh(zones[i] == 0 ? dark : light, entries);
-        }
-        std::copy_n(controls[zones[i]], 4, tables.controls[zones[i]]);
+        const Change& change = changes[i];
+        Tables& tables = m_tables[change.level];
+        tables.pairs.resize(2 * kEntries);
+        setPairs(tables.pairs.data(), change.zone, static_cast<const ushort*>(luts[i]->m_lut_p));
+        std::copy_n(change.controls, 4, tables.controls[change.zone]);
     }
-    return dark;
 }

@@ -38,6 +38,18 @@ inline bool covers(const cv::Mat& plane, cv::Size size, int type)
     return size.empty() || (plane.type() == type && covers(plane, size));
 }
 
+/// Asks for the samples of a 16-bit plane's row `y` + 1, if it has one. The rows of a view into a larger plane lie in
+/// pages of their own, at whose beginnings the processor would wait.
+inline void askForRowBelow(const cv::Mat& plane, int y)
+{
+    constexpr int kLine = 32;
+    if (y + 1 >= plane.rows)
+        return;
+    const auto* row = plane.ptr<unsigned short>(y + 1);
+    for (int x = 0; x < plane.cols; x += kLine)
+        __builtin_prefetch(row + x, 0, 2);
+}
+
 /// Lets go of pixels that others hold too, so that what is written next goes into memory of its own.
 inline void leaveShared(cv::Mat& m)
 {
