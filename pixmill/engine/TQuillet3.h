@@ -119,6 +119,7 @@ public:
 private:
     /// The toning tables of a level, kept while their controls stay: rebuilding one costs half as much as using all.
     struct Tables {
+        bool made = false;           ///< Whether it is made at all.
         float controls[3][4] = {};   ///< What the tables of shadows, midtones and highlights were made from.
         std::vector<unsigned> pairs; ///< 2 x 65536: midtones | shadows << 16, then midtones | highlights << 16.
     };
@@ -129,14 +130,7 @@ private:
         std::vector<unsigned short> entries; ///< 65536, or none yet.
     };
 
-    /// What one `proc` renders, and from where.
-    struct View {
-        cv::Mat luma;                          ///< What the light curve reads; the region of `m_Y` or `m_roiY`.
-        const unsigned short* light = nullptr; ///< The curve, where luma is rendered.
-        cv::Mat detail[3];                     ///< What toning reads.
-        bool toned[3] = {};
-        bool sums = false; ///< Whether anything is to be summed up.
-    };
+    struct View; ///< What one `proc` renders, and from where.
 
     void prepareLuma(View& view);
     void prepareLevel(int level, const cv::Mat& extra, View& view);

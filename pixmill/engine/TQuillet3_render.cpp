@@ -63,11 +63,51 @@ void setPairs(unsigned* pairs, int zone, const ushort* table)
     }
 }
 
+/// A view's pixels where they stand: every step-th one of a region, in both directions.
+struct PickedView {
+    cv::Mat plane; ///< The region.
+    int step = 1;
+};
+
+/// The pixels of a region that a plain reduction takes, at their places in the plane; an empty view where it computes
+/// them, or where the plane ends within the region.
+PickedView pickedFrom(const cv::Mat& plane, const cv::Rect& roi, int scale)
+{
+    PickedView view;
+    if (plane.type() != CV_16UC1 || (scale > 1 && scale % 2 != 0))
+        return view;
+    const cv::Mat region = regionOf(plane, roi, scale, kProc);
+    if (scale == 1 || (region.cols / scale == roi.width && region.rows / scale == roi.height)) {
+        view.plane = region;
+        view.step = scale;
+    }
+    return view;
+}
+
+/// A row of the view's pixels; `to` receives them where they do not stand side by side.
+const ushort* pickedRow(const PickedView& view, int y, ushort* to, int n)
+{
+    const int first = view.step / 2 - (view.step > 1 ? 1 : 0);
+    askForRow(view.plane, first + view.step * (y + 1));
+    const ushort* from = view.plane.ptr<ushort>(first + view.step * y) + first;
+    if (view.step == 1)
+        return from;
+    everyNth(from, view.step, to, n);
+    return to;
+}
+
 /// Rows that go through all steps before the next ones do: what a step leaves is near for the one after it, and a
 /// level's tables stay near for a few rows.
 constexpr int kBand = 8;
 
 } // namespace
+
+struct TQuillet3::View {
+    PickedView luma;                       ///< What the light curve reads.
+    const unsigned short* light = nullptr; ///< The curve, where luma is rendered.
+    PickedView detail[3];                  ///< What the levels are made from.
+    bool renders[3] = {}, toned[3] = {};   ///< Which levels are made, and which of them by tables.
+};
 
 bool TQuillet3::proc(cv::Rect roi, int scale, cv::Mat extra)
 {
@@ -104,12 +144,13 @@ void TQuillet3::prepareLuma(View& view)
     leaveShared(m_roiY);
     const float* weights = m_colorWeights;
     const bool weighs = neq(weights[0], 0.0f) || neq(weights[1], 0.0f) || neq(weights[2], 0.0f);
-    if (m_scale == 1 && !weighs) { // a crop alone, which the look-ups can read where it stands
-        view.luma = regionOf(m_Y, m_roi, 1, kProc);
-        ensure(m_roiY, view.luma.size(), m_Y.type());
-    } else {
+    if (!weighs)
+        view.luma = pickedFrom(m_Y, m_roi, m_scale);
+    if (view.luma.plane.empty()) {
         crop(m_Y, m_roiY);
-        view.luma = m_roiY;
+        view.luma.plane = m_roiY;
+    } else {
+        ensure(m_roiY, view.luma.plane.size() / view.luma.step, CV_16UC1);
     }
     if (weighs) {
         crop(m_fullDr, m_scratch[1]);
@@ -141,23 +182,25 @@ void TQuillet3::prepareLevel(int level, const cv::Mat& extra, View& view)
     cv::Mat& plane = m_roiDetail[level];
     leaveShared(plane);
     const bool smooth = m_scale > m_smoothScale, toned = bNeedSHMix(level);
-    if (m_scale == 1 && toned && !smooth && extra.empty()) {
-        view.detail[level] = regionOf(m_detail[level], m_roi, 1, kProc);
-        ensure(plane, view.detail[level].size(), CV_16UC1);
-    } else {
+    PickedView& source = view.detail[level];
+    if (!smooth && extra.empty())
+        source = pickedFrom(m_detail[level], m_roi, m_scale);
+    if (source.plane.empty()) {
         cropInto(m_detail[level], m_roi, m_scale, smooth, plane, m_scratch[0], kProc);
         if (isExtraFor(extra, plane))
             cv::addWeighted(plane, 1.0, extra, 1.0, -32768.0, plane, -1);
-        view.detail[level] = plane;
+        source.plane = plane;
+    } else {
+        ensure(plane, source.plane.size() / source.step, CV_16UC1);
     }
     checkPlane(plane, m_roiY.size(), CV_16UC1, kProc, "m_roiDetail");
-    view.sums = true;
+    view.renders[level] = true;
     view.toned[level] = toned;
 }
 
 void TQuillet3::renderRows(const View& view)
 {
-    if (!view.sums)
+    if (!view.renders[0] && !view.renders[1] && !view.renders[2])
         return;
     const cv::Size size = m_roiY.size();
     for (const cv::Mat& plane : m_roiDetail)
@@ -166,13 +209,16 @@ void TQuillet3::renderRows(const View& view)
 
     const auto row = [](cv::Mat& plane, int y) { return plane.ptr<ushort>(y); };
     const auto luma = [&](int y) {
-        askForRowBelow(view.luma, y);
-        lookUpRow<16>(view.luma.ptr<ushort>(y), row(m_roiY, y), view.light, size.width);
+        ushort* to = row(m_roiY, y);
+        lookUpRow<16>(pickedRow(view.luma, y, to, size.width), to, view.light, size.width);
     };
-    const auto tone = [&](int level, int y) {
-        askForRowBelow(view.detail[level], y);
-        toneRow(m_tables[level].pairs.data(), row(m_roiY, y), view.detail[level].ptr<ushort>(y),
-                row(m_roiDetail[level], y), size.width);
+    const auto detail = [&](int level, int y) {
+        ushort* to = row(m_roiDetail[level], y);
+        const ushort* from = pickedRow(view.detail[level], y, to, size.width);
+        if (view.toned[level])
+            toneRow(m_tables[level].pairs.data(), row(m_roiY, y), from, to, size.width);
+        else if (from != to)
+            std::copy_n(from, size.width, to);
     };
     const auto sum = [&](int y) {
         addEdgesRow(row(m_roiY, y), row(m_roiDetail[0], y), row(m_roiDetail[1], y), row(m_roiDetail[2], y),
@@ -182,8 +228,8 @@ void TQuillet3::renderRows(const View& view)
         for (int y = first; view.light && y < end; ++y)
             luma(y);
         for (int level = 0; level < 3; ++level)
-            for (int y = first; view.toned[level] && y < end; ++y)
-                tone(level, y);
+            for (int y = first; view.renders[level] && y < end; ++y)
+                detail(level, y);
         for (int y = first; y < end; ++y)
             sum(y);
     };
@@ -217,7 +263,7 @@ void TQuillet3::updateTables(const View& view)
         const LevelRange& range = kLevelRanges[level];
         for (int zone = 0; zone < 3; ++zone) {
             const float* c = controls[level][zone];
-            if (!tables.pairs.empty() && std::equal(c, c + 4, tables.controls[zone]))
+            if (tables.made && std::equal(c, c + 4, tables.controls[zone]))
                 continue;
             owners[count] =
                 std::make_unique<TLut16U>(range.kLow, range.kHigh, range.thresholdRange, range.thresholdSmooth);
@@ -227,11 +273,16 @@ void TQuillet3::updateTables(const View& view)
         }
     }
     setupLinearThresholds(luts, changed, count);
+    for (int i = 0; i < count; ++i)
+        m_tables[changes[i].level].pairs.resize(2 * kEntries);
+    forEachIndex(3, long(count) * kEntries, [&](int level) {
+        for (int i = 0; i < count; ++i)
+            if (changes[i].level == level)
+                setPairs(m_tables[level].pairs.data(), changes[i].zone, static_cast<const ushort*>(luts[i]->m_lut_p));
+    });
     for (int i = 0; i < count; ++i) {
-        const Change& change = changes[i];
-        Tables& tables = m_tables[change.level];
-        tables.pairs.resize(2 * kEntries);
-        setPairs(tables.pairs.data(), change.zone, static_cast<const ushort*>(luts[i]->m_lut_p));
-        std::copy_n(change.controls, 4, tables.controls[change.zone]);
+        Tables& tables = m_tables[changes[i].level];
+        tables.made = true;
+        std::copy_n(changes[i].controls, 4, tables.controls[changes[i].zone]);
     }
 }
