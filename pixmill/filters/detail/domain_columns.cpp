@@ -9,7 +9,7 @@ namespace pixmill::filters {
 using namespace rows;
 namespace {
 
-constexpr int kBlock = 32; ///< Rows of a strip that are fetched, weighed and walked while in the first cache.
+constexpr int kBlock = kStripRows;
 
 /// Strips of sixteen columns on their way down and up again, and one thread's working memory for them.
 struct Strips {
@@ -97,6 +97,7 @@ inline void walkManyChannels(cv::Mat& picture, const Strips& strips)
 void DomainRecursion::columns(const DomainSteps& steps, float k)
 {
     const int width = m_size.width, height = m_size.height, all = (width + kLanes - 1) / kLanes;
+    const Feedback feedback{k, steps.rise()};
     const int most = stripsAside(height, m_channels);
     const std::ptrdiff_t padded = (height + kBlock - 1) / kBlock * kBlock;
     forEachIndex((all + most - 1) / most, long(width) * height, [&](int index) {
@@ -108,7 +109,7 @@ void DomainRecursion::columns(const DomainSteps& steps, float k)
         bool made = false;
         const auto make = [&](int y, int n) {
             for (int t = 0; t < strips.count && !made; ++t)
-                weigh(steps.down(first + t) + std::ptrdiff_t(y) * kLanes, k, n,
+                weigh(steps.down(first + t) + std::ptrdiff_t(y) * kLanes, feedback, n,
                       weights + t * line + std::ptrdiff_t(y) * kLanes);
             made = made || y + n == height;
         };
