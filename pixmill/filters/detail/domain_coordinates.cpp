@@ -22,7 +22,7 @@ constexpr int kColumns = 64; ///< Columns whose coordinates are summed at a time
 /// same places of it.
 std::size_t lineStep(int n)
 {
-    return (std::size_t(n + kCoordinatesPad + kLanes - 1) / kLanes | 1) * kLanes;
+    return (std::size_t(kPadBefore + n + kPadBehind + kLanes - 1) / kLanes | 1) * kLanes;
 }
 
 } // namespace
@@ -47,7 +47,7 @@ void DomainCoordinates::fillAcross(const cv::Mat& guide, float ratio)
 {
     const int width = guide.cols, channels = guide.channels();
     forEachRow(guide.size(), [&](int y) {
-        float* line = m_across.data() + y * m_acrossStep;
+        float* line = m_across.data() + y * m_acrossStep + kPadBefore;
         const float* row = guide.ptr<float>(y);
         std::fill_n(line, width, 0.0f);
         if (y < guide.rows - 1)
@@ -55,7 +55,7 @@ void DomainCoordinates::fillAcross(const cv::Mat& guide, float ratio)
         sumsToSteps(ratio, width, line);
         for (int x = 1; x < width; ++x)
             line[x] = line[x - 1] + line[x];
-        std::fill(line + width, line + m_acrossStep, kInfinity);
+        padLine(line, width);
     });
 }
 
@@ -85,11 +85,10 @@ void DomainCoordinates::fillDown(const cv::Mat& guide, float ratio)
                 std::fill_n(sums[r], kColumns, kInfinity);
             toLanes(rows, 0, columns, turned);
             for (int x = 0; x < columns; ++x)
-                std::copy_n(turned + x * kLanes, kLanes, m_down.data() + (left + x) * m_downStep + y);
+                std::copy_n(turned + x * kLanes, kLanes, m_down.data() + (left + x) * m_downStep + kPadBefore + y);
         }
-        const std::size_t written = std::size_t(height + kLanes - 1) / kLanes * kLanes;
         for (int x = left; x < left + columns; ++x)
-            std::fill(m_down.data() + x * m_downStep + written, m_down.data() + (x + 1) * m_downStep, kInfinity);
+            padLine(m_down.data() + x * m_downStep + kPadBefore, height);
     });
 }
 
