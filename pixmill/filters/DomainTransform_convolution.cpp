@@ -111,7 +111,7 @@ struct ColumnSums {
             const float* __restrict in = img.ptr<float>(done) + left;
             const float* ahead = img.ptr<float>(std::min(done + kAhead, img.rows - 1)) + left;
             for (int i = 0; i < n; i += 16)
-                __builtin_prefetch(ahead + i, 1);
+                __builtin_prefetch(ahead + i, 1, 2);
             const float* __restrict sum = row(done);
             float* __restrict next = row(done + 1);
             for (int i = 0; i < n; ++i)

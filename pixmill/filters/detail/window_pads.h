@@ -6,8 +6,8 @@
 /// The ends of a line of domain coordinates, so that a search may look beyond them.
 namespace pixmill::filters {
 
-constexpr int kPadBefore = 16; ///< Coordinates of minus infinity before a line's own.
-constexpr int kPadBehind = 18; ///< Infinite coordinates behind them, at the least.
+constexpr int kPadBefore = 32; ///< Coordinates of minus infinity before a line's own.
+constexpr int kPadBehind = 24; ///< Infinite coordinates behind them, at the least.
 
 /// Pads n coordinates that stand at `line`, with `behind` infinities.
 inline void padLine(float* line, int n, int behind = kPadBehind)
