@@ -13,6 +13,7 @@ namespace {
 /// Columns of a tile that are weighed, turned into lanes and walked together: few, since the processor then turns some
 /// while it waits for the walk of others.
 constexpr int kBlock = 16;
+constexpr int kAhead = 64; ///< Columns between a block and the one that is fetched meanwhile.
 
 int roundUp(int n, int unit)
 {
@@ -88,7 +89,10 @@ void DomainRecursion::eachTile(const std::vector<cv::Mat>& from, const Feedback&
             for (int x = 0; x < width; x += kBlock) {
                 const int n = std::min(kBlock, width - x), start = x == 0; // the first pixel has none before it
                 if (i == 0)
-                    weigh(stepsOf(tile, x, weights) + x * kLanes, feedback, n, weights + x * kLanes);
+                    weigh(stepsOf(tile, x, weights) + x * kLanes, feedback, n, weights + x * kLanes, [&](int r) {
+                        for (int c = 0; c < channels; ++c)
+                            __builtin_prefetch(sources[r] + (x + kAhead) * channels + c * kLanes);
+                    });
                 toLanes(sources, x * channels, (x + n) * channels, lanes + x * pixel);
                 walkRows(lanes + (x + start) * pixel, weights + (x + start) * kLanes, n - start, channels, 1);
             }

@@ -30,24 +30,29 @@ struct Feedback {
     bool rise; ///< no step is below 0
 };
 
-/// Weights for `count` pixels, which may take the steps' place. Steps that come later are fetched meanwhile.
-inline void weigh(const float* steps, const Feedback& feedback, int count, float* weights)
+/// Weights for `count` pixels, which may take the steps' place. Steps that come later are fetched meanwhile, and what
+/// `fetch(i)` asks for with pixel i: many fetched at a time would wait for each other.
+template <class Fetches>
+inline void weigh(const float* steps, const Feedback& feedback, int count, float* weights, const Fetches& fetch)
 {
     constexpr float kLeast = -87.33654f;
-    constexpr int kAhead = 64;
+    constexpr int kAhead = 64 * kLanes;
     const float k = feedback.k;
-    for (int i = kAhead; i < kAhead + count; ++i)
-        __builtin_prefetch(steps + i * kLanes);
-    if (feedback.rise && k <= 0.0f)
-        mapRow(steps, weights, count * kLanes, [k](float step) {
-            const float v = step * k, e = exponentialBelow0(v);
-            return v < kLeast ? 0.0f : e;
-        });
-    else
-        mapRow(steps, weights, count * kLanes, [k](float step) {
-            const float v = step * k;
-            return v < kLeast ? 0.0f : exponential(v);
-        });
+    const bool below0 = feedback.rise && k <= 0.0f;
+    for (int i = 0; i < count; ++i, steps += kLanes, weights += kLanes) {
+        __builtin_prefetch(steps + kAhead);
+        fetch(i);
+        if (below0)
+            mapRow(steps, weights, kLanes, [k](float step) {
+                const float v = step * k, e = exponentialBelow0(v);
+                return v < kLeast ? 0.0f : e;
+            });
+        else
+            mapRow(steps, weights, kLanes, [k](float step) {
+                const float v = step * k;
+                return v < kLeast ? 0.0f : exponential(v);
+            });
+    }
 }
 
 /// Lines of pixels in lane form: where the first line's samples and weights stand, how far on the next pixel's and the
