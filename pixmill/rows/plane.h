@@ -1,6 +1,7 @@
 #pragma once
 
 #include <pixmill/rows/check.h>
+#include <pixmill/rows/largepages.h>
 
 #include <opencv2/core/mat.hpp>
 
@@ -24,6 +25,15 @@ inline void ensure(cv::Mat& out, cv::Size size, int type)
 {
     if (!fits(out, size, type))
         out.create(size, type);
+}
+
+/// The same for planes that may be large: a new one is asked large pages for.
+inline void ensureLarge(cv::Mat& out, cv::Size size, int type)
+{
+    if (fits(out, size, type))
+        return;
+    out.create(size, type);
+    preferLargePages(out.data, out.total() * out.elemSize());
 }
 
 /// Whether `plane` has a pixel wherever a picture of this size has one.
