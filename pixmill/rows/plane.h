@@ -27,7 +27,7 @@ inline void ensure(cv::Mat& out, cv::Size size, int type)
         out.create(size, type);
 }
 
-/// The same for planes that may be large: a new one is asked large pages for.
+/// The same for planes that may be large: for a new one large pages are asked, whose first touch costs a quarter.
 inline void ensureLarge(cv::Mat& out, cv::Size size, int type)
 {
     if (fits(out, size, type))
