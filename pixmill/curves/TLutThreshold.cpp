@@ -5,9 +5,13 @@
 #include <pixmill/primitives/copy.h>
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/pixel.h>
+#include <pixmill/rows/rows.h>
+#include <pixmill/rows/team.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
+#include <vector>
 
 using namespace pixmill::rows;
 using namespace pixmill::curves;
@@ -93,6 +97,26 @@ void setupTable(T* table, int entries, const Cut& cut, const char* call)
         smoothTables<1, T>({table}, entries, {cut.sigma});
 }
 
+/// Smooths `count` tables, 4 at the most, side by side.
+void smoothTogether(ushort* const* t, const float* sigmas, int count)
+{
+    constexpr int entries = 65536;
+    switch (count) {
+    case 4:
+        smoothTables<4, ushort>({t[0], t[1], t[2], t[3]}, entries, {sigmas[0], sigmas[1], sigmas[2], sigmas[3]});
+        break;
+    case 3:
+        smoothTables<3, ushort>({t[0], t[1], t[2]}, entries, {sigmas[0], sigmas[1], sigmas[2]});
+        break;
+    case 2:
+        smoothTables<2, ushort>({t[0], t[1]}, entries, {sigmas[0], sigmas[1]});
+        break;
+    case 1:
+        smoothTables<1, ushort>({t[0]}, entries, {sigmas[0]});
+        break;
+    }
+}
+
 } // namespace
 
 TLut8U::TLut8U(float kLow, float kHigh, int thresholdRange, float thresholdSmooth) : TLut1D(CV_8U, CV_8U)
@@ -136,34 +160,25 @@ void TLut16U::setupLinearThreshold(float kShift, float tShift, float kBase, floa
 
 void pixmill::curves::setupLinearThresholds(TLut16U* const* luts, const ThresholdControls* controls, int count)
 {
-    constexpr int entries = 65536, lanes = 4;
-    ushort* t[lanes];
-    float s[lanes];
-    int waiting = 0;
-    for (int i = 0; i < count; ++i) {
-        auto* table = static_cast<ushort*>(luts[i]->m_lut_p);
-        checkPointer(table, "TLut16U::setupLinearThreshold", "m_lut_p");
+    constexpr int entries = 65536, most = 4;
+    constexpr long drawing = entries, smoothing = 16 * drawing; // what a table costs, in pixels of a plain loop
+    for (int i = 0; i < count; ++i)
+        checkPointer(luts[i]->m_lut_p, "TLut16U::setupLinearThreshold", "m_lut_p");
+    std::vector<float> sigmas(static_cast<std::size_t>(count));
+    forEachIndex(count, count * drawing, [&](int i) {
         const Cut cut = cutOf(*luts[i], controls[i]);
-        if (drawCut(table, entries, cut)) {
-            t[waiting] = table;
-            s[waiting++] = cut.sigma;
+        sigmas[i] = drawCut(static_cast<ushort*>(luts[i]->m_lut_p), entries, cut) ? cut.sigma : 0.0f;
+    });
+
+    std::vector<ushort*> tables;
+    for (int i = 0; i < count; ++i)
+        if (sigmas[i] != 0) {
+            sigmas[tables.size()] = sigmas[i];
+            tables.push_back(static_cast<ushort*>(luts[i]->m_lut_p));
         }
-        if (waiting < lanes && i < count - 1)
-            continue;
-        switch (waiting) {
-        case 4:
-            smoothTables<4>(t, entries, s);
-            break;
-        case 3:
-            smoothTables<3, ushort>({t[0], t[1], t[2]}, entries, {s[0], s[1], s[2]});
-            break;
-        case 2:
-            smoothTables<2, ushort>({t[0], t[1]}, entries, {s[0], s[1]});
-            break;
-        case 1:
-            smoothTables<1, ushort>({t[0]}, entries, {s[0]});
-            break;
-        }
-        waiting = 0;
-    }
+    const int left = int(tables.size()), groups = std::max((left + most - 1) / most, std::min(left, teamSize()));
+    forEachIndex(groups, left * smoothing, [&](int i) {
+        const int first = left * i / groups, end = left * (i + 1) / groups;
+        smoothTogether(&tables[first], &sigmas[first], end - first);
+    });
 }

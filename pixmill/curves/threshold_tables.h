@@ -24,8 +24,8 @@ struct ThresholdControls {
     float tBase;
 };
 
-/// Rebuilds `count` different tables: `luts[i]->setupLinearThreshold(controls[i]...)` for each, to the bit, in about
-/// the time of one, since up to four lines are smoothed side by side.
+/// Rebuilds `count` different tables: `luts[i]->setupLinearThreshold(controls[i]...)` for each, to the bit. Up to four
+/// lines are smoothed side by side, in about three quarters of their time, and the team shares such groups.
 void setupLinearThresholds(TLut16U* const* luts, const ThresholdControls* controls, int count);
 
 } // namespace pixmill::curves

@@ -119,6 +119,7 @@ public:
 private:
     /// The toning tables of a level, kept while their controls stay: rebuilding one costs half as much as using all.
     struct Tables {
+        bool made = false;           ///< Whether it is made at all.
         float controls[3][4] = {};   ///< What the tables of shadows, midtones and highlights were made from.
         std::vector<unsigned> pairs; ///< 2 x 65536: midtones | shadows << 16, then midtones | highlights << 16.
     };
@@ -129,9 +130,12 @@ private:
         std::vector<unsigned short> entries; ///< 65536, or none yet.
     };
 
-    void renderLuma();
-    void renderLevel(int level, const cv::Mat& extra, bool last);
-    const unsigned* tablesOf(int level);
+    struct View; ///< What one `proc` renders, and from where.
+
+    void prepareLuma(View& view);
+    void prepareLevel(int level, const cv::Mat& extra, View& view);
+    void updateTables(const View& view);
+    void renderRows(const View& view);
     const unsigned short* lightTable();
 
     Tables m_tables[3];

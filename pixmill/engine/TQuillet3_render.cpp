@@ -52,17 +52,62 @@ void setHigh(unsigned* pairs, const ushort* table)
         pairs[v] = (pairs[v] & 0xffffu) | unsigned(table[v]) << 16;
 }
 
-/// Tones one level; `in` may be `out`. `after(y)` runs while the toned row is still near.
-template <class After>
-void tone(const cv::Mat& Y, const unsigned* pairs, const cv::Mat& in, cv::Mat& out, const After& after)
+/// Puts the table of shadows, midtones or highlights into a level's pairs.
+void setPairs(unsigned* pairs, int zone, const ushort* table)
 {
-    forEachRow(out.size(), [&](int y) {
-        toneRow(pairs, Y.ptr<ushort>(y), in.ptr<ushort>(y), out.ptr<ushort>(y), out.cols);
-        after(y);
-    });
+    if (zone == 1) {
+        setLow(pairs, table);
+        setLow(pairs + kEntries, table);
+    } else {
+        setHigh(zone == 0 ? pairs : pairs + kEntries, table);
+    }
 }
 
+/// A view's pixels where they stand: every step-th one of a region, in both directions.
+struct PickedView {
+    cv::Mat plane; ///< The region.
+    int step = 1;
+};
+
+/// The pixels of a region that a plain reduction takes, at their places in the plane; an empty view where it computes
+/// them, or where the plane ends within the region.
+PickedView pickedFrom(const cv::Mat& plane, const cv::Rect& roi, int scale)
+{
+    PickedView view;
+    if (plane.type() != CV_16UC1 || (scale > 1 && scale % 2 != 0))
+        return view;
+    const cv::Mat region = regionOf(plane, roi, scale, kProc);
+    if (scale == 1 || (region.cols / scale == roi.width && region.rows / scale == roi.height)) {
+        view.plane = region;
+        view.step = scale;
+    }
+    return view;
+}
+
+/// A row of the view's pixels; `to` receives them where they do not stand side by side.
+const ushort* pickedRow(const PickedView& view, int y, ushort* to, int n)
+{
+    const int first = view.step / 2 - (view.step > 1 ? 1 : 0);
+    askForRow(view.plane, first + view.step * (y + 1));
+    const ushort* from = view.plane.ptr<ushort>(first + view.step * y) + first;
+    if (view.step == 1)
+        return from;
+    everyNth(from, view.step, to, n);
+    return to;
+}
+
+/// Rows that go through all steps before the next ones do: what a step leaves is near for the one after it, and a
+/// level's tables stay near for a few rows.
+constexpr int kBand = 8;
+
 } // namespace
+
+struct TQuillet3::View {
+    PickedView luma;                       ///< What the light curve reads.
+    const unsigned short* light = nullptr; ///< The curve, where luma is rendered.
+    PickedView detail[3];                  ///< What the levels are made from.
+    bool renders[3] = {}, toned[3] = {};   ///< Which levels are made, and which of them by tables.
+};
 
 bool TQuillet3::proc(cv::Rect roi, int scale, cv::Mat extra)
 {
@@ -75,39 +120,46 @@ bool TQuillet3::proc(cv::Rect roi, int scale, cv::Mat extra)
     setRoi(roi, scale);
     for (cv::Mat& plane : m_scratch) // a copy of the engine works in memory of its own
         leaveShared(plane);
-    if (m_dirty || m_lightDirty)
-        renderLuma();
+    const bool all = m_dirty || m_lightDirty;
+    View view;
+    if (all)
+        prepareLuma(view);
     if (isExtraFor(extra, m_roiDetail[0]))
         m_levelDirty[0] = true;
-    int last = -1; // the level whose rows go straight on into the sum
     for (int level = 0; level < 3; ++level)
-        if (m_dirty || m_lightDirty || m_levelDirty[level])
-            last = level;
-    for (int level = 0; level <= last; ++level)
-        if (m_dirty || m_lightDirty || m_levelDirty[level])
-            renderLevel(level, level == 0 ? extra : cv::Mat(), level == last);
+        if (all || m_levelDirty[level])
+            prepareLevel(level, level == 0 ? extra : cv::Mat(), view);
+    updateTables(view);
+    renderRows(view);
     m_dirty = m_lightDirty = false;
     std::fill_n(m_levelDirty, 3, false);
     return true;
 }
 
-void TQuillet3::renderLuma()
+void TQuillet3::prepareLuma(View& view)
 {
     const auto crop = [this](const cv::Mat& plane, cv::Mat& out) {
         cropInto(plane, m_roi, m_scale, false, out, m_scratch[0], kProc);
     };
     leaveShared(m_roiY);
-    crop(m_Y, m_roiY);
     const float* weights = m_colorWeights;
-    if (neq(weights[0], 0.0f) || neq(weights[1], 0.0f) || neq(weights[2], 0.0f)) {
+    const bool weighs = neq(weights[0], 0.0f) || neq(weights[1], 0.0f) || neq(weights[2], 0.0f);
+    if (!weighs)
+        view.luma = pickedFrom(m_Y, m_roi, m_scale);
+    if (view.luma.plane.empty()) {
+        crop(m_Y, m_roiY);
+        view.luma.plane = m_roiY;
+    } else {
+        ensure(m_roiY, view.luma.plane.size() / view.luma.step, CV_16UC1);
+    }
+    if (weighs) {
         crop(m_fullDr, m_scratch[1]);
         crop(m_fullDb, m_scratch[2]);
         modYWithC(m_scratch[1], m_scratch[2], weights[0], weights[1], weights[2], m_roiY);
     }
-
     if (m_roiY.type() != CV_16UC1)
         throw "ERROR - TLutYDrDb::proc - inOutY16U.type()!=CV_16UC1"; // hosts match the text of TLutY16U::proc
-    lookUpRows<16, ushort>(m_roiY.data, m_roiY.step, m_roiY.data, m_roiY.step, m_roiY.size(), lightTable());
+    view.light = lightTable();
 }
 
 const ushort* TQuillet3::lightTable()
@@ -125,74 +177,112 @@ const ushort* TQuillet3::lightTable()
     return kept.entries.data();
 }
 
-void TQuillet3::renderLevel(int level, const cv::Mat& extra, bool last)
+void TQuillet3::prepareLevel(int level, const cv::Mat& extra, View& view)
 {
     cv::Mat& plane = m_roiDetail[level];
     leaveShared(plane);
-    const cv::Mat* source = &plane;
     const bool smooth = m_scale > m_smoothScale, toned = bNeedSHMix(level);
-    cv::Mat view;
-    if (m_scale == 1 && toned && !smooth && extra.empty()) { // a crop alone, which toning can read where it stands
-        view = regionOf(m_detail[level], m_roi, 1, kProc);
-        source = &view;
-        ensure(plane, view.size(), CV_16UC1);
-    } else {
+    PickedView& source = view.detail[level];
+    if (!smooth && extra.empty())
+        source = pickedFrom(m_detail[level], m_roi, m_scale);
+    if (source.plane.empty()) {
         cropInto(m_detail[level], m_roi, m_scale, smooth, plane, m_scratch[0], kProc);
         if (isExtraFor(extra, plane))
             cv::addWeighted(plane, 1.0, extra, 1.0, -32768.0, plane, -1);
+        source.plane = plane;
+    } else {
+        ensure(plane, source.plane.size() / source.step, CV_16UC1);
     }
     checkPlane(plane, m_roiY.size(), CV_16UC1, kProc, "m_roiDetail");
-
-    if (last) {
-        for (const cv::Mat& other : m_roiDetail)
-            checkPlane(other, plane.size(), CV_16UC1, kProc, "m_roiDetail");
-        ensure(m_result, plane.size(), CV_16UC1);
-    }
-    const auto sum = [&](int y) {
-        if (last)
-            addEdgesRow(m_roiY.ptr<ushort>(y), m_roiDetail[0].ptr<ushort>(y), m_roiDetail[1].ptr<ushort>(y),
-                        m_roiDetail[2].ptr<ushort>(y), m_result.ptr<ushort>(y), plane.cols);
-    };
-    if (toned)
-        tone(m_roiY, tablesOf(level), *source, plane, sum);
-    else if (last)
-        forEachRow(plane.size(), sum);
+    view.renders[level] = true;
+    view.toned[level] = toned;
 }
 
-const unsigned* TQuillet3::tablesOf(int level)
+void TQuillet3::renderRows(const View& view)
 {
-    const float* k = m_detailK[level];
-    const float* t = m_detailT[level];
-    const float controls[3][4] = {{k[1], t[1], k[0], t[0]}, {k[2], t[2], k[0], t[0]}, {k[0], t[0], 0, 0}};
-    Tables& tables = m_tables[level];
-    const bool fresh = tables.pairs.empty();
-    const LevelRange& range = kLevelRanges[level];
-    std::unique_ptr<TLut16U> owners[3];
-    TLut16U* luts[3];
-    ThresholdControls changed[3];
-    int zones[3], count = 0;
-    for (int zone = 0; zone < 3; ++zone) {
-        const float* c = controls[zone];
-        if (!fresh && std::equal(c, c + 4, tables.controls[zone]))
+    if (!view.renders[0] && !view.renders[1] && !view.renders[2])
+        return;
+    const cv::Size size = m_roiY.size();
+    for (const cv::Mat& plane : m_roiDetail)
+        checkPlane(plane, size, CV_16UC1, kProc, "m_roiDetail");
+    ensure(m_result, size, CV_16UC1);
+
+    const auto row = [](cv::Mat& plane, int y) { return plane.ptr<ushort>(y); };
+    const auto luma = [&](int y) {
+        ushort* to = row(m_roiY, y);
+        lookUpRow<16>(pickedRow(view.luma, y, to, size.width), to, view.light, size.width);
+    };
+    const auto detail = [&](int level, int y) {
+        ushort* to = row(m_roiDetail[level], y);
+        const ushort* from = pickedRow(view.detail[level], y, to, size.width);
+        if (view.toned[level])
+            toneRow(m_tables[level].pairs.data(), row(m_roiY, y), from, to, size.width);
+        else if (from != to)
+            std::copy_n(from, size.width, to);
+    };
+    const auto sum = [&](int y) {
+        addEdgesRow(row(m_roiY, y), row(m_roiDetail[0], y), row(m_roiDetail[1], y), row(m_roiDetail[2], y),
+                    row(m_result, y), size.width);
+    };
+    const auto band = [&](int first, int end) {
+        for (int y = first; view.light && y < end; ++y)
+            luma(y);
+        for (int level = 0; level < 3; ++level)
+            for (int y = first; view.renders[level] && y < end; ++y)
+                detail(level, y);
+        for (int y = first; y < end; ++y)
+            sum(y);
+    };
+    const auto span = [&](int first, int end) {
+        for (; first < end; first += kBand)
+            band(first, std::min(first + kBand, end));
+    };
+    forEachSpan(size.height, long(size.width) * size.height, span, kFinePieces);
+}
+
+/// Rebuilds the tables of toned levels whose controls have changed: all smoothed together, then put into pairs.
+void TQuillet3::updateTables(const View& view)
+{
+    struct Change {
+        int level, zone;
+        const float* controls;
+    };
+    std::unique_ptr<TLut16U> owners[9];
+    TLut16U* luts[9];
+    ThresholdControls changed[9];
+    Change changes[9];
+    float controls[3][3][4];
+    int count = 0;
+    for (int level = 0; level < 3; ++level) {
+        if (!view.toned[level])
             continue;
-        owners[count] = std::make_unique<TLut16U>(range.kLow, range.kHigh, range.thresholdRange, range.thresholdSmooth);
-        luts[count] = owners[count].get();
-        changed[count] = {c[0], c[1], c[2], c[3]};
-        zones[count++] = zone;
+        const float *k = m_detailK[level], *t = m_detailT[level];
+        const float of[3][4] = {{k[1], t[1], k[0], t[0]}, {k[2], t[2], k[0], t[0]}, {k[0], t[0], 0, 0}};
+        std::copy_n(&of[0][0], 12, &controls[level][0][0]);
+        Tables& tables = m_tables[level];
+        const LevelRange& range = kLevelRanges[level];
+        for (int zone = 0; zone < 3; ++zone) {
+            const float* c = controls[level][zone];
+            if (tables.made && std::equal(c, c + 4, tables.controls[zone]))
+                continue;
+            owners[count] =
+                std::make_unique<TLut16U>(range.kLow, range.kHigh, range.thresholdRange, range.thresholdSmooth);
+            luts[count] = owners[count].get();
+            changed[count] = {c[0], c[1], c[2], c[3]};
+            changes[count++] = {level, zone, c};
+        }
     }
     setupLinearThresholds(luts, changed, count);
-
-    tables.pairs.resize(2 * kEntries);
-    unsigned *dark = tables.pairs.data(), *light = dark + kEntries;
+    for (int i = 0; i < count; ++i)
+        m_tables[changes[i].level].pairs.resize(2 * kEntries);
+    forEachIndex(3, long(count) * kEntries, [&](int level) {
+        for (int i = 0; i < count; ++i)
+            if (changes[i].level == level)
+                setPairs(m_tables[level].pairs.data(), changes[i].zone, static_cast<const ushort*>(luts[i]->m_lut_p));
+    });
     for (int i = 0; i < count; ++i) {
-        const auto* entries = static_cast<const ushort*>(luts[i]->m_lut_p);
-        if (zones[i] == 1) {
-            setLow(dark, entries);
-            setLow(light, entries);
-        } else {
-            setHigh(zones[i] == 0 ? dark : light, entries);
-        }
-        std::copy_n(controls[zones[i]], 4, tables.controls[zones[i]]);
+        Tables& tables = m_tables[changes[i].level];
+        tables.made = true;
+        std::copy_n(changes[i].controls, 4, tables.controls[changes[i].zone]);
     }
-    return dark;
 }

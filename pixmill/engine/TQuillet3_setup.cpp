@@ -6,7 +6,9 @@
 #include <pixmill/resample/BlockProcessor.h>
 #include <pixmill/resample/resample.h>
 #include <pixmill/rows/check.h>
+#include <pixmill/rows/pixel.h>
 #include <pixmill/rows/plane.h>
+#include <pixmill/rows/rows.h>
 
 #include <omp.h>
 #include <opencv2/core.hpp>
@@ -31,7 +33,7 @@ bool goesOn(TProgress* progress, int percent)
 void enlarge(const cv::Mat& half, cv::Size size, cv::Mat& full)
 {
     const cv::Mat from = half; // `full` may be the same header
-    ensure(full, size, from.type());
+    ensureLarge(full, size, from.type());
     upSize2X(from, full, IPPI_INTER_CUBIC);
 }
 
@@ -59,6 +61,34 @@ private:
     int m_team = omp_get_max_threads(), m_levels = omp_get_max_active_levels(), m_dynamic = omp_get_dynamic();
 };
 
+/// Two planes of 16 bits as channels of one picture of floats.
+void widen(const std::vector<cv::Mat>& planes, cv::Mat& wide)
+{
+    const cv::Size size = planes[0].size();
+    ensureLarge(wide, size, CV_32FC2);
+    forEachRow(size, [&](int y) {
+        const ushort* __restrict first = planes[0].ptr<ushort>(y), * __restrict second = planes[1].ptr<ushort>(y);
+        float* __restrict out = wide.ptr<float>(y);
+        for (int x = 0; x < size.width; ++x) {
+            out[2 * x] = float(first[x]);
+            out[2 * x + 1] = float(second[x]);
+        }
+    });
+}
+
+/// And back, rounded to nearest even.
+void narrow(const cv::Mat& wide, std::vector<cv::Mat>& planes)
+{
+    forEachRow(wide.size(), [&](int y) {
+        const float* __restrict in = wide.ptr<float>(y);
+        ushort* __restrict first = planes[0].ptr<ushort>(y), * __restrict second = planes[1].ptr<ushort>(y);
+        for (int x = 0; x < wide.cols; ++x) {
+            first[x] = nearPixel16(in[2 * x]);
+            second[x] = nearPixel16(in[2 * x + 1]);
+        }
+    });
+}
+
 /// Smooths both differences as two channels of one picture, so that they share one set of edges, tile by tile.
 void smoothChroma(cv::Mat& Dr, cv::Mat& Db)
 {
@@ -73,14 +103,12 @@ void smoothChroma(cv::Mat& Dr, cv::Mat& Db)
 
     int roi[4] = {0, 0, Dr.cols, Dr.rows};
     std::vector<cv::Mat> block;
-    cv::Mat merged, wide;
+    cv::Mat wide;
     while (tiles.getBlockImage(roi, block)) {
         if (!block.empty()) {
-            cv::merge(block, merged);
-            merged.convertTo(wide, CV_32F);
+            widen(block, wide);
             filter.RecursiveFilter(wide, wide, sigmaS, kChromaSigmaR);
-            wide.convertTo(merged, CV_16U);
-            cv::split(merged, block);
+            narrow(wide, block);
         }
         tiles.writeBackBlock();
     }

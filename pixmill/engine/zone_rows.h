@@ -31,6 +31,17 @@ inline void toneRow(const std::uint32_t* pairs, const ushort* Y, const ushort* i
         n, [=](int count) { return toneRow512(pairs, Y, in, out, count); }, plain);
 }
 
+/// in[0], in[step], in[2 * step] ...
+inline void everyNth(const ushort* __restrict in, int step, ushort* __restrict out, int n)
+{
+    if (step == 2)
+        for (int x = 0; x < n; ++x)
+            out[x] = in[2 * x];
+    else
+        for (int x = 0; x < n; ++x)
+            out[x] = in[step * x];
+}
+
 /// Luma plus twice the centred detail. `out` may be `Y`.
 inline void addEdgesRow(const ushort* Y, const ushort* d0, const ushort* d1, const ushort* d2, ushort* out, int n)
 {

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 using namespace pixmill::rows;
 using namespace pixmill::filters;
@@ -63,9 +62,10 @@ struct RowCoordinates {
     {
         if (ready)
             return ready->across(y);
-        std::copy_n(plane.ptr<float>(y), plane.cols, scratch);
-        std::fill_n(scratch + plane.cols, kCoordinatesPad, std::numeric_limits<float>::infinity());
-        return scratch;
+        float* const line = scratch + kPadBefore;
+        std::copy_n(plane.ptr<float>(y), plane.cols, line);
+        padLine(line, plane.cols);
+        return line;
     }
 };
 
@@ -76,7 +76,7 @@ void averageRows(const cv::Mat& in, cv::Mat& out, float radius, Start start, con
     const int n = in.cols, height = in.rows, channels = in.channels();
     const std::ptrdiff_t sumsSize = (std::ptrdiff_t(n + 1) * channels + 31) / 16 * 16,
                          spareSize = kWindows * channels + 1;
-    TeamScratch<float> scratch(sumsSize * kLines + spareSize + n + kCoordinatesPad);
+    TeamScratch<float> scratch(sumsSize * kLines + spareSize + kPadBefore + n + kPadBehind);
     withChannels(channels, [&](auto c) {
         constexpr int C = decltype(c)::value;
         forEachIndex((height + kLines - 1) / kLines, long(in.total()), [&](int group) {
@@ -111,7 +111,7 @@ struct ColumnSums {
             const float* __restrict in = img.ptr<float>(done) + left;
             const float* ahead = img.ptr<float>(std::min(done + kAhead, img.rows - 1)) + left;
             for (int i = 0; i < n; i += 16)
-                __builtin_prefetch(ahead + i, 1);
+                __builtin_prefetch(ahead + i, 1, 2);
             const float* __restrict sum = row(done);
             float* __restrict next = row(done + 1);
             for (int i = 0; i < n; ++i)

@@ -23,19 +23,11 @@ float exponent(float sigma)
     return roundedToFloat(-std::sqrt(2.0) / double(sigma));
 }
 
-/// How many tiles are filtered after their steps were made: enough for every thread, few enough for the cache.
-int bandTiles()
-{
-    const int threads = teamSize();
-    return threads == 1 ? 1 : 2 * threads;
-}
-
 /// Filters pictures of one size into `out` (of the same sizes and types; may be the same pixels), with the steps of the
 /// guides.
 void recurse(const std::vector<cv::Mat>& in, const std::vector<cv::Mat>& out, const std::vector<cv::Mat>& guides,
              float sigmaS, float sigmaR, bool lastRow)
 {
-    const cv::Size size = out[0].size();
     const double r = std::sqrt(3.0) / std::sqrt(63.0);
     float k[3], sigma = sigmaS;
     for (int i = 0; i < 3; ++i) {
@@ -43,16 +35,12 @@ void recurse(const std::vector<cv::Mat>& in, const std::vector<cv::Mat>& out, co
         k[i] = exponent(sigma);
     }
 
-    DomainSteps steps(size, sigmaS / sigmaR, lastRow);
+    DomainSteps steps(guides, sigmaS / sigmaR, lastRow, overlap(guides[0], out[0]));
     DomainRecursion recursion(out);
-    for (int first = 0, band = bandTiles(); first < recursion.tiles(); first += band) {
-        const int end = std::min(first + band, recursion.tiles());
-        steps.fill(guides.data(), int(guides.size()), first, end); // reads one row of the next band, still as it was
-        recursion.rows(in, steps, first, end, k[0]);
-    }
+    recursion.firstRows(in, steps, k[0]);
     recursion.columns(steps, k[0]);
     for (int i = 1; i < 3; ++i) {
-        recursion.rows(out, steps, 0, recursion.tiles(), k[i]);
+        recursion.rows(steps, k[i]);
         recursion.columns(steps, k[i]);
     }
 }

@@ -30,6 +30,18 @@ inline double widePowerOfTwo(int n)
     return power;
 }
 
+/// e^(v - n ln 2) where n is the whole number nearest to v / ln 2.
+inline float exponentialRest(float v, float n)
+{
+    const float r = v - n * 0.693359375f - n * -2.12194440e-4f;
+    float q = 1.38145402e-3f;
+    q = q * r + 8.36874511e-3f;
+    q = q * r + 4.16683908e-2f;
+    q = q * r + 1.66665204e-1f;
+    q = q * r + 4.99999934e-1f;
+    return q * (r * r) + r + 1.0f;
+}
+
 /// e^v, less than one unit in the last place from it, also where that is below 2^-126; 0 and infinite past the ends of
 /// the range, and a NaN is itself.
 inline float exponential(float v)
@@ -38,13 +50,14 @@ inline float exponential(float v)
     v = kLeast > v ? kLeast : v;
     v = kMost < v ? kMost : v;
     const int whole = roundToInt(v * 1.44269504f), half = whole >> 1;
-    const float n = float(whole), r = v - n * 0.693359375f - n * -2.12194440e-4f;
-    float q = 1.38145402e-3f;
-    q = q * r + 8.36874511e-3f;
-    q = q * r + 4.16683908e-2f;
-    q = q * r + 1.66665204e-1f;
-    q = q * r + 4.99999934e-1f;
-    return (q * (r * r) + r + 1.0f) * powerOfTwo(half) * powerOfTwo(whole - half);
+    return exponentialRest(v, float(whole)) * powerOfTwo(half) * powerOfTwo(whole - half);
+}
+
+/// The same bits in fewer steps, for v of ln 2^-126 to 0 or a NaN. For lesser ones it is some number, or none.
+inline float exponentialBelow0(float v)
+{
+    const int whole = roundToInt(v * 1.44269504f);
+    return exponentialRest(v, float(whole)) * powerOfTwo(whole);
 }
 
 /// e^r for |r| <= ln(2) / 2.

@@ -62,16 +62,19 @@ TEST(TLut3D, TheIdentityLiesInEitherOrder)
 
 TEST(TLut3D, LooksUpByTrilinearInterpolation)
 {
-    Grid even(17, 17, 17), uneven(2, 5, 9, 1), single(1, 1, 1, 2), ranged(4, 4, 4, 3);
+    Grid even(17, 17, 17), uneven(2, 5, 9, 1), single(1, 1, 1, 2), ranged(4, 4, 4, 3), least(2, 2, 2, 4),
+        flat(3, 1, 2, 6);
     for (int k = 0; k < 3; ++k) {
         ranged.m_min[k] = 1000.0f * (k + 1);
         ranged.m_max[k] = 50000.0f - 777.0f * k;
     }
-    for (const Grid* lut : {&even, &uneven, &single, &ranged})
+    for (const Grid* lut : {&even, &uneven, &single, &ranged, &least, &flat})
         for (const cv::Size size : oddSizes()) {
             SCOPED_TRACE(testing::Message() << lut->m_size[1] << ", " << size);
             cv::Mat in = randomPlane(size, CV_16UC3, 0, 65536), expected(size, CV_16UC3);
             in.at<cv::Vec3w>(0, 0) = cv::Vec3w(65535, 0, 65535);
+            for (int x = 1; x < size.width; x += 3) // the table's ends, behind which there is no more of it
+                in.at<cv::Vec3w>(size.height - 1, x) = cv::Vec3w::all(x % 2 ? 65535 : 0);
             for (int y = 0; y < size.height; ++y)
                 for (int x = 0; x < size.width; ++x)
                     expected.at<cv::Vec3w>(y, x) = lookedUp(cubeOf(*lut), in.at<cv::Vec3w>(y, x));

@@ -1,4 +1,5 @@
 #include <pixmill/filters/DomainTransform.h>
+#include <pixmill/rows/exponential.h>
 #include <reference/domain_transform.h>
 #include <support/everyway.h>
 #include <support/planes.h>
@@ -246,4 +247,13 @@ TEST(DomainTransform, BadPicturesAreRefusedAndEmptyOnesIgnored)
     EXPECT_EQ(filter.RFcompute(none, none, 4), 1);
     EXPECT_EQ(filter.RecursiveFilter(std::vector<cv::Mat>(), planes, 4, 4, std::vector<cv::Mat>()), 1);
     EXPECT_TRUE(planes.empty());
+}
+
+TEST(DomainTransform, ShorterExponentialsHaveTheBitsOfAll)
+{
+    const float least = -87.33654f;
+    EXPECT_EQ(pixmill::rows::exponentialBelow0(least), pixmill::rows::exponential(least));
+    for (float v = 0.0f; v > least; v = (v - 1e-30f) * 1.00001f)
+        ASSERT_EQ(pixmill::rows::exponentialBelow0(v), pixmill::rows::exponential(v)) << v;
+    EXPECT_TRUE(std::isnan(pixmill::rows::exponentialBelow0(std::nanf(""))));
 }

@@ -15,7 +15,7 @@ namespace {
 void makeRing(cv::Mat& ring, cv::Size size)
 {
     if (!rows::fits(ring, size, CV_16UC1))
-        createLarge(ring, size, CV_16UC1);
+        ensureLarge(ring, size, CV_16UC1);
 }
 
 /// Y + 2.5 * ((r - g) * dr + (b - g) * db) with the differences of each pixel, as TQuillet3::modYWithC has it.
@@ -122,9 +122,9 @@ void Chain::resize(cv::Size ring)
     m_luma.release();
     for (cv::Mat& level : m_levels)
         level.release();
-    createLarge(newY, ring, CV_16UC1);
-    createLarge(dr, ring / 2, CV_16UC1);
-    createLarge(db, ring / 2, CV_16UC1);
+    ensureLarge(newY, ring, CV_16UC1);
+    ensureLarge(dr, ring / 2, CV_16UC1);
+    ensureLarge(db, ring / 2, CV_16UC1);
     forget();
 }
 

@@ -5,7 +5,6 @@
 #include <pixmill/engine/zone_rows.h>
 #include <pixmill/rows/avx512.h>
 #include <pixmill/rows/exponential.h>
-#include <pixmill/rows/largepages.h>
 #include <pixmill/rows/look_up.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/plane.h>
@@ -19,6 +18,7 @@ namespace pixmill::develop {
 using rows::clamp16;
 using rows::clamp8;
 using rows::ensure;
+using rows::ensureLarge;
 using rows::exponential;
 using rows::forEachIndex;
 using rows::forEachRow;
@@ -32,12 +32,5 @@ using rows::ushort;
 
 constexpr int kCentre = 32768; ///< No colour, and no detail.
 constexpr float kFull = 65535.0f;
-
-/// A new plane, whose first touch costs a quarter where it is large, and whose rows need fewer page look-ups.
-inline void createLarge(cv::Mat& plane, cv::Size size, int type)
-{
-    plane.create(size, type);
-    rows::preferLargePages(plane.data, plane.total() * plane.elemSize());
-}
 
 } // namespace pixmill::develop

@@ -21,7 +21,7 @@ constexpr Rung kFine = {2.0f, 0.06f}, kMedium = {8.0f, 0.10f}, kCoarse = {32.0f,
 /// Room for two planes of 16 bits, and for one of floats before they are written: fresh memory costs as much as a pass.
 class Pair {
 public:
-    explicit Pair(cv::Size size) : m_size(size) { createLarge(m_room, {size.width, 2 * size.height}, CV_16UC1); }
+    explicit Pair(cv::Size size) : m_size(size) { ensureLarge(m_room, {size.width, 2 * size.height}, CV_16UC1); }
     cv::Mat floats(cv::Size size) const { return {size, CV_32FC1, m_room.data}; }
     cv::Mat first() const { return m_room.rowRange(0, m_size.height); }
     cv::Mat second() const { return m_room.rowRange(m_size.height, 2 * m_size.height); }
@@ -47,7 +47,7 @@ struct Room {
 
 void toFloat(const cv::Mat& in, cv::Mat& out)
 {
-    createLarge(out, in.size(), CV_32FC1);
+    ensureLarge(out, in.size(), CV_32FC1);
     forEachRow(in.size(), [&](int y) {
         const ushort* __restrict from = in.ptr<ushort>(y);
         float* __restrict to = out.ptr<float>(y);
@@ -60,7 +60,7 @@ void toFloat(const cv::Mat& in, cv::Mat& out)
 cv::Mat halved(const cv::Mat& in)
 {
     cv::Mat out;
-    createLarge(out, halfSize(in.size()), CV_32FC1);
+    ensureLarge(out, halfSize(in.size()), CV_32FC1);
     forEachRow(out.size(), [&](int y) {
         const float *a = in.ptr<float>(2 * y), *b = in.ptr<float>(std::min(2 * y + 1, in.rows - 1));
         float* o = out.ptr<float>(y);

@@ -63,7 +63,7 @@ int divided(int n, int factor)
 void reduceMeans(const cv::Mat& in, int factor, cv::Size size, cv::Mat& out)
 {
     if (!rows::fits(out, size, in.type()))
-        createLarge(out, size, in.type());
+        ensureLarge(out, size, in.type());
     if (in.type() == CV_8UC1)
         reducePlane<uchar>(in, factor, out);
     else

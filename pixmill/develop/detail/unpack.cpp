@@ -83,9 +83,9 @@ void unpackDepth(const Pixels& pixels, cv::Mat& Y, cv::Mat& dr, cv::Mat& db)
 void unpack(const Pixels& pixels, cv::Mat& Y, cv::Mat& dr, cv::Mat& db)
 {
     const cv::Size size(pixels.width, pixels.height);
-    createLarge(Y, size, CV_16UC1);
-    createLarge(dr, halfSize(size), CV_16UC1);
-    createLarge(db, halfSize(size), CV_16UC1);
+    ensureLarge(Y, size, CV_16UC1);
+    ensureLarge(dr, halfSize(size), CV_16UC1);
+    ensureLarge(db, halfSize(size), CV_16UC1);
     if (pixels.depth == Depth::Bits8)
         unpackDepth<uchar>(pixels, Y, dr, db);
     else

@@ -9,7 +9,7 @@ namespace pixmill::filters {
 using namespace rows;
 namespace {
 
-constexpr int kBlock = 32; ///< Rows of a strip that are fetched, weighed and walked while in the first cache.
+constexpr int kBlock = kStripRows;
 
 /// Strips of sixteen columns on their way down and up again, and one thread's working memory for them.
 struct Strips {
@@ -29,15 +29,19 @@ inline void walkStanding(float* top, std::ptrdiff_t stride, int height, const St
     const float* weights = strips.weights;
     // Rows whole pages apart fall on so few places of the second cache that it loses them before the way back.
     const bool crowded = stride * sizeof(float) % 4096 == 0;
+    const auto fetchRow = [&](int y, int first, int end) {
+        float* const row = top + std::min(y, height - 1) * stride;
+        for (std::ptrdiff_t i = first * pixel; i < end * pixel; i += 16)
+            __builtin_prefetch(row + i, 1, 2);
+    };
     const auto fetch = [&](int y, int end) {
         for (y = std::max(y, 0); y < end; ++y)
-            for (int i = 0; i < strips.count * pixel; i += 16)
-                __builtin_prefetch(top + y * stride + i, 1, 2);
+            fetchRow(y, 0, strips.count);
     };
     for (int y = 0; y < height; y += kBlock) {
         const int n = std::min(kBlock, height - y), start = y == 0; // the first row has none above
-        fetch(y + n, std::min(y + 2 * kBlock, height));
-        make(y, n);
+        if (!make(y, n, [&](int t, int i) { fetchRow(y + n + i, t, t + 1); }))
+            fetch(y + n, std::min(y + 2 * kBlock, height));
         walkLines<C>({top + (y + start) * stride, weights + std::ptrdiff_t(y + start) * kLanes, n - start, stride,
                       kLanes, pixel, strips.line},
                      strips.count);
@@ -97,6 +101,7 @@ inline void walkManyChannels(cv::Mat& picture, const Strips& strips)
 void DomainRecursion::columns(const DomainSteps& steps, float k)
 {
     const int width = m_size.width, height = m_size.height, all = (width + kLanes - 1) / kLanes;
+    const Feedback feedback{k, steps.rise()};
     const int most = stripsAside(height, m_channels);
     const std::ptrdiff_t padded = (height + kBlock - 1) / kBlock * kBlock;
     forEachIndex((all + most - 1) / most, long(width) * height, [&](int index) {
@@ -106,11 +111,14 @@ void DomainRecursion::columns(const DomainSteps& steps, float k)
         const Strips strips{weights + most * line,       weights, line,
                             std::min(most, all - first), left,    std::min(most * kLanes, width - left)};
         bool made = false;
-        const auto make = [&](int y, int n) {
-            for (int t = 0; t < strips.count && !made; ++t)
-                weigh(steps.down(first + t) + std::ptrdiff_t(y) * kLanes, k, n,
-                      weights + t * line + std::ptrdiff_t(y) * kLanes);
-            made = made || y + n == height;
+        const auto make = [&](int y, int n, const auto& fetch) {
+            if (made)
+                return false;
+            for (int t = 0; t < strips.count; ++t)
+                weigh(steps.down(first + t) + std::ptrdiff_t(y) * kLanes, feedback, n,
+                      weights + t * line + std::ptrdiff_t(y) * kLanes, [&](int i) { fetch(t, i); });
+            made = y + n == height;
+            return true;
         };
         for (cv::Mat& picture : m_pictures) {
             switch (picture.channels()) {
@@ -128,7 +136,7 @@ void DomainRecursion::columns(const DomainSteps& steps, float k)
                 break;
             default:
                 for (int y = 0; y < height; y += kBlock)
-                    make(y, std::min(kBlock, height - y));
+                    make(y, std::min(kBlock, height - y), [](int, int) {});
                 walkManyChannels(picture, strips);
             }
         }

@@ -22,7 +22,19 @@ constexpr int kColumns = 64; ///< Columns whose coordinates are summed at a time
 /// same places of it.
 std::size_t lineStep(int n)
 {
-    return (std::size_t(n + kCoordinatesPad + kLanes - 1) / kLanes | 1) * kLanes;
+    return (std::size_t(kPadBefore + n + kPadBehind + kLanes - 1) / kLanes | 1) * kLanes;
+}
+
+/// Running sums in place of the samples of R lines.
+template <int R>
+inline void sumAlong(float* const* lines, int n)
+{
+    float sums[R];
+    for (int r = 0; r < R; ++r)
+        sums[r] = lines[r][0];
+    for (int x = 1; x < n; ++x)
+        for (int r = 0; r < R; ++r)
+            lines[r][x] = sums[r] = sums[r] + lines[r][x];
 }
 
 } // namespace
@@ -45,17 +57,27 @@ DomainCoordinates::DomainCoordinates(const cv::Mat& guide, float ratio)
 
 void DomainCoordinates::fillAcross(const cv::Mat& guide, float ratio)
 {
-    const int width = guide.cols, channels = guide.channels();
-    forEachRow(guide.size(), [&](int y) {
-        float* line = m_across.data() + y * m_acrossStep;
-        const float* row = guide.ptr<float>(y);
-        std::fill_n(line, width, 0.0f);
-        if (y < guide.rows - 1)
-            addGaps(row, row + channels, gapColumns(width), channels, line);
-        sumsToSteps(ratio, width, line);
-        for (int x = 1; x < width; ++x)
-            line[x] = line[x - 1] + line[x];
-        std::fill(line + width, line + m_acrossStep, kInfinity);
+    constexpr int kAside = 4; // lines that hide each other's latency
+    const int width = guide.cols, height = guide.rows, channels = guide.channels();
+    forEachIndex((height + kAside - 1) / kAside, long(guide.total()), [&](int group) {
+        float* lines[kAside];
+        const int first = group * kAside, count = std::min(kAside, height - first);
+        for (int r = 0; r < count; ++r) {
+            const int y = first + r;
+            const float* row = guide.ptr<float>(y);
+            lines[r] = m_across.data() + y * m_acrossStep + kPadBefore;
+            std::fill_n(lines[r], width, 0.0f);
+            if (y < height - 1)
+                addGaps(row, row + channels, gapColumns(width), channels, lines[r]);
+            sumsToSteps(ratio, width, lines[r]);
+        }
+        if (count == kAside)
+            sumAlong<kAside>(lines, width);
+        else
+            for (int r = 0; r < count; ++r)
+                sumAlong<1>(lines + r, width);
+        for (int r = 0; r < count; ++r)
+            padLine(lines[r], width);
     });
 }
 
@@ -85,11 +107,10 @@ void DomainCoordinates::fillDown(const cv::Mat& guide, float ratio)
                 std::fill_n(sums[r], kColumns, kInfinity);
             toLanes(rows, 0, columns, turned);
             for (int x = 0; x < columns; ++x)
-                std::copy_n(turned + x * kLanes, kLanes, m_down.data() + (left + x) * m_downStep + y);
+                std::copy_n(turned + x * kLanes, kLanes, m_down.data() + (left + x) * m_downStep + kPadBefore + y);
         }
-        const std::size_t written = std::size_t(height + kLanes - 1) / kLanes * kLanes;
         for (int x = left; x < left + columns; ++x)
-            std::fill(m_down.data() + x * m_downStep + written, m_down.data() + (x + 1) * m_downStep, kInfinity);
+            padLine(m_down.data() + x * m_downStep + kPadBefore, height);
     });
 }
 

@@ -10,8 +10,10 @@ namespace pixmill::filters {
 using namespace rows;
 namespace {
 
-constexpr int kBlock =
-    64; ///< Columns of a tile that are weighed, turned into lanes and walked while in the first cache.
+/// Columns of a tile that are weighed, turned into lanes and walked together: few, since the processor then turns some
+/// while it waits for the walk of others.
+constexpr int kBlock = 16;
+constexpr int kAhead = 64; ///< Columns between a block and the one that is fetched meanwhile.
 
 int roundUp(int n, int unit)
 {
@@ -54,7 +56,7 @@ std::size_t tileScratch(int width, int channels)
 /// Floats that strips of columns need: weights, and one strip's samples.
 std::size_t stripsScratch(int height, int channels)
 {
-    return std::size_t(roundUp(height, kBlock)) * (stripsAside(height, channels) + channels) * kLanes;
+    return std::size_t(roundUp(height, kStripRows)) * (stripsAside(height, channels) + channels) * kLanes;
 }
 
 } // namespace
@@ -65,16 +67,15 @@ DomainRecursion::DomainRecursion(const std::vector<cv::Mat>& pictures)
 {
 }
 
+/// `stepsOf(tile, x, scratch)` gives the steps of a tile, ready for the block that begins at x.
 template <class StepsOf>
-void DomainRecursion::eachTile(const std::vector<cv::Mat>& from, int first, int end, float k, const StepsOf& stepsOf)
+void DomainRecursion::eachTile(const std::vector<cv::Mat>& from, const Feedback& feedback, const StepsOf& stepsOf)
 {
     const int width = m_size.width, height = m_size.height;
-    forEachIndex(end - first, long(width) * height, [&](int index) {
-        const int tile = first + index;
+    forEachIndex(roundUp(height, kLanes) / kLanes, long(width) * height, [&](int tile) {
         const std::ptrdiff_t padded = roundUp(width, kBlock);
         float *weights = m_scratch.mine(), *lanes = weights + padded * kLanes;
         float* spare = lanes + padded * kLanes * m_channels;
-        const float* steps = stepsOf(tile, weights);
         for (std::size_t i = 0; i < m_pictures.size(); ++i) {
             const int channels = m_pictures[i].channels();
             const std::ptrdiff_t pixel = std::ptrdiff_t(channels) * kLanes;
@@ -88,7 +89,10 @@ void DomainRecursion::eachTile(const std::vector<cv::Mat>& from, int first, int 
             for (int x = 0; x < width; x += kBlock) {
                 const int n = std::min(kBlock, width - x), start = x == 0; // the first pixel has none before it
                 if (i == 0)
-                    weigh(steps + x * kLanes, k, n, weights + x * kLanes);
+                    weigh(stepsOf(tile, x, weights) + x * kLanes, feedback, n, weights + x * kLanes, [&](int r) {
+                        for (int c = 0; c < channels; ++c)
+                            __builtin_prefetch(sources[r] + (x + kAhead) * channels + c * kLanes);
+                    });
                 toLanes(sources, x * channels, (x + n) * channels, lanes + x * pixel);
                 walkRows(lanes + (x + start) * pixel, weights + (x + start) * kLanes, n - start, channels, 1);
             }
@@ -101,18 +105,30 @@ void DomainRecursion::eachTile(const std::vector<cv::Mat>& from, int first, int 
     });
 }
 
-void DomainRecursion::rows(const std::vector<cv::Mat>& from, const DomainSteps& steps, int first, int end, float k)
+void DomainRecursion::firstRows(const std::vector<cv::Mat>& from, DomainSteps& steps, float k)
 {
-    eachTile(from, first, end, k, [&](int tile, float*) { return steps.across(tile); });
+    constexpr int kFilled = DomainSteps::kColumns;
+    static_assert(kFilled % kBlock == 0, "a block's steps are filled at once");
+    eachTile(from, {k, steps.rise()}, [&](int tile, int x, float*) {
+        if (x % kFilled == 0)
+            steps.fill(tile, x, std::min(kFilled, m_size.width - x));
+        return steps.across(tile);
+    });
+}
+
+void DomainRecursion::rows(const DomainSteps& steps, float k)
+{
+    eachTile(m_pictures, {k, steps.rise()}, [&](int tile, int, float*) { return steps.across(tile); });
 }
 
 void DomainRecursion::rows(const cv::Mat& steps, float k)
 {
-    eachTile(m_pictures, 0, tiles(), k, [&](int tile, float* lanes) -> const float* {
+    eachTile(m_pictures, {k, false}, [&](int tile, int x, float* lanes) -> const float* {
         const float* rows[kLanes];
         for (int r = 0; r < kLanes; ++r)
             rows[r] = steps.ptr<float>(std::min(tile * kLanes + r, steps.rows - 1));
-        toLanes(rows, 0, steps.cols, lanes);
+        if (x == 0)
+            toLanes(rows, 0, steps.cols, lanes);
         return lanes;
     });
 }

@@ -11,6 +11,7 @@
 namespace pixmill::filters {
 
 using namespace rows;
+struct Feedback;
 
 /// Float pictures of one size, filtered in place with shared weights exp(step * k).
 ///
@@ -21,12 +22,13 @@ class DomainRecursion {
 public:
     explicit DomainRecursion(const std::vector<cv::Mat>& pictures);
 
-    int tiles() const { return (m_size.height + kLanes - 1) / kLanes; }
+    /// Both passes along the rows of others like the pictures, or of themselves, with steps that are filled on the way.
+    void firstRows(const std::vector<cv::Mat>& from, DomainSteps& steps, float k);
 
-    /// Both passes along the rows of the tiles first..end-1, read from `from`: the pictures, or others like them.
-    void rows(const std::vector<cv::Mat>& from, const DomainSteps& steps, int first, int end, float k);
+    /// Both passes along the rows.
+    void rows(const DomainSteps& steps, float k);
 
-    /// Both passes along all rows, with steps that stand in a plane.
+    /// The same with steps that stand in a plane.
     void rows(const cv::Mat& steps, float k);
 
     /// Both passes down and up the columns.
@@ -34,7 +36,7 @@ public:
 
 private:
     template <class StepsOf>
-    void eachTile(const std::vector<cv::Mat>& from, int first, int end, float k, const StepsOf& stepsOf);
+    void eachTile(const std::vector<cv::Mat>& from, const Feedback& feedback, const StepsOf& stepsOf);
 
     std::vector<cv::Mat> m_pictures;
     cv::Size m_size;

@@ -12,6 +12,9 @@ namespace pixmill::filters {
 
 using namespace rows;
 
+/// Rows of a strip of columns that are fetched, weighed and walked while in the first cache.
+constexpr int kStripRows = 32;
+
 /// How many strips of columns are walked side by side: as many as stay in the second cache on the way back, and hide
 /// each other's latency.
 inline int stripsAside(int height, int channels)
@@ -20,20 +23,36 @@ inline int stripsAside(int height, int channels)
     return int(std::clamp<std::size_t>(kFloats / (std::size_t(height) * (channels + 1) * kLanes), 1, kMost));
 }
 
-/// The feedback e^v. Below 2^-126 it counts as 0: such small factors move no sample, and processors take a hundred
-/// times longer over them.
-inline float feedback(float v)
-{
-    return v < -87.33654f ? 0.0f : exponential(v);
-}
+/// The weights exp(step * k). Below 2^-126 they count as 0: such small factors move no sample, and processors take a
+/// hundred times longer over them.
+struct Feedback {
+    float k;
+    bool rise; ///< no step is below 0
+};
 
-/// weights = exp(steps * k) for `count` pixels, which may take the steps' place. The steps that come next are fetched
-/// meanwhile.
-inline void weigh(const float* steps, float k, int count, float* weights)
+/// Weights for `count` pixels, which may take the steps' place. Steps that come later are fetched meanwhile, and what
+/// `fetch(i)` asks for with pixel i: many fetched at a time would wait for each other.
+template <class Fetches>
+inline void weigh(const float* steps, const Feedback& feedback, int count, float* weights, const Fetches& fetch)
 {
-    for (int i = count; i < 2 * count; ++i)
-        __builtin_prefetch(steps + i * kLanes);
-    mapRow(steps, weights, count * kLanes, [k](float step) { return feedback(step * k); });
+    constexpr float kLeast = -87.33654f;
+    constexpr int kAhead = 64 * kLanes;
+    const float k = feedback.k;
+    const bool below0 = feedback.rise && k <= 0.0f;
+    for (int i = 0; i < count; ++i, steps += kLanes, weights += kLanes) {
+        __builtin_prefetch(steps + kAhead);
+        fetch(i);
+        if (below0)
+            mapRow(steps, weights, kLanes, [k](float step) {
+                const float v = step * k, e = exponentialBelow0(v);
+                return v < kLeast ? 0.0f : e;
+            });
+        else
+            mapRow(steps, weights, kLanes, [k](float step) {
+                const float v = step * k;
+                return v < kLeast ? 0.0f : exponential(v);
+            });
+    }
 }
 
 /// Lines of pixels in lane form: where the first line's samples and weights stand, how far on the next pixel's and the

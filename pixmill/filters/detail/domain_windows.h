@@ -1,5 +1,8 @@
 #pragma once
 
+#include <pixmill/filters/detail/window_pads.h>
+#include <pixmill/filters/detail/windows_avx512.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -7,19 +10,19 @@
 /// Means over the windows of a line, whose ends are found by domain coordinates.
 namespace pixmill::filters {
 
-constexpr int kWindows = 16;       ///< Pixels whose windows are found together.
-constexpr int kCoordinatesPad = 4; ///< Infinite coordinates behind a line's own.
+constexpr int kWindows = 16; ///< Pixels whose windows are found together.
 
 /// ends[i] is the first of `from`, `from` + 1, ... whose coordinate lies above limits[i]; limits never fall.
 inline void countUpTo(const float* coordinate, const float* __restrict limits, int from, int* __restrict ends)
 {
     int counts[kWindows];
+    constexpr int kTogether = 4;
     std::fill_n(counts, kWindows, from);
-    for (const float* c = coordinate + from;; c += kCoordinatesPad) {
-        for (int j = 0; j < kCoordinatesPad; ++j)
+    for (const float* c = coordinate + from;; c += kTogether) {
+        for (int j = 0; j < kTogether; ++j)
             for (int i = 0; i < kWindows; ++i)
                 counts[i] += c[j] > limits[i] ? 0 : 1;
-        if (c[kCoordinatesPad - 1] > limits[kWindows - 1])
+        if (c[kTogether - 1] > limits[kWindows - 1])
             break;
     }
     std::copy_n(counts, kWindows, ends);
@@ -35,9 +38,10 @@ inline int firstAbove(const float* coordinate, float limit, int j, int n)
 
 /// The windows of a line, sixteen pixels at a time from its start on. Window i holds the pixels lows[i]..highs[i]-1.
 struct Windows {
-    const float* coordinate; ///< n of them, and kCoordinatesPad infinities
+    const float* coordinate; ///< n of them, padded
     int n;
     float radius;
+    bool wide;             ///< by hand
     bool rising;           ///< no coordinate falls, and no limit is below all coordinates or not a number
     int low = 0, high = 0; ///< of the last pixel found
     int lows[kWindows] = {}, highs[kWindows] = {};
@@ -49,6 +53,7 @@ struct Windows {
         coordinate = line;
         n = pixels;
         radius = r;
+        wide = takesAvx512();
         int falls = 0;
         for (int i = 1; i < n && !apart; ++i)
             falls |= !(line[i] >= line[i - 1]);
@@ -57,17 +62,25 @@ struct Windows {
         rising = !falls && radius >= 0.0f && first >= -kHuge && last <= kHuge && line[n - 1] > first;
     }
 
+    /// `before` is the end found for pixel x - 1.
+    inline void findEnds(int x, const float* limits, int before, int* ends) const
+    {
+        if (!wide || !endsNear512(coordinate + x, x, limits, before - x + 1, ends))
+            countUpTo(coordinate, limits, before, ends);
+    }
+
     inline void find(int x, int count)
     {
         if (rising) {
+            __builtin_prefetch(coordinate + x + 4 * kWindows);
             float below[kWindows], above[kWindows];
             for (int i = 0; i < kWindows; ++i) {
                 const float at = coordinate[std::min(x + i, n - 1)];
                 below[i] = at - radius;
                 above[i] = at + radius;
             }
-            countUpTo(coordinate, below, low, lows);
-            countUpTo(coordinate, above, high, highs);
+            findEnds(x, below, low, lows);
+            findEnds(x, above, high, highs);
         } else {
             int l = low, h = high;
             for (int i = 0; i < count; ++i) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <pixmill/rows/largepages.h>
 #include <pixmill/rows/plane.h>
 
 #include <climits>
@@ -39,15 +38,6 @@ inline cv::Mat asFloats(const cv::Mat& plane, cv::Size size)
     for (int y = 0; y < size.height; ++y)
         std::memcpy(floats.ptr(y), plane.ptr(y), std::size_t(size.width) * sizeof(float));
     return floats;
-}
-
-/// `ensure` of a plane that all of will be written: a new one comes in large pages.
-inline void ensureLarge(cv::Mat& plane, cv::Size size, int type)
-{
-    if (fits(plane, size, type))
-        return;
-    plane.create(size, type);
-    preferLargePages(plane.data, plane.total() * plane.elemSize());
 }
 
 /// The radius must be one, and the picture with its margins have sides that an int holds.
