@@ -46,11 +46,6 @@ constexpr std::array<ushort, 32> faceWords(int k)
 
 alignas(64) constexpr std::array<ushort, 32> kFaceWords[4] = {faceWords(0), faceWords(1), faceWords(2), faceWords(3)};
 
-PIXMILL_AVX512_STEP __m512i widened512(const ushort* v)
-{
-    return _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(v)));
-}
-
 /// a * (1 - f) + b * f.
 PIXMILL_AVX512_STEP __m512 mixed512(__m512 a, __m512 b, __m512 f)
 {
@@ -101,25 +96,12 @@ struct ColorPlaces512 {
     }
 };
 
-PIXMILL_AVX512_STEP __m512 lowerHalves512(__m512 a, __m512 b)
-{
-    return _mm512_shuffle_f32x4(a, b, 0x44);
-}
-
-PIXMILL_AVX512_STEP __m512 upperHalves512(__m512 a, __m512 b)
-{
-    return _mm512_shuffle_f32x4(a, b, 0xee);
-}
-
-/// Four faces; put together in halves, which take half the time.
 PIXMILL_AVX512_STEP __m512i readFaces512(const CellFace* faces, const int* cell)
 {
     const auto read = [=](int i) PIXMILL_AVX512_CODE {
         return _mm_load_si128(reinterpret_cast<const __m128i*>(faces + cell[i]));
     };
-    const __m256i low = _mm256_inserti128_si256(_mm256_castsi128_si256(read(0)), read(1), 1);
-    const __m256i high = _mm256_inserti128_si256(_mm256_castsi128_si256(read(2)), read(3), 1);
-    return _mm512_inserti64x4(_mm512_castsi256_si512(low), high, 1);
+    return fromQuarters512(read(0), read(1), read(2), read(3));
 }
 
 /// Dr of eight pixels, then their Db, at one luma of their cells.
