@@ -1,7 +1,9 @@
 #include <pixmill/adjust/TColorAdjQ3.h>
 
 #include <pixmill/adjust/color_nodes.h>
+#include <pixmill/adjust/detail/color_grid_avx512.h>
 #include <pixmill/core/console.h>
+#include <pixmill/rows/aliasing.h>
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/memory.h>
 #include <pixmill/rows/pixel.h>
@@ -114,10 +116,71 @@ void copyPlane(const cv::Mat& in, cv::Mat& out)
     (apart ? in : in.clone()).copyTo(out);
 }
 
+/// Makes the outputs. @return whether rows can go straight from the inputs to them; else they hold copies.
+bool makeOutputs(const cv::Mat& oldY, const cv::Mat& newY, const cv::Mat& inDr, const cv::Mat& inDb, cv::Mat& outDr,
+                 cv::Mat& outDb)
+{
+    if (!inDr.empty() && inDb.size() == inDr.size()) {
+        outDr.create(inDr.size(), CV_16UC1);
+        outDb.create(inDb.size(), CV_16UC1);
+        const auto apart = [&](const cv::Mat& in) { return !overlap(in, outDr) && !overlap(in, outDb); };
+        if (apart(oldY) && apart(newY) && !overlap(outDr, outDb) && !overlap(inDr, outDb) && !overlap(inDb, outDr) &&
+            isDisjointOrSame(inDr, outDr) && isDisjointOrSame(inDb, outDb))
+            return true;
+    }
+    copyPlane(inDr, outDr);
+    copyPlane(inDb, outDb);
+    return false;
+}
+
 inline void storeRow(const float* __restrict v, ushort* __restrict out, int n)
 {
     for (int x = 0; x < n; ++x)
         out[x] = toPixel16(v[x]);
+}
+
+/// Both tables' nodes by index; from the last one on the last.
+struct Nodes {
+    const ushort *dr, *db;
+
+    ushort drOf(long i) const { return dr[std::min(i, kTableCells - 1)]; }
+    ushort dbOf(long i) const { return db[std::min(i, kTableCells - 1)]; }
+};
+
+/// Rows by plain loops. Both tables become one: a node with the next along Db, so that two reads find four values.
+template <class RowOf>
+void mapByPairs(const Nodes& nodes, int shift, cv::Size size, const RowOf& rowOf)
+{
+    AlignedArray<NodePair> table(kTableCells);
+    for (long i = 0; i < kTableCells; ++i)
+        table[i] = {float(nodes.drOf(i)), float(nodes.dbOf(i)), float(nodes.drOf(i + 1)), float(nodes.dbOf(i + 1))};
+    const int width = size.width;
+    TeamScratch<int> cells(width);
+    TeamScratch<float> lines(std::size_t(width) * 5);
+    forEachRow(size, [&](int y) {
+        float* line = lines.mine();
+        const RowPlan plan{cells.mine(), line, line + width, line + 2 * width, line + 3 * width, line + 4 * width};
+        const ColorRow row = rowOf(y);
+        planRow(row.oldY, row.newY, row.inDr, row.inDb, shift, plan, width);
+        interpolateRow(table.data(), plan, width);
+        storeRow(plan.dr, row.outDr, width);
+        storeRow(plan.db, row.outDb, width);
+    });
+}
+
+/// The same by hand kernels.
+template <class RowOf>
+void mapByFaces(const Nodes& nodes, int shift, cv::Size size, const RowOf& rowOf)
+{
+    AlignedArray<CellFace> faces(kTableCells);
+    for (long i = 0; i < kTableCells; ++i)
+        for (int k = 0; k < 4; ++k) {
+            const long corner = i + k % 2 + k / 2 * kNodes;
+            faces[i].corners[2 * k] = nodes.drOf(corner);
+            faces[i].corners[2 * k + 1] = nodes.dbOf(corner);
+        }
+    const ColorGrid grid{faces.data(), kNodes, shift};
+    forEachRow(size, [&](int y) { mapColors512(grid, rowOf(y), size.width); });
 }
 
 } // namespace
@@ -168,30 +231,20 @@ int TColorAdjQ3::proc(const cv::Mat& oldY, const cv::Mat& newY, const cv::Mat& i
 {
     checkInputs(oldY, newY, inDr, inDb);
     PIXMILL_CHECK(m_shift >= 11 && m_shift <= 16, "TColorAdjQ3::proc", "m_shift", m_shift, "11..16");
-    copyPlane(inDr, outDr);
-    copyPlane(inDb, outDb);
+    const bool straight = makeOutputs(oldY, newY, inDr, inDb, outDr, outDb);
     computeLUT16U();
     if (inDr.empty())
         return 1;
 
-    // Both tables as one: a node with the next along Db, so that two reads find four values.
-    AlignedArray<NodePair> table(kTableCells);
-    const ushort *Dr = &m_gridDr[0][0][0], *Db = &m_gridDb[0][0][0];
-    for (long i = 0; i < kTableCells; ++i) {
-        const long next = std::min(i + 1, kTableCells - 1);
-        table[i] = {float(Dr[i]), float(Db[i]), float(Dr[next]), float(Db[next])};
-    }
-    const int width = outDr.cols;
-    TeamScratch<int> nodes(width);
-    TeamScratch<float> lines(std::size_t(width) * 5);
-    forEachRow(outDr.size(), [&](int y) {
-        float* line = lines.mine();
-        const RowPlan plan{nodes.mine(), line, line + width, line + 2 * width, line + 3 * width, line + 4 * width};
-        ushort *dr = outDr.ptr<ushort>(y), *db = outDb.ptr<ushort>(y);
-        planRow(oldY.ptr<ushort>(y), newY.ptr<ushort>(y), dr, db, m_shift, plan, width);
-        interpolateRow(table.data(), plan, width);
-        storeRow(plan.dr, dr, width);
-        storeRow(plan.db, db, width);
-    });
+    const cv::Mat &fromDr = straight ? inDr : outDr, &fromDb = straight ? inDb : outDb;
+    const auto rowOf = [&](int y) {
+        return ColorRow{oldY.ptr<ushort>(y),   newY.ptr<ushort>(y),  fromDr.ptr<ushort>(y),
+                        fromDb.ptr<ushort>(y), outDr.ptr<ushort>(y), outDb.ptr<ushort>(y)};
+    };
+    const Nodes nodes{&m_gridDr[0][0][0], &m_gridDb[0][0][0]};
+    if (takesAvx512())
+        mapByFaces(nodes, m_shift, outDr.size(), rowOf);
+    else
+        mapByPairs(nodes, m_shift, outDr.size(), rowOf);
     return 1;
 }

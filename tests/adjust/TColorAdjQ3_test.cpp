@@ -143,3 +143,24 @@ TEST(TColorAdjQ3, OverlappingViewsGiveWhatPlanesApartGive)
     testing::internal::GetCapturedStdout();
     EXPECT_TRUE(samePixels<ushort>(expectedDr, out));
 }
+
+TEST(TColorAdjQ3, InPlaceAtEveryShiftEveryWayGivesTheSame)
+{
+    const cv::Size size(75, 9);
+    const cv::Mat oldY = randomPlane(size, CV_16UC1, 0, 65536, 1), newY = randomPlane(size, CV_16UC1, 0, 65536, 2);
+    const cv::Mat Dr = randomPlane(size, CV_16UC1, 0, 65536, 3), Db = randomPlane(size, CV_16UC1, 0, 65536, 4);
+    for (int shift = 11; shift <= 16; ++shift) {
+        SCOPED_TRACE(shift);
+        cv::Mat expectedDr, expectedDb;
+        everyWay([&] {
+            const auto t = object(kControls[3]);
+            t->m_shift = shift;
+            cv::Mat outDr = Dr.clone(), outDb = Db.clone();
+            if (expectedDr.empty())
+                quietly(*t, oldY, newY, Dr, Db, expectedDr, expectedDb);
+            quietly(*t, oldY, newY, outDr, outDb, outDr, outDb);
+            EXPECT_TRUE(samePixels<ushort>(expectedDr, outDr));
+            EXPECT_TRUE(samePixels<ushort>(expectedDb, outDb));
+        });
+    }
+}

@@ -46,8 +46,8 @@ inline void originalPixels(const ushort* __restrict base, const ushort* __restri
 }
 
 /// Asks for the samples below a row's. Rows of a view lie in pages of their own, at whose beginnings the processor
-/// would wait.
-inline void askForNext(const cv::Mat& ring, int y, int x, int n)
+/// would wait. Always inlined: g++ drops calls of what does nothing else.
+__attribute__((always_inline)) inline void askForNext(const cv::Mat& ring, int y, int x, int n)
 {
     constexpr int kLine = 32;
     const ushort* row = at(ring, y + 1, x);
@@ -72,7 +72,7 @@ void originalRow(const Layers& layers, int y, int x, int n, ushort* out)
     rows::runSpan(row, 0, 1);
 }
 
-/// How level `i` is toned: not at all, while it is summed, or into a plane of its own.
+/// How level `i` is toned: not at all, in every sum, or in the first one and kept.
 void Chain::chooseToning(int i, const DetailLevel& controls, bool changed, Stages& stages)
 {
     const bool toned = controls != DetailLevel();
@@ -141,20 +141,27 @@ void Chain::renderLuma(const Layers& layers, int y, int x, int n)
         rows::lookUpRow<16>(from, out, m_light.data(), n);
 }
 
-void Chain::renderSum(const Layers& layers, int y, int x, int n)
+void Chain::renderSum(const Layers& layers, const Stages& stages, int y, int x, int n)
 {
     if (!layers.hasDetail()) {
         std::copy_n(at(layers.base, y, x), n, at(newY, y, x));
         return;
     }
     const ushort* levels[3];
+    ushort* keep[3] = {};
+    int toned = m_passing;
     for (int i = 0; i < 3; ++i) {
-        const cv::Mat& plane = m_kept[i] ? m_levels[i] : layers.detail[i];
+        const bool anew = m_kept[i] && stages.level[i];
+        const cv::Mat& plane = m_kept[i] && !anew ? m_levels[i] : layers.detail[i];
         levels[i] = at(plane, y, x);
         askForNext(plane, y, x, n);
+        if (anew) {
+            keep[i] = at(m_levels[i], y, x);
+            toned |= 1 << i;
+        }
     }
     askForNext(lumaOf(layers), y, x, n);
-    sumToned(m_passing, at(lumaOf(layers), y, x), m_tables, levels, at(newY, y, x), n);
+    sumToned(toned, at(lumaOf(layers), y, x), m_tables, levels, keep, at(newY, y, x), n);
 }
 
 void Chain::renderColor(const Layers& layers, const cv::Mat& oldY, int y, int x, int n)
@@ -170,21 +177,13 @@ void Chain::render(const Layers& layers, const cv::Mat& oldY, const Stages& stag
     // The caller's loop is compiled apart from the rows here, so they choose the processor's level themselves. Stage by
     // stage, so that each one's tables are in the nearest cache for all of its rows.
     const int x = part.x, n = part.width;
-    const auto toneRow = [&](int i, int y) {
-        askForNext(layers.detail[i], y, x, n);
-        toneLevel(m_tables[i], at(lumaOf(layers), y, x), at(layers.detail[i], y, x), at(m_levels[i], y, x), n);
-    };
     const auto band = [&](int first, int end) {
         if (stages.luma && (m_lit || m_weighed))
             for (int y = first; y < end; ++y)
                 renderLuma(layers, y, x, n);
-        for (int i = 0; i < 3; ++i)
-            if (stages.level[i] && m_kept[i])
-                for (int y = first; y < end; ++y)
-                    toneRow(i, y);
         if (stages.sum)
             for (int y = first; y < end; ++y)
-                renderSum(layers, y, x, n);
+                renderSum(layers, stages, y, x, n);
         if (stages.color)
             for (int y = first; y < end; y += 2)
                 renderColor(layers, oldY, y, x, n);

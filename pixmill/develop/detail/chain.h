@@ -16,7 +16,7 @@ struct Stages {
     bool any() const { return luma || level[0] || level[1] || level[2] || sum || color; }
 };
 
-/// base luma -> luma after weights and light -> each level toned by it -> their sum -> colour.
+/// base luma -> luma after weights and light -> each level toned by it, and their sum -> colour.
 class Chain {
 public:
     cv::Mat newY;   ///< The finished luma: a ring, CV_16UC1.
@@ -35,15 +35,15 @@ public:
 private:
     void chooseToning(int level, const DetailLevel& controls, bool changed, Stages& stages);
     void renderLuma(const Layers& layers, int y, int x, int n);
-    void renderSum(const Layers& layers, int y, int x, int n);
+    void renderSum(const Layers& layers, const Stages& stages, int y, int x, int n);
     void renderColor(const Layers& layers, const cv::Mat& oldY, int y, int x, int n);
     const cv::Mat& lumaOf(const Layers& layers) const { return m_lit || m_weighed ? m_luma : layers.base; }
 
     bool m_known = false;
     Controls m_controls;
     bool m_lit = false, m_weighed = false, m_colored = false;
-    bool m_kept[3] = {}; ///< Levels toned into planes of their own.
-    int m_passing = 0;   ///< Levels toned while they are summed: 1 the first, 2 the second, 4 the third.
+    bool m_kept[3] = {}; ///< Levels whose toned samples are kept until they change.
+    int m_passing = 0;   ///< Levels toned anew in every sum: 1 the first, 2 the second, 4 the third.
     std::vector<unsigned short> m_light;
     DetailTable m_tables[3];
     std::vector<std::uint32_t> m_color;

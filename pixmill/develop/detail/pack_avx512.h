@@ -7,11 +7,6 @@ namespace pixmill::develop {
 
 #if PIXMILL_X86
 
-PIXMILL_AVX512_KERNEL __m512i widened512(const ushort* p)
-{
-    return _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
-}
-
 /// Sixteen colours and their luma.
 struct Colors512 {
     __m512 y, r, g, b;
@@ -29,7 +24,8 @@ PIXMILL_AVX512_KERNEL Colors512 joined512(__m512i luma, __m512 red, __m512 blue)
 /// SiteRows::twice.
 PIXMILL_AVX512_KERNEL __m512i twice512(const ushort* row, const ushort* next)
 {
-    return _mm512_sub_epi32(_mm512_add_epi32(widened512(row), widened512(next)), _mm512_set1_epi32(2 * kCentre));
+    return _mm512_sub_epi32(_mm512_add_epi32(rows::widened512(row), rows::widened512(next)),
+                            _mm512_set1_epi32(2 * kCentre));
 }
 
 /// narrowed.

@@ -91,23 +91,10 @@ struct Level512 {
     }
 };
 
-/// engine::toneRow.
-PIXMILL_AVX512_KERNEL int toneLevel512(const DetailTable& table, const ushort* Y, const ushort* in, ushort* out, int n)
-{
-    const Level512 level(table);
-    if (n < 32)
-        return 0;
-    for (int from = 0; from < n; from += 32) {
-        const int x = std::min(from, n - 32);
-        _mm512_storeu_si512(out + x, engine::centred512(level.toned(Zones512(Y + x), in + x)));
-    }
-    return n;
-}
-
-/// engine::addEdgesRow of levels of which those told are toned in passing.
+/// engine::addEdgesRow of levels of which those told are toned in passing, and kept where `keep` has a row for them.
 template <bool first, bool second, bool third>
-PIXMILL_AVX512_CODE int sumToned512(const ushort* Y, const DetailTable* tables, const ushort* const* in, ushort* out,
-                                    int n)
+PIXMILL_AVX512_CODE int sumToned512(const ushort* Y, const DetailTable* tables, const ushort* const* in,
+                                    ushort* const* keep, ushort* out, int n)
 {
     const Level512 levels[3] = {Level512(tables[0]), Level512(tables[1]), Level512(tables[2])};
     const __m512i twice = _mm512_set1_epi16(2), twiceAndOnce = _mm512_set1_epi32(0x10002);
@@ -117,9 +104,14 @@ PIXMILL_AVX512_CODE int sumToned512(const ushort* Y, const DetailTable* tables, 
         const int x = std::min(from, n - 32);
         const Zones512 zones(Y + x);
         const auto plain = [&](int i) PIXMILL_AVX512_CODE { return engine::centred512(_mm512_loadu_si512(in[i] + x)); };
-        const __m512i a = first ? levels[0].toned(zones, in[0] + x) : plain(0);
-        const __m512i b = second ? levels[1].toned(zones, in[1] + x) : plain(1);
-        const __m512i c = third ? levels[2].toned(zones, in[2] + x) : plain(2);
+        const auto toned = [&](int i) PIXMILL_AVX512_CODE {
+            const __m512i samples = levels[i].toned(zones, in[i] + x);
+            if (keep[i])
+                _mm512_storeu_si512(keep[i] + x, engine::centred512(samples));
+            return samples;
+        };
+        const __m512i a = first ? toned(0) : plain(0), b = second ? toned(1) : plain(1),
+                      c = third ? toned(2) : plain(2);
         const __m512i y = engine::centred512(zones.luma);
         const __m512i low = _mm512_add_epi32(_mm512_madd_epi16(_mm512_unpacklo_epi16(a, b), twice),
                                              _mm512_madd_epi16(_mm512_unpacklo_epi16(c, y), twiceAndOnce));
@@ -132,7 +124,6 @@ PIXMILL_AVX512_CODE int sumToned512(const ushort* Y, const DetailTable* tables, 
 
 #else
 
-constexpr auto toneLevel512 = rows::kNoKernel;
 template <bool, bool, bool>
 constexpr auto sumToned512 = rows::kNoKernel;
 
