@@ -29,29 +29,18 @@ namespace {
 constexpr int kEntries = 65536;
 constexpr int kLeastBand = 256; ///< Rows of a band; its neighbours' rows that it computes again stay few beside them.
 
-/// The K remapped values of every pixel value.
-template <int K>
-AlignedArray<ushort> remappedValues(const ushort* remap, float step)
-{
-    AlignedArray<ushort> table(std::size_t(kEntries) * K);
-    forEachIndex(kEntries, long(kEntries) * K, [&](int v) {
-        ushort* row = table.data() + std::ptrdiff_t(v) * K;
-        for (int k = 0; k < K; ++k)
-            row[k] = clamp16(v + 2 * remap[toPixel16((float(v) - float(k) * step) * 0.5f + 32768.0f)] - 65536);
-    });
-    return table;
-}
-
 /// Of every pixel value, the two remapped values between which it lies.
 template <int K>
-AlignedArray<std::uint32_t> bracketingValues(const ushort* table, float invStep)
+AlignedArray<std::uint32_t> bracketingValues(const ushort* remap, int step, float invStep)
 {
     AlignedArray<std::uint32_t> pairs(kEntries);
     for (int v = 0; v < kEntries; ++v) {
         const ushort value = ushort(v);
         int low;
         bracketRow<K>(&value, invStep, &low, 1);
-        pairs[v] = pairAt<std::uint32_t>(table + std::ptrdiff_t(v) * K + low);
+        const ushort pair[2] = {RemapDifferences<K>::remapped(remap, v, low, step),
+                                RemapDifferences<K>::remapped(remap, v, low + 1, step)};
+        pairs[v] = pairAt<std::uint32_t>(pair);
     }
     return pairs;
 }
@@ -189,7 +178,7 @@ void LocalLaplacian::calRemapLut()
 }
 
 template <int K>
-void LocalLaplacian::filter(const char* call, const cv::Mat& in, cv::Mat& out, float step, float invStep)
+void LocalLaplacian::filter(const char* call, const cv::Mat& in, cv::Mat& out, int step, float invStep)
 {
     PIXMILL_CHECK(in.type() == CV_16UC1, call, "in", describe(in), "CV_16UC1");
     checkPixels(in, call, "in");
@@ -200,9 +189,9 @@ void LocalLaplacian::filter(const char* call, const cv::Mat& in, cv::Mat& out, f
     const int levels = std::max(m_numLevels, 1), count = std::min(levels, halvings(in.size()) + 2);
     const std::vector<cv::Mat> gauss = gaussianPyramid(picture, count);
     std::vector<cv::Mat> coefficients = roomForCoefficients(gauss, out);
-    const AlignedArray<ushort> table = remappedValues<K>(m_remap_p, step);
-    const AlignedArray<std::uint32_t> pairs = bracketingValues<K>(table.data(), invStep);
-    computeCoefficients<K>(gauss, {step, invStep, table.data(), pairs.data()}, coefficients);
+    const RemapDifferences<K> differences(m_remap_p, step);
+    const AlignedArray<std::uint32_t> pairs = bracketingValues<K>(m_remap_p, step, invStep);
+    computeCoefficients<K>(gauss, {invStep, differences, pairs.data()}, coefficients);
 
     if (levels > count)
         addLevels(levels - count, coefficients);
@@ -217,7 +206,7 @@ void LocalLaplacian::proc24K(const cv::Mat& in, cv::Mat& out, float sigma, float
     m_sigma = sigma;
     m_lutSmooth = lutSmooth;
     m_numLevels = numLevels;
-    filter<24>("LocalLaplacian::proc24K", in, out, 2730.0f, 0.000366300374f);
+    filter<24>("LocalLaplacian::proc24K", in, out, 2730, 0.000366300374f);
 }
 
 void LocalLaplacian::proc16K(const cv::Mat& in, cv::Mat& out, float sigma, float lutSmooth, int numLevels)
@@ -225,7 +214,7 @@ void LocalLaplacian::proc16K(const cv::Mat& in, cv::Mat& out, float sigma, float
     m_sigma = sigma;
     m_lutSmooth = lutSmooth;
     m_numLevels = numLevels;
-    filter<16>("LocalLaplacian::proc16K", in, out, 4095.0f, 0.000244200259f);
+    filter<16>("LocalLaplacian::proc16K", in, out, 4095, 0.000244200259f);
 }
 
 void LocalLaplacian::proc10K(const cv::Mat& in, cv::Mat& out, float sigma, float lutSmooth, int numLevels)
@@ -233,5 +222,5 @@ void LocalLaplacian::proc10K(const cv::Mat& in, cv::Mat& out, float sigma, float
     m_sigma = sigma;
     m_lutSmooth = lutSmooth;
     m_numLevels = numLevels;
-    filter<10>("LocalLaplacian::proc10K", in, out, 6553.0f, 0.00015260186f);
+    filter<10>("LocalLaplacian::proc10K", in, out, 6553, 0.00015260186f);
 }

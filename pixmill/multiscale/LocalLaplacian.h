@@ -60,5 +60,5 @@ public:
 
 private:
     template <int K>
-    void filter(const char* call, const cv::Mat& in, cv::Mat& out, float step, float invStep);
+    void filter(const char* call, const cv::Mat& in, cv::Mat& out, int step, float invStep);
 };

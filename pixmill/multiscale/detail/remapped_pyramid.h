@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pixmill/multiscale/detail/remap_differences.h>
 #include <pixmill/rows/look_up.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/plane.h>
@@ -16,19 +17,17 @@
 /// The pyramid of K remapped pictures, walked in rolling rows.
 ///
 /// No level exists as a whole: a row of a level lives while the next level and its own coefficients read it. Of level 0
-/// not even rows exist, as a pixel's K remapped values are one row of a table by its value.
+/// not even rows exist, as a table tells what a pixel's K remapped values are.
 namespace pixmill::multiscale {
 
 using namespace rows;
 
-/// Reference k of the K is k * step; `table` holds the K remapped values of every pixel value.
+/// Reference k of the K is k * step, and invStep 1 / step.
 template <int K>
 struct References {
-    float step, invStep;
-    const ushort* table;
+    float invStep;
+    const RemapDifferences<K>& differences;
     const std::uint32_t* pairs; ///< Of every pixel value, the two remapped values between which it lies, low one first.
-
-    const ushort* of(ushort v) const { return table + std::ptrdiff_t(v) * K; }
 };
 
 /// The lower of the two references between which each pixel lies.
@@ -133,32 +132,65 @@ inline void coefficientRow(const ushort* g, const References<K>& refs, const ush
     }
 }
 
-/// Begins the reducing step at level 0: of a row of pixels the remapped values around every second one, weighed
-/// 1 4 6 4 1 side by side. A pixel's values lie anywhere in the table, so that they are fetched ahead, and no row
-/// twice.
+/// One pixel's sums: `base` and K entries of five pixels, weighed. Eight at a time, the last ones again where K is not
+/// a multiple of eight.
 template <int K>
-inline void reduceRemapped(const ushort* g, const References<K>& refs, int n, int* __restrict sums, int outCols)
+inline void weighEntries(const short* const entries[5], int base, int* sums)
 {
-    constexpr int kAhead = 24;
-    for (int x = 0; x < outCols; ++x) {
-        const ushort* v[5];
-        if (x > 0 && 2 * x + 2 < n)
-            for (int i = 0; i < 5; ++i)
-                v[i] = refs.of(g[2 * x - 2 + i]);
-        else
-            for (int i = 0; i < 5; ++i)
-                v[i] = refs.of(g[mirrored(2 * x - 2 + i, n)]);
-        if (2 * x + kAhead + 1 < n)
-            for (int i = 0; i < 2; ++i) {
-                const ushort* const ahead = refs.of(g[2 * x + kAhead + i]);
-                __builtin_prefetch(ahead);
-                __builtin_prefetch(ahead + K - 1);
-            }
-        const ushort *a = v[0], *b = v[1], *c = v[2], *d = v[3], *e = v[4];
-        int* __restrict s = sums + std::ptrdiff_t(x) * K;
-        for (int k = 0; k < K; ++k)
-            s[k] = weighted(a[k], b[k], c[k], d[k], e[k]);
+    const auto eight = [&](int first) {
+        const short *a = entries[0] + first, *b = entries[1] + first, *c = entries[2] + first, *d = entries[3] + first,
+                    *e = entries[4] + first;
+        int s[8];
+        for (int k = 0; k < 8; ++k)
+            s[k] = base + (a[k] + e[k]) + 4 * (b[k] + c[k] + d[k]) + 2 * c[k];
+        std::memcpy(sums + first, s, sizeof s);
+    };
+    eight(0);
+    eight(std::min(8, K - 8));
+    if constexpr (K > 16)
+        eight(K - 8);
+}
+
+/// Entries are fetched so many pixels ahead.
+constexpr int kAhead = 16;
+
+/// Begins the reducing step at level 0: of a row of pixels the remapped values around every second one, weighed
+/// 1 4 6 4 1 side by side: the pixels, or the bias, and their entries, which begin at at[x].
+template <int K>
+inline void reduceRemapped(const ushort* g, const RemapDifferences<K>& differences, const int* at, int* bases, int n,
+                           int* sums, int outCols)
+{
+    const short* const all = differences.entries();
+    const auto edge = [&](int x) {
+        const short* entries[5];
+        int v[5];
+        for (int i = 0; i < 5; ++i) {
+            const int column = mirrored(2 * x - 2 + i, n);
+            entries[i] = all + at[column];
+            v[i] = differences.base(g[column]);
+        }
+        weighEntries<K>(entries, weighted(v[0], v[1], v[2], v[3], v[4]), sums + std::ptrdiff_t(x) * K);
+    };
+    const int end = std::max((n - 1) / 2, 1); // 2 * x + 2 < n
+    for (int x = 1; x < end; ++x) {
+        const ushort* const v = g + 2 * x;
+        bases[x] = weighted(v[-2], v[-1], v[0], v[1], v[2]);
     }
+    if (differences.biased())
+        std::fill_n(bases, outCols, 16 * differences.base(0));
+    edge(0);
+    for (int x = 1; x < end; ++x) {
+        const int* const p = at + 2 * x;
+        const short* const entries[5] = {all + p[-2], all + p[-1], all + p[0], all + p[1], all + p[2]};
+        for (const int i : {kAhead, kAhead + 1}) {
+            const short* const ahead = all + p[i];
+            __builtin_prefetch(ahead);
+            __builtin_prefetch(ahead + K - 1);
+        }
+        weighEntries<K>(entries, bases[x], sums + std::ptrdiff_t(x) * K);
+    }
+    for (int x = end; x < outCols; ++x)
+        edge(x);
 }
 
 /// Ends it, from the sums of five rows, n each.
@@ -184,6 +216,7 @@ public:
         const std::size_t half = std::size_t(halfSize(levels[0].cols));
         m_scratch.resize((half + 8) * K);
         m_reduced.resize(5 * half * K);
+        m_entriesAt.resize(std::size_t(levels[0].cols) + kAhead);
     }
 
     /// Coefficients of rows first..end-1 of level 0, and of the rows of each level above that lie over them.
@@ -282,7 +315,9 @@ private:
         } else {
             for (; m_nextReduced <= std::min(2 * y + 2, below.height - 1); ++m_nextReduced)
                 atLevel([&] {
-                    reduceRemapped<K>((*m_gauss)[0].template ptr<ushort>(m_nextReduced), *m_refs, below.width,
+                    const ushort* const g = (*m_gauss)[0].template ptr<ushort>(m_nextReduced);
+                    m_refs->differences.locateRow(g, m_entriesAt.data(), below.width);
+                    reduceRemapped<K>(g, m_refs->differences, m_entriesAt.data(), m_scratch.data(), below.width,
                                       reduced(m_nextReduced), level.size.width);
                 });
             const int* rows[5];
@@ -324,7 +359,7 @@ private:
     }
 
     std::vector<Level> m_levels;
-    std::vector<int> m_scratch, m_reduced;
+    std::vector<int> m_scratch, m_reduced, m_entriesAt;
     int m_nextReduced = 0; ///< The next row of level 0 to be reduced along the row.
     const std::vector<cv::Mat>* m_gauss = nullptr;
     std::vector<cv::Mat>* m_out = nullptr;
