@@ -46,7 +46,7 @@ py::array developAll(const py::object& array, const py::object& recipe, const py
                      const py::object& progress)
 {
     constexpr const char* kCall = "develop";
-    constexpr float kOpening = 0.6f;
+    constexpr float kOpening = 0.1f, kPrepared = 0.6f;
     const Recipe settings = recipeOf(kCall, recipe);
     Reporter reporter(kCall, progress);
     const Input packed(kCall, "array", array, kPacked);
@@ -55,9 +55,11 @@ py::array developAll(const py::object& array, const py::object& recipe, const py
     bool done = false;
     released(kCall, [&] {
         Developer developer;
-        done = developer.open(pixelsOf(packed.mat(), channels), [&](float share) {
-            return reporter(kOpening * share);
-        }) && renderInto(developer, settings, channels, result.mat(), reporter, kOpening);
+        const auto opening = [&](double share) { return reporter(kOpening * float(share)); };
+        const auto preparing = [&](double share) { return reporter(kOpening + (kPrepared - kOpening) * float(share)); };
+        done = developer.open(pixelsOf(packed.mat(), channels), opening, Opening::Needed) &&
+               developer.prepare(settings, preparing) &&
+               renderInto(developer, settings, channels, result.mat(), reporter, kPrepared);
     });
     reporter.finish(done);
     return result.finish();
