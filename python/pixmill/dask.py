@@ -29,6 +29,7 @@ array: Any = _array  # untyped, both
 distributed: Any = _distributed
 
 ENDINGS = {"jpeg": ".jpg", "png": ".png", "tiff": ".tif"}
+ASK_EVERY, ANSWERS_WITHIN = 5.0, 30.0  # seconds: whether the scheduler is still the same, and how long that may take
 FORMATS = {".jpg": "jpeg", ".jpeg": "jpeg", ".png": "png", ".tif": "tiff", ".tiff": "tiff"}
 
 
@@ -186,6 +187,11 @@ def borrowed(client: Any) -> Iterator[Any]:
     yield client
 
 
+def scheduler_of(client: Any) -> Any:
+    """The name of the scheduler that answers; one that is restarted has another."""
+    return client.sync(client.scheduler.identity, callback_timeout=ANSWERS_WITHIN)["id"]
+
+
 class Batch:
     """Jobs that are handed to a cluster until every one has a result, also over a scheduler's restart."""
 
@@ -209,15 +215,31 @@ class Batch:
         self.settle(i, Result(job.source, job.target, "failed", f"{job.source}: {words}"))
 
     def hand_over(self, client: Any) -> None:
-        """Takes results until there are no more to come; those of a scheduler that was lost do not come."""
+        """Takes results until there are no more to come; those of a scheduler that was lost do not come.
+
+        Mostly they are cancelled then, but a client that is just connecting again may wait for them without end.
+        """
+        scheduler, asked = scheduler_of(client), time.monotonic()
         futures = {client.submit(develop_one, self._jobs[i], pure=False): i for i in self.waiting()}
-        for future in distributed.as_completed(futures):
-            if future.status == "finished":
-                self.settle(futures[future], Result(*future.result()))
-            elif future.status == "error":
-                failure = future.exception()
-                killed = isinstance(failure, distributed.KilledWorker)
-                self.fail(futures[future], "ends every worker that takes it" if killed else repr(failure))
+        coming = distributed.as_completed(futures)
+        while not coming.is_empty():
+            ready = coming.next_batch(block=False)
+            for future in ready:
+                self.take(futures[future], future)
+            if time.monotonic() - asked > ASK_EVERY:
+                if scheduler_of(client) != scheduler:
+                    return
+                asked = time.monotonic()
+            if not ready:
+                time.sleep(0.02)
+
+    def take(self, i: int, future: Any) -> None:
+        if future.status == "finished":
+            self.settle(i, Result(*future.result(timeout=ANSWERS_WITHIN)))
+        elif future.status == "error":
+            failure = future.exception(timeout=ANSWERS_WITHIN)
+            killed = isinstance(failure, distributed.KilledWorker)
+            self.fail(i, "ends every worker that takes it" if killed else repr(failure))
 
     def run(self, connect: Callable[[], Any], patience: float) -> None:
         self.tell()

@@ -148,6 +148,28 @@ def test_a_scheduler_that_is_restarted_loses_nothing(pictures, slow_tool, cluste
     assert all(len(seen) == 1 for seen in watch.seen.values())
 
 
+def test_results_that_a_lost_scheduler_owes_are_not_waited_for(pictures, slow_tool, tmp_path, monkeypatch):
+    """As where the client takes jobs while it connects to another scheduler, and forgets them."""
+    tool, log = slow_tool
+    names = iter(["before", "after"])
+    monkeypatch.setattr(pixmill.dask, "ASK_EVERY", 0.1)
+    monkeypatch.setattr(pixmill.dask, "scheduler_of", lambda client: next(names, "after"))
+    with pixmill.dask.local_cluster(1) as client:
+        submit, lost = client.submit, []
+
+        def forgets(*arguments, **options):
+            if len(lost) == 2:
+                return submit(*arguments, **options)
+            lost.append(pixmill.dask.distributed.Future(f"forgotten-{len(lost)}", client, inform=False))
+            return lost[-1]
+
+        monkeypatch.setattr(client, "submit", forgets)
+        report = Started(pictures[:2], tmp_path / "out", RECIPE, client, tool=tool).result()
+    assert len(lost) == 2
+    assert states(report) == ["done"] * 2
+    assert len(log.read_text().splitlines()) == 2
+
+
 def test_a_scheduler_that_stays_away_is_told(pictures, tmp_path):
     report = pixmill.dask.develop_many(pictures[:2], tmp_path / "out", scheduler="tcp://127.0.0.1:1", patience=1)
     assert states(report) == ["failed"] * 2
