@@ -97,24 +97,16 @@ void setupTable(T* table, int entries, const Cut& cut, const char* call)
         smoothTables<1, T>({table}, entries, {cut.sigma});
 }
 
-/// Smooths `count` tables, 4 at the most, side by side.
-void smoothTogether(ushort* const* t, const float* sigmas, int count)
+/// Smooths `count` tables, 4 at the most: lanes of one vector, those to spare filled with the last table.
+void smoothTogether(ushort* const* t, const float* s, int count)
 {
     constexpr int entries = 65536;
-    switch (count) {
-    case 4:
-        smoothTables<4, ushort>({t[0], t[1], t[2], t[3]}, entries, {sigmas[0], sigmas[1], sigmas[2], sigmas[3]});
-        break;
-    case 3:
-        smoothTables<3, ushort>({t[0], t[1], t[2]}, entries, {sigmas[0], sigmas[1], sigmas[2]});
-        break;
-    case 2:
-        smoothTables<2, ushort>({t[0], t[1]}, entries, {sigmas[0], sigmas[1]});
-        break;
-    case 1:
-        smoothTables<1, ushort>({t[0]}, entries, {sigmas[0]});
-        break;
-    }
+    const int second = std::min(1, count - 1), third = std::min(2, count - 1), fourth = count - 1;
+    if (count == 1)
+        smoothTables<1, ushort>({t[0]}, entries, {s[0]});
+    else
+        smoothTables<4, ushort>({t[0], t[second], t[third], t[fourth]}, entries, {s[0], s[second], s[third], s[fourth]},
+                                count);
 }
 
 } // namespace

@@ -25,7 +25,7 @@ struct ThresholdControls {
 };
 
 /// Rebuilds `count` different tables: `luts[i]->setupLinearThreshold(controls[i]...)` for each, to the bit. Up to four
-/// lines are smoothed side by side, in about three quarters of their time, and the team shares such groups.
+/// lines are smoothed side by side, in about the time of one, and the team shares such groups.
 void setupLinearThresholds(TLut16U* const* luts, const ThresholdControls* controls, int count);
 
 } // namespace pixmill::curves

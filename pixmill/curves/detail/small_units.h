@@ -3,6 +3,7 @@
 #include <pixmill/curves/detail/chunked_sweep.h>
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -63,51 +64,54 @@ struct SmallUnits {
 
 /// Puts right what a sweep of sweepChunks over line `l` with FlushSubnormals did with tiny numbers: from sample `first`
 /// on, counted in the sweep's direction, until a result comes out the same and not tiny.
-template <int L, bool forward, class Read>
-inline void restoreTiny(float* out, int n, int l, float nu, float boundary, const Read& read, int first)
+template <int L, bool forward>
+inline void restoreTiny(const float* in, float* out, int n, int l, float nu, float boundary, int first)
 {
     using S = SmallUnits;
-    const auto at = [=](int i) { return forward ? i : n - 1 - i; };
+    const auto at = [=](int i) { return (forward ? i : n - 1 - i) * L + l; };
     const double feedback = nu;
-    double sample = S::of(read(at(first), l));
-    double v = first == 0 ? S::rounded(sample * boundary)
-                          : S::rounded(sample + S::rounded(feedback * S::of(out[at(first - 1) * L + l])));
+    float sample = in[at(first)];
+    double v = first == 0 ? S::rounded(S::of(sample) * boundary)
+                          : S::rounded(S::of(sample) + S::rounded(feedback * S::of(out[at(first - 1)])));
     bool steady = false; // the last step changed nothing; nor does the next one with the same sample
     for (int i = first;;) {
-        float& o = out[at(i) * L + l];
         const float result = S::toFloat(v);
-        if (result >= kTiny && sameBits(result, o))
-            return;
-        o = result;
-        if (++i == n)
-            return;
-        const double next = S::of(read(at(i), l)), before = v;
-        if (steady && next == sample)
-            continue;
-        v = S::rounded(next + S::rounded(feedback * v));
+        do {
+            float& o = out[at(i)];
+            if (result >= kTiny && sameBits(result, o))
+                return;
+            o = result;
+            if (++i == n)
+                return;
+        } while (steady && in[at(i)] == sample);
+        const double before = v, fed = S::rounded(feedback * v);
+        const float next = in[at(i)];
+        v = next == 0 ? fed : S::rounded(S::of(next) + fed);
         steady = v == before && next == sample;
         sample = next;
     }
 }
 
 /// The same for both ends of a sweep where the table had zeros; the far end of the last sweep rounds to 0 anyway.
-template <int L, bool forward, class Read>
-inline void restoreEnds(float* out, int n, int l, float nu, float boundary, const Read& read, const ZeroEnds& zeros,
+template <int L, bool forward>
+inline void restoreEnds(const float* in, float* out, int n, int l, float nu, float boundary, const ZeroEnds& zeros,
                         bool last)
 {
-    const auto at = [=](int i) { return forward ? i : n - 1 - i; };
+    const auto at = [=](int i) { return (forward ? i : n - 1 - i) * L + l; };
     const int front = forward ? zeros.low : zeros.high, back = forward ? zeros.high : zeros.low;
     // In front the sweep rises from its start; unless it has nothing but zeros to start from, which are right as they
     // are.
-    if (front > zeros.deep && out[at(0) * L + l] < kTiny && read(at(front - 1), l) != 0)
-        restoreTiny<L, forward>(out, n, l, nu, boundary, read, 0);
+    if (front > zeros.deep && out[at(0)] < kTiny && in[at(front - 1)] != 0)
+        restoreTiny<L, forward>(in, out, n, l, nu, boundary, 0);
     if (last)
         return;
+    // Dying away over zeros, a sweep is right as long as it is not below 2^-126 itself.
+    const auto isRight = [=](float sample, float v) { return v >= (sample == 0 ? FLT_MIN : kTiny); };
     int first = n - back + zeros.deep;
-    while (first < n && !(out[at(first) * L + l] < kTiny))
+    while (first < n && isRight(in[at(first)], out[at(first)]))
         ++first;
     if (first < n)
-        restoreTiny<L, forward>(out, n, l, nu, boundary, read, first);
+        restoreTiny<L, forward>(in, out, n, l, nu, boundary, first);
 }
 
 } // namespace pixmill::curves

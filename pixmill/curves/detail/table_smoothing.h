@@ -27,10 +27,11 @@ inline void storePixel(ushort& out, float v)
     out = toPixel16(v);
 }
 
-/// The coefficients of L lines.
+/// The coefficients of L lines. Those from `used` on only fill a vector; what comes out of them is not read.
 template <int L>
 struct LineGains {
     float nu[L], boundary[L], post[L];
+    int used = L;
 };
 
 /// Both pairs of sweeps, each line as a whole: the first reads the tables and the last writes them.
@@ -40,7 +41,10 @@ inline void smoothWhole(T* const (&tables)[L], int n, const LineGains<L>& gains)
     AlignedArray<float> lines(std::size_t(n) * L);
     float* data = lines.data();
     const auto fromTable = [=](long i, int l) { return float(tables[l][i]); };
-    const auto toTable = [=](long i, int l, float v) { storePixel(tables[l][i], v * gains.post[l]); };
+    const auto toTable = [=](long i, int l, float v) {
+        if (l < gains.used)
+            storePixel(tables[l][i], v * gains.post[l]);
+    };
     const auto read = [data](long i, int l) { return data[i * L + l]; };
     const auto write = [data](long i, int l, float v) { data[i * L + l] = v; };
     sweepLines<L>(data, L, n, gains.nu, gains.boundary, fromTable, write);
@@ -48,16 +52,16 @@ inline void smoothWhole(T* const (&tables)[L], int n, const LineGains<L>& gains)
 }
 
 /// One sweep over L tables, as strict arithmetic has it.
-template <int K, bool forward, int L, class Read>
-__attribute__((noinline)) void sweepTables(float* out, int n, const LineGains<L>& gains, const ZeroEnds (&zeros)[L],
-                                           const Read& read, int ahead, bool last = false)
+template <int K, bool forward, int L>
+__attribute__((noinline)) void sweepTables(const float* in, float* out, int n, const LineGains<L>& gains,
+                                           const ZeroEnds (&zeros)[L], int ahead, bool last = false)
 {
     {
         const FlushSubnormals flush;
-        sweepChunks<L, K, forward>(out, n, gains.nu, gains.boundary, read, ahead);
+        sweepChunks<L, K, forward>(in, out, n, gains.nu, gains.boundary, ahead);
     }
-    for (int l = 0; l < L; ++l)
-        restoreEnds<L, forward>(out, n, l, gains.nu[l], gains.boundary[l], read, zeros[l], last);
+    for (int l = 0; l < gains.used; ++l)
+        restoreEnds<L, forward>(in, out, n, l, gains.nu[l], gains.boundary[l], zeros[l], last);
 }
 
 /// Both pairs of sweeps, each line in K chunks.
@@ -67,17 +71,20 @@ inline void smoothChunks(T* const (&tables)[L], int n, const LineGains<L>& gains
     AlignedArray<float> lines(std::size_t(n) * L * 2); // one block: two would go back to the system every time
     float *a = lines.data(), *b = a + std::size_t(n) * L;
     ZeroEnds zeros[L];
-    for (int l = 0; l < L; ++l)
+    for (int l = 0; l < gains.used; ++l)
         zeros[l] = ZeroEnds::of(tables[l], n, gains.nu[l]);
-    const auto fromTable = [=](long i, int l) { return float(tables[l][i]); };
-    const auto readA = [a](long i, int l) { return a[i * L + l]; };
-    const auto readB = [b](long i, int l) { return b[i * L + l]; };
-    sweepTables<K, true>(a, n, gains, zeros, fromTable, ahead);
-    sweepTables<K, false>(b, n, gains, zeros, readA, ahead);
-    sweepTables<K, true>(a, n, gains, zeros, readB, ahead);
-    sweepTables<K, false>(b, n, gains, zeros, readA, ahead, true);
-    for (int l = 0; l < L; ++l) {
-        const auto store = [table = tables[l], gain = gains.post[l], line = b + l](int first, int end) {
+    const auto load = [&tables, a](int i, int end) {
+        for (; i < end; ++i)
+            for (int l = 0; l < L; ++l)
+                a[i * L + l] = float(tables[l][i]);
+    };
+    runSpan(load, 0, n);
+    sweepTables<K, true>(a, b, n, gains, zeros, ahead);
+    sweepTables<K, false>(b, a, n, gains, zeros, ahead);
+    sweepTables<K, true>(a, b, n, gains, zeros, ahead);
+    sweepTables<K, false>(b, a, n, gains, zeros, ahead, true);
+    for (int l = 0; l < gains.used; ++l) {
+        const auto store = [table = tables[l], gain = gains.post[l], line = a + l](int first, int end) {
             for (int i = first; i < end; ++i)
                 storePixel(table[i], line[i * L] * gain);
         };
@@ -86,11 +93,13 @@ inline void smoothChunks(T* const (&tables)[L], int n, const LineGains<L>& gains
 }
 
 /// Smooths L tables of n 8-bit or 16-bit entries, side by side, by two pairs of sweeps, each in float from end to end
-/// and rounded to nearest even at last. Zeros lie at one end of a table if it has any.
+/// and rounded to nearest even at last. Zeros lie at one end of a table if it has any. Tables from `used` on only fill
+/// a vector; they are read, not written.
 template <int L, class T>
-void smoothTables(T* const (&tables)[L], int n, const float (&sigmas)[L])
+void smoothTables(T* const (&tables)[L], int n, const float (&sigmas)[L], int used = L)
 {
     LineGains<L> gains;
+    gains.used = used;
     for (int l = 0; l < L; ++l) {
         const auto gauss = RecursiveGaussian::make<double>(sigmas[l], 2);
         gains.nu[l] = gauss.nu;
@@ -99,9 +108,8 @@ void smoothTables(T* const (&tables)[L], int n, const float (&sigmas)[L])
     }
     // After this many samples a guess is mostly forgotten: first its size, then the chance that last bits still differ.
     const float ahead = 12 / (1 - *std::max_element(gains.nu, gains.nu + L));
-    constexpr int most = L > 2 ? 2 : 4; // chains at once, before the processor has no room for more
     if (n % 4 == 0 && ahead < 0.125f * float(n))
-        smoothChunks<most>(tables, n, gains, int(ahead));
+        smoothChunks<4>(tables, n, gains, int(ahead));
     else if (n % 2 == 0 && ahead < 0.25f * float(n))
         smoothChunks<2>(tables, n, gains, int(ahead));
     else
