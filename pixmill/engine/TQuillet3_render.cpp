@@ -5,6 +5,7 @@
 #include <pixmill/curves/threshold_tables.h>
 #include <pixmill/engine/zone_rows.h>
 #include <pixmill/planar/crop.h>
+#include <pixmill/rows/ask.h>
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/look_up.h>
 #include <pixmill/rows/plane.h>
@@ -84,16 +85,25 @@ PickedView pickedFrom(const cv::Mat& plane, const cv::Rect& roi, int scale)
     return view;
 }
 
-/// A row of the view's pixels; `to` receives them where they do not stand side by side.
-const ushort* pickedRow(const PickedView& view, int y, ushort* to, int n)
+/// `n` of a row's pixels from `x` on; `to` receives them where they do not stand side by side.
+const ushort* pickedPixels(const PickedView& view, int y, int x, ushort* to, int n)
 {
     const int first = view.step / 2 - (view.step > 1 ? 1 : 0);
-    askForRow(view.plane, first + view.step * (y + 1));
-    const ushort* from = view.plane.ptr<ushort>(first + view.step * y) + first;
+    askFor(view.plane, first + view.step * (y + 1), view.step * x, view.step * n);
+    const ushort* from = view.plane.ptr<ushort>(first + view.step * y) + first + view.step * x;
     if (view.step == 1)
         return from;
     everyNth(from, view.step, to, n);
     return to;
+}
+
+/// Runs `body(x, count)` on a row's pieces, between which what the next row takes is asked for.
+template <class Body>
+inline void eachPiece(int n, const Body& body)
+{
+    constexpr int kPiece = 512;
+    for (int x = 0; x < n; x += kPiece)
+        body(x, std::min(kPiece, n - x));
 }
 
 /// Rows that go through all steps before the next ones do: what a step leaves is near for the one after it, and a
@@ -150,7 +160,7 @@ void TQuillet3::prepareLuma(View& view)
         crop(m_Y, m_roiY);
         view.luma.plane = m_roiY;
     } else {
-        ensure(m_roiY, view.luma.plane.size() / view.luma.step, CV_16UC1);
+        ensureLarge(m_roiY, view.luma.plane.size() / view.luma.step, CV_16UC1);
     }
     if (weighs) {
         crop(m_fullDr, m_scratch[1]);
@@ -191,7 +201,7 @@ void TQuillet3::prepareLevel(int level, const cv::Mat& extra, View& view)
             cv::addWeighted(plane, 1.0, extra, 1.0, -32768.0, plane, -1);
         source.plane = plane;
     } else {
-        ensure(plane, source.plane.size() / source.step, CV_16UC1);
+        ensureLarge(plane, source.plane.size() / source.step, CV_16UC1);
     }
     checkPlane(plane, m_roiY.size(), CV_16UC1, kProc, "m_roiDetail");
     view.renders[level] = true;
@@ -205,33 +215,39 @@ void TQuillet3::renderRows(const View& view)
     const cv::Size size = m_roiY.size();
     for (const cv::Mat& plane : m_roiDetail)
         checkPlane(plane, size, CV_16UC1, kProc, "m_roiDetail");
-    ensure(m_result, size, CV_16UC1);
+    ensureLarge(m_result, size, CV_16UC1);
 
-    const auto row = [](cv::Mat& plane, int y) { return plane.ptr<ushort>(y); };
-    const auto luma = [&](int y) {
-        ushort* to = row(m_roiY, y);
-        lookUpRow<16>(pickedRow(view.luma, y, to, size.width), to, view.light, size.width);
+    const auto at = [](cv::Mat& plane, int y, int x, int n) {
+        askFor(plane, y + 1, x, n);
+        return plane.ptr<ushort>(y) + x;
     };
-    const auto detail = [&](int level, int y) {
-        ushort* to = row(m_roiDetail[level], y);
-        const ushort* from = pickedRow(view.detail[level], y, to, size.width);
+    const auto luma = [&](int y, int x, int n) {
+        ushort* to = at(m_roiY, y, x, n);
+        lookUpRow<16>(pickedPixels(view.luma, y, x, to, n), to, view.light, n);
+    };
+    const auto detail = [&](int level, int y, int x, int n) {
+        ushort* to = at(m_roiDetail[level], y, x, n);
+        const ushort* from = pickedPixels(view.detail[level], y, x, to, n);
         if (view.toned[level])
-            toneRow(m_tables[level].pairs.data(), row(m_roiY, y), from, to, size.width);
+            toneRow(m_tables[level].pairs.data(), m_roiY.ptr<ushort>(y) + x, from, to, n);
         else if (from != to)
-            std::copy_n(from, size.width, to);
+            std::copy_n(from, n, to);
     };
-    const auto sum = [&](int y) {
-        addEdgesRow(row(m_roiY, y), row(m_roiDetail[0], y), row(m_roiDetail[1], y), row(m_roiDetail[2], y),
-                    row(m_result, y), size.width);
+    const auto sum = [&](int y, int x, int n) {
+        const auto detailAt = [&](int level) { return m_roiDetail[level].ptr<ushort>(y) + x; };
+        addEdgesRow(m_roiY.ptr<ushort>(y) + x, detailAt(0), detailAt(1), detailAt(2), at(m_result, y, x, n), n);
+    };
+    const auto eachRow = [&](int first, int end, const auto& pieces) {
+        for (int y = first; y < end; ++y)
+            eachPiece(size.width, [&](int x, int n) { pieces(y, x, n); });
     };
     const auto band = [&](int first, int end) {
-        for (int y = first; view.light && y < end; ++y)
-            luma(y);
+        if (view.light)
+            eachRow(first, end, luma);
         for (int level = 0; level < 3; ++level)
-            for (int y = first; view.renders[level] && y < end; ++y)
-                detail(level, y);
-        for (int y = first; y < end; ++y)
-            sum(y);
+            if (view.renders[level])
+                eachRow(first, end, [&](int y, int x, int n) { detail(level, y, x, n); });
+        eachRow(first, end, sum);
     };
     const auto span = [&](int first, int end) {
         for (; first < end; first += kBand)

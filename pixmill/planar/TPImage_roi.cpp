@@ -5,6 +5,7 @@
 #include <pixmill/primitives/filter.h>
 #include <pixmill/primitives/resize.h>
 #include <pixmill/resample/resample.h>
+#include <pixmill/rows/ask.h>
 #include <pixmill/rows/check.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/plane.h>
@@ -42,14 +43,18 @@ struct Window {
     {
     }
 
+    PIXMILL_ASKS void ask(int x, int n) const
+    {
+        for (const T* line : {above, row, below})
+            askFor(line + x, n);
+    }
+
     int columnSum(int x) const { return above[x] + row[x] + below[x]; }
     int mean(int x) const
     {
         return meanOfNine(columnSum(std::max(x - 1, 0)) + columnSum(x) + columnSum(std::min(x + 1, cols - 1)));
     }
 };
-
-constexpr int kTile = 2048;
 
 /// Means of windows from sums of columns: the first window has its left column at `sums`, the next ones `step` further.
 template <class T>
@@ -60,15 +65,17 @@ inline void meansOfSums(const int* __restrict sums, int step, T* __restrict out,
 }
 
 /// Means of the windows around `count` pixels, `scale` apart from `first`; all of them inside the row. `known` is the
-/// scale where the compiler may know it, else 0.
+/// scale where the compiler may know it, else 0. What the `next` row takes is asked for.
 template <int known, class T>
-inline void meanRow(const Window<T>& window, int first, int scale, T* out, int count)
+inline void meanRow(const Window<T>& window, const Window<T>& next, int first, int scale, T* out, int count)
 {
-    int sums[kTile];
-    const int most = std::max((kTile - 3) / scale, 0) + 1;
+    constexpr int kPiece = 512;
+    int sums[kPiece];
+    const int most = std::max((kPiece - 3) / scale, 0) + 1;
     for (int done = 0; done < count; done += most) {
         const int part = std::min(most, count - done), left = first + done * scale - 1, n = (part - 1) * scale + 3;
         const int begin = std::max(left, 0), end = std::min(left + n, window.cols);
+        next.ask(begin, end - begin);
         for (int x = begin; x < end; ++x)
             sums[x - left] = window.columnSum(x);
         if (begin > left)
@@ -89,7 +96,7 @@ void pickedMeans(const cv::Mat& plane, cv::Mat& out, int scale)
     forEachRow(out.size(), [&](int y) {
         const Window<T> window(plane, pick(y, plane.rows));
         T* o = out.ptr<T>(y);
-        meanRow<known>(window, first, scale, o, exact);
+        meanRow<known>(window, Window<T>(plane, pick(y + 1, plane.rows)), first, scale, o, exact);
         for (int x = exact; x < out.cols; ++x)
             o[x] = exact > 0 ? o[exact - 1] : T(window.mean(pick(x, plane.cols)));
     });

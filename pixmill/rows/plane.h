@@ -48,19 +48,6 @@ inline bool covers(const cv::Mat& plane, cv::Size size, int type)
     return size.empty() || (plane.type() == type && covers(plane, size));
 }
 
-/// Asks for the samples of a 16-bit plane's row `y`, if it has one. The rows of a view into a larger plane lie in pages
-/// of their own, at whose beginnings the processor would wait. Always inlined: g++ drops calls of what does nothing
-/// else.
-__attribute__((always_inline)) inline void askForRow(const cv::Mat& plane, int y)
-{
-    constexpr int kLine = 32;
-    if (y >= plane.rows)
-        return;
-    const auto* row = plane.ptr<unsigned short>(y);
-    for (int x = 0; x < plane.cols; x += kLine)
-        __builtin_prefetch(row + x, 0, 2);
-}
-
 /// Lets go of pixels that others hold too, so that what is written next goes into memory of its own.
 inline void leaveShared(cv::Mat& m)
 {
