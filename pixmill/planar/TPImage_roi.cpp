@@ -43,10 +43,12 @@ struct Window {
     {
     }
 
-    PIXMILL_ASKS void ask(int x, int n) const
+    /// Asks for what was not read for the `last` window, further up.
+    PIXMILL_ASKS void ask(int x, int n, const Window& last) const
     {
         for (const T* line : {above, row, below})
-            askFor(line + x, n);
+            if (line > last.below)
+                askFor(line + x, n);
     }
 
     int columnSum(int x) const { return above[x] + row[x] + below[x]; }
@@ -75,7 +77,7 @@ inline void meanRow(const Window<T>& window, const Window<T>& next, int first, i
     for (int done = 0; done < count; done += most) {
         const int part = std::min(most, count - done), left = first + done * scale - 1, n = (part - 1) * scale + 3;
         const int begin = std::max(left, 0), end = std::min(left + n, window.cols);
-        next.ask(begin, end - begin);
+        next.ask(begin, end - begin, window);
         for (int x = begin; x < end; ++x)
             sums[x - left] = window.columnSum(x);
         if (begin > left)

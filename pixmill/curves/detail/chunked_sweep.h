@@ -18,17 +18,31 @@ struct LineSamples {
     typedef float Four __attribute__((vector_size(16)));
     using Type = std::conditional_t<L == 1, float, Four>;
 
-    static Type load(const float* from)
+    /// Of one line samples of any type, of more than one floats.
+    template <class In>
+    static Type load(const In* from)
     {
-        Type v;
-        std::memcpy(&v, from, sizeof v);
-        return v;
+        if constexpr (L == 1) {
+            return float(*from);
+        } else {
+            Type v;
+            std::memcpy(&v, static_cast<const float*>(from), sizeof v);
+            return v;
+        }
+    }
+
+    static void store(float* to, Type v)
+    {
+        if constexpr (L == 1)
+            *to = v;
+        else
+            std::memcpy(to, &v, sizeof v);
     }
 };
 
 /// Does those chunks again that did not start from what the chunk before left, until both ways agree.
-template <int L, int K, bool forward>
-inline void redoWrongStarts(const float* in, float* out, int n, const float (&nu)[L], const float (&guess)[K][L])
+template <int L, int K, bool forward, class In>
+inline void redoWrongStarts(const In* in, float* out, int n, const float (&nu)[L], const float (&guess)[K][L])
 {
     const int length = n / K;
     const auto at = [=](int i) { return (forward ? i : n - 1 - i) * L; };
@@ -56,14 +70,14 @@ inline void redoWrongStarts(const float* in, float* out, int n, const float (&nu
 ///
 /// @param out     Not `in`.
 /// @param ahead   Samples that a chunk starts ahead, less than n / K.
-template <int L, int K, bool forward>
-inline void sweepChunks(const float* in, float* out, int n, const float (&nu)[L], const float (&boundary)[L], int ahead)
+template <int L, int K, bool forward, class In>
+inline void sweepChunks(const In* in, float* out, int n, const float (&nu)[L], const float (&boundary)[L], int ahead)
 {
     using Samples = typename LineSamples<L>::Type;
     const int length = n / K;
     const auto at = [=](int i) { return (forward ? i : n - 1 - i) * L; };
     const auto sample = [=](int i) { return LineSamples<L>::load(in + at(i)); };
-    const auto write = [=](int i, const Samples& v) { std::memcpy(out + at(i), &v, sizeof v); };
+    const auto write = [=](int i, Samples v) { LineSamples<L>::store(out + at(i), v); };
     const Samples feedback = LineSamples<L>::load(nu), first = LineSamples<L>::load(boundary);
     // Tables rise: a sweep comes from below, and to the bit settles on another number than it would from above.
     const Samples below = forward ? first * 0.999f : first;
@@ -76,7 +90,7 @@ inline void sweepChunks(const float* in, float* out, int n, const float (&nu)[L]
             value[k] = sample(k * length + i) + feedback * value[k];
     write(0, value[0] = sample(0) * first);
     for (int k = 1; k < K; ++k) {
-        std::memcpy(guess[k], &value[k], sizeof guess[k]);
+        LineSamples<L>::store(guess[k], value[k]);
         write(k * length, value[k] = sample(k * length) + feedback * value[k]);
     }
     for (int i = 1; i < length; ++i)

@@ -64,8 +64,8 @@ struct SmallUnits {
 
 /// Puts right what a sweep of sweepChunks over line `l` with FlushSubnormals did with tiny numbers: from sample `first`
 /// on, counted in the sweep's direction, until a result comes out the same and not tiny.
-template <int L, bool forward>
-inline void restoreTiny(const float* in, float* out, int n, int l, float nu, float boundary, int first)
+template <int L, bool forward, class In>
+inline void restoreTiny(const In* in, float* out, int n, int l, float nu, float boundary, int first)
 {
     using S = SmallUnits;
     const auto at = [=](int i) { return (forward ? i : n - 1 - i) * L + l; };
@@ -93,8 +93,8 @@ inline void restoreTiny(const float* in, float* out, int n, int l, float nu, flo
 }
 
 /// The same for both ends of a sweep where the table had zeros; the far end of the last sweep rounds to 0 anyway.
-template <int L, bool forward>
-inline void restoreEnds(const float* in, float* out, int n, int l, float nu, float boundary, const ZeroEnds& zeros,
+template <int L, bool forward, class In>
+inline void restoreEnds(const In* in, float* out, int n, int l, float nu, float boundary, const ZeroEnds& zeros,
                         bool last)
 {
     const auto at = [=](int i) { return (forward ? i : n - 1 - i) * L + l; };

@@ -34,26 +34,9 @@ struct LineGains {
     int used = L;
 };
 
-/// Both pairs of sweeps, each line as a whole: the first reads the tables and the last writes them.
-template <int L, class T>
-inline void smoothWhole(T* const (&tables)[L], int n, const LineGains<L>& gains)
-{
-    AlignedArray<float> lines(std::size_t(n) * L);
-    float* data = lines.data();
-    const auto fromTable = [=](long i, int l) { return float(tables[l][i]); };
-    const auto toTable = [=](long i, int l, float v) {
-        if (l < gains.used)
-            storePixel(tables[l][i], v * gains.post[l]);
-    };
-    const auto read = [data](long i, int l) { return data[i * L + l]; };
-    const auto write = [data](long i, int l, float v) { data[i * L + l] = v; };
-    sweepLines<L>(data, L, n, gains.nu, gains.boundary, fromTable, write);
-    sweepLines<L>(data, L, n, gains.nu, gains.boundary, read, toTable);
-}
-
 /// One sweep over L tables, as strict arithmetic has it.
-template <int K, bool forward, int L>
-__attribute__((noinline)) void sweepTables(const float* in, float* out, int n, const LineGains<L>& gains,
+template <int K, bool forward, int L, class In>
+__attribute__((noinline)) void sweepTables(const In* in, float* out, int n, const LineGains<L>& gains,
                                            const ZeroEnds (&zeros)[L], int ahead, bool last = false)
 {
     {
@@ -73,13 +56,17 @@ inline void smoothChunks(T* const (&tables)[L], int n, const LineGains<L>& gains
     ZeroEnds zeros[L];
     for (int l = 0; l < gains.used; ++l)
         zeros[l] = ZeroEnds::of(tables[l], n, gains.nu[l]);
-    const auto load = [&tables, a](int i, int end) {
-        for (; i < end; ++i)
-            for (int l = 0; l < L; ++l)
-                a[i * L + l] = float(tables[l][i]);
-    };
-    runSpan(load, 0, n);
-    sweepTables<K, true>(a, b, n, gains, zeros, ahead);
+    if constexpr (L == 1) {
+        sweepTables<K, true>(tables[0], b, n, gains, zeros, ahead);
+    } else {
+        const auto load = [&tables, a](int i, int end) {
+            for (; i < end; ++i)
+                for (int l = 0; l < L; ++l)
+                    a[i * L + l] = float(tables[l][i]);
+        };
+        runSpan(load, 0, n);
+        sweepTables<K, true>(a, b, n, gains, zeros, ahead);
+    }
     sweepTables<K, false>(b, a, n, gains, zeros, ahead);
     sweepTables<K, true>(a, b, n, gains, zeros, ahead);
     sweepTables<K, false>(b, a, n, gains, zeros, ahead, true);
@@ -113,7 +100,7 @@ void smoothTables(T* const (&tables)[L], int n, const float (&sigmas)[L], int us
     else if (n % 2 == 0 && ahead < 0.25f * float(n))
         smoothChunks<2>(tables, n, gains, int(ahead));
     else
-        smoothWhole(tables, n, gains);
+        smoothChunks<1>(tables, n, gains, 0);
 }
 
 } // namespace pixmill::curves
