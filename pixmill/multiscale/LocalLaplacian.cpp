@@ -27,22 +27,19 @@ using namespace pixmill::multiscale;
 namespace {
 
 constexpr int kEntries = 65536;
+constexpr int kLargestShort = 32767 / 8; ///< Differences whose enlarging sums have 16 bits.
 constexpr int kLeastBand = 256; ///< Rows of a band; its neighbours' rows that it computes again stay few beside them.
 
-/// Of every pixel value, the two remapped values between which it lies.
-template <int K>
-AlignedArray<std::uint32_t> bracketingValues(const ushort* remap, int step, float invStep)
+/// Of pixel values from a reference on, what the remapping adds for that reference and for the next one.
+template <int K, class Sum>
+AlignedArray<Two<Sum>> differencesBetween(const ushort* remap, int step)
 {
-    AlignedArray<std::uint32_t> pairs(kEntries);
-    for (int v = 0; v < kEntries; ++v) {
-        const ushort value = ushort(v);
-        int low;
-        bracketRow<K>(&value, invStep, &low, 1);
-        const ushort pair[2] = {RemapDifferences<K>::remapped(remap, v, low, step),
-                                RemapDifferences<K>::remapped(remap, v, low + 1, step)};
-        pairs[v] = pairAt<std::uint32_t>(pair);
+    AlignedArray<Two<Sum>> between(kEntries - (K - 2) * step);
+    for (int from = 0; from < int(between.size()); ++from) {
+        const Sum pair[2] = {Sum(difference(remap, from)), Sum(difference(remap, from - step))};
+        between[from] = twoAt(pair);
     }
-    return pairs;
+    return between;
 }
 
 /// How often a plane can be halved until it is one pixel.
@@ -104,38 +101,25 @@ void smoothTable(ushort* table, float sigma)
     ippiConvert_32f16u_C1R(line.data(), 2 * kTableBytes, table, kTableBytes, {kEntries, 1}, ippRndNear);
 }
 
-/// The picture and its reductions to `count` levels.
-std::vector<cv::Mat> gaussianPyramid(const cv::Mat& picture, int count)
+/// Room for the coefficients of `count` levels; the finest ones stand in `out` unless that overlaps the picture.
+std::vector<cv::Mat> roomForCoefficients(const cv::Mat& picture, const cv::Mat& out, int count)
 {
     std::vector<cv::Mat> levels(count);
-    levels[0] = picture;
-    for (int l = 1; l < count; ++l) {
+    levels[0] = overlap(picture, out) ? cv::Mat(out.size(), CV_16UC1) : out;
+    for (int l = 1; l < count; ++l)
         levels[l].create(halfSize(levels[l - 1].size()), CV_16UC1);
-        pyramidDown(levels[l - 1], levels[l]);
-    }
     return levels;
 }
 
-/// Room for every level's coefficients; the finest ones stand in `out` unless that overlaps the picture.
-std::vector<cv::Mat> roomForCoefficients(const std::vector<cv::Mat>& gauss, const cv::Mat& out)
+template <int K, class Sum>
+void computeCoefficients(const cv::Mat& picture, const ushort* remap, const RemapDifferences<K>& differences, int step,
+                         float invStep, std::vector<cv::Mat>& coefficients)
 {
-    std::vector<cv::Mat> levels(gauss.size());
-    levels[0] = overlap(gauss[0], out) ? cv::Mat(out.size(), CV_16UC1) : out;
-    for (std::size_t l = 1; l < levels.size(); ++l)
-        levels[l].create(gauss[l].size(), CV_16UC1);
-    return levels;
-}
-
-template <int K>
-void computeCoefficients(const std::vector<cv::Mat>& gauss, const References<K>& refs,
-                         std::vector<cv::Mat>& coefficients)
-{
-    const cv::Size size = gauss[0].size();
-    const int bands = limit(size.height / kLeastBand, 1, teamSize());
-    std::vector<RemappedBand<K>> walkers(bands, RemappedBand<K>(gauss));
-    forEachIndex(bands, long(size.area()) * K, [&](int band) {
-        const int first = int(long(size.height) * band / bands), end = int(long(size.height) * (band + 1) / bands);
-        walkers[band].run(gauss, coefficients, refs, first, end);
+    const AlignedArray<Two<Sum>> between = differencesBetween<K, Sum>(remap, step);
+    const int height = picture.rows, bands = limit(height / kLeastBand, 1, teamSize());
+    forEachIndex(bands, long(picture.total()) * K, [&](int band) {
+        const int first = int(long(height) * band / bands), end = int(long(height) * (band + 1) / bands);
+        RemappedBand<K, Sum>(picture, differences, between, invStep, coefficients).run(first, end);
     });
 }
 
@@ -187,11 +171,12 @@ void LocalLaplacian::filter(const char* call, const cv::Mat& in, cv::Mat& out, i
     calRemapLut();
 
     const int levels = std::max(m_numLevels, 1), count = std::min(levels, halvings(in.size()) + 2);
-    const std::vector<cv::Mat> gauss = gaussianPyramid(picture, count);
-    std::vector<cv::Mat> coefficients = roomForCoefficients(gauss, out);
+    std::vector<cv::Mat> coefficients = roomForCoefficients(picture, out, count);
     const RemapDifferences<K> differences(m_remap_p, step);
-    const AlignedArray<std::uint32_t> pairs = bracketingValues<K>(m_remap_p, step, invStep);
-    computeCoefficients<K>(gauss, {invStep, differences, pairs.data()}, coefficients);
+    if (differences.largest() <= kLargestShort)
+        computeCoefficients<K, short>(picture, m_remap_p, differences, step, invStep, coefficients);
+    else
+        computeCoefficients<K, int>(picture, m_remap_p, differences, step, invStep, coefficients);
 
     if (levels > count)
         addLevels(levels - count, coefficients);

@@ -78,10 +78,11 @@ inline int weighted(int a, int b, int c, int d, int e)
     return (a + e) + 4 * (b + d) + 6 * c;
 }
 
-/// One channel: sums of even and odd columns stand apart, so that neither pass needs shuffles.
-template <class T>
-inline void pyrDownRowOfOne(const T* const rows[5], int n, T* out, int outCols,
-                            typename PyramidSum<T>::type* __restrict scratch)
+/// One channel: sums of even and odd columns stand apart, so that neither pass needs shuffles. `put(x, sum)` takes
+/// each pixel's sum, 256 times the pixel, and 128 to round it.
+template <class T, class Put>
+inline void pyrDownRowOfOne(const T* const rows[5], int n, int outCols,
+                            typename PyramidSum<T>::type* __restrict scratch, const Put& put)
 {
     using Sum = typename PyramidSum<T>::type;
     using Pair = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
@@ -108,10 +109,8 @@ inline void pyrDownRowOfOne(const T* const rows[5], int n, T* out, int outCols,
         *column(i) = *column(mirrored(i, n));
 
     PIXMILL_SAME_SAMPLE_ALIASING
-    for (int x = 0; x < outCols; ++x) {
-        const auto sum = Sum(weighted(even[x - 1], odd[x - 1], even[x], odd[x], even[x + 1]) + 128);
-        out[x] = T(sum >> 8);
-    }
+    for (int x = 0; x < outCols; ++x)
+        put(x, Sum(weighted(even[x - 1], odd[x - 1], even[x], odd[x], even[x + 1]) + 128));
 }
 
 /// Ends the reducing step: the row from the sums of its five source rows, weighed 1 4 6 4 1 one below the other. Two
@@ -140,7 +139,7 @@ inline void pyrDownRow(const T* const rows[5], int n, T* out, int outCols,
 {
     using Sum = typename PyramidSum<T>::type;
     if constexpr (cn == 1) {
-        pyrDownRowOfOne(rows, n, out, outCols, scratch);
+        pyrDownRowOfOne(rows, n, outCols, scratch, [=](int x, Sum sum) { out[x] = T(sum >> 8); });
     } else {
         const T *a = rows[0], *b = rows[1], *c = rows[2], *d = rows[3], *e = rows[4];
         Sum* const sums = scratch + 2 * cn;

@@ -1,8 +1,9 @@
 #pragma once
 
+#include <pixmill/multiscale/detail/reduce_differences.h>
 #include <pixmill/multiscale/detail/remap_differences.h>
-#include <pixmill/rows/look_up.h>
-#include <pixmill/rows/pixel.h>
+#include <pixmill/multiscale/detail/remapped_coefficients.h>
+#include <pixmill/rows/mirrored.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/pyramid.h>
 #include <pixmill/rows/rows.h>
@@ -10,7 +11,7 @@
 #include <opencv2/core/mat.hpp>
 
 #include <algorithm>
-#include <cstdint>
+#include <cstddef>
 #include <cstring>
 #include <vector>
 
@@ -22,229 +23,79 @@ namespace pixmill::multiscale {
 
 using namespace rows;
 
-/// Reference k of the K is k * step, and invStep 1 / step.
-template <int K>
-struct References {
-    float invStep;
-    const RemapDifferences<K>& differences;
-    const std::uint32_t* pairs; ///< Of every pixel value, the two remapped values between which it lies, low one first.
-};
-
-/// The lower of the two references between which each pixel lies.
-template <int K>
-inline void bracketRow(const ushort* __restrict g, float invStep, int* __restrict low, int n)
-{
-    for (int x = 0; x < n; ++x)
-        low[x] = limit(int(float(g[x]) * invStep), 0, K - 2);
-}
-
-/// Pixels interpolated at a time. Their places between the references come first, then what lies there is picked, and
-/// the arithmetic on it comes last: so only the picking is not done in lanes.
-constexpr int kPicked = 256;
-
-/// Two neighbouring samples as one number.
-template <class Pair, class T>
-inline Pair pairAt(const T* samples)
-{
-    static_assert(sizeof(Pair) == 2 * sizeof(T));
-    Pair pair;
-    std::memcpy(&pair, samples, sizeof pair);
-    return pair;
-}
-
-// Picking is kept out of line, so that it stays the plain loop at every processor level: gathers are slower.
-
-template <int K>
-__attribute__((noinline)) void pickPairs(const ushort* values, const int* low, std::uint32_t* picked, int n)
-{
-    for (int x = 0; x < n; ++x)
-        picked[x] = pairAt<std::uint32_t>(values + std::ptrdiff_t(x) * K + low[x]);
-}
-
-/// From the enlarging step's sums, of which the first belongs to an even column. Two sums add up in one 64-bit number,
-/// as they stay below 2^23.
-template <int K>
-__attribute__((noinline)) void pickSums(const int* sums, const int* low, std::uint64_t* picked, int n)
-{
-    const auto at = [](const int* s) { return pairAt<std::uint64_t>(s); };
-    for (int x = 0; x < n; x += 2) {
-        const int* const even = sums + x / 2 * K + low[x];
-        picked[x] = at(even - K) + at(even + K) + 6 * at(even);
-        if (x + 1 < n) {
-            const int* const odd = sums + x / 2 * K + low[x + 1];
-            picked[x + 1] = 4 * (at(odd) + at(odd + K));
-        }
-    }
-}
-
-inline ushort blendReferences(int low, int high, float fraction)
-{
-    return ushort(int(float(high) * fraction + float(low) * (1.0f - fraction)));
-}
-
-inline void blendRow(const ushort* __restrict g, const int* __restrict low, float invStep,
-                     const std::uint32_t* __restrict values, ushort* __restrict out, int n)
-{
-    for (int x = 0; x < n; ++x) {
-        const float fraction = float(g[x]) * invStep - float(low[x]);
-        out[x] = blendReferences(int(values[x] & 65535), int(values[x] >> 16), fraction);
-    }
-}
-
-/// The same of values less the enlarged next level, biased by 32767. `up` holds pairs of the enlarging step's sums.
-inline void blendDetailRow(const ushort* __restrict g, const int* __restrict low, float invStep,
-                           const std::uint32_t* __restrict values, const std::uint64_t* __restrict up,
-                           ushort* __restrict out, int n)
-{
-    const auto detail = [](std::uint32_t value, std::uint32_t sum) {
-        return clamp16(int(value) - int((sum + 32) >> 6) + 32767);
-    };
-    for (int x = 0; x < n; ++x) {
-        const float fraction = float(g[x]) * invStep - float(low[x]);
-        out[x] = blendReferences(detail(values[x] & 65535, std::uint32_t(up[x])),
-                                 detail(values[x] >> 16, std::uint32_t(up[x] >> 32)), fraction);
-    }
-}
-
-/// Level coefficients of one row. `values` are its pixels' remapped values, K each; null at level 0, where a pixel's
-/// value tells them. `sums` are the enlarging step's, for the row; null where no level lies above, and the remapped
-/// values themselves are interpolated.
-template <int K>
-inline void coefficientRow(const ushort* g, const References<K>& refs, const ushort* values, const int* sums,
-                           ushort* out, int n)
-{
-    int low[kPicked];
-    std::uint32_t picked[kPicked];
-    std::uint64_t up[kPicked];
-    for (int x = 0; x < n; x += kPicked) {
-        const int m = std::min(kPicked, n - x);
-        bracketRow<K>(g + x, refs.invStep, low, m);
-        if (values)
-            pickPairs<K>(values + std::ptrdiff_t(x) * K, low, picked, m);
-        else
-            lookUpRow<16>(g + x, picked, refs.pairs, m);
-        if (sums) {
-            pickSums<K>(sums + std::ptrdiff_t(x / 2) * K, low, up, m);
-            blendDetailRow(g + x, low, refs.invStep, picked, up, out + x, m);
-        } else {
-            blendRow(g + x, low, refs.invStep, picked, out + x, m);
-        }
-    }
-}
-
-/// One pixel's sums: `base` and K entries of five pixels, weighed. Eight at a time, the last ones again where K is not
-/// a multiple of eight.
-template <int K>
-inline void weighEntries(const short* const entries[5], int base, int* sums)
-{
-    const auto eight = [&](int first) {
-        const short *a = entries[0] + first, *b = entries[1] + first, *c = entries[2] + first, *d = entries[3] + first,
-                    *e = entries[4] + first;
-        int s[8];
-        for (int k = 0; k < 8; ++k)
-            s[k] = base + (a[k] + e[k]) + 4 * (b[k] + c[k] + d[k]) + 2 * c[k];
-        std::memcpy(sums + first, s, sizeof s);
-    };
-    eight(0);
-    eight(std::min(8, K - 8));
-    if constexpr (K > 16)
-        eight(K - 8);
-}
-
-/// Entries are fetched so many pixels ahead.
-constexpr int kAhead = 16;
-
-/// Begins the reducing step at level 0: of a row of pixels the remapped values around every second one, weighed
-/// 1 4 6 4 1 side by side: the pixels, or the bias, and their entries, which begin at at[x].
-template <int K>
-inline void reduceRemapped(const ushort* g, const RemapDifferences<K>& differences, const int* at, int* bases, int n,
-                           int* sums, int outCols)
-{
-    const short* const all = differences.entries();
-    const auto edge = [&](int x) {
-        const short* entries[5];
-        int v[5];
-        for (int i = 0; i < 5; ++i) {
-            const int column = mirrored(2 * x - 2 + i, n);
-            entries[i] = all + at[column];
-            v[i] = differences.base(g[column]);
-        }
-        weighEntries<K>(entries, weighted(v[0], v[1], v[2], v[3], v[4]), sums + std::ptrdiff_t(x) * K);
-    };
-    const int end = std::max((n - 1) / 2, 1); // 2 * x + 2 < n
-    for (int x = 1; x < end; ++x) {
-        const ushort* const v = g + 2 * x;
-        bases[x] = weighted(v[-2], v[-1], v[0], v[1], v[2]);
-    }
-    if (differences.biased())
-        std::fill_n(bases, outCols, 16 * differences.base(0));
-    edge(0);
-    for (int x = 1; x < end; ++x) {
-        const int* const p = at + 2 * x;
-        const short* const entries[5] = {all + p[-2], all + p[-1], all + p[0], all + p[1], all + p[2]};
-        for (const int i : {kAhead, kAhead + 1}) {
-            const short* const ahead = all + p[i];
-            __builtin_prefetch(ahead);
-            __builtin_prefetch(ahead + K - 1);
-        }
-        weighEntries<K>(entries, bases[x], sums + std::ptrdiff_t(x) * K);
-    }
-    for (int x = end; x < outCols; ++x)
-        edge(x);
-}
-
-/// Ends it, from the sums of five rows, n each.
-inline void addReduced(const int* const rows[5], ushort* __restrict out, std::ptrdiff_t n)
-{
-    const int *a = rows[0], *b = rows[1], *c = rows[2], *d = rows[3], *e = rows[4];
-    for (std::ptrdiff_t i = 0; i < n; ++i)
-        out[i] = ushort((weighted(a[i], b[i], c[i], d[i], e[i]) + 128) >> 8);
-}
-
-/// Walks a band of the picture's rows and writes its coefficients at every level.
-template <int K>
+/// Walks a band of the picture's rows and writes its coefficients at every level. `Sum` holds eight times the largest
+/// difference.
+template <int K, class Sum>
 class RemappedBand {
 public:
-    /// Memory for pyramids of these levels' sizes.
-    explicit RemappedBand(const std::vector<cv::Mat>& levels) : m_levels(int(levels.size()))
+    RemappedBand(const cv::Mat& picture, const RemapDifferences<K>& differences, const AlignedArray<Two<Sum>>& between,
+                 float invStep, std::vector<cv::Mat>& out)
+        : m_picture(picture), m_differences(differences), m_out(out), m_levels(out.size()),
+          m_blocks(differences.places().step, invStep, between.data())
     {
-        for (int l = 0; l < int(levels.size()); ++l) {
-            m_levels[l].size = levels[l].size();
+        for (std::size_t l = 0; l < out.size(); ++l) {
+            m_levels[l].size = out[l].size();
             if (l > 0)
-                m_levels[l].rows.resize(std::size_t(kKept) * levels[l].cols * K);
+                m_levels[l].makeRoom();
         }
-        const std::size_t half = std::size_t(halfSize(levels[0].cols));
-        m_scratch.resize((half + 8) * K);
-        m_reduced.resize(5 * half * K);
-        m_entriesAt.resize(std::size_t(levels[0].cols) + kAhead);
+        const int n = picture.cols, half = halfSize(n);
+        m_constant.assign(n + 2, 32768);
+        m_scratch.resize(pyramidScratch(n, 1));
+        m_fractions.assign(half, 128);
+        m_sums = AlignedArray<int>(std::size_t(half) * kSumsOf<K>);
+        std::fill(m_sums.begin(), m_sums.end(), 0);
+        for (std::vector<int>& places : m_places)
+            places.resize(n + 4);
     }
 
     /// Coefficients of rows first..end-1 of level 0, and of the rows of each level above that lie over them.
-    /// `gauss` is the plain picture's pyramid, `out` takes the coefficients of each level.
-    void run(const std::vector<cv::Mat>& gauss, std::vector<cv::Mat>& out, const References<K>& refs, int first,
-             int end)
+    void run(int first, int end)
     {
-        m_gauss = &gauss;
-        m_out = &out;
-        m_refs = &refs;
         plan(first, end);
         const int top = int(m_levels.size()) - 1;
         if (top == 0)
             for (int y = first; y < end; ++y)
-                emitTop(0, y);
+                emit(0, y, 1);
         else
             produce(top, m_levels[top].last);
     }
 
 private:
-    static constexpr int kKept = 8; ///< Rows of a level that live at a time.
+    static constexpr int kLine = 32; ///< Differences in a line of a cache: a row's column -1 begins one.
+    static constexpr int kKept = 5;  ///< Rows of a level that live at a time.
 
     struct Level {
         cv::Size size;
-        int first = 0, end = 0;   ///< Rows whose coefficients this band writes.
-        int next = 0, last = 0;   ///< Rows to be computed: the next, and the last that is needed.
-        int emitted = 0;          ///< The next row whose coefficients are to be written.
-        std::vector<ushort> rows; ///< The last kKept rows, by row number modulo kKept.
+        int first = 0, end = 0;          ///< Rows whose coefficients this band writes.
+        int next = 0, last = 0;          ///< Rows to be computed: the next, and the last that is needed.
+        int emitted = 0;                 ///< The next row whose coefficients are to be written.
+        std::vector<ushort> plain;       ///< The last kKept rows, by row number modulo kKept, ...
+        AlignedArray<short> differences; ///< ... and their differences; two mirrored columns on both sides.
+
+        void makeRoom()
+        {
+            plain.resize(std::size_t(kKept) * plainLength());
+            differences = AlignedArray<short>(kKept * differencesLength());
+        }
+
+        int plainLength() const { return size.width + 2; }
+        std::size_t differencesLength() const
+        {
+            return (std::size_t(size.width + 3) * K + 2 * kLine - 1) / kLine * kLine + kLine;
+        }
+        ushort* plainRow(int y) { return plain.data() + std::ptrdiff_t(y % kKept) * plainLength() + 1; }
+        short* row(int y) { return differences.data() + y % kKept * differencesLength() + kLine + K; }
+
+        void mirrorEnds(int y)
+        {
+            const int n = size.width;
+            short* const d = row(y);
+            for (const int i : {-2, -1, n, n + 1})
+                std::memcpy(d + std::ptrdiff_t(i) * K, d + std::ptrdiff_t(mirrored(i, n)) * K, K * sizeof(short));
+            ushort* const p = plainRow(y);
+            p[-1] = p[mirrored(-1, n)];
+            p[n] = p[n - 1];
+        }
     };
 
     /// Runs row kernels at the processor's level; the walk itself is recursive, and so stays as it is.
@@ -252,15 +103,6 @@ private:
     static void atLevel(const Kernels& kernels)
     {
         runSpan([&](int, int) { kernels(); }, 0, 1);
-    }
-
-    /// Row y of level 0, reduced along the row; the last five live.
-    int* reduced(int y) { return m_reduced.data() + std::ptrdiff_t(y % 5) * halfSize(m_levels[0].size.width) * K; }
-
-    ushort* row(int l, int y)
-    {
-        Level& level = m_levels[l];
-        return level.rows.data() + std::ptrdiff_t(y % kKept) * level.size.width * K;
     }
 
     /// Which rows of each level the band needs: its own, those that enlarge to the level below, and, from the level
@@ -289,7 +131,7 @@ private:
             level.next = std::min(level.next, std::max(std::min(2 * above.next - 2, height - 3), 0));
             level.last = std::max(level.last, std::min(2 * above.last + 2, height - 1));
         }
-        m_nextReduced = count > 1 ? std::max(2 * m_levels[1].next - 2, 0) : 0;
+        m_nextPair = count > 1 ? m_levels[1].next - 2 : 0;
     }
 
     void produce(int l, int y)
@@ -303,30 +145,63 @@ private:
     /// Row y of level l from the level below.
     void reduce(int l, int y)
     {
-        const Level& level = m_levels[l];
-        const cv::Size below = m_levels[l - 1].size;
-        ushort* const out = row(l, y);
-        if (l > 1) {
-            produce(l - 1, std::min(2 * y + 2, below.height - 1));
-            const ushort* rows[5];
-            for (int k = 0; k < 5; ++k)
-                rows[k] = row(l - 1, mirrored(2 * y - 2 + k, below.height));
-            atLevel([&] { pyrDownRow<K>(rows, below.width, out, level.size.width, m_scratch.data()); });
-        } else {
-            for (; m_nextReduced <= std::min(2 * y + 2, below.height - 1); ++m_nextReduced)
-                atLevel([&] {
-                    const ushort* const g = (*m_gauss)[0].template ptr<ushort>(m_nextReduced);
-                    m_refs->differences.locateRow(g, m_entriesAt.data(), below.width);
-                    reduceRemapped<K>(g, m_refs->differences, m_entriesAt.data(), m_scratch.data(), below.width,
-                                      reduced(m_nextReduced), level.size.width);
-                });
-            const int* rows[5];
-            for (int k = 0; k < 5; ++k)
-                rows[k] = reduced(mirrored(2 * y - 2 + k, below.height));
-            atLevel([&] { addReduced(rows, out, std::ptrdiff_t(level.size.width) * K); });
-        }
+        Level& level = m_levels[l];
+        if (l > 1)
+            produce(l - 1, std::min(2 * y + 2, m_levels[l - 1].size.height - 1));
+        atLevel([&] { reducePlain(l, y); });
+        if (l > 1)
+            atLevel([&] {
+                const short* rows[5];
+                for (int k = 0; k < 5; ++k)
+                    rows[k] = m_levels[l - 1].row(mirrored(2 * y - 2 + k, m_levels[l - 1].size.height));
+                reduceDifferences<K, Sum>(rows, m_fractions.data(), level.row(y), level.size.width);
+            });
+        else
+            for (; m_nextPair <= y; ++m_nextPair) // the first two only begin the sums
+                atLevel([&] { reducePair(m_nextPair, level.row(y)); });
+        level.mirrorEnds(y);
         if (l + 1 == int(m_levels.size()) && y >= level.first && y < level.end)
-            emitTop(l, y);
+            emit(l, y, 1);
+    }
+
+    /// A plain row, and what its sums have below 256.
+    void reducePlain(int l, int y)
+    {
+        const cv::Size below = m_levels[l - 1].size;
+        const ushort* rows[5];
+        for (int k = 0; k < 5; ++k)
+            rows[k] = plain(l - 1, mirrored(2 * y - 2 + k, below.height));
+        ushort* const out = m_levels[l].plainRow(y);
+        int* const fractions = m_fractions.data();
+        const bool biased = m_differences.biased();
+        pyrDownRowOfOne(rows, below.width, m_levels[l].size.width, m_scratch.data(), [=](int x, int sum) {
+            out[x] = ushort(sum >> 8);
+            fractions[x] = biased ? 128 : sum & 255;
+        });
+    }
+
+    /// Rows 2y + 1 and 2y + 2 of level 0, which end row y of level 1.
+    void reducePair(int y, short* out)
+    {
+        int* places[2];
+        for (int k = 0; k < 2; ++k) {
+            places[k] = m_places[k].data() + 2;
+            locateRow(mirrored(2 * y + 1 + k, m_picture.rows), places[k]);
+        }
+        reduceRemappedPair<K, Sum>(m_differences.entries(), places[0], places[1], m_sums.data(), m_fractions.data(),
+                                   out, m_levels[1].size.width);
+    }
+
+    /// Where the entries of a row's pixels begin.
+    void locateRow(int y, int* __restrict at) const
+    {
+        const EntryPlaces places = m_differences.places();
+        const ushort* const g = m_picture.ptr<ushort>(y);
+        const int n = m_picture.cols;
+        for (int x = 0; x < n; ++x)
+            at[x] = places(g[x]);
+        for (const int x : {-2, -1, n, n + 1})
+            at[x] = at[mirrored(x, n)];
     }
 
     /// Writes the rows of the level below that the rows of level l there are by now suffice for.
@@ -335,35 +210,55 @@ private:
         Level &level = m_levels[l], &below = m_levels[l - 1];
         const int newest = level.next - 1;
         const bool complete = newest == level.size.height - 1;
-        for (; below.emitted < below.end && (complete || below.emitted / 2 + 1 <= newest); ++below.emitted) {
-            const int y = below.emitted, n = level.size.width;
-            const auto rows = expandedRows<ushort>(y, level.size.height, [&](int i) { return row(l, i); });
-            int* const sums = m_scratch.data() + K;
-            const ushort* const g = (*m_gauss)[l - 1].template ptr<ushort>(y);
-            ushort* const out = (*m_out)[l - 1].template ptr<ushort>(y);
-            const ushort* const values = l > 1 ? row(l - 1, y) : nullptr;
-            atLevel([&] {
-                pyrUpSums<K>(rows.data(), y % 2 != 0, n, sums);
-                coefficientRow<K>(g, *m_refs, values, sums, out, below.size.width);
-            });
+        while (below.emitted < below.end && (complete || below.emitted / 2 + 1 <= newest)) {
+            const int count = std::min(2 - below.emitted % 2, below.end - below.emitted);
+            emit(l - 1, below.emitted, count);
+            below.emitted += count;
         }
     }
 
-    void emitTop(int l, int y)
+    /// Coefficients of rows y..y+count-1, to which the same rows of the next level enlarge.
+    void emit(int l, int y, int count)
     {
-        const ushort* g = (*m_gauss)[l].template ptr<ushort>(y);
-        ushort* out = (*m_out)[l].template ptr<ushort>(y);
-        const int n = m_levels[l].size.width;
-        const ushort* const values = l > 0 ? row(l, y) : nullptr;
-        atLevel([&] { coefficientRow<K>(g, *m_refs, values, nullptr, out, n); });
+        CoefficientRow rows[2];
+        for (int k = 0; k < count; ++k)
+            rows[k] = coefficientRow(l, y + k);
+        atLevel([&] { m_blocks.run(rows, count); });
     }
 
+    CoefficientRow coefficientRow(int l, int y)
+    {
+        CoefficientRow row = {};
+        row.pixels = plain(l, y);
+        row.base = l > 0 ? base(l, y) : row.pixels;
+        row.differences = l > 0 ? m_levels[l].row(y) : nullptr;
+        row.width = m_levels[l].size.width;
+        row.out = m_out[l].template ptr<ushort>(y);
+        if (l + 1 < int(m_levels.size())) {
+            const int height = m_levels[l + 1].size.height;
+            row.aboveDifferences =
+                expandedRows<short>(y, height, [&](int i) -> const short* { return m_levels[l + 1].row(i); });
+            row.aboveBase = expandedRows<ushort>(y, height, [&](int i) { return base(l + 1, i); });
+            row.odd = y % 2 != 0;
+        }
+        return row;
+    }
+
+    const ushort* plain(int l, int y) { return l > 0 ? m_levels[l].plainRow(y) : m_picture.ptr<ushort>(y); }
+
+    /// What differences are added to.
+    const ushort* base(int l, int y) { return m_differences.biased() ? m_constant.data() + 1 : plain(l, y); }
+
+    const cv::Mat& m_picture;
+    const RemapDifferences<K>& m_differences;
+    std::vector<cv::Mat>& m_out;
     std::vector<Level> m_levels;
-    std::vector<int> m_scratch, m_reduced, m_entriesAt;
-    int m_nextReduced = 0; ///< The next row of level 0 to be reduced along the row.
-    const std::vector<cv::Mat>* m_gauss = nullptr;
-    std::vector<cv::Mat>* m_out = nullptr;
-    const References<K>* m_refs = nullptr;
+    std::vector<ushort> m_constant;
+    std::vector<int> m_scratch, m_fractions;
+    std::vector<int> m_places[2]; ///< Of two rows' pixels, with two mirrored columns on both sides.
+    AlignedArray<int> m_sums;     ///< What rows of level 0 leave for those below.
+    int m_nextPair = 0;           ///< The next row of level 1 whose last two rows of level 0 are to be taken.
+    CoefficientBlocks<K, Sum> m_blocks;
 };
 
 } // namespace pixmill::multiscale
