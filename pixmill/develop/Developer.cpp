@@ -23,8 +23,9 @@ using namespace develop;
 namespace {
 
 constexpr int kMostScale = 64;
-constexpr double kSeparateShare = 0.1; ///< Of opening, before detail is taken out.
-constexpr int kBandRows = 64;          ///< Even. Bands of the whole picture: what is made of them stays in the cache.
+constexpr double kSeparateShare = 0.1;   ///< Of opening, before detail is taken out.
+constexpr int kBandRows = 64;            ///< Even. Bands of the whole picture: what is made of them stays in the cache.
+constexpr int kRingRows = kBandRows + 2; ///< A band's rows are packed with the colours of the next two.
 
 /// Lets the allocator return what opening needed for a moment: two bytes a pixel that it would keep otherwise. A batch
 /// needs them again for its next picture.
@@ -38,9 +39,10 @@ void giveMemoryBack()
 } // namespace
 
 struct Developer::Impl {
-    Layers full;    ///< The photograph.
-    Layers half;    ///< Reduced by 2, once that was asked for.
-    Layers smaller; ///< Reduced by `smallerScale`.
+    Layers full;       ///< The photograph.
+    Smoothed smoothed; ///< What its detail is to be taken out with, where that was prepared.
+    Layers half;       ///< Reduced by 2, once that was asked for.
+    Layers smaller;    ///< Reduced by `smallerScale`.
     int smallerScale = 0;
     View view;
     int viewScale = 0;
@@ -48,6 +50,7 @@ struct Developer::Impl {
     std::vector<std::unique_ptr<MaskImage>> masks;
 
     bool needsDetail(const Recipe& recipe) const;
+    bool smooth(const Progress& progress);
     bool takeDetailOut(const Progress& progress);
     const Layers& at(int scale);
     std::vector<MaskPlane> masksOf(const Recipe& recipe, int scale);
@@ -71,11 +74,20 @@ bool Developer::Impl::needsDetail(const Recipe& recipe) const
            !(Controls::of(recipe).keepLuma() && std::all_of(recipe.locals.begin(), recipe.locals.end(), keepsLuma));
 }
 
+/// What is needed to take detail out row by row. @return false when `progress` cancelled.
+bool Developer::Impl::smooth(const Progress& progress)
+{
+    return !smoothed.empty() || develop::smooth(full.base, smoothed, progress);
+}
+
 /// @return false when `progress` cancelled.
 bool Developer::Impl::takeDetailOut(const Progress& progress)
 {
-    if (!develop::takeDetailOut(full, progress))
+    if (!smoothed.empty())
+        develop::takeDetailOut(full, smoothed);
+    else if (!develop::takeDetailOut(full, progress))
         return false;
+    smoothed = {};
     view.forget();
     return true;
 }
@@ -159,7 +171,7 @@ bool Developer::prepare(const Recipe& recipe, const Progress& progress)
     const char* call = "Developer::prepare";
     checkView(call, {{0, 0}, m_impl->size(1)}, 1, m_impl->size(1));
     check(call, recipe);
-    return translated(call, [&] { return !m_impl->needsDetail(recipe) || m_impl->takeDetailOut(progress); });
+    return translated(call, [&] { return !m_impl->needsDetail(recipe) || m_impl->smooth(progress); });
 }
 
 bool Developer::isOpen() const
@@ -211,10 +223,16 @@ bool Developer::renderAll(const Recipe& recipe, Depth depth, Order order, const 
     check(call, recipe);
     if (!rows)
         throw Error(call, "rows", "a sink", "none");
-    const std::vector<MaskPlane> masks = translated(call, [&] {
-        if (m_impl->needsDetail(recipe))
-            m_impl->takeDetailOut({});
-        return m_impl->masksOf(recipe, 1);
+    std::vector<MaskPlane> masks;
+    Layers rings;
+    const Layers* layers = &m_impl->full;
+    translated(call, [&] {
+        if (m_impl->needsDetail(recipe)) {
+            m_impl->smooth({});
+            rings = ringsOf(m_impl->full, m_impl->smoothed, kRingRows);
+            layers = &rings;
+        }
+        masks = m_impl->masksOf(recipe, 1);
     });
     const std::ptrdiff_t stride = std::ptrdiff_t(size.width) * bytesOf(depth, order);
     std::vector<uchar> band(std::size_t(stride) * std::size_t(std::min(kBandRows, size.height)));
@@ -222,7 +240,7 @@ bool Developer::renderAll(const Recipe& recipe, Depth depth, Order order, const 
     for (int y = 0; y < size.height; y += kBandRows) {
         const int count = std::min(kBandRows, size.height - y);
         translated(call, [&] {
-            view.render(m_impl->full, {0, y, size.width, count}, recipe, masks, {band.data(), stride, depth, order});
+            view.render(*layers, {0, y, size.width, count}, recipe, masks, {band.data(), stride, depth, order});
         });
         if (!rows(y, count, band.data(), stride))
             return false;

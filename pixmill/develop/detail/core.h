@@ -5,7 +5,9 @@
 #include <pixmill/engine/zone_rows.h>
 #include <pixmill/rows/avx512.h>
 #include <pixmill/rows/exponential.h>
+#include <pixmill/rows/lanes.h>
 #include <pixmill/rows/look_up.h>
+#include <pixmill/rows/memory.h>
 #include <pixmill/rows/pixel.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/rows.h>

@@ -1,11 +1,11 @@
 #include <pixmill/develop/detail/layers.h>
 
 #include <pixmill/develop/detail/core.h>
+#include <pixmill/develop/detail/ring.h>
 #include <pixmill/develop/detail/smoothing.h>
 #include <pixmill/develop/detail/unpack.h>
 
 #include <algorithm>
-#include <vector>
 
 namespace pixmill::develop {
 
@@ -18,13 +18,18 @@ struct Rung {
 
 constexpr Rung kFine = {2.0f, 0.06f}, kMedium = {8.0f, 0.10f}, kCoarse = {32.0f, 0.16f};
 
-/// Room for two planes of 16 bits, and for one of floats before they are written: fresh memory costs as much as a pass.
+/// Room for two planes of 16 bits, and for one of couplings before they are written: fresh memory costs as much as a
+/// pass.
 class Pair {
 public:
-    explicit Pair(cv::Size size) : m_size(size) { ensureLarge(m_room, {size.width, 2 * size.height}, CV_16UC1); }
-    cv::Mat floats(cv::Size size) const { return {size, CV_32FC1, m_room.data}; }
-    cv::Mat first() const { return m_room.rowRange(0, m_size.height); }
-    cv::Mat second() const { return m_room.rowRange(m_size.height, 2 * m_size.height); }
+    explicit Pair(cv::Size size) : m_size(size)
+    {
+        const cv::Size room = SmoothingRoom::roomFor(size);
+        ensureLarge(m_room, {room.width, 2 * room.height}, CV_16UC1);
+    }
+    float* floats() const { return reinterpret_cast<float*>(m_room.data); }
+    cv::Mat first() const { return m_room(cv::Rect({}, m_size)); }
+    cv::Mat second() const { return m_room(cv::Rect({0, m_room.rows / 2}, m_size)); }
 
 private:
     cv::Size m_size;
@@ -37,24 +42,13 @@ struct Room {
 
     explicit Room(cv::Size size) : one(size), other(size) {}
 
-    /// Smooths a plane that was reduced by `factor`.
-    void smooth(cv::Mat& plane, const Rung& rung, int factor) const
+    /// A plane smoothed that was reduced by `factor`.
+    cv::Mat smoothed(const cv::Mat& plane, const Rung& rung, int factor) const
     {
-        cv::Mat left = one.floats(plane.size()), up = other.floats(plane.size());
-        smoothEdgeAware(plane, rung.sigma / float(factor), rung.contrast * kFull, left, up);
+        return smoothedEdgeAware(plane, rung.sigma / float(factor), rung.contrast * kFull,
+                                 {one.floats(), other.floats()});
     }
 };
-
-void toFloat(const cv::Mat& in, cv::Mat& out)
-{
-    ensureLarge(out, in.size(), CV_32FC1);
-    forEachRow(in.size(), [&](int y) {
-        const ushort* __restrict from = in.ptr<ushort>(y);
-        float* __restrict to = out.ptr<float>(y);
-        for (int x = 0; x < in.cols; ++x)
-            to[x] = from[x];
-    });
-}
 
 /// Means of 2 x 2; past the far edges the last pixels repeat.
 cv::Mat halved(const cv::Mat& in)
@@ -83,16 +77,16 @@ void takenAway(cv::Mat& before, const cv::Mat& after)
     });
 }
 
-/// A row between rows of means of 2 x 2, three quarters of the nearer one, enlarged alike along the row. `line` has one
-/// sample more on each side of the plane's `n`.
+constexpr int kChunk = 480; ///< Even: of so many columns all that is enlarged stays in the nearest cache.
+
+/// Between rows of means of 2 x 2: three quarters of the nearer one.
 inline void blendRows(const float* __restrict near, const float* __restrict far, float* __restrict line, int n)
 {
     for (int x = 0; x < n; ++x)
-        line[x + 1] = near[x] * 0.75f + far[x] * 0.25f;
-    line[0] = line[1];
-    line[n + 1] = line[n];
+        line[x] = near[x] * 0.75f + far[x] * 0.25f;
 }
 
+/// Enlarged along the row; `line` has one sample more on each side.
 inline void enlargeRow(const float* __restrict line, float* __restrict out, int n)
 {
     for (int i = 0; i < n / 2; ++i) {
@@ -103,21 +97,28 @@ inline void enlargeRow(const float* __restrict line, float* __restrict out, int 
         out[n - 1] = line[n / 2 + 1] * 0.75f + line[n / 2] * 0.25f;
 }
 
-/// Row y of a plane twice as large.
-inline void enlargedRow(const cv::Mat& half, int y, float* line, float* out, int n)
+/// At most kChunk samples of row y of a plane twice as large, from an even column on.
+inline void enlargedRow(const cv::Mat& half, int y, int x, float* out, int n)
 {
-    const int near = y / 2, far = limit(y % 2 == 0 ? near - 1 : near + 1, 0, half.rows - 1);
-    blendRows(half.ptr<float>(near), half.ptr<float>(far), line, half.cols);
+    const int nearY = y / 2, farY = limit(y % 2 == 0 ? nearY - 1 : nearY + 1, 0, half.rows - 1);
+    const float *near = half.ptr<float>(nearY), *far = half.ptr<float>(farY);
+    const int count = halfSize(n), before = std::min(x / 2, 1), behind = std::min(half.cols - x / 2 - count, 1);
+    float line[kChunk / 2 + 2];
+    blendRows(near + x / 2 - before, far + x / 2 - before, line + 1 - before, before + count + behind);
+    if (!before)
+        line[0] = line[1];
+    if (!behind)
+        line[count + 1] = line[count];
     enlargeRow(line, out, n);
 }
 
 cv::Mat enlarged(const cv::Mat& half, cv::Size size)
 {
-    cv::Mat out(size, CV_32FC1);
-    rows::forEachSpan(size.height, size.area(), [&](int y, int end) {
-        std::vector<float> line(std::size_t(half.cols) + 2);
-        for (; y < end; ++y)
-            enlargedRow(half, y, line.data(), out.ptr<float>(y), size.width);
+    cv::Mat out;
+    ensureLarge(out, size, CV_32FC1);
+    forEachRow(size, [&](int y) {
+        for (int x = 0; x < size.width; x += kChunk)
+            enlargedRow(half, y, x, out.ptr<float>(y) + x, std::min(kChunk, size.width - x));
     });
     return out;
 }
@@ -144,19 +145,56 @@ inline void splitRow(const ushort* __restrict Y, const float* __restrict smoothe
     }
 }
 
-/// Into planes that are there.
-void split(const cv::Mat& Y, const cv::Mat& smoothed, const cv::Mat& medium, const cv::Mat& coarse, Layers& out)
+/// One row, into planes or rings that are there.
+void splitRow(const cv::Mat& luma, const Smoothed& smoothed, int y, Layers& out)
 {
-    rows::forEachSpan(Y.rows, Y.size().area(), [&](int y, int end) {
-        std::vector<float> lines(std::size_t(Y.cols) * 2 + medium.cols + 2);
-        float *m = lines.data(), *c = m + Y.cols, *line = c + Y.cols;
-        for (; y < end; ++y) {
-            enlargedRow(medium, y, line, m, Y.cols);
-            enlargedRow(coarse, y, line, c, Y.cols);
-            splitRow(Y.ptr<ushort>(y), smoothed.ptr<float>(y), m, c, out.base.ptr<ushort>(y),
-                     out.detail[0].ptr<ushort>(y), out.detail[1].ptr<ushort>(y), out.detail[2].ptr<ushort>(y), Y.cols);
-        }
-    });
+    alignas(64) float medium[kChunk], coarse[kChunk];
+    for (int x = 0; x < luma.cols; x += kChunk) {
+        const int n = std::min(kChunk, luma.cols - x);
+        enlargedRow(smoothed.medium, y, x, medium, n);
+        enlargedRow(smoothed.coarse, y, x, coarse, n);
+        splitRow(at(luma, y, x), smoothed.fine.ptr<float>(y) + x, medium, coarse, at(out.base, y, x),
+                 at(out.detail[0], y, x), at(out.detail[1], y, x), at(out.detail[2], y, x), n);
+    }
+}
+
+void split(const cv::Mat& luma, const Smoothed& smoothed, Layers& out)
+{
+    forEachRow(luma.size(), [&](int y) { splitRow(luma, smoothed, y, out); });
+}
+
+/// Room for base and detail.
+void makePlanes(cv::Size size, Layers& out)
+{
+    out.base = cv::Mat();
+    ensureLarge(out.base, size, CV_16UC1);
+    for (cv::Mat& level : out.detail)
+        ensureLarge(level, size, CV_16UC1);
+}
+
+/// Smooths luma, with working memory that may be used again.
+bool smooth(const cv::Mat& luma, const Room& room, Smoothed& out, const Progress& progress)
+{
+    const auto goesOn = [&](double share) { return !progress || progress(share); };
+    Smoothed made;
+    made.fine = room.smoothed(luma, kFine, 1);
+    if (!goesOn(0.7))
+        return false;
+    // Medium and coarse detail are taken out of smaller planes: nothing finer is left in them, and what is enlarged is
+    // the difference, so edges stay as sharp as the fine step left them.
+    made.medium = halved(made.fine);
+    const cv::Mat smoother = room.smoothed(made.medium, kMedium, 2);
+    takenAway(made.medium, smoother);
+    if (!goesOn(0.92))
+        return false;
+    cv::Mat coarse = halved(smoother);
+    const cv::Mat smoothest = room.smoothed(coarse, kCoarse, 4);
+    takenAway(coarse, smoothest);
+    made.coarse = enlarged(coarse, made.medium.size());
+    if (!goesOn(1.0))
+        return false;
+    out = made;
+    return true;
 }
 
 } // namespace
@@ -166,35 +204,52 @@ void separate(const Pixels& pixels, Layers& out)
     unpack(pixels, out.base, out.dr, out.db);
 }
 
+bool smooth(const cv::Mat& luma, Smoothed& out, const Progress& progress)
+{
+    return smooth(luma, Room(luma.size()), out, progress);
+}
+
 bool takeDetailOut(Layers& layers, const Progress& progress)
 {
-    const auto goesOn = [&](double share) { return !progress || progress(share); };
-    const cv::Mat& Y = layers.base;
-    const Room room(Y.size());
-    cv::Mat fine;
-    toFloat(Y, fine);
-    room.smooth(fine, kFine, 1);
-    if (!goesOn(0.55))
+    const Room room(layers.size());
+    Smoothed smoothed;
+    if (!smooth(layers.base, room, smoothed, [&](double share) { return !progress || progress(0.78 * share); }))
         return false;
-    // Medium and coarse detail are taken out of smaller planes: nothing finer is left in them, and what is enlarged is
-    // the difference, so edges stay as sharp as the fine step left them.
-    cv::Mat medium = halved(fine), smoother = medium.clone();
-    room.smooth(smoother, kMedium, 2);
-    takenAway(medium, smoother);
-    if (!goesOn(0.72))
-        return false;
-    cv::Mat coarse = halved(smoother), smoothest = coarse.clone();
-    room.smooth(smoothest, kCoarse, 4);
-    takenAway(coarse, smoothest);
-    coarse = enlarged(coarse, medium.size());
-    if (!goesOn(0.78))
-        return false;
-    Layers out{room.one.first(), {room.one.second(), room.other.first(), room.other.second()}, layers.dr, layers.db};
-    split(Y, fine, medium, coarse, out);
-    if (!goesOn(1.0))
+    Layers out = layers;
+    out.base = room.one.first();
+    out.detail[0] = room.one.second();
+    out.detail[1] = room.other.first();
+    out.detail[2] = room.other.second();
+    split(layers.base, smoothed, out);
+    if (progress && !progress(1.0))
         return false;
     layers = out;
     return true;
+}
+
+void takeDetailOut(Layers& layers, const Smoothed& smoothed)
+{
+    Layers out = layers;
+    makePlanes(layers.size(), out);
+    split(layers.base, smoothed, out);
+    layers = out;
+}
+
+Layers ringsOf(const Layers& luma, const Smoothed& smoothed, int rows)
+{
+    Layers out = luma;
+    out.picture = luma.size();
+    makePlanes({out.picture.width, std::min(rows, out.picture.height)}, out);
+    Layers planes = out; // the same pixels
+    out.fill = [&luma, &smoothed, planes](int y, int end) mutable {
+        rows::runSpan(
+            [&](int from, int to) {
+                for (; from < to; ++from)
+                    splitRow(luma.base, smoothed, from, planes);
+            },
+            y, end);
+    };
+    return out;
 }
 
 } // namespace pixmill::develop

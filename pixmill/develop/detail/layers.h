@@ -4,6 +4,8 @@
 
 #include <opencv2/core/mat.hpp>
 
+#include <functional>
+
 /// A photograph taken apart.
 namespace pixmill::develop {
 
@@ -14,15 +16,38 @@ struct Layers {
     cv::Mat detail[3]; ///< CV_16UC1, H x W, centred on 32768; the finest first. Empty before they are taken out.
     cv::Mat dr, db;    ///< CV_16UC1, half size, centred on 32768: (R - Y) / 2 and (B - Y) / 2 of the even pixels.
 
-    cv::Size size() const { return base.size(); }
+    /// Where base and detail are rings of a few rows of a larger picture: its size, and what fills in rows y to end - 1
+    /// before they are read. Threads call it for rows of their own.
+    cv::Size picture;
+    std::function<void(int y, int end)> fill;
+
+    cv::Size size() const { return picture.empty() ? base.size() : picture; }
     bool hasDetail() const { return !detail[0].empty(); }
+};
+
+/// Luma smoothed, and what the coarser steps took away: base and detail before they are planes.
+struct Smoothed {
+    cv::Mat fine;           ///< CV_32FC1, H x W.
+    cv::Mat medium, coarse; ///< CV_32FC1, half size.
+
+    bool empty() const { return fine.empty(); }
 };
 
 /// Takes packed pixels apart into luma and colour.
 void separate(const Pixels& pixels, Layers& out);
 
+/// Smooths luma. @return false when `progress` cancelled; `out` is then as it was.
+bool smooth(const cv::Mat& luma, Smoothed& out, const Progress& progress);
+
 /// Takes the detail out of the luma. @return false when `progress` cancelled; `layers` are then as they were.
 bool takeDetailOut(Layers& layers, const Progress& progress);
+
+/// The same with what was smoothed before.
+void takeDetailOut(Layers& layers, const Smoothed& smoothed);
+
+/// The same as rings of `rows` rows, for one way from the first row to the last. They fill themselves in from both
+/// arguments, which must stay.
+Layers ringsOf(const Layers& luma, const Smoothed& smoothed, int rows);
 
 /// Each plane's means of factor x factor pixels; sides are divided and rounded up, and past the edge its pixels repeat.
 Layers reduced(const Layers& layers, int factor);

@@ -180,6 +180,8 @@ void View::packRows(const Packing& packing, int first, int step, int count) cons
 void View::renderBand(const Layers& layers, const cv::Rect& band, bool all)
 {
     const int bottom = band.y + band.height;
+    if (all && layers.fill)
+        layers.fill(band.y, bottom);
     if (all)
         for (int y = band.y; y < bottom; y += 2)
             originalRow(layers, y, band.x, halfSize(band.width), at(m_oldY, y / 2, band.x / 2));
