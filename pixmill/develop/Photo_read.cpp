@@ -69,6 +69,7 @@ Photo read(const std::string& path, const PhotoReading& how)
     checkFile(kRead, path, how.maxPixels);
     auto in = openPicture(kRead, path);
     checkClaim(kRead, path, *in, how.maxPixels);
+    const PhotoBlocks blocks = blocksOf(path);
     const bool cmyk = isCmyk(in->spec());
     const bool rawCmyk = cmyk && std::string(in->format_name()) == "tiff";
     if (rawCmyk)
@@ -76,15 +77,18 @@ Photo read(const std::string& path, const PhotoReading& how)
 
     Photo photo;
     std::string damage;
-    const Channels channels = channelsOf(in->spec(), rawCmyk);
+    const OIIO::ImageSpec spec = specOf(*in, blocks);
+    const Channels channels = channelsOf(spec, rawCmyk);
     cv::Mat samples = readSamples(path, *in, channels, how, damage);
     if (samples.empty())
         return photo;
+    if (channels.alpha && isMultiplied(*in))
+        unmultiply(samples);
     if (samples.depth() == CV_32F)
         encodeLinear(cv::Mat(samples), channels.alpha, samples);
-    photo.pixels = toRgb(samples, channels.alpha, rawCmyk, profileOf(in->spec()), photo);
-    turnUpright(photo.pixels, orientationOf(in->spec()));
-    photo.metadata = metadataOf(in->spec());
+    photo.pixels = toRgb(samples, channels.alpha, rawCmyk, profileOf(spec), photo);
+    turnUpright(photo.pixels, orientationOf(spec));
+    photo.metadata = metadataOf(spec, blocks);
     if (cmyk && !rawCmyk && photo.note.empty())
         photo.note = "converted from CMYK without a profile";
     addNote(photo.note, damage);
@@ -108,7 +112,8 @@ PhotoInfo inspectPhoto(const std::string& path)
 {
     checkFile(kInspect, path, PhotoReading().maxPixels);
     const auto in = openPicture(kInspect, path);
-    const OIIO::ImageSpec& spec = in->spec();
+    const PhotoBlocks blocks = blocksOf(path);
+    const OIIO::ImageSpec spec = specOf(*in, blocks);
     PhotoInfo info;
     info.format = in->format_name();
     info.channels = spec.nchannels;
@@ -119,7 +124,7 @@ PhotoInfo inspectPhoto(const std::string& path)
     info.height = turned ? spec.width : spec.height;
     const Profile profile = openProfile(profileOf(spec));
     info.profile = profile ? nameOf(profile) : "";
-    const auto metadata = metadataOf(spec);
+    const auto metadata = metadataOf(spec, blocks);
     for (const OIIO::ParamValue& value : metadata->values)
         info.values.emplace_back(value.name().string(), value.get_string(200));
     return info;

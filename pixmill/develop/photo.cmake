@@ -10,6 +10,8 @@ target_sources(pixmill_photo
     Photo_read.cpp
     Photo_stream.cpp
     Photo_write.cpp
+    detail/exif_block.cpp
+    detail/photo_blocks.cpp
     detail/photo_colour.cpp
     detail/photo_errors.cpp
     detail/photo_open.cpp

@@ -163,7 +163,106 @@ TEST(Photo, ProfileAndCameraValuesGoThroughUnchanged)
         EXPECT_EQ("Maker", valueOf(info, "Make"));
         EXPECT_EQ(1, info.orientation);
         EXPECT_EQ(cv::Size(30, 40), cv::Size(info.width, info.height));
-        EXPECT_EQ(info.format == "png" ? "" : "2.8", valueOf(info, "FNumber")); // PNG has no place for it
+        EXPECT_EQ("2.8", valueOf(info, "FNumber"));
+    }
+}
+
+TEST(Photo, WhatCamerasAndCataloguesWroteGoesThroughByteForByte)
+{
+    const Folder folder;
+    OIIO::ImageSpec spec;
+    spec["Orientation"] = 6;
+    store(folder / "plain.jpg", picture({40, 30}, CV_8UC3), spec);
+    const std::string packet = "<x:xmpmeta tiff:Orientation=\"6\" crs:Exposure2012=\"+0.50\"/>";
+    const std::string kept[] = {packet, std::string("8BIM\4\4\0\0\0\0\0\10\34\1\132\0\3\33%G", 20), "a comment"};
+    const std::string heads[] = {std::string("http://ns.adobe.com/xap/1.0/\0", 29), std::string("Photoshop 3.0\0", 14),
+                                 ""};
+    const char markers[] = {'\xe1', '\xed', '\xfe'};
+    std::string jpeg = contents(folder / "plain.jpg");
+    for (int i = 0; i < 3; ++i) {
+        const std::string body = heads[i] + kept[i];
+        jpeg.insert(20, std::string({'\xff', markers[i], '\0', char(body.size() + 2)}) + body); // behind JFIF's
+    }
+    put(folder / "in.jpg", jpeg);
+    std::string upright = packet;
+    upright[upright.find('6')] = '1';
+    for (const char* name : {"out.jpg", "out.png", "again.jpg"}) {
+        SCOPED_TRACE(name);
+        writePhoto(folder / name, readPhoto(folder / (name == std::string("again.jpg") ? "out.png" : "in.jpg")));
+        const std::string out = contents(folder / name);
+        EXPECT_NE(std::string::npos, out.find(upright));
+        EXPECT_EQ(name == std::string("out.jpg"), out.find(heads[1] + kept[1]) != std::string::npos);
+        EXPECT_EQ(name == std::string("out.jpg"), out.find(kept[2]) != std::string::npos);
+        EXPECT_EQ(1, inspectPhoto(folder / name).orientation);
+        EXPECT_EQ(cv::Size(30, 40), readPhoto(folder / name).pixels.size());
+    }
+}
+
+TEST(Photo, AWebpIsTurnedByItsExif)
+{
+    const Folder folder;
+    store(folder / "a.webp", picture({40, 30}, CV_8UC3));
+    const std::string exif("Exif\0\0II*\0\10\0\0\0\1\0\22\1\3\0\1\0\0\0\6\0\0\0\0\0\0\0", 32);
+    std::string webp = contents(folder / "a.webp") + "EXIF" + std::string({char(exif.size()), 0, 0, 0}) + exif;
+    for (size_t i = 0, size = webp.size() - 8; i < 4; ++i, size >>= 8)
+        webp[4 + i] = char(size & 0xff);
+    put(folder / "b.webp", webp);
+    EXPECT_EQ(6, inspectPhoto(folder / "b.webp").orientation);
+    EXPECT_EQ(cv::Size(30, 40), readPhoto(folder / "b.webp").pixels.size());
+}
+
+TEST(Photo, TakesTheOldPicturesSmallCopyOutAndKeepsTheRestOfItsBlock)
+{
+    const Folder folder;
+    store(folder / "plain.png", picture({40, 30}, CV_8UC3));
+    for (const bool little : {true, false}) {
+        SCOPED_TRACE(little);
+        const auto number = [&](unsigned value, int bytes) {
+            std::string out;
+            for (int i = 0; i < bytes; ++i)
+                out += char(value >> 8 * (little ? i : bytes - 1 - i));
+            return out;
+        };
+        const auto entry = [&](unsigned tag, unsigned type, unsigned count, unsigned value) {
+            return number(tag, 2) + number(type, 2) + number(count, 4) +
+                   (type == 3 ? number(value, 2) + std::string(2, '\0') : number(value, 4));
+        };
+        const std::string maker = "what only the maker knows", small = "the old picture, small";
+        const unsigned inner = 38, notes = inner + 42, second = notes + unsigned(maker.size());
+        const std::string exif = (little ? "II" : "MM") + number(42, 2) + number(8, 4) + number(2, 2) +
+                                 entry(0x112, 3, 1, 8) + entry(0x8769, 4, 1, inner) + number(second, 4) + // 0
+                                 number(3, 2) + entry(0x927c, 7, unsigned(maker.size()), notes) +
+                                 entry(0xa002, 4, 1, 40) + entry(0xa003, 3, 1, 30) + number(0, 4) + maker + // inner
+                                 number(2, 2) + entry(0x201, 4, 1, second + 30) +
+                                 entry(0x202, 4, 1, unsigned(small.size())) + number(0, 4) + small;
+        std::string png = contents(folder / "plain.png");
+        png.insert(33, std::string("\0\0\0", 3) + char(exif.size()) + "eXIf" + exif + "none"); // no one checks its sum
+        put(folder / "in.png", png);
+        writePhoto(folder / "out.jpg", readPhoto(folder / "in.png"));
+        const std::string out = contents(folder / "out.jpg");
+        EXPECT_NE(std::string::npos, out.find(entry(0x112, 3, 1, 1)));
+        EXPECT_NE(std::string::npos, out.find(entry(0xa002, 4, 1, 40) + entry(0xa003, 3, 1, 30))); // not turned
+        EXPECT_NE(std::string::npos, out.find(maker));
+        EXPECT_EQ(std::string::npos, out.find(small));
+    }
+}
+
+TEST(Photo, AlphaThatIsMultipliedInIsTakenOut)
+{
+    const Folder folder;
+    const cv::Scalar half(0.25, 0.125, 0.5, 0.5);
+    store(folder / "a.tif", cv::Mat(16, 16, CV_8UC4, half * 255));
+    store(folder / "b.tif", cv::Mat(16, 16, CV_16UC4, half * 65535));
+    store(folder / "a.exr", cv::Mat(16, 16, CV_32FC4, half * 0.42792)); // alpha goes, too: the quotients stay
+    for (const char* name : {"a.tif", "b.tif", "a.exr"}) {
+        SCOPED_TRACE(name);
+        const cv::Mat pixels = readPhoto(folder / name).pixels;
+        const double full = pixels.depth() == CV_8U ? 255 : 65535;
+        const bool light = name == std::string("a.exr");
+        const cv::Scalar mean = cv::mean(pixels) / full;
+        EXPECT_NEAR(light ? 0.7354 : 0.5, mean[0], 0.004); // 0.5 on the sRGB curve
+        EXPECT_NEAR(light ? 0.5371 : 0.25, mean[1], 0.004);
+        EXPECT_NEAR(1, mean[2], 0.004);
     }
 }
 
