@@ -5,6 +5,7 @@
 #include <pixmill/develop/detail/photo_errors.h>
 #include <pixmill/develop/detail/photo_open.h>
 #include <pixmill/develop/detail/temporary_file.h>
+#include <pixmill/develop/detail/tiff_blocks.h>
 
 #include <OpenImageIO/filesystem.h>
 #include <opencv2/core.hpp>
@@ -152,7 +153,8 @@ OIIO::ImageSpec specFor(cv::Size size, int type, const Photo& like, const PhotoW
 {
     const OIIO::TypeDesc sample = CV_MAT_DEPTH(type) == CV_8U ? OIIO::TypeUInt8 : OIIO::TypeUInt16;
     OIIO::ImageSpec spec(size.width, size.height, CV_MAT_CN(type), sample);
-    addMetadata(spec, like, blocks);
+    const bool large = format == "tiff" && spec.image_bytes() >= kLargeTiff;
+    addMetadata(spec, like, blocks && !large);
     spec.attribute("oiio:UnassociatedAlpha", 1);
     spec.attribute("oiio:ColorSpace", "sRGB"); // no encoder is to change a curve
     spec.attribute("Orientation", 1);
@@ -160,7 +162,7 @@ OIIO::ImageSpec specFor(cv::Size size, int type, const Photo& like, const PhotoW
         spec.attribute("Compression", "jpeg:" + std::to_string(how.quality));
         spec.attribute("jpeg:subsampling", how.quality >= 90 ? "4:4:4" : "4:2:0");
     } else if (format == "tiff") {
-        spec.attribute("tiff:bigtiff", spec.image_bytes() >= kLargeTiff);
+        spec.attribute("tiff:bigtiff", large);
         spec.attribute("Compression", "zip");
         spec.attribute("tiff:zipquality", kPackingLevel);
     } else {
@@ -192,7 +194,7 @@ public:
     PhotoSink(const std::string& path, cv::Size size, int type, const Photo& like, const PhotoWriting& how)
         : m_size(size), m_type(type), m_format(how.format.empty() ? formatOfName(path) : how.format), m_file(path),
           m_blocks(blocksFor(size, like)),
-          m_proxy(m_file.file(), path, m_format, m_blocks.empty() ? nullptr : &m_blocks)
+          m_proxy(m_file.file(), path, m_format, m_blocks.suit(m_format) ? &m_blocks : nullptr)
     {
         m_out = OIIO::ImageOutput::create(m_format);
         if (!m_out)
@@ -204,7 +206,7 @@ public:
             refuse(m_out->geterror());
         errno = 0;
         check(m_out->open(byName ? m_file.name() : path,
-                          specFor(size, type, like, how, m_format, !byName && !m_blocks.empty())));
+                          specFor(size, type, like, how, m_format, m_blocks.suit(m_format))));
     }
 
     void write(const cv::Mat& rows)
@@ -224,6 +226,8 @@ public:
             refuse("the last rows are missing");
         errno = 0;
         check(m_out->close());
+        if (m_format == "tiff" && m_blocks.suit(m_format))
+            check(appendToTiff(m_file.file(), m_blocks));
         m_file.commit();
     }
 

@@ -172,29 +172,43 @@ TEST(Photo, WhatCamerasAndCataloguesWroteGoesThroughByteForByte)
     const Folder folder;
     OIIO::ImageSpec spec;
     spec["Orientation"] = 6;
+    spec["Exif:DateTimeOriginal"] = "2021:05:06 07:08:09";
+    spec["GPS:LatitudeRef"] = "N";
     store(folder / "plain.jpg", picture({40, 30}, CV_8UC3), spec);
-    const std::string packet = "<x:xmpmeta tiff:Orientation=\"6\" crs:Exposure2012=\"+0.50\"/>";
-    const std::string kept[] = {packet, std::string("8BIM\4\4\0\0\0\0\0\10\34\1\132\0\3\33%G", 20), "a comment"};
-    const std::string heads[] = {std::string("http://ns.adobe.com/xap/1.0/\0", 29), std::string("Photoshop 3.0\0", 14),
-                                 ""};
-    const char markers[] = {'\xe1', '\xed', '\xfe'};
+    const std::string packet = "<x:xmpmeta tiff:Orientation=\"6\" crs:Exposure2012=\"+0.50\"/>", comment = "a comment";
+    const std::string captions("8BIM\4\4\0\0\0\0\0\10\34\1\132\0\3\33%G", 20); // that they are in UTF-8
+    const std::pair<char, std::string> added[] = {{'\xe1', std::string("http://ns.adobe.com/xap/1.0/\0", 29) + packet},
+                                                  {'\xed', std::string("Photoshop 3.0\0", 14) + captions},
+                                                  {'\xfe', comment}};
     std::string jpeg = contents(folder / "plain.jpg");
-    for (int i = 0; i < 3; ++i) {
-        const std::string body = heads[i] + kept[i];
-        jpeg.insert(20, std::string({'\xff', markers[i], '\0', char(body.size() + 2)}) + body); // behind JFIF's
-    }
+    for (const auto& one : added) // behind JFIF's
+        jpeg.insert(20, std::string({'\xff', one.first, '\0', char(one.second.size() + 2)}) + one.second);
     put(folder / "in.jpg", jpeg);
     std::string upright = packet;
     upright[upright.find('6')] = '1';
-    for (const char* name : {"out.jpg", "out.png", "again.jpg"}) {
-        SCOPED_TRACE(name);
-        writePhoto(folder / name, readPhoto(folder / (name == std::string("again.jpg") ? "out.png" : "in.jpg")));
-        const std::string out = contents(folder / name);
+    struct Way {
+        const char *from, *to;
+        bool captions, comment;
+    };
+    const Way ways[] = {{"in.jpg", "out.jpg", true, true},
+                        {"in.jpg", "out.png", false, false},
+                        {"in.jpg", "out.tif", true, false},
+                        {"out.png", "of-png.jpg", false, false},
+                        {"out.tif", "of-tiff.jpg", true, false}};
+    for (const Way& way : ways) {
+        SCOPED_TRACE(way.to);
+        writePhoto(folder / way.to, readPhoto(folder / way.from));
+        const std::string out = contents(folder / way.to);
         EXPECT_NE(std::string::npos, out.find(upright));
-        EXPECT_EQ(name == std::string("out.jpg"), out.find(heads[1] + kept[1]) != std::string::npos);
-        EXPECT_EQ(name == std::string("out.jpg"), out.find(kept[2]) != std::string::npos);
-        EXPECT_EQ(1, inspectPhoto(folder / name).orientation);
-        EXPECT_EQ(cv::Size(30, 40), readPhoto(folder / name).pixels.size());
+        EXPECT_EQ(way.captions, out.find(captions) != std::string::npos);
+        EXPECT_EQ(way.comment, out.find(comment) != std::string::npos);
+        const PhotoInfo info = inspectPhoto(folder / way.to);
+        EXPECT_EQ(1, info.orientation);
+        EXPECT_EQ("2021:05:06 07:08:09", valueOf(info, "Exif:DateTimeOriginal"));
+        EXPECT_EQ(info.format == "tiff" ? "" : "N", valueOf(info, "GPS:LatitudeRef")); // it is there, and not told
+        const cv::Mat pixels = readPhoto(folder / way.to).pixels;
+        EXPECT_EQ(cv::Size(30, 40), pixels.size());
+        EXPECT_LE(cv::norm(pixels, readPhoto(folder / "plain.jpg").pixels, cv::NORM_INF), 60); // coded with loss
     }
 }
 

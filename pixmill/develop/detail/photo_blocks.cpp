@@ -1,6 +1,8 @@
 #include <pixmill/develop/detail/photo_blocks.h>
 
 #include <pixmill/develop/detail/exif_block.h>
+#include <pixmill/develop/detail/image_resources.h>
+#include <pixmill/develop/detail/tiff_blocks.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -93,8 +95,9 @@ void keepSegment(PhotoBlocks& blocks, char marker, const std::string& body)
         blocks.exif = body.substr(kExif.size());
     else if (application1 && begins(body, kPacket))
         blocks.xmp = body.substr(kPacket.size());
-    else if ((application1 && begins(body, kPacketsRest)) || (marker == '\xed' && begins(body, kCaptions)) ||
-             marker == '\xfe')
+    else if (marker == '\xed' && begins(body, kCaptions))
+        blocks.resources += body.substr(kCaptions.size());
+    else if ((application1 && begins(body, kPacketsRest)) || marker == '\xfe')
         blocks.segments += segment(marker, body);
 }
 
@@ -203,6 +206,9 @@ std::string jpegWith(const std::string& head, const PhotoBlocks& blocks)
         own += segment('\xe1', kExif + blocks.exif);
     if (!blocks.xmp.empty() && blocks.xmp.size() + kPacket.size() <= kMostSegment)
         own += segment('\xe1', kPacket + blocks.xmp);
+    const size_t most = kMostSegment - kCaptions.size();
+    for (size_t at = 0; at < blocks.resources.size(); at += most)
+        own += segment('\xed', kCaptions + blocks.resources.substr(at, most));
     return first + own + blocks.segments + rest;
 }
 
@@ -224,6 +230,14 @@ std::string pngWith(const std::string& head, const PhotoBlocks& blocks)
 
 } // namespace
 
+bool PhotoBlocks::suit(const std::string& format) const
+{
+    const bool known = !exif.empty() || !xmp.empty();
+    if (format == "jpeg")
+        return known || !resources.empty() || !segments.empty();
+    return known || (format == "png" ? !chunks.empty() : !resources.empty());
+}
+
 PhotoBlocks blocksOf(const std::string& path)
 {
     PhotoBlocks blocks;
@@ -237,6 +251,8 @@ PhotoBlocks blocksOf(const std::string& path)
         readPng(file.get(), blocks);
     } else if (begins(sign, "RIFF") && sign.substr(8) == "WEBP") {
         readWebp(file.get(), blocks);
+    } else if (begins(sign, std::string("II*\0", 4)) || begins(sign, std::string("MM\0*", 4))) {
+        return blocksOfTiff(file.get());
     }
     return blocks;
 }
@@ -246,6 +262,7 @@ void makeUpright(PhotoBlocks& blocks, cv::Size size)
     if (!uprightExif(blocks.exif, size))
         blocks.exif.clear();
     blocks.xmp = uprightPacket(std::move(blocks.xmp));
+    blocks.resources = withoutPictures(blocks.resources);
 }
 
 size_t headOf(const std::string& bytes, const std::string& format)

@@ -8,16 +8,19 @@
 namespace pixmill::develop {
 
 struct PhotoBlocks {
-    std::string exif;     ///< From its byte order on.
-    std::string xmp;      ///< The packet.
-    std::string segments; ///< Of a JPEG: its captions, comments and the rest of a long packet, as they stand.
-    std::string chunks;   ///< Of a PNG: its texts, as they stand.
-    std::string profile;  ///< Of a WebP, the one format here whose decoder does not tell it.
+    std::string exif;      ///< From its byte order on.
+    std::string xmp;       ///< The packet.
+    std::string resources; ///< Captions, as blocks "8BIM"; a PNG has no place for them.
+    std::string segments;  ///< Of a JPEG: its comments and the rest of a long packet, as they stand.
+    std::string chunks;    ///< Of a PNG: its texts, as they stand.
+    std::string profile;   ///< Of a WebP, the one format here whose decoder does not tell it.
 
-    bool empty() const { return exif.empty() && xmp.empty() && segments.empty() && chunks.empty(); }
+    /// Whether there are some that a file of this format takes.
+    bool suit(const std::string& format) const;
 };
 
-/// Those of a JPEG, PNG or WebP file; empty for any other, and as far as a damaged one goes.
+/// Those of a JPEG, PNG, WebP or TIFF file, or of a camera raw file that is a TIFF by its tags; empty for any other,
+/// and as far as a damaged one goes.
 PhotoBlocks blocksOf(const std::string& path);
 
 /// Has them tell of a picture of this size that stands upright, and takes the small copy of the old one out.
