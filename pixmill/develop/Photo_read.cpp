@@ -25,6 +25,17 @@ bool stopWanted(void* progress, float share)
     return !(*static_cast<const std::function<bool(float)>*>(progress))(share);
 }
 
+/// The rows from the top as far as they can be read: a decoder that fails amid many keeps back those that it had.
+void readByRows(const std::string& path, const Channels& channels, cv::Mat& samples)
+{
+    const auto in = openPicture(kRead, path);
+    const OIIO::ImageSpec& spec = in->spec();
+    const OIIO::TypeDesc type = typeOf(samples.depth());
+    for (int y = 0; y < samples.rows; ++y)
+        if (!in->read_scanlines(0, 0, spec.y + y, spec.y + y + 1, spec.z, 0, channels.count, type, samples.ptr(y)))
+            return;
+}
+
 /// Reads the samples, none where progress cancels; what a decoder says afterwards counts, as a truncated file may pass
 /// for whole.
 cv::Mat readSamples(const std::string& path, OIIO::ImageInput& in, const Channels& channels, const PhotoReading& how,
@@ -46,6 +57,8 @@ cv::Mat readSamples(const std::string& path, OIIO::ImageInput& in, const Channel
     if (!how.lenient)
         refuseFile(kRead, path, damage);
     note = damage + ", read as far as it goes";
+    if (!whole && spec.tile_height == 0 && std::string(in.format_name()) != "tiff") // that goes on behind the damage
+        readByRows(path, channels, samples);
     return samples;
 }
 
@@ -89,8 +102,9 @@ Photo read(const std::string& path, const PhotoReading& how)
     photo.pixels = toRgb(samples, channels.alpha, rawCmyk, profileOf(spec), photo);
     turnUpright(photo.pixels, orientationOf(spec));
     photo.metadata = metadataOf(spec, blocks);
-    if (cmyk && !rawCmyk && photo.note.empty())
-        photo.note = "converted from CMYK without a profile";
+    if (cmyk && !rawCmyk) // by the decoder, that hands on no inks
+        photo.note =
+            photo.note.empty() ? "converted from CMYK without a profile" : "converted from CMYK without its profile";
     addNote(photo.note, damage);
     return photo;
 }
