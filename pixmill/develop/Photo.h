@@ -99,10 +99,10 @@ PIXMILL_DEVELOP_API std::string formatOfName(const std::string& path);
 
 /// Writes a picture file row by row, in a hidden file beside it that takes the name when all is on the disk.
 ///
-/// From JPEG, PNG, WebP, TIFF and raw files that are TIFF by their tags, what is beside the pixels goes through: Exif
-/// without the small copy of the old picture (to and from TIFF without what only the maker can read), XMP, captions
-/// (not to PNG), comments from JPEG to JPEG, texts from PNG to PNG. It is told of the upright picture. From other
-/// formats go the values that OpenImageIO knows.
+/// From JPEG, PNG, WebP, HEIF, TIFF and raw files that are TIFF by their tags, what is beside the pixels goes through:
+/// Exif without the small copy of the old picture (to and from TIFF without what only the maker can read), XMP,
+/// captions (not to PNG), comments from JPEG to JPEG, texts from PNG to PNG. It is told of the upright picture. From
+/// other formats go the values that OpenImageIO knows.
 ///
 /// Whatever ends the writing early leaves no file behind, and an older file of that name as it was. One thread at a
 /// time per object.

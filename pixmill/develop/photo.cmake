@@ -11,6 +11,7 @@ target_sources(pixmill_photo
     Photo_stream.cpp
     Photo_write.cpp
     detail/exif_block.cpp
+    detail/heif_blocks.cpp
     detail/image_resources.cpp
     detail/photo_blocks.cpp
     detail/photo_colour.cpp

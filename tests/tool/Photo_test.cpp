@@ -225,6 +225,38 @@ TEST(Photo, AWebpIsTurnedByItsExif)
     EXPECT_EQ(cv::Size(30, 40), readPhoto(folder / "b.webp").pixels.size());
 }
 
+TEST(Photo, AHeifKeepsItsProfile)
+{
+    const Folder folder;
+    store(folder / "plain.heic", picture({64, 48}, CV_8UC3));
+    std::string heic = contents(folder / "plain.heic");
+    const auto number = [&](size_t at) {
+        size_t value = 0;
+        for (int i = 0; i < 4; ++i)
+            value = value << 8 | uchar(heic[at + size_t(i)]);
+        return value;
+    };
+    const auto put32 = [&](size_t at, size_t value) {
+        for (int i = 0; i < 4; ++i)
+            heic[at + size_t(i)] = char(value >> (24 - 8 * i) & 0xff);
+    };
+    const std::vector<unsigned char> profile = rgbProfile(1.8);
+    const std::string box = "size"
+                            "colrprof" +
+                            std::string(profile.begin(), profile.end());
+    const size_t properties = heic.find("ipco") - 4, end = properties + number(properties);
+    for (const char* around : {"ipco", "iprp", "meta"})
+        put32(heic.find(around) - 4, number(heic.find(around) - 4) + box.size());
+    const size_t places = heic.find("iloc"), place = places + (heic[places + 4] ? 18 : 16); // of the only item
+    put32(place, number(place) + box.size());
+    heic.insert(end, box);
+    put32(end, box.size());
+    put(folder / "in.heic", heic);
+    const Photo photo = readPhoto(folder / "in.heic");
+    EXPECT_EQ(profile, photo.profile);
+    EXPECT_EQ(0, cv::norm(readPhoto(folder / "plain.heic").pixels, photo.pixels, cv::NORM_INF));
+}
+
 TEST(Photo, TakesTheOldPicturesSmallCopyOutAndKeepsTheRestOfItsBlock)
 {
     const Folder folder;

@@ -1,6 +1,7 @@
 #include <pixmill/develop/detail/photo_blocks.h>
 
 #include <pixmill/develop/detail/exif_block.h>
+#include <pixmill/develop/detail/heif_blocks.h>
 #include <pixmill/develop/detail/image_resources.h>
 #include <pixmill/develop/detail/tiff_blocks.h>
 
@@ -253,6 +254,8 @@ PhotoBlocks blocksOf(const std::string& path)
         readWebp(file.get(), blocks);
     } else if (begins(sign, std::string("II*\0", 4)) || begins(sign, std::string("MM\0*", 4))) {
         return blocksOfTiff(file.get());
+    } else if (sign.size() == 12 && sign.compare(4, 4, "ftyp") == 0) {
+        return blocksOfHeif(file.get());
     }
     return blocks;
 }

@@ -13,14 +13,14 @@ struct PhotoBlocks {
     std::string resources; ///< Captions, as blocks "8BIM"; a PNG has no place for them.
     std::string segments;  ///< Of a JPEG: its comments and the rest of a long packet, as they stand.
     std::string chunks;    ///< Of a PNG: its texts, as they stand.
-    std::string profile;   ///< Of a WebP, the one format here whose decoder does not tell it.
+    std::string profile;   ///< Of a WebP or HEIF, whose decoders do not tell it.
 
     /// Whether there are some that a file of this format takes.
     bool suit(const std::string& format) const;
 };
 
-/// Those of a JPEG, PNG, WebP or TIFF file, or of a camera raw file that is a TIFF by its tags; empty for any other,
-/// and as far as a damaged one goes.
+/// Those of a JPEG, PNG, WebP, HEIF or TIFF file, or of a camera raw file that is a TIFF by its tags; empty for any
+/// other, and as far as a damaged one goes.
 PhotoBlocks blocksOf(const std::string& path);
 
 /// Has them tell of a picture of this size that stands upright, and takes the small copy of the old one out.

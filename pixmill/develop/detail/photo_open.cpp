@@ -173,10 +173,11 @@ void checkClaim(const char* call, const std::string& path, const OIIO::ImageInpu
 OIIO::ImageSpec specOf(const OIIO::ImageInput& in, const PhotoBlocks& blocks)
 {
     OIIO::ImageSpec spec = in.spec();
-    if (std::string(in.format_name()) != "webp")
-        return spec;
-    if (!blocks.exif.empty())
+    const std::string format = in.format_name();
+    if (!blocks.exif.empty() && (format == "webp" || format == "heif"))
         OIIO::decode_exif(OIIO::string_view(blocks.exif), spec);
+    if (format == "heif")
+        spec.erase_attribute("Orientation"); // the decoder turns it by the file's own words
     if (!blocks.profile.empty())
         spec.attribute("ICCProfile", OIIO::TypeDesc(OIIO::TypeDesc::UINT8, static_cast<int>(blocks.profile.size())),
                        blocks.profile.data());

@@ -26,7 +26,8 @@ std::unique_ptr<OIIO::ImageInput> openPicture(const char* call, const std::strin
 /// @throws Error  where the header claims more than `maxPixels`, or more than the file's bytes can hold.
 void checkClaim(const char* call, const std::string& path, const OIIO::ImageInput& in, long long maxPixels);
 
-/// What the file tells of itself: the decoder's words, and those of `blocks` where the decoder passes them over (WebP).
+/// What the file tells of itself: the decoder's words, and those of `blocks` where the decoder passes them over (WebP,
+/// HEIF).
 OIIO::ImageSpec specOf(const OIIO::ImageInput& in, const PhotoBlocks& blocks);
 
 /// The embedded profile's bytes; empty: none.
