@@ -18,19 +18,27 @@ struct Difference {
     int top = 255;
 };
 
-cv::Mat coloursOf(const std::string& file)
+cv::Mat pixelsOf(const std::string& file)
 {
     const Hush hush;
-    const Photo photo = readPhoto(file);
-    cv::Mat colours(photo.pixels.size(), CV_MAKETYPE(photo.pixels.depth(), 3));
-    const int fromTo[] = {0, 0, 1, 1, 2, 2};
-    cv::mixChannels(&photo.pixels, 1, &colours, 1, fromTo, 3);
-    return colours;
+    return readPhoto(file).pixels;
 }
 
-/// Brings both to the deeper one's bits.
+/// With full alpha where it has none.
+void addAlpha(cv::Mat& pixels)
+{
+    const cv::Mat full(pixels.size(), pixels.depth(), cv::Scalar(pixels.depth() == CV_8U ? 255 : 65535));
+    if (pixels.channels() == 3)
+        cv::merge(std::vector<cv::Mat>{pixels, full}, pixels);
+}
+
+/// Brings both to the deeper one's bits, and to alpha where one has it.
 void level(cv::Mat& a, cv::Mat& b)
 {
+    if (a.channels() != b.channels()) {
+        addAlpha(a);
+        addAlpha(b);
+    }
     if (a.depth() == b.depth())
         return;
     cv::Mat& shallow = a.depth() == CV_8U ? a : b;
@@ -41,7 +49,7 @@ Difference differenceOf(const cv::Mat& a, const cv::Mat& b)
 {
     Difference found;
     found.top = a.depth() == CV_8U ? 255 : 65535;
-    const double samples = double(a.total()) * 3;
+    const double samples = double(a.total()) * a.channels();
     double sum = 0, squares = 0;
     for (int y = 0; y < a.rows; ++y) { // rows: the sums of squares of a large picture stay exact enough
         sum += cv::norm(a.row(y), b.row(y), cv::NORM_L1);
@@ -58,6 +66,14 @@ void writePicture(const CompareOptions& options, const cv::Mat& a, const cv::Mat
 {
     Photo picture;
     cv::absdiff(a, b, picture.pixels);
+    if (a.channels() == 4) { // a difference must not be seen through
+        std::vector<cv::Mat> planes;
+        cv::split(picture.pixels, planes);
+        for (int i = 0; i < 3; ++i)
+            cv::max(planes[i], planes[3], planes[i]);
+        planes.pop_back();
+        cv::merge(planes, picture.pixels);
+    }
     picture.pixels.convertTo(picture.pixels, CV_8U, options.times * (a.depth() == CV_8U ? 1 : 1 / 257.0));
     const Hush hush;
     writePhoto(options.picture, picture);
@@ -82,7 +98,7 @@ void print(const CompareOptions& options, const Difference& found)
 int runCompare(Terminal&, const CompareOptions& options)
 {
     keepInputs(options.picture, {options.a, options.b});
-    cv::Mat a = coloursOf(options.a), b = coloursOf(options.b);
+    cv::Mat a = pixelsOf(options.a), b = pixelsOf(options.b);
     if (a.size() != b.size())
         throw Error("pixmill compare", "", "",
                     options.b + ": is " + std::to_string(b.cols) + " x " + std::to_string(b.rows) + ", and " +

@@ -167,8 +167,13 @@ void writeReport(const std::string& path, const std::string& report)
         return;
     }
     std::ofstream file(path);
-    if (!(file << report) || !file.flush())
-        throw Error("pixmill develop", "", "", path + ": the report cannot be written");
+    if (file << report && file.flush())
+        return;
+    file.close();
+    std::error_code failed;
+    if (std::filesystem::is_regular_file(path, failed))
+        std::filesystem::remove(path, failed);
+    throw Error("pixmill develop", "", "", path + ": the report cannot be written");
 }
 
 } // namespace

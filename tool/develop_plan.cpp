@@ -41,6 +41,15 @@ void checkOutput(const DevelopOptions& options)
                              options.out + ": has no format that can be written: jpeg, png or tiff");
 }
 
+/// Refuses one picture's output whose name tells another format than was asked for.
+void checkFormat(const DevelopOptions& options)
+{
+    const std::string named = pixmill::formatOfName(options.out);
+    if (!isFolder(options) && !options.format.empty() && named != options.format)
+        throw pixmill::Error("pixmill develop", "", "",
+                             options.out + ": is a name of " + named + ", and --format is " + options.format);
+}
+
 std::string endingOf(const std::string& format)
 {
     return format == "jpeg" ? ".jpg" : format == "png" ? ".png" : ".tif";
@@ -85,6 +94,7 @@ std::string stampOf(const std::string& path)
 std::vector<Task> planTasks(const DevelopOptions& options)
 {
     checkOutput(options);
+    checkFormat(options);
     const bool folder = isFolder(options);
     std::set<std::string> inputs;
     std::map<std::string, std::string> makerOf;

@@ -31,15 +31,27 @@ Photo readWhole(Terminal& terminal, const FilterOptions& options)
     return photo;
 }
 
-/// What the filter makes of a picture or a part of it, at 8 or 16 bits.
-cv::Mat filtered(const Filter& filter, const Values& values, cv::Mat pixels, int depth)
+cv::Mat atDepth(const cv::Mat& pixels, int depth)
 {
+    const int type = depth == 8 ? CV_8U : CV_16U;
+    cv::Mat out = pixels;
+    if (pixels.depth() != type)
+        pixels.convertTo(out, type, depth == 8 ? 1 / 257.0 : 257.0);
+    return out;
+}
+
+/// What the filter makes of a picture or a part of it, at 8 or 16 bits; with its alpha as it is, where that is kept.
+cv::Mat filtered(const Filter& filter, const Values& values, cv::Mat pixels, int depth, bool keepAlpha)
+{
+    cv::Mat alpha;
+    if (keepAlpha && pixels.channels() == 4)
+        cv::extractChannel(pixels, alpha, 3);
     Planes planes(pixels);
     pixels.release();
     filter.run(planes, values);
-    cv::Mat out = planes.packed();
-    if (depth == 8)
-        out.convertTo(out, CV_8U, 1 / 257.0);
+    cv::Mat out = atDepth(planes.packed(), depth);
+    if (!alpha.empty())
+        cv::merge(std::vector<cv::Mat>{out, atDepth(alpha, depth)}, out);
     return out;
 }
 
@@ -60,7 +72,7 @@ void filterWhole(Terminal& terminal, const Filter& filter, const Values& values,
 {
     Photo photo = readWhole(terminal, options);
     const int depth = depthOf(options, photo.pixels.type());
-    photo.pixels = filtered(filter, values, std::move(photo.pixels), depth);
+    photo.pixels = filtered(filter, values, std::move(photo.pixels), depth, formatOfName(options.out) != "jpeg");
     const Hush hush;
     writePhoto(options.out, photo, writingOf(options));
 }
@@ -75,8 +87,10 @@ int usualSide(cv::Size picture, int bytesAPixel)
 void filterRows(Terminal& terminal, PhotoReader& reader, const Filter& filter, const Tiling& tiling,
                 const FilterOptions& options)
 {
-    const int depth = formatOfName(options.out) == "jpeg" ? 8 : depthOf(options, reader.type());
-    PhotoWriter writer(options.out, reader.size(), depth == 8 ? CV_8UC3 : CV_16UC3, reader.like(), writingOf(options));
+    const bool jpeg = formatOfName(options.out) == "jpeg";
+    const int depth = jpeg ? 8 : depthOf(options, reader.type());
+    const int type = CV_MAKETYPE(depth == 8 ? CV_8U : CV_16U, jpeg ? 3 : CV_MAT_CN(reader.type()));
+    PhotoWriter writer(options.out, reader.size(), type, reader.like(), writingOf(options));
     RowStream stream;
     stream.size = reader.size();
     stream.type = reader.type();
@@ -87,7 +101,7 @@ void filterRows(Terminal& terminal, PhotoReader& reader, const Filter& filter, c
         return !stopWanted();
     };
     const int side = options.tiles ? options.tiles : usualSide(stream.size, int(CV_ELEM_SIZE(stream.type)));
-    const auto run = [&](const cv::Mat& region) { return filtered(filter, tiling.values, region, depth); };
+    const auto run = [&](const cv::Mat& region) { return filtered(filter, tiling.values, region, depth, !jpeg); };
     terminal.begin(1, 1);
     const Hush hush;
     const bool done = streamTiles(stream, tiling, side, run);

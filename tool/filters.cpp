@@ -3,6 +3,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
@@ -16,6 +17,11 @@ std::string inWords(double value)
     char text[32];
     std::snprintf(text, sizeof text, "%g", value);
     return text;
+}
+
+std::string rangeOf(const FilterParameter& parameter)
+{
+    return (parameter.whole ? "a whole number of " : "") + inWords(parameter.least) + ".." + inWords(parameter.most);
 }
 
 std::string namesOf(const FilterEntry& filter)
@@ -96,8 +102,7 @@ std::string filterList()
     for (const FilterEntry& filter : pixmill::filterTable()) {
         text += std::string(filter.name) + "\n    " + filter.purpose + "\n";
         for (const FilterParameter& p : filter.parameters)
-            text += std::string("      ") + p.name + "=" + inWords(p.usual) + "  " + p.text + " (" + inWords(p.least) +
-                    ".." + inWords(p.most) + ")\n";
+            text += std::string("      ") + p.name + "=" + inWords(p.usual) + "  " + p.text + " (" + rangeOf(p) + ")\n";
     }
     return text;
 }
@@ -113,9 +118,10 @@ Values valuesOf(const FilterEntry& filter, const std::vector<std::string>& assig
         const std::string text = at == std::string::npos ? "" : assignment.substr(at + 1);
         char* end = nullptr;
         const double value = std::strtod(text.c_str(), &end);
-        if (text.empty() || *end || !(value >= parameter.least && value <= parameter.most))
-            throw pixmill::Error("pixmill filter", std::string(filter.name) + "." + parameter.name,
-                                 inWords(parameter.least) + ".." + inWords(parameter.most), "\"" + text + "\"");
+        const bool inRange = value >= parameter.least && value <= parameter.most; // false for a NaN
+        if (text.empty() || *end || !inRange || (parameter.whole && value != std::floor(value)))
+            throw pixmill::Error("pixmill filter", std::string(filter.name) + "." + parameter.name, rangeOf(parameter),
+                                 "\"" + text + "\"");
         values[parameter.name] = value;
     }
     return values;

@@ -4,6 +4,7 @@
 #include "manual.h"
 #include "program.h"
 #include <pixmill/core/TPixmill.h>
+#include <pixmill/develop/recipe_table.h>
 
 #include <CLI/CLI.hpp>
 
@@ -16,20 +17,37 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iomanip>
 #include <sstream>
 #include <string>
 #include <vector>
 
 namespace {
 
-const char* const kEnding = "Example:\n"
-                            "  pixmill develop *.jpg -o developed --set light.shadows=0.3\n\n"
-                            "Exit codes:\n"
-                            "  0    all went well\n"
-                            "  1    a picture or a recipe failed, or two compared pictures differ\n"
-                            "  2    the command line is not understood\n"
-                            "  130  interrupted; no half file is left\n"
-                            "Errors are one line each on standard error.";
+/// What stands below the options of the program and of each command.
+std::string ending(const std::string& example)
+{
+    return "Example:\n  pixmill " + example +
+           "\n\n"
+           "Exit codes:\n"
+           "  0    all went well\n"
+           "  1    a picture or a recipe failed, or two compared pictures differ\n"
+           "  2    the command line is not understood\n"
+           "  130  interrupted; no half file is left\n"
+           "Errors are one line each on standard error.";
+}
+
+/// The recipe's keys that --set takes without a recipe's local adjustments.
+std::string keysInWords()
+{
+    std::ostringstream text;
+    text << "Keys for --set, 0 neutral unless told; `pixmill recipe keys` tells also those of local adjustments:\n";
+    for (const pixmill::RecipeKey& key : pixmill::recipeKeys())
+        if (key.key.rfind("locals", 0) != 0)
+            text << "  " << std::left << std::setw(34) << key.key << std::setw(7) << key.values << key.text
+                 << (key.neutral == "0" || key.neutral.empty() ? "" : " (" + key.neutral + ")") << "\n";
+    return text.str();
+}
 
 struct Options {
     DevelopOptions develop;
@@ -87,6 +105,8 @@ void addDevelop(CLI::App& app, std::function<int()>& run, Terminal& terminal, De
     develop->add_flag("-f,--force", o.force, "do pictures again that are done");
     develop->add_option("--json", o.json, "write a report, - for standard output")->type_name("FILE");
     develop->add_flag("-q,--quiet", o.quiet, "tell of failures alone");
+    develop->footer(ending("develop *.jpg -o developed --set light.shadows=0.3 --jobs 4"));
+    develop->footer([] { return keysInWords(); }); // stands before the other
 }
 
 void addFilter(CLI::App& app, std::function<int()>& run, Terminal& terminal, FilterOptions& o)
@@ -110,6 +130,7 @@ void addFilter(CLI::App& app, std::function<int()>& run, Terminal& terminal, Fil
                      "pictures above 100 megapixels where that gives the same bits")
         ->type_name("SIDE")
         ->check(CLI::Range(1, 65536));
+    filter->footer(ending("filter local-laplacian in.jpg out.png --param sigma=-0.4"));
     filter->callback([&run, &terminal, &o] {
         if (!o.list && o.out.empty())
             throw CLI::RequiredError("NAME, IN and OUT, or --list");
@@ -123,18 +144,22 @@ void addOthers(CLI::App& app, std::function<int()>& run, Terminal& terminal, Opt
         command(app, run, "info", "Tells what picture files hold.", [&] { return runInfo(terminal, o.files, o.json); });
     info->add_option("FILE", o.files, "pictures")->required();
     info->add_flag("--json", o.json, "as JSON");
+    info->footer(ending("info *.jpg"));
 
     CLI::App* recipe = app.add_subcommand("recipe", "Checks recipes, and tells their keys.");
     recipe->require_subcommand(1);
     CLI::App* check = command(*recipe, run, "check", "Says nothing of good recipes.",
                               [&] { return runRecipeCheck(terminal, o.files); });
     check->add_option("FILE", o.files, "recipes")->required();
+    check->footer(ending("recipe check evening.json"));
     CLI::App* keys = command(*recipe, run, "keys", "Tells every key with range, unit and meaning.",
                              [&] { return runRecipeKeys(o.markdown); });
     keys->add_flag("--markdown", o.markdown, "as the page of the documentation");
+    keys->footer(ending("recipe keys"));
 
-    CLI::App* compare = command(app, run, "compare", "Tells how far two pictures are apart; 1 where they differ.",
-                                [&] { return runCompare(terminal, o.compare); });
+    CLI::App* compare =
+        command(app, run, "compare", "Tells how far two pictures are apart, alpha included; 1 where they differ.",
+                [&] { return runCompare(terminal, o.compare); });
     compare->add_option("A", o.compare.a, "a picture")->required();
     compare->add_option("B", o.compare.b, "another of its size")->required();
     compare->add_option("--picture", o.compare.picture, "write a picture of the difference")->type_name("FILE");
@@ -142,6 +167,7 @@ void addOthers(CLI::App& app, std::function<int()>& run, Terminal& terminal, Opt
         ->check(CLI::Range(0.1, 65535.0))
         ->capture_default_str();
     compare->add_flag("--json", o.compare.json, "as JSON");
+    compare->footer(ending("compare a.png b.png --picture apart.png"));
 }
 
 /// Told here for the help, the manual page and the completion; `main` leaves it to the other program.
@@ -185,6 +211,7 @@ void addEdit(CLI::App& app, std::function<int()>& run, Terminal& terminal, EditO
             return std::string(good ? "" : "16 to 64 letters and digits are wanted");
         });
     edit->add_flag("--no-browser", o.stays, "only tell the address, on standard output");
+    edit->footer(ending("edit photographs"));
 }
 #endif
 
@@ -236,7 +263,7 @@ int main(int argc, char** argv)
     CLI::App app("Develops photographs, from file to file.", "pixmill");
     app.set_version_flag("--version", "pixmill " PIXMILL_VERSION);
     app.require_subcommand(1);
-    app.footer(kEnding);
+    app.footer(ending("develop *.jpg -o developed --set light.shadows=0.3"));
     addDevelop(app, run, terminal, options.develop);
     addFilter(app, run, terminal, options.filter);
 #if defined(PIXMILL_WITH_EDITOR)

@@ -74,6 +74,19 @@ std::string filterNames()
     return names;
 }
 
+/// A line of the completion for each filter: the names of its parameters.
+std::string parameterCases()
+{
+    std::string cases;
+    for (const pixmill::FilterEntry& filter : pixmill::filterTable()) {
+        cases += std::string("        ") + filter.name + ") words=\"";
+        for (const pixmill::FilterParameter& parameter : filter.parameters)
+            cases += std::string(parameter.name) + "= ";
+        cases += "\" ;;\n";
+    }
+    return cases;
+}
+
 } // namespace
 
 std::string manualOf(const CLI::App& app)
@@ -115,6 +128,10 @@ std::string completionOf(const CLI::App& app)
            << "--help --version\" -- \"$word\"))\n        return\n    fi\n"
            << "    if [[ $before == --set ]]; then\n        compopt -o nospace\n"
            << "        COMPREPLY=($(compgen -W \"" << keyNames() << "\" -- \"$word\"))\n        return\n    fi\n"
+           << "    if [[ $before == --param ]]; then\n        compopt -o nospace\n"
+           << "        case ${COMP_WORDS[2]} in\n"
+           << parameterCases() << "        esac\n"
+           << "        COMPREPLY=($(compgen -W \"$words\" -- \"$word\"))\n        return\n    fi\n"
            << "    case $before in\n"
               "    --format) COMPREPLY=($(compgen -W \"jpeg png tiff\" -- \"$word\")); return ;;\n"
               "    --depth) COMPREPLY=($(compgen -W \"8 16\" -- \"$word\")); return ;;\n"

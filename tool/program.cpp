@@ -80,8 +80,10 @@ bool stopWanted()
 int runCommand(Terminal& terminal, const std::function<int()>& command)
 {
     using namespace std::chrono_literals;
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    for (const int signal : {SIGINT, SIGTERM})
         listen(signal, onSignal);
+    if (std::signal(SIGHUP, SIG_IGN) != SIG_IGN) // else by `nohup`: the terminal may go
+        listen(SIGHUP, onSignal);
     listen(SIGPIPE, SIG_IGN);
     listen(SIGXFSZ, SIG_IGN); // a file that may not grow is told as such
     const auto shared = std::make_shared<Shared>();

@@ -31,7 +31,7 @@ struct Photo {
     cv::Mat pixels;                     ///< CV_8U or CV_16U with R, G, B or R, G, B, A; alpha not multiplied in.
     std::vector<unsigned char> profile; ///< The ICC profile of `pixels`, always one of RGB; empty: sRGB.
     std::string note;                   ///< What a person should know of the reading, one line; empty: nothing.
-    std::shared_ptr<const develop::PhotoMetadata> metadata; ///< Camera, date, place: what goes through unchanged.
+    std::shared_ptr<const develop::PhotoMetadata> metadata; ///< Camera, date, place, captions: what goes through.
 };
 
 /// What a file tells of itself without its pixels being read.
@@ -51,7 +51,8 @@ struct PhotoWriting {
     int quality = 92;   ///< JPEG's, 1..100; from 90 on colours are kept at full size.
 };
 
-/// Reads JPEG, PNG, TIFF, camera raw, HEIF, OpenEXR and what else OpenImageIO reads.
+/// Reads JPEG, PNG, TIFF, camera raw, HEIF, OpenEXR, JPEG 2000, WebP, PSD, GIF, BMP, Targa and PNM. A name that tells
+/// another format than the bytes does no harm.
 ///
 /// Up to 8 bits a sample give CV_8U, other integers CV_16U; linear floating point is taken through the sRGB curve to
 /// CV_16U, grey becomes three equal channels. CMYK is converted to sRGB, and `note` says so.
@@ -97,6 +98,11 @@ PIXMILL_DEVELOP_API bool toScreenColours(Photo& photo);
 PIXMILL_DEVELOP_API std::string formatOfName(const std::string& path);
 
 /// Writes a picture file row by row, in a hidden file beside it that takes the name when all is on the disk.
+///
+/// From JPEG, PNG, WebP, HEIF, TIFF and raw files that are TIFF by their tags, what is beside the pixels goes through:
+/// Exif without the small copy of the old picture (to and from TIFF without what only the maker can read), XMP,
+/// captions (not to PNG), comments from JPEG to JPEG, texts from PNG to PNG. It is told of the upright picture. From
+/// other formats go the values that OpenImageIO knows.
 ///
 /// Whatever ends the writing early leaves no file behind, and an older file of that name as it was. One thread at a
 /// time per object.

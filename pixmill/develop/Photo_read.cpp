@@ -25,6 +25,17 @@ bool stopWanted(void* progress, float share)
     return !(*static_cast<const std::function<bool(float)>*>(progress))(share);
 }
 
+/// The rows from the top as far as they can be read: a decoder that fails amid many keeps back those that it had.
+void readByRows(const std::string& path, const Channels& channels, cv::Mat& samples)
+{
+    const auto in = openPicture(kRead, path);
+    const OIIO::ImageSpec& spec = in->spec();
+    const OIIO::TypeDesc type = typeOf(samples.depth());
+    for (int y = 0; y < samples.rows; ++y)
+        if (!in->read_scanlines(0, 0, spec.y + y, spec.y + y + 1, spec.z, 0, channels.count, type, samples.ptr(y)))
+            return;
+}
+
 /// Reads the samples, none where progress cancels; what a decoder says afterwards counts, as a truncated file may pass
 /// for whole.
 cv::Mat readSamples(const std::string& path, OIIO::ImageInput& in, const Channels& channels, const PhotoReading& how,
@@ -46,6 +57,8 @@ cv::Mat readSamples(const std::string& path, OIIO::ImageInput& in, const Channel
     if (!how.lenient)
         refuseFile(kRead, path, damage);
     note = damage + ", read as far as it goes";
+    if (!whole && spec.tile_height == 0 && std::string(in.format_name()) != "tiff") // that goes on behind the damage
+        readByRows(path, channels, samples);
     return samples;
 }
 
@@ -69,6 +82,7 @@ Photo read(const std::string& path, const PhotoReading& how)
     checkFile(kRead, path, how.maxPixels);
     auto in = openPicture(kRead, path);
     checkClaim(kRead, path, *in, how.maxPixels);
+    const PhotoBlocks blocks = blocksOf(path);
     const bool cmyk = isCmyk(in->spec());
     const bool rawCmyk = cmyk && std::string(in->format_name()) == "tiff";
     if (rawCmyk)
@@ -76,17 +90,21 @@ Photo read(const std::string& path, const PhotoReading& how)
 
     Photo photo;
     std::string damage;
-    const Channels channels = channelsOf(in->spec(), rawCmyk);
+    const OIIO::ImageSpec spec = specOf(*in, blocks);
+    const Channels channels = channelsOf(spec, rawCmyk);
     cv::Mat samples = readSamples(path, *in, channels, how, damage);
     if (samples.empty())
         return photo;
+    if (channels.alpha && isMultiplied(*in))
+        unmultiply(samples);
     if (samples.depth() == CV_32F)
         encodeLinear(cv::Mat(samples), channels.alpha, samples);
-    photo.pixels = toRgb(samples, channels.alpha, rawCmyk, profileOf(in->spec()), photo);
-    turnUpright(photo.pixels, orientationOf(in->spec()));
-    photo.metadata = metadataOf(in->spec());
-    if (cmyk && !rawCmyk && photo.note.empty())
-        photo.note = "converted from CMYK without a profile";
+    photo.pixels = toRgb(samples, channels.alpha, rawCmyk, profileOf(spec), photo);
+    turnUpright(photo.pixels, orientationOf(spec));
+    photo.metadata = metadataOf(spec, blocks);
+    if (cmyk && !rawCmyk) // by the decoder, that hands on no inks
+        photo.note =
+            photo.note.empty() ? "converted from CMYK without a profile" : "converted from CMYK without its profile";
     addNote(photo.note, damage);
     return photo;
 }
@@ -108,7 +126,8 @@ PhotoInfo inspectPhoto(const std::string& path)
 {
     checkFile(kInspect, path, PhotoReading().maxPixels);
     const auto in = openPicture(kInspect, path);
-    const OIIO::ImageSpec& spec = in->spec();
+    const PhotoBlocks blocks = blocksOf(path);
+    const OIIO::ImageSpec spec = specOf(*in, blocks);
     PhotoInfo info;
     info.format = in->format_name();
     info.channels = spec.nchannels;
@@ -119,7 +138,7 @@ PhotoInfo inspectPhoto(const std::string& path)
     info.height = turned ? spec.width : spec.height;
     const Profile profile = openProfile(profileOf(spec));
     info.profile = profile ? nameOf(profile) : "";
-    const auto metadata = metadataOf(spec);
+    const auto metadata = metadataOf(spec, blocks);
     for (const OIIO::ParamValue& value : metadata->values)
         info.values.emplace_back(value.name().string(), value.get_string(200));
     return info;

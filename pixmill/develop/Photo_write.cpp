@@ -1,9 +1,11 @@
 #include <pixmill/develop/Photo.h>
 
 #include <pixmill/develop/Error.h>
+#include <pixmill/develop/detail/photo_blocks.h>
 #include <pixmill/develop/detail/photo_errors.h>
 #include <pixmill/develop/detail/photo_open.h>
 #include <pixmill/develop/detail/temporary_file.h>
+#include <pixmill/develop/detail/tiff_blocks.h>
 
 #include <OpenImageIO/filesystem.h>
 #include <opencv2/core.hpp>
@@ -31,7 +33,11 @@ const std::uint64_t kLargeTiff = 4'000'000'000; // places in a plain TIFF have 3
 /// program where their output fails.
 class FileProxy : public OIIO::Filesystem::IOProxy {
 public:
-    FileProxy(std::FILE* file, const std::string& name) : IOProxy(name, Write), m_file(file) {}
+    /// @param blocks  Take the place of those that the encoder of `format` writes; null: nothing does.
+    FileProxy(std::FILE* file, const std::string& name, std::string format, const PhotoBlocks* blocks)
+        : IOProxy(name, Write), m_file(file), m_format(std::move(format)), m_blocks(blocks)
+    {
+    }
 
     const char* proxytype() const override { return "pixmill"; } // "file" would be taken for another class
     int64_t tell() override { return m_pos; }
@@ -53,8 +59,11 @@ public:
 
     size_t write(const void* buffer, size_t size) override
     {
-        if (!m_errno)
-            keep(std::fwrite(buffer, 1, size, m_file) == size);
+        const char* bytes = static_cast<const char*>(buffer);
+        if (m_blocks)
+            takeHead(std::string(bytes, bytes + size));
+        else
+            store(bytes, size);
         m_pos += static_cast<int64_t>(size);
         m_size = std::max(m_size, m_pos);
         return size;
@@ -66,6 +75,24 @@ public:
     int firstError() const { return m_errno; }
 
 private:
+    void store(const char* bytes, size_t size)
+    {
+        if (!m_errno)
+            keep(std::fwrite(bytes, 1, size, m_file) == size);
+    }
+
+    /// Holds bytes back until the file's head is whole, and lets it go with the blocks in it.
+    void takeHead(const std::string& bytes)
+    {
+        m_head += bytes;
+        const size_t end = headOf(m_head, m_format);
+        if (end == 0)
+            return;
+        const std::string all = withBlocks(m_head.substr(0, end), m_format, *m_blocks) + m_head.substr(end);
+        m_blocks = nullptr;
+        store(all.data(), all.size());
+    }
+
     bool keep(bool done)
     {
         if (!done && !m_errno)
@@ -74,6 +101,8 @@ private:
     }
 
     std::FILE* m_file;
+    std::string m_format, m_head;
+    const PhotoBlocks* m_blocks;
     int64_t m_size = 0;
     int m_errno = 0;
 };
@@ -87,22 +116,45 @@ bool describesTheOldFile(const std::string& name)
     return false;
 }
 
-void addMetadata(OIIO::ImageSpec& spec, const Photo& like)
+/// Some encoders end the program on a text without letters.
+bool isEmptyText(const OIIO::ParamValue& value)
+{
+    return value.type() == OIIO::TypeString && value.get_string().empty();
+}
+
+bool tellsResolution(const std::string& name)
+{
+    return name == "XResolution" || name == "YResolution" || name == "ResolutionUnit" || name == "PixelAspectRatio";
+}
+
+/// @param blocks  Whether the rest goes through as it stands in the file.
+void addMetadata(OIIO::ImageSpec& spec, const Photo& like, bool blocks)
 {
     if (like.metadata)
-        for (const OIIO::ParamValue& value : like.metadata->values)
-            if (!describesTheOldFile(value.name().string()))
+        for (const OIIO::ParamValue& value : like.metadata->values) {
+            const std::string name = value.name().string();
+            if (!describesTheOldFile(name) && !isEmptyText(value) && (!blocks || tellsResolution(name)))
                 spec.extra_attribs.push_back(value);
+        }
     if (!like.profile.empty())
         spec.attribute("ICCProfile", OIIO::TypeDesc(OIIO::TypeDesc::UINT8, static_cast<int>(like.profile.size())),
                        like.profile.data());
 }
 
-OIIO::ImageSpec specOf(cv::Size size, int type, const Photo& like, const PhotoWriting& how, const std::string& format)
+PhotoBlocks blocksFor(cv::Size size, const Photo& like)
+{
+    PhotoBlocks blocks = like.metadata ? like.metadata->blocks : PhotoBlocks();
+    makeUpright(blocks, size);
+    return blocks;
+}
+
+OIIO::ImageSpec specFor(cv::Size size, int type, const Photo& like, const PhotoWriting& how, const std::string& format,
+                        bool blocks)
 {
     const OIIO::TypeDesc sample = CV_MAT_DEPTH(type) == CV_8U ? OIIO::TypeUInt8 : OIIO::TypeUInt16;
     OIIO::ImageSpec spec(size.width, size.height, CV_MAT_CN(type), sample);
-    addMetadata(spec, like);
+    const bool large = format == "tiff" && spec.image_bytes() >= kLargeTiff;
+    addMetadata(spec, like, blocks && !large);
     spec.attribute("oiio:UnassociatedAlpha", 1);
     spec.attribute("oiio:ColorSpace", "sRGB"); // no encoder is to change a curve
     spec.attribute("Orientation", 1);
@@ -110,7 +162,7 @@ OIIO::ImageSpec specOf(cv::Size size, int type, const Photo& like, const PhotoWr
         spec.attribute("Compression", "jpeg:" + std::to_string(how.quality));
         spec.attribute("jpeg:subsampling", how.quality >= 90 ? "4:4:4" : "4:2:0");
     } else if (format == "tiff") {
-        spec.attribute("tiff:bigtiff", spec.image_bytes() >= kLargeTiff);
+        spec.attribute("tiff:bigtiff", large);
         spec.attribute("Compression", "zip");
         spec.attribute("tiff:zipquality", kPackingLevel);
     } else {
@@ -140,19 +192,21 @@ void checkWriting(const std::string& path, int type, const PhotoWriting& how, co
 class PhotoSink {
 public:
     PhotoSink(const std::string& path, cv::Size size, int type, const Photo& like, const PhotoWriting& how)
-        : m_size(size), m_type(type), m_file(path), m_proxy(m_file.file(), path)
+        : m_size(size), m_type(type), m_format(how.format.empty() ? formatOfName(path) : how.format), m_file(path),
+          m_blocks(blocksFor(size, like)),
+          m_proxy(m_file.file(), path, m_format, m_blocks.suit(m_format) ? &m_blocks : nullptr)
     {
-        const std::string format = how.format.empty() ? formatOfName(path) : how.format;
-        m_out = OIIO::ImageOutput::create(format);
+        m_out = OIIO::ImageOutput::create(m_format);
         if (!m_out)
             refuse(OIIO::geterror());
         m_out->threads(1);
         // TIFF's encoder reports failures itself, and reads back what it wrote, which a proxy does not let it do.
-        const bool byName = format == "tiff";
+        const bool byName = m_format == "tiff";
         if (!byName && !m_out->set_ioproxy(&m_proxy))
             refuse(m_out->geterror());
         errno = 0;
-        check(m_out->open(byName ? m_file.name() : path, specOf(size, type, like, how, format)));
+        check(m_out->open(byName ? m_file.name() : path,
+                          specFor(size, type, like, how, m_format, m_blocks.suit(m_format))));
     }
 
     void write(const cv::Mat& rows)
@@ -172,6 +226,8 @@ public:
             refuse("the last rows are missing");
         errno = 0;
         check(m_out->close());
+        if (m_format == "tiff" && m_blocks.suit(m_format))
+            check(appendToTiff(m_file.file(), m_blocks));
         m_file.commit();
     }
 
@@ -193,7 +249,9 @@ private:
 
     cv::Size m_size;
     int m_type, m_row = 0;
+    std::string m_format;
     TemporaryFile m_file;
+    PhotoBlocks m_blocks;
     FileProxy m_proxy;
     std::unique_ptr<OIIO::ImageOutput> m_out;
 };

@@ -38,7 +38,7 @@ const std::vector<FilterEntry>& filterTable()
          "Flattens detail of all sizes, or brings it out, without halos.",
          {{"sigma", -1, 1, -0.3, "above 0 flattens, below 0 brings out; the size of an edge, of half the luma", kReal},
           {"smooth", 0, 2, 0.3, "softness of the curve", kReal},
-          {"references", 10, 24, 16, "brightnesses that are worked out: 10, 16 or 24", kWhole},
+          {"references", 10, 24, 16, "brightnesses that are worked out: 10, 16 or 24, others rounded up", kWhole},
           {"levels", 0, 16, 0, "depth of the pyramid; 0: by the picture's size", kWhole}}},
         {"gaussian",
          "A Gaussian blur by recursion: any width at the same cost.",

@@ -10,9 +10,15 @@ target_sources(pixmill_photo
     Photo_read.cpp
     Photo_stream.cpp
     Photo_write.cpp
+    detail/exif_block.cpp
+    detail/heif_blocks.cpp
+    detail/image_resources.cpp
+    detail/photo_blocks.cpp
     detail/photo_colour.cpp
     detail/photo_errors.cpp
     detail/photo_open.cpp
     detail/photo_samples.cpp
-    detail/temporary_file.cpp)
+    detail/temporary_file.cpp
+    detail/tiff_blocks.cpp
+    detail/tiff_tags.cpp)
 target_link_libraries(pixmill_photo PUBLIC pixmill::develop PRIVATE OIIO::OIIO Lcms2::Lcms2)

@@ -163,7 +163,152 @@ TEST(Photo, ProfileAndCameraValuesGoThroughUnchanged)
         EXPECT_EQ("Maker", valueOf(info, "Make"));
         EXPECT_EQ(1, info.orientation);
         EXPECT_EQ(cv::Size(30, 40), cv::Size(info.width, info.height));
-        EXPECT_EQ(info.format == "png" ? "" : "2.8", valueOf(info, "FNumber")); // PNG has no place for it
+        EXPECT_EQ("2.8", valueOf(info, "FNumber"));
+    }
+}
+
+TEST(Photo, WhatCamerasAndCataloguesWroteGoesThroughByteForByte)
+{
+    const Folder folder;
+    OIIO::ImageSpec spec;
+    spec["Orientation"] = 6;
+    spec["Exif:DateTimeOriginal"] = "2021:05:06 07:08:09";
+    spec["GPS:LatitudeRef"] = "N";
+    store(folder / "plain.jpg", picture({40, 30}, CV_8UC3), spec);
+    const std::string packet = "<x:xmpmeta tiff:Orientation=\"6\" crs:Exposure2012=\"+0.50\"/>", comment = "a comment";
+    const std::string captions("8BIM\4\4\0\0\0\0\0\10\34\1\132\0\3\33%G", 20); // that they are in UTF-8
+    const std::pair<char, std::string> added[] = {{'\xe1', std::string("http://ns.adobe.com/xap/1.0/\0", 29) + packet},
+                                                  {'\xed', std::string("Photoshop 3.0\0", 14) + captions},
+                                                  {'\xfe', comment}};
+    std::string jpeg = contents(folder / "plain.jpg");
+    for (const auto& one : added) // behind JFIF's
+        jpeg.insert(20, std::string({'\xff', one.first, '\0', char(one.second.size() + 2)}) + one.second);
+    put(folder / "in.jpg", jpeg);
+    std::string upright = packet;
+    upright[upright.find('6')] = '1';
+    struct Way {
+        const char *from, *to;
+        bool captions, comment;
+    };
+    const Way ways[] = {{"in.jpg", "out.jpg", true, true},
+                        {"in.jpg", "out.png", false, false},
+                        {"in.jpg", "out.tif", true, false},
+                        {"out.png", "of-png.jpg", false, false},
+                        {"out.tif", "of-tiff.jpg", true, false}};
+    for (const Way& way : ways) {
+        SCOPED_TRACE(way.to);
+        writePhoto(folder / way.to, readPhoto(folder / way.from));
+        const std::string out = contents(folder / way.to);
+        EXPECT_NE(std::string::npos, out.find(upright));
+        EXPECT_EQ(way.captions, out.find(captions) != std::string::npos);
+        EXPECT_EQ(way.comment, out.find(comment) != std::string::npos);
+        const PhotoInfo info = inspectPhoto(folder / way.to);
+        EXPECT_EQ(1, info.orientation);
+        EXPECT_EQ("2021:05:06 07:08:09", valueOf(info, "Exif:DateTimeOriginal"));
+        EXPECT_EQ(info.format == "tiff" ? "" : "N", valueOf(info, "GPS:LatitudeRef")); // it is there, and not told
+        const cv::Mat pixels = readPhoto(folder / way.to).pixels;
+        EXPECT_EQ(cv::Size(30, 40), pixels.size());
+        EXPECT_LE(cv::norm(pixels, readPhoto(folder / "plain.jpg").pixels, cv::NORM_INF), 60); // coded with loss
+    }
+}
+
+TEST(Photo, AWebpIsTurnedByItsExif)
+{
+    const Folder folder;
+    store(folder / "a.webp", picture({40, 30}, CV_8UC3));
+    const std::string exif("Exif\0\0II*\0\10\0\0\0\1\0\22\1\3\0\1\0\0\0\6\0\0\0\0\0\0\0", 32);
+    std::string webp = contents(folder / "a.webp") + "EXIF" + std::string({char(exif.size()), 0, 0, 0}) + exif;
+    for (size_t i = 0, size = webp.size() - 8; i < 4; ++i, size >>= 8)
+        webp[4 + i] = char(size & 0xff);
+    put(folder / "b.webp", webp);
+    EXPECT_EQ(6, inspectPhoto(folder / "b.webp").orientation);
+    EXPECT_EQ(cv::Size(30, 40), readPhoto(folder / "b.webp").pixels.size());
+}
+
+TEST(Photo, AHeifKeepsItsProfile)
+{
+    const Folder folder;
+    store(folder / "plain.heic", picture({64, 48}, CV_8UC3));
+    std::string heic = contents(folder / "plain.heic");
+    const auto number = [&](size_t at) {
+        size_t value = 0;
+        for (int i = 0; i < 4; ++i)
+            value = value << 8 | uchar(heic[at + size_t(i)]);
+        return value;
+    };
+    const auto put32 = [&](size_t at, size_t value) {
+        for (int i = 0; i < 4; ++i)
+            heic[at + size_t(i)] = char(value >> (24 - 8 * i) & 0xff);
+    };
+    const std::vector<unsigned char> profile = rgbProfile(1.8);
+    const std::string box = "size"
+                            "colrprof" +
+                            std::string(profile.begin(), profile.end());
+    const size_t properties = heic.find("ipco") - 4, end = properties + number(properties);
+    for (const char* around : {"ipco", "iprp", "meta"})
+        put32(heic.find(around) - 4, number(heic.find(around) - 4) + box.size());
+    const size_t places = heic.find("iloc"), place = places + (heic[places + 4] ? 18 : 16); // of the only item
+    put32(place, number(place) + box.size());
+    heic.insert(end, box);
+    put32(end, box.size());
+    put(folder / "in.heic", heic);
+    const Photo photo = readPhoto(folder / "in.heic");
+    EXPECT_EQ(profile, photo.profile);
+    EXPECT_EQ(0, cv::norm(readPhoto(folder / "plain.heic").pixels, photo.pixels, cv::NORM_INF));
+}
+
+TEST(Photo, TakesTheOldPicturesSmallCopyOutAndKeepsTheRestOfItsBlock)
+{
+    const Folder folder;
+    store(folder / "plain.png", picture({40, 30}, CV_8UC3));
+    for (const bool little : {true, false}) {
+        SCOPED_TRACE(little);
+        const auto number = [&](unsigned value, int bytes) {
+            std::string out;
+            for (int i = 0; i < bytes; ++i)
+                out += char(value >> 8 * (little ? i : bytes - 1 - i));
+            return out;
+        };
+        const auto entry = [&](unsigned tag, unsigned type, unsigned count, unsigned value) {
+            return number(tag, 2) + number(type, 2) + number(count, 4) +
+                   (type == 3 ? number(value, 2) + std::string(2, '\0') : number(value, 4));
+        };
+        const std::string maker = "what only the maker knows", small = "the old picture, small";
+        const unsigned inner = 38, notes = inner + 42, second = notes + unsigned(maker.size());
+        const std::string exif = (little ? "II" : "MM") + number(42, 2) + number(8, 4) + number(2, 2) +
+                                 entry(0x112, 3, 1, 8) + entry(0x8769, 4, 1, inner) + number(second, 4) + // 0
+                                 number(3, 2) + entry(0x927c, 7, unsigned(maker.size()), notes) +
+                                 entry(0xa002, 4, 1, 40) + entry(0xa003, 3, 1, 30) + number(0, 4) + maker + // inner
+                                 number(2, 2) + entry(0x201, 4, 1, second + 30) +
+                                 entry(0x202, 4, 1, unsigned(small.size())) + number(0, 4) + small;
+        std::string png = contents(folder / "plain.png");
+        png.insert(33, std::string("\0\0\0", 3) + char(exif.size()) + "eXIf" + exif + "none"); // no one checks its sum
+        put(folder / "in.png", png);
+        writePhoto(folder / "out.jpg", readPhoto(folder / "in.png"));
+        const std::string out = contents(folder / "out.jpg");
+        EXPECT_NE(std::string::npos, out.find(entry(0x112, 3, 1, 1)));
+        EXPECT_NE(std::string::npos, out.find(entry(0xa002, 4, 1, 40) + entry(0xa003, 3, 1, 30))); // not turned
+        EXPECT_NE(std::string::npos, out.find(maker));
+        EXPECT_EQ(std::string::npos, out.find(small));
+    }
+}
+
+TEST(Photo, AlphaThatIsMultipliedInIsTakenOut)
+{
+    const Folder folder;
+    const cv::Scalar half(0.25, 0.125, 0.5, 0.5);
+    store(folder / "a.tif", cv::Mat(16, 16, CV_8UC4, half * 255));
+    store(folder / "b.tif", cv::Mat(16, 16, CV_16UC4, half * 65535));
+    store(folder / "a.exr", cv::Mat(16, 16, CV_32FC4, half * 0.42792)); // alpha goes, too: the quotients stay
+    for (const char* name : {"a.tif", "b.tif", "a.exr"}) {
+        SCOPED_TRACE(name);
+        const cv::Mat pixels = readPhoto(folder / name).pixels;
+        const double full = pixels.depth() == CV_8U ? 255 : 65535;
+        const bool light = name == std::string("a.exr");
+        const cv::Scalar mean = cv::mean(pixels) / full;
+        EXPECT_NEAR(light ? 0.7354 : 0.5, mean[0], 0.004); // 0.5 on the sRGB curve
+        EXPECT_NEAR(light ? 0.5371 : 0.25, mean[1], 0.004);
+        EXPECT_NEAR(1, mean[2], 0.004);
     }
 }
 

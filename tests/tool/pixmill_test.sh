@@ -116,6 +116,8 @@ formats() {
     expect 1 "$pixmill" develop a.png -o a.HEIC
     says err "a.HEIC: has no format that can be written"
     [[ ! -e a.HEIC ]] || fail "made a.HEIC all the same"
+    expect 1 "$pixmill" develop a.png -o b.jpg --format png
+    says err "b.jpg: is a name of jpeg, and --format is png"
 }
 
 through() {
@@ -126,6 +128,12 @@ through() {
     "$pixmill" compare a.png neutral.png --json >out
     grep -qE '"psnr": ([4-9][0-9]|null)' out || fail "a neutral recipe changes colours: $(cat out)"
     "$make" alphaof neutral.png >alpha && "$make" alphaof a.png | cmp - alpha || fail "alpha has changed"
+    expect 0 "$pixmill" filter gaussian a.png soft.png
+    "$make" alphaof soft.png | cmp - alpha || fail "a filter changes alpha"
+    expect 0 "$pixmill" filter sharpen a.png tiles.png --tiles 32
+    "$make" alphaof tiles.png | cmp - alpha || fail "a filter in tiles changes alpha"
+    "$make" 90 60 opaque.png
+    expect 1 "$pixmill" compare a.png opaque.png # its colours, without alpha
     expect 0 "$pixmill" develop a.png -o dark.png --set light.brightness=-0.5
     expect 1 "$pixmill" compare neutral.png dark.png
     echo '{"version": 1, "locals": [{"mask": {"components": [{"linear": {"from": [0, 0.4], "to": [0, 0.6]}}]},
@@ -153,6 +161,7 @@ fulldisk() {
     expect 1 bash -c '"$1" recipe keys >/dev/full' - "$pixmill"
     says err "standard output cannot be written"
     expect 1 "$pixmill" develop a.png -o made/a.tif --json /dev/full
+    [[ -e /dev/full ]] || fail "removed a device"
 }
 
 interrupt() {
@@ -181,6 +190,11 @@ interrupt() {
         done
     done
     says words interrupted
+    env --ignore-signal=HUP "$pixmill" develop a.tif -o kept 2>words &
+    local kept=$!
+    until [[ -e kept ]]; do sleep 0.05; done
+    kill -HUP $kept
+    wait $kept || fail "a hangup that was to be ignored ended it: $(cat words)"
 }
 
 recipes() {
@@ -195,10 +209,13 @@ recipes() {
     expect 0 "$pixmill" page bash
     bash -n out || fail "the completion is no bash"
     says out light.shadows=
+    bash -c 'source ./out; COMP_WORDS=(pixmill filter box --param r) COMP_CWORD=4 COMPREPLY=(); _pixmill 2>/dev/null
+        [[ ${COMPREPLY[*]} == radius= ]]' || fail "a filter's parameters are not completed"
     expect 0 "$pixmill" page man
     says out detail.fine.shadows.slope
     expect 0 "$pixmill" help develop
     says out "--recipe"
+    says out "color.chromaFloor"
     expect 2 "$pixmill" devlop
     says err '"devlop" is no command, wanted one of develop, filter'
     for usage in "" "develop" "develop a.jpg" "develop a.jpg -o b --jobs 0" "filter sharpen" "nonsense"; do
@@ -228,7 +245,9 @@ filters() {
     cmp a.png before.png || fail "an input was overwritten"
     expect 0 "$pixmill" filter box a.png same.png --param radius=1 --param passes=2
     expect 1 "$pixmill" filter box a.png b.png --param radius=0
-    says err "box.radius is \"0\", wanted 1..1000"
+    says err "box.radius is \"0\", wanted a whole number of 1..1000"
+    expect 1 "$pixmill" filter box a.png b.png --param radius=1.5
+    says err "wanted a whole number of 1..1000"
     expect 1 "$pixmill" filter box a.png b.png --param width=3
     expect 1 "$pixmill" filter nonsense a.png b.png
     [[ ! -e b.png ]] || fail "a refused filter wrote"

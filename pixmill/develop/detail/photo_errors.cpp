@@ -15,9 +15,9 @@ std::string inOneLine(const std::string& said, const std::string& path, const st
     const size_t at = line.find(path);
     if (at != std::string::npos)
         line.erase(at, path.size());
-    const size_t noName = line.find(" (\"\")"); // what is left of some decoders' file name
-    if (noName != std::string::npos)
-        line.erase(noName, 5);
+    for (const std::string noName : {" (\"\")", "\"\" "}) // what is left of some decoders' file name
+        if (line.find(noName) != std::string::npos)
+            line.erase(line.find(noName), noName.size());
     while (!line.empty() && (line.back() == '.' || line.back() == ' '))
         line.pop_back();
     return line.empty() ? otherwise : line;

@@ -2,10 +2,15 @@
 
 #include <pixmill/develop/detail/photo_errors.h>
 
+#include <OpenImageIO/tiffutils.h>
+
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
 #include <system_error>
 
 namespace pixmill::develop {
@@ -41,13 +46,67 @@ void checkSize(const char* call, const std::string& path, long long pixels, long
                        std::to_string(maxPixels / 1'000'000) + " that are allowed");
 }
 
-/// Why a file could not be opened.
-std::string openingProblem(const std::string& path)
+std::string formatOfEnding(const std::string& path)
 {
-    const std::string said = OIIO::geterror();
-    if (said.find("could not find a format reader") != std::string::npos)
-        return "is no picture of a format that can be read";
-    return "is no picture that can be read (" + inOneLine(said, path, "unknown") + ")";
+    std::string ending = std::filesystem::path(path).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(), [](unsigned char c) { return std::tolower(c); });
+    if (!ending.empty())
+        for (const auto& format : OIIO::get_extension_map())
+            if (std::count(format.second.begin(), format.second.end(), ending.substr(1)))
+                return format.first;
+    return "";
+}
+
+/// Whether a format's decoder refuses a damaged file. Those of rarer ones may end the program on it.
+bool isRead(const std::string& format)
+{
+    const char* const known[] = {"bmp", "gif", "heif", "jpeg",  "jpeg2000", "openexr", "png",
+                                 "pnm", "psd", "raw",  "targa", "tiff",     "webp"};
+    return std::find(std::begin(known), std::end(known), format) != std::end(known);
+}
+
+/// By the file's first bytes. A camera's raw file begins as a TIFF does: only its name tells it.
+std::string formatOfBytes(const std::string& path)
+{
+    struct Sign {
+        size_t at;
+        std::string bytes;
+        const char* format;
+    };
+    static const Sign signs[] = {{0, "\xff\xd8\xff", "jpeg"},
+                                 {0, "\x89PNG", "png"},
+                                 {0, {"II*\0", 4}, "tiff"},
+                                 {0, {"MM\0*", 4}, "tiff"},
+                                 {0, {"II+\0", 4}, "tiff"},
+                                 {0, {"MM\0+", 4}, "tiff"},
+                                 {4, "ftyp", "heif"},
+                                 {8, "WEBP", "webp"},
+                                 {0, "\x76\x2f\x31\x01", "openexr"},
+                                 {4, "jP  ", "jpeg2000"},
+                                 {0, "\xff\x4f\xff\x51", "jpeg2000"},
+                                 {0, "GIF8", "gif"},
+                                 {0, "BM", "bmp"}};
+    const std::unique_ptr<std::FILE, Close> file(std::fopen(path.c_str(), "rb"));
+    std::string head(12, '\0');
+    if (file)
+        head.resize(std::fread(&head[0], 1, head.size(), file.get()));
+    for (const Sign& sign : signs)
+        if (head.size() == 12 && head.compare(sign.at, sign.bytes.size(), sign.bytes) == 0)
+            return sign.format;
+    return "";
+}
+
+/// The decoder of a format over the file; null, and why in `problem`, where it takes it for none of its own.
+std::unique_ptr<OIIO::ImageInput> openAs(const std::string& format, const std::string& path,
+                                         const OIIO::ImageSpec& wishes, std::string& problem)
+{
+    auto in = isRead(format) ? OIIO::ImageInput::create(format) : nullptr;
+    OIIO::ImageSpec spec;
+    if (in && in->open(path, spec, wishes))
+        return in;
+    if (in)
+        problem = " that can be read (" + inOneLine(in->geterror(), path, "unknown") + ")";
+    return nullptr;
 }
 
 /// More pixels than a byte can stand for: a block of 64 takes JPEG a bit or two, and a run of 1032 bytes takes
@@ -83,9 +142,14 @@ std::unique_ptr<OIIO::ImageInput> openPicture(const char* call, const std::strin
     wishes["oiio:UnassociatedAlpha"] = 1;
     if (rawColour)
         wishes["oiio:RawColor"] = 1;
-    auto in = OIIO::ImageInput::open(path, &wishes);
+    // By name, then by content, and never by trying every decoder: some end the program on what is not theirs.
+    std::string problem = " of a format that can be read";
+    const std::string named = formatOfEnding(path), found = formatOfBytes(path);
+    auto in = openAs(named, path, wishes, problem);
+    if (!in && found != named)
+        in = openAs(found, path, wishes, problem);
     if (!in)
-        refuseFile(call, path, openingProblem(path));
+        refuseFile(call, path, "is no picture" + problem);
     in->threads(1); // who reads many files gives each a thread
     return in;
 }
@@ -104,6 +168,20 @@ void checkClaim(const char* call, const std::string& path, const OIIO::ImageInpu
         refuseFile(call, path,
                    "claims " + std::to_string(spec.width) + " x " + std::to_string(spec.height) + " pixels in " +
                        std::to_string(bytes) + " bytes");
+}
+
+OIIO::ImageSpec specOf(const OIIO::ImageInput& in, const PhotoBlocks& blocks)
+{
+    OIIO::ImageSpec spec = in.spec();
+    const std::string format = in.format_name();
+    if (!blocks.exif.empty() && (format == "webp" || format == "heif"))
+        OIIO::decode_exif(OIIO::string_view(blocks.exif), spec);
+    if (format == "heif")
+        spec.erase_attribute("Orientation"); // the decoder turns it by the file's own words
+    if (!blocks.profile.empty())
+        spec.attribute("ICCProfile", OIIO::TypeDesc(OIIO::TypeDesc::UINT8, static_cast<int>(blocks.profile.size())),
+                       blocks.profile.data());
+    return spec;
 }
 
 std::vector<unsigned char> profileOf(const OIIO::ImageSpec& spec)

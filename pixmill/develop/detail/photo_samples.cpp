@@ -9,6 +9,20 @@
 
 namespace pixmill::develop {
 
+namespace {
+
+template <class T>
+void unmultiplyRow(T* row, int channels, int n, float full)
+{
+    for (T* pixel = row; pixel < row + n * channels; pixel += channels) {
+        const auto alpha = static_cast<float>(pixel[channels - 1]);
+        for (int c = 0; alpha > 0 && c < channels - 1; ++c)
+            pixel[c] = cv::saturate_cast<T>(static_cast<float>(pixel[c]) * full / alpha);
+    }
+}
+
+} // namespace
+
 Channels channelsOf(const OIIO::ImageSpec& spec, bool cmyk)
 {
     const int colours = cmyk ? 4 : spec.nchannels >= 3 ? 3 : 1;
@@ -33,6 +47,24 @@ bool isCmyk(const OIIO::ImageSpec& spec)
     const int separated = 5; // TIFF's number for inks
     return spec.get_int_attribute("tiff:PhotometricInterpretation") == separated ||
            spec.get_string_attribute("jpeg:ColorSpace") == "CMYK";
+}
+
+bool isMultiplied(const OIIO::ImageInput& in)
+{
+    const std::string format = in.format_name();
+    return format == "webp" || format == "openexr" ||
+           (format == "tiff" && !in.spec().get_int_attribute("oiio:UnassociatedAlpha"));
+}
+
+void unmultiply(cv::Mat& samples)
+{
+    for (int y = 0; y < samples.rows; ++y)
+        if (samples.depth() == CV_8U)
+            unmultiplyRow(samples.ptr<uchar>(y), samples.channels(), samples.cols, 255.0f);
+        else if (samples.depth() == CV_16U)
+            unmultiplyRow(samples.ptr<ushort>(y), samples.channels(), samples.cols, 65535.0f);
+        else
+            unmultiplyRow(samples.ptr<float>(y), samples.channels(), samples.cols, 1.0f);
 }
 
 cv::Mat spreadGrey(const cv::Mat& samples, bool alpha)
@@ -67,9 +99,10 @@ cv::Mat toRgb(const cv::Mat& samples, bool alpha, bool rawCmyk, std::vector<unsi
     return spreadGrey(rgb, alpha);
 }
 
-std::shared_ptr<const PhotoMetadata> metadataOf(const OIIO::ImageSpec& spec)
+std::shared_ptr<const PhotoMetadata> metadataOf(const OIIO::ImageSpec& spec, PhotoBlocks blocks)
 {
     const auto metadata = std::make_shared<PhotoMetadata>();
+    metadata->blocks = std::move(blocks);
     for (const OIIO::ParamValue& value : spec.extra_attribs)
         if (!OIIO::Strutil::istarts_with(value.name(), "ICCProfile"))
             metadata->values.push_back(value);
