@@ -37,16 +37,16 @@ inline int pixelsInPairs(int inner, int channels)
     return channels <= 4 ? all[channels - 1] : 0;
 }
 
-/// Reduces n pixels along a row to `outCols`, unscaled.
-template <class T>
-inline void pyrDownAlong(const T* in, int n, int channels, T* out, int outCols)
+/// Reduces n pixels along a row to `outCols`, unscaled. `Channels` is a number, or one that the compiler knows.
+template <class T, class Channels>
+inline void pyrDownAlong(const T* __restrict in, int n, Channels channels, T* __restrict out, int outCols)
 {
-    const auto at = [=](int x, int k) { return in[mirrored(x, n) * channels + k]; };
-    const auto byOne = [&](int from, int to) {
+    const auto byOne = [=](int from, int to) {
         for (int x = from; x < to; ++x)
-            for (int k = 0; k < channels; ++k)
-                out[x * channels + k] = weighedOneByOne(at(2 * x - 2, k), at(2 * x - 1, k), at(2 * x, k),
-                                                        at(2 * x + 1, k), at(2 * x + 2, k));
+            for (int k = 0; k < channels; ++k) {
+                const auto at = [=](int i) { return in[mirrored(2 * x + i, n) * channels + k]; };
+                out[x * channels + k] = weighedOneByOne(at(-2), at(-1), at(0), at(1), at(2));
+            }
     };
     const int inner = std::min(n < 3 ? 1 : (n - 3) / 2 + 1, outCols) - 1;
     const int end = 1 + pixelsInPairs<T>(inner, channels);
@@ -54,8 +54,7 @@ inline void pyrDownAlong(const T* in, int n, int channels, T* out, int outCols)
     for (int x = 1; x < end; ++x)
         for (int k = 0; k < channels; ++k) {
             const T* s = in + 2 * x * channels + k;
-            out[x * channels + k] =
-                weighedInPairs(s[-2 * channels], s[-channels], s[0], s[channels], s[2 * channels]);
+            out[x * channels + k] = weighedInPairs(s[-2 * channels], s[-channels], s[0], s[channels], s[2 * channels]);
         }
     byOne(end, outCols);
 }
@@ -72,26 +71,23 @@ inline void pyrDownAcross(const T* const rows[5], T* out, int n)
         out[x] = weighedOneByOne(a[x], b[x], c[x], d[x], e[x]) * T(1.0 / 256);
 }
 
-/// Enlarges n pixels along a row to `outCols`, unscaled.
-template <class T>
-inline void pyrUpAlong(const T* in, int n, int channels, T* out, int outCols)
+/// Enlarges n pixels along a row to 2n + 1, unscaled: the last one stands where the result has an odd column more.
+template <class T, class Channels>
+inline void pyrUpAlong(const T* __restrict in, int n, Channels channels, T* __restrict out)
 {
-    const auto put = [=](int x, int k, T v) {
-        if (x < outCols)
-            out[x * channels + k] = v;
-    };
-    for (int k = 0; k < channels; ++k) {
-        const T* s = in + k;
-        const T last = s[(n - 1) * channels];
-        put(0, k, n == 1 ? last * 8 : s[0] * 6 + s[channels] * 2);
-        for (int x = 1; x < n; ++x) {
-            const T before = s[(x - 1) * channels], here = s[x * channels];
-            put(2 * x - 1, k, (before + here) * 4);
-            put(2 * x, k, x == n - 1 ? before + here * 7 : before + here * 6 + s[(x + 1) * channels]);
-        }
-        put(2 * n - 1, k, last * 8);
-        put(2 * n, k, last * 8);
+    const int step = channels, last = (n - 1) * step;
+    for (int k = 0; k < step; ++k) {
+        out[k] = n == 1 ? in[k] * 8 : in[k] * 6 + in[step + k] * 2;
+        out[2 * last + k] = n == 1 ? out[k] : in[last - step + k] + in[last + k] * 7;
+        out[2 * last + step + k] = out[2 * last + 2 * step + k] = in[last + k] * 8;
     }
+    for (int x = 1; x < n; ++x)
+        for (int k = 0; k < channels; ++k) {
+            const T* s = in + x * channels + k;
+            out[(2 * x - 1) * channels + k] = (s[-channels] + s[0]) * 4;
+            if (x < n - 1)
+                out[2 * x * channels + k] = s[-channels] + s[0] * 6 + s[channels];
+        }
 }
 
 /// The enlarging step's row from three that went through the above, of n samples each; `odd` tells which of a pair.
