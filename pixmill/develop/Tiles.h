@@ -75,17 +75,17 @@ PIXMILL_DEVELOP_API void mapTiles(const cv::Mat& in, cv::Mat& out, const Tiling&
                                   const TileFilter& filter);
 
 /// The picture's next rows from the top, as many as `rows` has, to be written into it.
-using RowSource = std::function<void(cv::Mat& rows)>;
+using TileSource = std::function<void(cv::Mat& rows)>;
 
 /// The result's next rows from the top.
-using RowSink = std::function<void(const cv::Mat& rows)>;
+using TileSink = std::function<void(const cv::Mat& rows)>;
 
 /// A picture that is never whole in memory.
 struct RowStream {
     cv::Size size;                             ///< Of the whole picture.
     int type = 0;                              ///< Of the rows that `source` gives.
-    RowSource source;                          ///< Called for all rows, in order.
-    RowSink sink;                              ///< Called for all rows, in order.
+    TileSource source;                         ///< Called for all rows, in order.
+    TileSink sink;                             ///< Called for all rows, in order.
     std::function<bool(float share)> progress; ///< Told 0..1 on the way; false stops. May be empty.
 };
 

@@ -2,6 +2,7 @@
 #include <pixmill/develop/Tiles.h>
 #include <pixmill/develop/filter_table.h>
 #include <pixmill/multiscale/LocalLaplacian.h>
+#include <pixmill/rows/logarithm.h>
 
 #include <algorithm>
 #include <cmath>
@@ -9,6 +10,9 @@
 #include <vector>
 
 namespace pixmill {
+
+using rows::exponential;
+using rows::wideLogarithm;
 
 namespace {
 
@@ -56,14 +60,15 @@ Tiling whole()
 /// kernels' tail, a quarter for each end of each axis.
 double recursionReach(const std::vector<double>& decays)
 {
-    const double share = 19 * std::log(2.0);
-    const double rate = -std::log(*std::max_element(decays.begin(), decays.end()));
+    const double share = 19 * wideLogarithm(2.0);
+    const double rate = -wideLogarithm(*std::max_element(decays.begin(), decays.end()));
     double least = kMostMargin;
     for (int i = 1; i < 64; ++i) {
         const double t = rate * i / 64;
         double growth = 0;
         for (const double a : decays)
-            growth += 2 * std::log(1 - a) - std::log(1 - a * std::exp(t)) - std::log(1 - a * std::exp(-t));
+            growth += 2 * wideLogarithm(1 - a) - wideLogarithm(1 - a * exponential(t)) -
+                      wideLogarithm(1 - a * exponential(-t));
         least = std::min(least, (share + growth) / t);
     }
     return std::ceil(least) + 1;
@@ -75,7 +80,7 @@ double domainReach(double sigma)
     std::vector<double> decays;
     for (const int factor : {4, 2, 1}) {
         sigma *= factor * std::sqrt(3.0 / 63.0);
-        decays.push_back(std::exp(-std::sqrt(2.0) / sigma));
+        decays.push_back(exponential(-std::sqrt(2.0) / sigma));
     }
     return recursionReach(decays);
 }

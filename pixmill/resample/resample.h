@@ -17,8 +17,8 @@
 ///     downSizeNX   factor 1 / n       shift  0.5 / n       n * i + n / 2 - 1, halfway between two pixels for an odd n
 ///
 /// `interpolation` is 1 nearest, 2 linear or 4 cubic. There is no averaging when reducing. The code 257 is the Gaussian
-/// pyramid's step, cv::pyrUp or cv::pyrDown with border type 4 and the output's size, on the types that these take;
-/// only `upSize2X` and `downSize2X` know it.
+/// pyramid's step, cv::pyrUp or cv::pyrDown with border type 4 and the output's size, on the types that these take,
+/// floats with the order of sums that those have on x86-64; only `upSize2X` and `downSize2X` know it.
 ///
 /// The size of the output is the caller's choice. Columns beyond the input's image at the output's scale (2, n times,
 /// or by truncating division the input's width) then take the last column before them; rows beyond it keep what the

@@ -43,13 +43,19 @@ inline SplitLogarithm splitLogarithm(double v)
     return {whole - 4503599627371519.0, p * z * s + 2.0 * s}; // 2^52 + 1023
 }
 
+/// ln v of a normal number above 0, to within some units of the last place; of others something finite.
+inline double wideLogarithm(double v)
+{
+    const SplitLogarithm log = splitLogarithm(v);
+    return log.whole * 0.6931471805599453094 + log.rest;
+}
+
 /// ln v; of 0 minus infinity, below 0 and of a NaN not a number.
 inline float logarithm(float v)
 {
     constexpr float kInfinity = std::numeric_limits<float>::infinity(),
                     kNone = -std::numeric_limits<float>::quiet_NaN();
-    const SplitLogarithm log = splitLogarithm(double(v));
-    const float result = float(log.whole * 0.6931471805599453094 + log.rest);
+    const float result = float(wideLogarithm(double(v)));
     const float special = v == 0.0f ? -kInfinity : v < 0.0f ? kNone : v;
     return v > 0.0f && v < kInfinity ? result : special;
 }

@@ -9,7 +9,8 @@
 #include <type_traits>
 #include <vector>
 
-/// Every operation on fixed inputs, whole numbers and shifts alone, and a hash of what each one gives.
+/// Every operation on fixed inputs, made by whole numbers, shifts and sums that round alike everywhere, and a hash of
+/// what each one gives. Files are left to the tests of the library that reads and writes them.
 namespace pixmill::fingerprint {
 
 /// Numbers that no library has a part in.
@@ -25,7 +26,7 @@ public:
         return std::uint32_t(m_state >> 32);
     }
 
-    /// Slopes, blocks and noise, in samples of 8 or 16 bits, or floats of 0..255.99; any number of channels.
+    /// Slopes, blocks and noise, in samples of 8 or 16 bits, or floats of 0..256; any number of channels.
     cv::Mat plane(cv::Size size, int type);
 
     /// The same around the middle of 16 bits, as planes of detail and colour are.
@@ -78,6 +79,7 @@ Operations primitives();
 Operations pictures();
 Operations adjustments();
 Operations filters();
+Operations steps();
 Operations develop();
 
 } // namespace pixmill::fingerprint

@@ -136,8 +136,12 @@ TEST(Resample, ThePyramidStepsHaveTheValuesOfTheImageLibrary)
     everyWay([] {
         comparePyramids<unsigned char>(CV_8UC1);
         comparePyramids<unsigned short>(CV_16UC1);
+#ifdef __x86_64__ // built for other processors the image library fuses products and sums; the fingerprint stands in
+                  // there
+        comparePyramids<float>(CV_32FC1);
+        comparePyramids<double>(CV_64FC1);
+#endif
     });
-    comparePyramids<float>(CV_32FC1);
     comparePyramids<unsigned short>(CV_16UC3);
     comparePyramids<short>(CV_16SC1);
 }

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <pixmill/curves/detail/chunked_sweep.h>
+#include <pixmill/rows/logarithm.h>
 
 #include <algorithm>
 #include <cfloat>
-#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
@@ -26,7 +26,8 @@ struct ZeroEnds {
     template <class T>
     static ZeroEnds of(const T* table, int n, float nu)
     {
-        const int deep = int(std::min(-90 / std::log2(nu), 1e6f));
+        // From 1 to 2^-90: kTiny comes later, however this rounds.
+        const int deep = int(std::min(-62.4f / rows::logarithm(nu), 1e6f));
         const auto zeros = [n](auto end) {
             return *end != 0 ? 0 : int(std::partition_point(end, end + n, [](T v) { return v == 0; }) - end);
         };
