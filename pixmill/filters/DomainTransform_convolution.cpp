@@ -35,20 +35,40 @@ void withChannels(int channels, const Pass& pass)
         pass(std::integral_constant<int, 0>());
 }
 
-/// Replaces a line by the means of its windows. The last of them go by way of `spare`, since three channels touch a
+/// The means of sixteen windows of a line. The `count` that end it go by way of `spare`, since three channels touch a
 /// float more.
+template <int C>
+inline void lineMeans(const WindowEnds& ends, const float* sums, bool wide, int channels, int count, float* place,
+                      float* spare)
+{
+    const int step = C > 0 ? C : channels;
+    if (wide && count == kWindows) {
+        lineMeans512(ends, sums, place);
+        return;
+    }
+    float* const to = spare ? spare : place;
+    windowMeans<C>(ends, sums, wide ? 1 : step, channels, count, to, step);
+    if (spare)
+        std::copy_n(spare, count * step, place);
+}
+
+/// Replaces a line by the means of its windows.
 template <int C>
 inline void averageLine(Windows& windows, const float* sums, int channels, float* line, float* spare)
 {
-    const int step = C > 0 ? C : channels;
-    for (int x = 0; x < windows.n; x += kWindows) {
-        const bool last = x + kWindows >= windows.n;
-        const int count = last ? windows.n - x : kWindows;
-        float* place = line + std::ptrdiff_t(x) * step;
-        windows.find(x, count);
-        windowMeans<C>(windows, sums, step, ~0u, channels, count, last ? spare : place, step);
-        if (last)
-            std::copy_n(spare, count * step, place);
+    constexpr int kTogether = 8; // by then what was written can be read
+    const std::ptrdiff_t step = C > 0 ? C : channels;
+    const int n = windows.n;
+    const bool wide = takesMeans512<C>((n + 1) * step);
+    const auto countAt = [n](int x) { return std::min(kWindows, n - x); };
+    WindowEnds ends[kTogether];
+    for (int x = 0; x < n;) {
+        int found = 0;
+        for (int at = x; found < kTogether && at < n; ++found, at += kWindows)
+            windows.find(at, countAt(at), {~0u, wide ? C : 1}, ends[found]);
+        for (int k = 0; k < found; ++k, x += kWindows)
+            lineMeans<C>(ends[k], sums, wide, channels, countAt(x), line + x * step,
+                         x + kWindows < n ? nullptr : spare);
     }
 }
 
@@ -132,36 +152,67 @@ int sumRows(bool apart, float radius, int n)
     return apart && radius >= 0.0f && rows <= n ? rows : n + 1;
 }
 
+/// A strip of columns with the windows of sixteen of its rows.
+template <int C>
+struct WindowStrip {
+    int columns, channels;
+    ColumnSums sums;
+    bool wide;
+    float* tile; ///< sixteen rows
+    Windows windows[kStrip] = {};
+    WindowEnds ends[kStrip] = {};
+
+    /// The windows of rows y..y+count-1. Returns how many of the picture's rows their sums ask for.
+    inline int find(int y, int count)
+    {
+        const SumPlaces places = {sums.mask, wide ? int(sums.pitch) : 1};
+        int reach = y + count;
+        for (int x = 0; x < columns; ++x) {
+            windows[x].find(y, count, places, ends[x]);
+            reach = std::max({reach, windows[x].low, windows[x].high}); // a negative radius swaps the ends
+        }
+        return reach;
+    }
+
+    /// Their means, from column `left` of the picture on.
+    inline void store(cv::Mat& img, int left, int y, int count)
+    {
+        int done = 0;
+        if (C == 3 && wide && count == kWindows)
+            for (; done + kWindows <= columns; done += kWindows)
+                for (int i = 0; i < kWindows; ++i)
+                    columnMeans512(ends + done, i, sums.rows + done * C, img.ptr<float>(y + i) + (left + done) * C);
+        for (int x = done; x < columns; ++x)
+            windowMeans<C>(ends[x], sums.rows + x * channels, wide ? 1 : sums.pitch, channels, count,
+                           tile + x * channels, sums.pitch);
+        for (int i = 0; i < count && done < columns; ++i)
+            std::copy_n(tile + i * sums.pitch + done * channels, (columns - done) * channels,
+                        img.ptr<float>(y + i) + (left + done) * channels);
+    }
+};
+
 /// One pass along the columns, a strip at a time, so that the picture need not be transposed.
 void averageColumns(cv::Mat& img, const DomainCoordinates& coordinates, float radius, Start start)
 {
     const int n = img.rows, channels = img.channels(), strips = (img.cols + kStrip - 1) / kStrip;
     const int kept = sumRows(coordinates.apart(), radius, n);
+    const unsigned mask = kept == n + 1 ? ~0u : unsigned(kept - 1);
     const std::ptrdiff_t pitch = kStrip * channels + 16;
     TeamScratch<float> scratch(pitch * (kept + kWindows));
     withChannels(channels, [&](auto c) {
         constexpr int C = decltype(c)::value;
-        forEachIndex(strips, long(img.total()), [&](int strip) {
-            const int left = strip * kStrip, columns = std::min(kStrip, img.cols - left), samples = columns * channels;
+        forEachIndex(strips, long(img.total()), [&](int index) {
+            const int left = index * kStrip, columns = std::min(kStrip, img.cols - left);
             float* tile = scratch.mine();
-            ColumnSums sums{tile + pitch * kWindows, pitch, kept == n + 1 ? ~0u : unsigned(kept - 1)};
-            std::fill_n(sums.row(0), samples, 0.0f);
-            Windows windows[kStrip];
+            WindowStrip<C> strip{
+                columns, channels, {tile + pitch * kWindows, pitch, mask}, takesMeans512<C>(pitch * kept), tile};
+            std::fill_n(strip.sums.row(0), columns * channels, 0.0f);
             for (int x = 0; x < columns; ++x)
-                windows[x].begin(coordinates.down(left + x), n, radius, coordinates.apart());
+                strip.windows[x].begin(coordinates.down(left + x), n, radius, coordinates.apart());
             for (int y = 0; y < n; y += kWindows) {
-                const int count = std::min(kWindows, n - y);
-                int reach = y + count;
-                for (int x = 0; x < columns; ++x) {
-                    windows[x].find(y, count);
-                    reach = std::max({reach, windows[x].low, windows[x].high}); // a negative radius swaps the ends
-                }
-                sums.advance(img, left * channels, samples, reach, start);
-                for (int x = 0; x < columns; ++x)
-                    windowMeans<C>(windows[x], sums.rows + x * channels, pitch, sums.mask, channels, count,
-                                   tile + x * channels, pitch);
-                for (int i = 0; i < count; ++i)
-                    std::copy_n(tile + i * pitch, samples, img.ptr<float>(y + i) + left * channels);
+                const int count = std::min(kWindows, n - y), reach = strip.find(y, count);
+                strip.sums.advance(img, left * channels, columns * channels, reach, start);
+                strip.store(img, left, y, count);
             }
         });
     });

@@ -1,16 +1,16 @@
 #pragma once
 
+#include <pixmill/filters/detail/window_ends.h>
 #include <pixmill/filters/detail/window_pads.h>
 #include <pixmill/filters/detail/windows_avx512.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 
 /// Means over the windows of a line, whose ends are found by domain coordinates.
 namespace pixmill::filters {
-
-constexpr int kWindows = 16; ///< Pixels whose windows are found together.
 
 /// ends[i] is the first of `from`, `from` + 1, ... whose coordinate lies above limits[i]; limits never fall.
 inline void countUpTo(const float* coordinate, const float* __restrict limits, int from, int* __restrict ends)
@@ -36,16 +36,15 @@ inline int firstAbove(const float* coordinate, float limit, int j, int n)
     return j;
 }
 
-/// The windows of a line, sixteen pixels at a time from its start on. Window i holds the pixels lows[i]..highs[i]-1.
+/// The windows of a line, sixteen pixels at a time from its start on: from the first pixel whose coordinate lies above
+/// a pixel's own less the radius to before the first one whose coordinate lies above the sum.
 struct Windows {
     const float* coordinate; ///< n of them, padded
     int n;
     float radius;
     bool wide;             ///< by hand
     bool rising;           ///< no coordinate falls, and no limit is below all coordinates or not a number
-    int low = 0, high = 0; ///< of the last pixel found
-    int lows[kWindows] = {}, highs[kWindows] = {};
-    float sizes[kWindows] = {};
+    int low = 0, high = 0; ///< ends of the last pixel's
 
     /// `apart` tells that the coordinates are known to rise and to be finite.
     inline void begin(const float* line, int pixels, float r, bool apart)
@@ -62,38 +61,46 @@ struct Windows {
         rising = !falls && radius >= 0.0f && first >= -kHuge && last <= kHuge && line[n - 1] > first;
     }
 
-    /// `before` is the end found for pixel x - 1.
-    inline void findEnds(int x, const float* limits, int before, int* ends) const
+    inline void find(int x, int count, SumPlaces places, WindowEnds& ends)
     {
-        if (!wide || !endsNear512(coordinate + x, x, limits, before - x + 1, ends))
-            countUpTo(coordinate, limits, before, ends);
+        __builtin_prefetch(coordinate + x + 4 * kWindows);
+        if (rising && wide && count == kWindows && windowsNear512(coordinate + x, x, radius, places, low, high, ends))
+            return;
+        rising ? walkTogether(x, ends) : walkEach(x, count, ends);
+        low = ends.lows[count - 1];
+        high = ends.highs[count - 1];
+        for (int i = 0; i < kWindows; ++i) {
+            ends.sizes[i] = float(ends.highs[i] - ends.lows[i]);
+            ends.lows[i] = int(unsigned(ends.lows[i]) & places.mask) * places.step;
+            ends.highs[i] = int(unsigned(ends.highs[i]) & places.mask) * places.step;
+        }
     }
 
-    inline void find(int x, int count)
+private:
+    /// Both give pixels.
+    inline void walkTogether(int x, WindowEnds& ends) const
     {
-        if (rising) {
-            __builtin_prefetch(coordinate + x + 4 * kWindows);
-            float below[kWindows], above[kWindows];
-            for (int i = 0; i < kWindows; ++i) {
-                const float at = coordinate[std::min(x + i, n - 1)];
-                below[i] = at - radius;
-                above[i] = at + radius;
-            }
-            findEnds(x, below, low, lows);
-            findEnds(x, above, high, highs);
-        } else {
-            int l = low, h = high;
-            for (int i = 0; i < count; ++i) {
-                lows[i] = l = firstAbove(coordinate, coordinate[x + i] - radius, l, n);
-                highs[i] = h = firstAbove(coordinate, coordinate[x + i] + radius, h, n);
-                if (x + i == 0 && l == n)
-                    lows[i] = l = 0; // no sample lies above: the window begins with the line
-            }
+        float below[kWindows], above[kWindows];
+        for (int i = 0; i < kWindows; ++i) {
+            const float at = coordinate[std::min(x + i, n - 1)];
+            below[i] = at - radius;
+            above[i] = at + radius;
         }
-        for (int i = 0; i < kWindows; ++i)
-            sizes[i] = float(highs[i] - lows[i]);
-        low = lows[count - 1];
-        high = highs[count - 1];
+        countUpTo(coordinate, below, low, ends.lows);
+        countUpTo(coordinate, above, high, ends.highs);
+    }
+
+    inline void walkEach(int x, int count, WindowEnds& ends) const
+    {
+        int l = low, h = high;
+        for (int i = 0; i < count; ++i) {
+            ends.lows[i] = l = firstAbove(coordinate, coordinate[x + i] - radius, l, n);
+            ends.highs[i] = h = firstAbove(coordinate, coordinate[x + i] + radius, h, n);
+            if (x + i == 0 && l == n)
+                ends.lows[i] = l = 0; // no sample lies above: the window begins with the line
+        }
+        std::fill(ends.lows + count, ends.lows + kWindows, l);
+        std::fill(ends.highs + count, ends.highs + kWindows, h);
     }
 };
 
@@ -115,15 +122,13 @@ inline void storeFour(float* at, const Four& v)
     std::memcpy(at, &v, sizeof v);
 }
 
-/// Means of the windows of `count` pixels, `pitch` floats from one to the next. The sums of the pixels before pixel i
-/// stand at sums[(i & mask) * step].
+/// Means over `count` windows, `pitch` floats from one to the next. Places of sums count in `step` floats.
 template <int C>
-inline void windowMeans(const Windows& windows, const float* sums, std::ptrdiff_t step, unsigned mask, int channels,
-                        int count, float* out, std::ptrdiff_t pitch)
+inline void windowMeans(const WindowEnds& windows, const float* sums, std::ptrdiff_t step, int channels, int count,
+                        float* out, std::ptrdiff_t pitch)
 {
     for (int i = 0; i < count; ++i, out += pitch) {
-        const float* lower = sums + std::ptrdiff_t(unsigned(windows.lows[i]) & mask) * step;
-        const float* upper = sums + std::ptrdiff_t(unsigned(windows.highs[i]) & mask) * step;
+        const float *lower = sums + windows.lows[i] * step, *upper = sums + windows.highs[i] * step;
         const float size = windows.sizes[i];
         if (kAsFour<C>)
             storeFour(out, (fourAt(upper) - fourAt(lower)) / size);
@@ -131,6 +136,13 @@ inline void windowMeans(const Windows& windows, const float* sums, std::ptrdiff_
             for (int k = 0; k < (C > 0 ? C : channels); ++k)
                 out[k] = (upper[k] - lower[k]) / size;
     }
+}
+
+/// Whether the kernels for three channels take sums of which so many floats are kept.
+template <int C>
+inline bool takesMeans512(std::ptrdiff_t floats)
+{
+    return C == 3 && takesAvx512() && floats <= std::numeric_limits<int>::max();
 }
 
 /// For each of R lines, sums[0] = 0 and sums[i + 1] = sums[i] + line[i] for every channel; or with the first pixel as
