@@ -54,8 +54,8 @@ struct PhotoWriting {
 /// Reads JPEG, PNG, TIFF, camera raw, HEIF, OpenEXR, JPEG 2000, WebP, PSD, GIF, BMP, Targa and PNM. A name that tells
 /// another format than the bytes does no harm.
 ///
-/// Up to 8 bits a sample give CV_8U, other integers CV_16U; linear floating point is taken through the sRGB curve to
-/// CV_16U, grey becomes three equal channels. CMYK is converted to sRGB, and `note` says so.
+/// Up to 8 bits a sample give CV_8U, other integers CV_16U; floating point is linear unless it has a profile, and taken
+/// through the sRGB curve to CV_16U, grey becomes three equal channels. CMYK is converted to sRGB, and `note` says so.
 ///
 /// @return the photograph; one without pixels where `progress` cancelled.
 /// @throws Error  no such file, no picture, a truncated or damaged one, one that claims more than it can hold or more

@@ -98,7 +98,7 @@ Photo read(const std::string& path, const PhotoReading& how)
     if (channels.alpha && isMultiplied(*in))
         unmultiply(samples);
     if (samples.depth() == CV_32F)
-        encodeLinear(cv::Mat(samples), channels.alpha, samples);
+        encodeFloats(cv::Mat(samples), channels.alpha, profileOf(spec).empty(), samples);
     photo.pixels = toRgb(samples, channels.alpha, rawCmyk, profileOf(spec), photo);
     turnUpright(photo.pixels, orientationOf(spec));
     photo.metadata = metadataOf(spec, blocks);

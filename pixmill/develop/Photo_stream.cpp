@@ -64,7 +64,7 @@ public:
         if (m_channels.alpha && isMultiplied(*m_in))
             unmultiply(samples);
         if (samples.depth() == CV_32F)
-            encodeLinear(cv::Mat(samples), m_channels.alpha, samples);
+            encodeFloats(cv::Mat(samples), m_channels.alpha, m_like.profile.empty(), samples);
         spreadGrey(samples, m_channels.alpha).copyTo(rows);
     }
 

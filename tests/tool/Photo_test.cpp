@@ -88,6 +88,18 @@ TEST(Photo, GreyAndLinearLightBecomeThreeChannels)
     EXPECT_EQ(0, light.pixels.at<cv::Vec3w>(2, 3)[2]);
 }
 
+TEST(Photo, FloatsWithAProfileAreWhatItSays)
+{
+    const Folder folder;
+    OIIO::ImageSpec spec;
+    const std::vector<unsigned char> profile = rgbProfile(1.8);
+    addProfile(spec, profile);
+    store(folder / "a.tif", cv::Mat(5, 7, CV_32FC3, cv::Scalar(0.5, 2.0, -1.0)), spec);
+    const Photo photo = readPhoto(folder / "a.tif");
+    EXPECT_EQ(profile, photo.profile);
+    EXPECT_EQ(cv::Vec3w(32768, 65535, 0), photo.pixels.at<cv::Vec3w>(2, 3));
+}
+
 TEST(Photo, ReadsWhatIsNotWrittenToo)
 {
     const Folder folder;

@@ -1,5 +1,7 @@
 #include <pixmill/develop/detail/heif_blocks.h>
 
+#include <pixmill/develop/detail/byte_order.h>
+
 #include <algorithm>
 #include <cstdint>
 
@@ -16,9 +18,8 @@ public:
 
     uint64_t number(size_t count)
     {
-        uint64_t value = 0;
-        for (size_t i = 0; i < count; ++i, ++m_at)
-            value = value << 8 | (ended() ? 0u : static_cast<unsigned char>(m_bytes[m_at]));
+        const uint64_t value = highFirst(m_bytes, m_at, count);
+        m_at += count;
         return value;
     }
 

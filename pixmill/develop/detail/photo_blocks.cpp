@@ -1,5 +1,6 @@
 #include <pixmill/develop/detail/photo_blocks.h>
 
+#include <pixmill/develop/detail/byte_order.h>
 #include <pixmill/develop/detail/exif_block.h>
 #include <pixmill/develop/detail/heif_blocks.h>
 #include <pixmill/develop/detail/image_resources.h>
@@ -32,30 +33,6 @@ bool begins(const std::string& text, const std::string& with)
     return text.compare(0, with.size(), with) == 0;
 }
 
-std::string bigEndian(size_t value, int bytes)
-{
-    std::string out;
-    for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8)
-        out += char(value >> shift & 0xff);
-    return out;
-}
-
-size_t fromBigEndian(const std::string& bytes, size_t at, int count)
-{
-    size_t value = 0;
-    for (int i = 0; i < count; ++i)
-        value = value << 8 | static_cast<unsigned char>(bytes[at + size_t(i)]);
-    return value;
-}
-
-size_t fromLittleEndian(const std::string& bytes, size_t at)
-{
-    size_t value = 0;
-    for (int i = 3; i >= 0; --i)
-        value = value << 8 | static_cast<unsigned char>(bytes[at + size_t(i)]);
-    return value;
-}
-
 /// The next bytes of a file; fewer at its end.
 std::string take(std::FILE* file, size_t count)
 {
@@ -75,7 +52,7 @@ std::string takeOrPass(std::FILE* file, size_t count)
 
 std::string segment(char marker, const std::string& body)
 {
-    return std::string({char(0xff), marker}) + bigEndian(body.size() + 2, 2) + body;
+    return std::string({char(0xff), marker}) + asHighFirst(body.size() + 2, 2) + body;
 }
 
 std::string chunk(const std::string& name, const std::string& body)
@@ -86,7 +63,7 @@ std::string chunk(const std::string& name, const std::string& body)
         for (int bit = 0; bit < 8; ++bit)
             check = check >> 1 ^ (check & 1 ? 0xedb88320u : 0);
     }
-    return bigEndian(body.size(), 4) + name + body + bigEndian(~check, 4);
+    return asHighFirst(body.size(), 4) + name + body + asHighFirst(~check, 4);
 }
 
 void keepSegment(PhotoBlocks& blocks, char marker, const std::string& body)
@@ -107,7 +84,7 @@ void readJpeg(std::FILE* file, PhotoBlocks& blocks)
     for (;;) {
         const std::string head = take(file, 4);
         const bool ends = head.size() < 4 || head[0] != '\xff' || head[1] == '\xda' || head[1] == '\xd9';
-        const size_t size = ends ? 0 : fromBigEndian(head, 2, 2);
+        const size_t size = ends ? 0 : highFirst(head, 2, 2);
         if (size < 2)
             return;
         const std::string body = take(file, size - 2);
@@ -133,7 +110,7 @@ void readPng(std::FILE* file, PhotoBlocks& blocks)
         const std::string head = take(file, 8);
         if (head.size() < 8)
             return;
-        const size_t size = fromBigEndian(head, 0, 4);
+        const size_t size = highFirst(head, 0, 4);
         const std::string body = takeOrPass(file, size);
         if (body.size() == size)
             keepChunk(blocks, head.substr(4), body);
@@ -148,7 +125,7 @@ void readWebp(std::FILE* file, PhotoBlocks& blocks)
         if (head.size() < 8)
             return;
         const std::string name = head.substr(0, 4);
-        const size_t size = fromLittleEndian(head, 4);
+        const size_t size = lowFirst(head, 4, 4);
         std::string body = takeOrPass(file, size);
         std::fseek(file, long(size % 2), SEEK_CUR);
         if (body.size() != size)
@@ -176,7 +153,7 @@ std::string uprightPacket(std::string xmp)
 
 size_t jpegHead(const std::string& bytes)
 {
-    for (size_t at = 2; at + 4 <= bytes.size(); at += 2 + fromBigEndian(bytes, at + 2, 2)) {
+    for (size_t at = 2; at + 4 <= bytes.size(); at += 2 + highFirst(bytes, at + 2, 2)) {
         const int marker = static_cast<unsigned char>(bytes[at + 1]);
         const bool ofApplication = marker >= 0xe0 && marker <= 0xef, comment = marker == 0xfe;
         if (!ofApplication && !comment)
@@ -187,7 +164,7 @@ size_t jpegHead(const std::string& bytes)
 
 size_t pngHead(const std::string& bytes)
 {
-    for (size_t at = kPngSign.size(); at + 8 <= bytes.size(); at += 12 + fromBigEndian(bytes, at, 4))
+    for (size_t at = kPngSign.size(); at + 8 <= bytes.size(); at += 12 + highFirst(bytes, at, 4))
         if (bytes.compare(at + 4, 4, "IDAT") == 0)
             return at;
     return 0;
@@ -197,7 +174,7 @@ std::string jpegWith(const std::string& head, const PhotoBlocks& blocks)
 {
     std::string first = head.substr(0, 2), rest, own;
     for (size_t at = 2, size; at < head.size(); at += size) {
-        size = 2 + fromBigEndian(head, at + 2, 2);
+        size = 2 + highFirst(head, at + 2, 2);
         if (head[at + 1] == '\xe0')
             first += head.substr(at, size);
         else if (head[at + 1] != '\xe1' && head[at + 1] != '\xed' && head[at + 1] != '\xfe')
@@ -217,7 +194,7 @@ std::string pngWith(const std::string& head, const PhotoBlocks& blocks)
 {
     std::string out = head.substr(0, kPngSign.size());
     for (size_t at = out.size(), size; at < head.size(); at += size) {
-        size = 12 + fromBigEndian(head, at, 4);
+        size = 12 + highFirst(head, at, 4);
         const std::string name = head.substr(at + 4, 4);
         if (name != "tEXt" && name != "zTXt" && name != "iTXt" && name != "eXIf")
             out += head.substr(at, size);

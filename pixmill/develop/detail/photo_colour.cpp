@@ -109,9 +109,9 @@ void cmykToRgb(const cv::Mat& in, cv::Mat& out)
     out = made;
 }
 
-void encodeLinear(const cv::Mat& in, bool hasAlpha, cv::Mat& out)
+void encodeFloats(const cv::Mat& in, bool hasAlpha, bool isLinear, cv::Mat& out)
 {
-    const int n = in.channels(), light = n - hasAlpha;
+    const int n = in.channels(), light = isLinear ? n - hasAlpha : 0;
     const rows::Power gamma(1 / 2.4f);
     cv::Mat made(in.size(), CV_MAKETYPE(CV_16U, n));
     for (int y = 0; y < in.rows; ++y) {

@@ -29,8 +29,8 @@ bool toSrgb(const Profile& profile, const cv::Mat& in, bool hasAlpha, cv::Mat& o
 /// CMYK without a profile, inks as a printer holds them (full is the highest value): R = (1 - C) (1 - K).
 void cmykToRgb(const cv::Mat& in, cv::Mat& out);
 
-/// Linear light to the sRGB curve, clamped to 0..1: CV_32F to CV_16U; a fourth channel (`hasAlpha`: the last) is no
-/// light.
-void encodeLinear(const cv::Mat& in, bool hasAlpha, cv::Mat& out);
+/// CV_32F to CV_16U, clamped to 0..1: linear light through the sRGB curve, what has a profile of its own, and alpha
+/// (`hasAlpha`: the last channel), as it is.
+void encodeFloats(const cv::Mat& in, bool hasAlpha, bool isLinear, cv::Mat& out);
 
 } // namespace pixmill::develop

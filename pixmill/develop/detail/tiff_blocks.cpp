@@ -1,5 +1,6 @@
 #include <pixmill/develop/detail/tiff_blocks.h>
 
+#include <pixmill/develop/detail/byte_order.h>
 #include <pixmill/develop/detail/image_resources.h>
 #include <pixmill/develop/detail/tiff_tags.h>
 
@@ -79,10 +80,9 @@ bool appendToTiff(std::FILE* file, const PhotoBlocks& blocks)
     std::fseek(file, 0, SEEK_END);
     const size_t end = size_t(std::ftell(file)), at = end + end % 2;
     const std::string behind = std::string(end % 2, '\0') + laidOut(tags, at);
-    const unsigned char place[] = {static_cast<unsigned char>(at), static_cast<unsigned char>(at >> 8),
-                                   static_cast<unsigned char>(at >> 16), static_cast<unsigned char>(at >> 24)};
+    const std::string place = asLowFirst(at, 4);
     return std::fwrite(behind.data(), 1, behind.size(), file) == behind.size() && std::fseek(file, 4, SEEK_SET) == 0 &&
-           std::fwrite(place, 1, 4, file) == 4 && std::fflush(file) == 0;
+           std::fwrite(place.data(), 1, 4, file) == 4 && std::fflush(file) == 0;
 }
 
 } // namespace pixmill::develop

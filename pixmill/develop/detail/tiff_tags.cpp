@@ -1,5 +1,7 @@
 #include <pixmill/develop/detail/tiff_tags.h>
 
+#include <pixmill/develop/detail/byte_order.h>
+
 #include <algorithm>
 
 namespace pixmill::develop {
@@ -24,22 +26,6 @@ Type typeOf(int number)
     return number > 0 && number < 13 ? types[number] : types[0];
 }
 
-uint32_t number(const std::string& bytes, size_t at, size_t count)
-{
-    uint32_t value = 0;
-    for (size_t i = count; i-- > 0;)
-        value = value << 8 | (at + i < bytes.size() ? static_cast<unsigned char>(bytes[at + i]) : 0u);
-    return value;
-}
-
-std::string bytesOf(size_t value, size_t count)
-{
-    std::string out;
-    for (size_t i = 0; i < count; ++i)
-        out += char(value >> 8 * i & 0xff);
-    return out;
-}
-
 /// Reads directories of one file, and turns their bytes low first.
 class Reader {
 public:
@@ -48,7 +34,7 @@ public:
         const std::string head = source(0, 8);
         m_little = head.compare(0, 4, std::string("II*\0", 4)) == 0;
         const bool known = m_little || head.compare(0, 4, std::string("MM\0*", 4)) == 0;
-        m_first = known && head.size() == 8 ? number(turned(head.substr(4), 4), 0, 4) : 0;
+        m_first = known && head.size() == 8 ? lowFirst(turned(head.substr(4), 4), 0, 4) : 0;
     }
 
     Tags first() const { return directory(m_first, 0); }
@@ -66,7 +52,7 @@ private:
     {
         Tags tags;
         const std::string head = at < 8 ? "" : turned(m_source(at, 2), 2);
-        const size_t count = number(head, 0, 2);
+        const size_t count = lowFirst(head, 0, 2);
         const std::string entries = head.empty() ? "" : m_source(at + 2, count * 12);
         for (size_t entry = 0; entry + 12 <= entries.size(); entry += 12)
             addTag(tags, entries.substr(entry, 12), depth);
@@ -75,12 +61,12 @@ private:
 
     void addTag(Tags& tags, const std::string& entry, size_t depth) const
     {
-        const int name = int(number(turned(entry.substr(0, 2), 2), 0, 2));
+        const int name = int(lowFirst(turned(entry.substr(0, 2), 2), 0, 2));
         Tag tag;
-        tag.type = int(number(turned(entry.substr(2, 2), 2), 0, 2));
-        tag.count = number(turned(entry.substr(4, 4), 4), 0, 4);
+        tag.type = int(lowFirst(turned(entry.substr(2, 2), 2), 0, 2));
+        tag.count = static_cast<uint32_t>(lowFirst(turned(entry.substr(4, 4), 4), 0, 4));
         const Type type = typeOf(tag.type);
-        const size_t size = type.size * tag.count, place = number(turned(entry.substr(8), 4), 0, 4);
+        const size_t size = type.size * tag.count, place = lowFirst(turned(entry.substr(8), 4), 0, 4);
         if (size == 0 || size > std::min(kMostBytes, m_left) || name == kMakerNote)
             return;
         m_left -= size;
@@ -114,16 +100,16 @@ Tags readTags(const Source& source)
 std::string laidOut(const Tags& tags, size_t at)
 {
     const size_t behind = at + 2 + tags.all.size() * 12 + 4;
-    std::string entries = bytesOf(tags.all.size(), 2), values;
+    std::string entries = asLowFirst(tags.all.size(), 2), values;
     for (const auto& [name, tag] : tags.all) {
         std::string bytes = tag.bytes;
         const bool leads = !tag.inner.empty();
         if (leads)
             bytes = laidOut(tag.inner[0], behind + values.size());
-        entries +=
-            bytesOf(size_t(name), 2) + bytesOf(size_t(leads ? kLong : tag.type), 2) + bytesOf(leads ? 1 : tag.count, 4);
+        entries += asLowFirst(size_t(name), 2) + asLowFirst(size_t(leads ? kLong : tag.type), 2) +
+                   asLowFirst(leads ? 1 : tag.count, 4);
         if (leads || bytes.size() > 4) {
-            entries += bytesOf(behind + values.size(), 4);
+            entries += asLowFirst(behind + values.size(), 4);
             values += bytes + std::string(bytes.size() % 2, '\0');
         } else {
             entries += bytes + std::string(4 - bytes.size(), '\0');
