@@ -122,9 +122,11 @@ bool isEmptyText(const OIIO::ParamValue& value)
     return value.type() == OIIO::TypeString && value.get_string().empty();
 }
 
-bool tellsResolution(const std::string& name)
+/// What the encoders are told in any case: they do not take it from the blocks, and TIFF's makes up a date otherwise.
+bool isForTheEncoder(const std::string& name)
 {
-    return name == "XResolution" || name == "YResolution" || name == "ResolutionUnit" || name == "PixelAspectRatio";
+    return name == "XResolution" || name == "YResolution" || name == "ResolutionUnit" || name == "PixelAspectRatio" ||
+           name == "DateTime";
 }
 
 /// @param blocks  Whether the rest goes through as it stands in the file.
@@ -133,7 +135,7 @@ void addMetadata(OIIO::ImageSpec& spec, const Photo& like, bool blocks)
     if (like.metadata)
         for (const OIIO::ParamValue& value : like.metadata->values) {
             const std::string name = value.name().string();
-            if (!describesTheOldFile(name) && !isEmptyText(value) && (!blocks || tellsResolution(name)))
+            if (!describesTheOldFile(name) && !isEmptyText(value) && (!blocks || isForTheEncoder(name)))
                 spec.extra_attribs.push_back(value);
         }
     if (!like.profile.empty())
