@@ -2,6 +2,7 @@
 
 #include <pixmill/core/TProgress.h>
 #include <pixmill/filters/DomainTransform.h>
+#include <pixmill/filters/recursive_filter.h>
 #include <pixmill/primitives/resize.h>
 #include <pixmill/resample/BlockProcessor.h>
 #include <pixmill/resample/resample.h>
@@ -17,6 +18,7 @@
 #include <vector>
 
 using namespace pixmill::rows;
+using namespace pixmill::filters;
 
 namespace {
 
@@ -98,8 +100,8 @@ void smoothChroma(cv::Mat& Dr, cv::Mat& Db)
     const float sigmaS = chromaSigmaS(Dr.size());
     // The filter needs no setting up: hosts read the line that this tells, and its team serves them while tiles last.
     const OpenMpSettings asFound;
-    DomainTransform filter;
-    filter.setup(sigmaS, kChromaSigmaR);
+    DomainTransform().setup(sigmaS, kChromaSigmaR);
+    RecursiveFilter filter;
 
     int roi[4] = {0, 0, Dr.cols, Dr.rows};
     std::vector<cv::Mat> block;
@@ -107,7 +109,7 @@ void smoothChroma(cv::Mat& Dr, cv::Mat& Db)
     while (tiles.getBlockImage(roi, block)) {
         if (!block.empty()) {
             widen(block, wide);
-            filter.RecursiveFilter(wide, wide, sigmaS, kChromaSigmaR);
+            filter.run(wide, sigmaS, kChromaSigmaR);
             narrow(wide, block);
         }
         tiles.writeBackBlock();

@@ -2,6 +2,7 @@
 
 #include <pixmill/filters/detail/domain_planes.h>
 #include <pixmill/filters/detail/domain_recursion.h>
+#include <pixmill/filters/recursive_filter.h>
 #include <pixmill/rows/plane.h>
 #include <pixmill/rows/rows.h>
 
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 using namespace pixmill::rows;
 using namespace pixmill::filters;
@@ -26,7 +28,7 @@ float exponent(float sigma)
 /// Filters pictures of one size into `out` (of the same sizes and types; may be the same pixels), with the steps of the
 /// guides.
 void recurse(const std::vector<cv::Mat>& in, const std::vector<cv::Mat>& out, const std::vector<cv::Mat>& guides,
-             float sigmaS, float sigmaR, bool lastRow)
+             float sigmaS, float sigmaR, bool lastRow, DomainRoom& room)
 {
     const double r = std::sqrt(3.0) / std::sqrt(63.0);
     float k[3], sigma = sigmaS;
@@ -35,7 +37,7 @@ void recurse(const std::vector<cv::Mat>& in, const std::vector<cv::Mat>& out, co
         k[i] = exponent(sigma);
     }
 
-    DomainSteps steps(guides, sigmaS / sigmaR, lastRow, overlap(guides[0], out[0]));
+    DomainSteps steps(guides, sigmaS / sigmaR, lastRow, overlap(guides[0], out[0]), room);
     DomainRecursion recursion(out);
     recursion.firstRows(in, steps, k[0]);
     recursion.columns(steps, k[0]);
@@ -80,8 +82,9 @@ int DomainTransform::RecursiveFilter(const cv::Mat& in, cv::Mat& out, float sigm
     checkFloats(in, kCall);
     const cv::Mat source = unsharedOrSame(in, out);
     ensure(out, source.size(), source.type());
+    DomainRoom room;
     if (!out.empty())
-        recurse({source}, {out}, {source}, sigmaS, sigmaR, false);
+        recurse({source}, {out}, {source}, sigmaS, sigmaR, false, room);
     return 1;
 }
 
@@ -97,7 +100,19 @@ int DomainTransform::RecursiveFilter(const std::vector<cv::Mat>& in, std::vector
     out.resize(planes.size());
     for (std::size_t i = 0; i < planes.size(); ++i)
         out[i] = cv::Mat(planes[i].size(), planes[i].type());
+    DomainRoom room;
     if (!planes.empty() && !planes[0].empty())
-        recurse(planes, out, guides, sigmaS, sigmaR, true);
+        recurse(planes, out, guides, sigmaS, sigmaR, true, room);
     return 1;
+}
+
+RecursiveFilter::RecursiveFilter() : m_room(std::make_unique<DomainRoom>())
+{
+}
+
+RecursiveFilter::~RecursiveFilter() = default;
+
+void RecursiveFilter::run(const cv::Mat& picture, float sigmaS, float sigmaR)
+{
+    recurse({picture}, {picture}, {picture}, sigmaS, sigmaR, false, *m_room);
 }

@@ -72,8 +72,8 @@ template <int known, class T>
 inline void meanRow(const Window<T>& window, const Window<T>& next, int first, int scale, T* out, int count)
 {
     constexpr int kPiece = 512;
-    int sums[kPiece];
-    const int most = std::max((kPiece - 3) / scale, 0) + 1;
+    int sums[kPiece + 2];
+    const int most = std::max(kPiece / scale, 1);
     for (int done = 0; done < count; done += most) {
         const int part = std::min(most, count - done), left = first + done * scale - 1, n = (part - 1) * scale + 3;
         const int begin = std::max(left, 0), end = std::min(left + n, window.cols);

@@ -143,8 +143,10 @@ void BlockProcessor::allocate(std::size_t planes, cv::Size blockSize, cv::Size s
 {
     const int type = packed ? CV_16UC3 : CV_16UC1;
     const auto fit = [&](cv::Mat& m, cv::Size size) {
-        if (!fits(m, size, type))
-            m = packed ? cv::Mat::zeros(size, type) : cv::Mat(size, type); // packed blocks are filled in part
+        if (!packed)
+            ensureLarge(m, size, type);
+        else if (!fits(m, size, type))
+            m = cv::Mat::zeros(size, type); // packed blocks are filled in part
     };
     std::vector<cv::Mat> block = m_block, strip = m_strip;
     block.resize(planes);

@@ -3,15 +3,27 @@
 #include <pixmill/rows/largepages.h>
 
 namespace pixmill::filters {
+namespace {
 
-DomainSteps::DomainSteps(const std::vector<cv::Mat>& guides, float ratio, bool lastRow, bool overwritten)
+float* withRoom(AlignedArray<float>& room, std::size_t size)
+{
+    if (room.size() < size) {
+        room = AlignedArray<float>(); // the smaller one goes first
+        room = AlignedArray<float>(size);
+        preferLargePages(room.data(), size * sizeof(float));
+    }
+    return room.data();
+}
+
+} // namespace
+
+DomainSteps::DomainSteps(const std::vector<cv::Mat>& guides, float ratio, bool lastRow, bool overwritten,
+                         DomainRoom& room)
     : m_guides(guides), m_size(guides[0].size()), m_ratio(ratio), m_lastRow(lastRow),
       m_tileStep(wholeLanes(m_size.width) * kLanes), m_stripStep(wholeLanes(m_size.height) * kLanes),
-      m_across(m_tileStep * (wholeLanes(m_size.height) / kLanes)),
-      m_down(m_stripStep * (wholeLanes(m_size.width) / kLanes))
+      m_across(withRoom(room.across, m_tileStep * (wholeLanes(m_size.height) / kLanes))),
+      m_down(withRoom(room.down, m_stripStep * (wholeLanes(m_size.width) / kLanes)))
 {
-    preferLargePages(m_across.data(), m_across.size() * sizeof(float));
-    preferLargePages(m_down.data(), m_down.size() * sizeof(float));
     for (const cv::Mat& guide : guides) {
         if (!overwritten)
             break;

@@ -28,15 +28,20 @@ inline std::size_t wholeLanes(int n)
     return std::size_t(n + kLanes - 1) / kLanes * kLanes;
 }
 
+/// Room for the domain steps of pictures that follow each other; it grows to that of the largest.
+struct DomainRoom {
+    AlignedArray<float> across, down;
+};
+
 /// The domain steps of a guide, 1 + ratio * |gradient|, in lane form: across sixteen rows a tile, down sixteen columns
 /// a strip. Tiles and strips are padded with steps of 1 to whole vectors.
 class DomainSteps {
 public:
     static constexpr int kColumns = 256; ///< At most so many are filled at once: they stay in the first cache.
 
-    /// Room for the steps of guides of one size, whose gradients add up. `lastRow` tells whether the last row's
-    /// gradients across count; `overwritten`, that a tile of the guides may change once it is filled.
-    DomainSteps(const std::vector<cv::Mat>& guides, float ratio, bool lastRow, bool overwritten);
+    /// The steps of guides of one size, whose gradients add up, in `room` as long as both live. `lastRow` tells whether
+    /// the last row's gradients across count; `overwritten`, that a tile of the guides may change once it is filled.
+    DomainSteps(const std::vector<cv::Mat>& guides, float ratio, bool lastRow, bool overwritten, DomainRoom& room);
 
     /// Part of a loop's body: fills n columns of a tile from x on, a multiple of kLanes, and as many rows of the
     /// strips.
@@ -45,8 +50,8 @@ public:
     /// Whether no step is below 1; some may be infinite or not a number.
     bool rise() const { return m_ratio >= 0.0f; }
 
-    const float* across(int tile) const { return m_across.data() + tile * m_tileStep; }
-    const float* down(int strip) const { return m_down.data() + strip * m_stripStep; }
+    const float* across(int tile) const { return m_across + tile * m_tileStep; }
+    const float* down(int strip) const { return m_down + strip * m_stripStep; }
 
 private:
     const float* below(std::size_t guide, int y) const;
@@ -56,7 +61,7 @@ private:
     float m_ratio;
     bool m_lastRow;
     std::size_t m_tileStep, m_stripStep;
-    AlignedArray<float> m_across, m_down;
+    float *m_across, *m_down;
 };
 
 inline const float* DomainSteps::below(std::size_t guide, int y) const
@@ -89,9 +94,9 @@ inline void DomainSteps::fill(int tile, int x, int n)
         sumsToSteps(m_ratio, n, across[r]);
         sumsToSteps(m_ratio, n, down);
         for (int i = 0; i < n; i += kLanes)
-            std::copy_n(down + i, kLanes, m_down.data() + (x + i) / kLanes * m_stripStep + std::size_t(y) * kLanes);
+            std::copy_n(down + i, kLanes, m_down + (x + i) / kLanes * m_stripStep + std::size_t(y) * kLanes);
     }
-    toLanes(rows, 0, n, m_across.data() + tile * m_tileStep + std::size_t(x) * kLanes);
+    toLanes(rows, 0, n, m_across + tile * m_tileStep + std::size_t(x) * kLanes);
 }
 
 } // namespace pixmill::filters
