@@ -63,6 +63,15 @@ TEST(LocalLaplacian, NoiseAndExtremesExtrapolateAndWrapAlike)
     compare(in, kVariants[2], 0.0f, 0.3f, 3);
 }
 
+TEST(LocalLaplacian, DifferencesFillTheirSumsAndNoMore)
+{
+    const cv::Mat in = planeOf<ushort>({200, 180}, [](int y, int x) {
+        return 6553 * (1 + y / 24 % 8) + (x / 24 % 2 ? 4096 : -4096); // where the curve of the last two has its peaks
+    });
+    for (const float sigma : {0.12497f, 0.125f, -0.125f}) // of 4094 and 4096: eight of these need a 17th bit
+        compare(in, kVariants[2], sigma, 0.0f, 4);
+}
+
 TEST(LocalLaplacian, InPlaceGivesTheSamePixels)
 {
     const cv::Mat in = scenePlane({120, 90}, CV_16UC1, 0, 65536, 4);

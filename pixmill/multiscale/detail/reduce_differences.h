@@ -161,6 +161,11 @@ inline void reduceRemappedPair(const short* entries, const int* upper, const int
 template <int K, class Sum>
 inline void reduceDifferences(const short* const rows[5], const int* fractions, short* out, int n)
 {
+    if constexpr (std::is_same_v<Sum, short>)
+        if (takesAvx512()) {
+            reduceDifferencesAvx512<K>(rows, fractions, out, n);
+            return;
+        }
     const auto column = [&](std::ptrdiff_t at, Eight<int>& sum) {
         Eight<Sum> v[5];
         for (int i = 0; i < 5; ++i) {

@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <type_traits>
 
-/// The reducing step at level 0 of `reduce_differences.h`, for sums of 16 bits: all K in one vector, and pairs of sums
-/// weighed and added to 32 bits in one step.
+/// The reducing steps of `reduce_differences.h` for sums of 16 bits: all K in one vector, and pairs of sums weighed and
+/// added to 32 bits in one step.
 namespace pixmill::multiscale {
 
 using namespace rows;
@@ -27,6 +27,7 @@ struct Differences16 {
     PIXMILL_AVX512_STEP static V lowPairs(V a, V b) { return _mm256_unpacklo_epi16(a, b); }
     PIXMILL_AVX512_STEP static V highPairs(V a, V b) { return _mm256_unpackhi_epi16(a, b); }
     PIXMILL_AVX512_STEP static V weigh(V pairs, V weights) { return _mm256_madd_epi16(pairs, weights); }
+    PIXMILL_AVX512_STEP static V fourfold(V v) { return _mm256_slli_epi32(v, 2); }
     PIXMILL_AVX512_STEP static V everywhere(int v) { return _mm256_set1_epi32(v); }
     PIXMILL_AVX512_STEP static V together(V low, V high)
     {
@@ -44,6 +45,7 @@ struct Differences32 {
     PIXMILL_AVX512_STEP static V lowPairs(V a, V b) { return _mm512_unpacklo_epi16(a, b); }
     PIXMILL_AVX512_STEP static V highPairs(V a, V b) { return _mm512_unpackhi_epi16(a, b); }
     PIXMILL_AVX512_STEP static V weigh(V pairs, V weights) { return _mm512_madd_epi16(pairs, weights); }
+    PIXMILL_AVX512_STEP static V fourfold(V v) { return _mm512_slli_epi32(v, 2); }
     PIXMILL_AVX512_STEP static V everywhere(int v) { return _mm512_set1_epi32(v); }
     PIXMILL_AVX512_STEP static V together(V low, V high)
     {
@@ -107,10 +109,53 @@ PIXMILL_AVX512_KERNEL void reduceRemappedPairAvx512(const short* entries, const 
     }
 }
 
+/// The sums of five rows' columns, weighed 1 4 6 4 1: of the lower and the upper half of each eight differences.
+template <class D>
+struct ColumnSumsAvx512 {
+    using V = typename D::V;
+    V low, high;
+
+    PIXMILL_AVX512_STEP static ColumnSumsAvx512 of(const short* const rows[5], std::ptrdiff_t at)
+    {
+        const V middle = D::load(rows[2] + at);
+        const V outer = D::add(D::add(D::load(rows[0] + at), D::load(rows[4] + at)), D::add(middle, middle));
+        const V inner = D::add(D::add(D::load(rows[1] + at), D::load(rows[3] + at)), middle);
+        const V weights = D::everywhere(4 << 16 | 1);
+        return {D::weigh(D::lowPairs(outer, inner), weights), D::weigh(D::highPairs(outer, inner), weights)};
+    }
+
+    PIXMILL_AVX512_STEP ColumnSumsAvx512 plus(ColumnSumsAvx512 other) const
+    {
+        return {D::addSums(low, other.low), D::addSums(high, other.high)};
+    }
+
+    PIXMILL_AVX512_STEP ColumnSumsAvx512 fourfold() const { return {D::fourfold(low), D::fourfold(high)}; }
+};
+
+template <int K>
+PIXMILL_AVX512_KERNEL void reduceDifferencesAvx512(const short* const rows[5], const int* fractions, short* out, int n)
+{
+    using D = std::conditional_t<(K > 16), Differences32, Differences16>;
+    using Sums = ColumnSumsAvx512<D>;
+    Sums odd = Sums::of(rows, -K), even = Sums::of(rows, 0), evens = Sums::of(rows, -2 * K).plus(even);
+    for (int x = 0; x < n; ++x) {
+        const std::ptrdiff_t at = std::ptrdiff_t(2 * x + 1) * K;
+        const Sums nextOdd = Sums::of(rows, at), nextEven = Sums::of(rows, at + K), next = even.plus(nextEven);
+        const typename D::V fraction = D::everywhere(fractions[x]);
+        const Sums sums = evens.plus(next).plus(odd.plus(even).plus(nextOdd).fourfold()).plus({fraction, fraction});
+        D::store(out + std::ptrdiff_t(x) * K, D::together(sums.low, sums.high));
+        odd = nextOdd;
+        even = nextEven;
+        evens = next;
+    }
+}
+
 #else
 
 template <int K>
 constexpr auto reduceRemappedPairAvx512 = kNoKernel;
+template <int K>
+constexpr auto reduceDifferencesAvx512 = kNoKernel;
 
 #endif
 

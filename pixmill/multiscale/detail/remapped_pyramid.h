@@ -81,7 +81,7 @@ private:
         int plainLength() const { return size.width + 2; }
         std::size_t differencesLength() const
         {
-            return (std::size_t(size.width + 3) * K + 2 * kLine - 1) / kLine * kLine + kLine;
+            return (std::size_t(size.width + 2) * K + 3 * kLine - 1) / kLine * kLine; // vectors may end a line behind
         }
         ushort* plainRow(int y) { return plain.data() + std::ptrdiff_t(y % kKept) * plainLength() + 1; }
         short* row(int y) { return differences.data() + y % kKept * differencesLength() + kLine + K; }
