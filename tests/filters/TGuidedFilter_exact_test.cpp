@@ -48,8 +48,16 @@ float spoilt(cv::RNG& rng, int rarely, const Other& other)
     return rng.uniform(0, rarely) == 0 ? other() : byteSample(rng);
 }
 
+/// With means below 2, often halfway between two floats, and a few samples that are tiny.
+float halvesSample(cv::RNG& rng)
+{
+    const int k = rng.uniform(0, 64);
+    return rng.uniform(0, 150) == 0 ? 0x1p-24f : k % 2 ? 1 - k * 0x1p-24f : 2.75f + k * 0x1p-22f;
+}
+
 const Kind kKinds[] = {
     {"bytes", byteSample},
+    {"means halfway between floats", halvesSample},
     {"night in sixteen bits", [](cv::RNG& rng) { return std::pow(rng.uniform(0.0f, 1.0f), 9.0f); }},
     {"exponents of ninety binades", wideSample},
     {"few of them among bytes", [](cv::RNG& rng) { return spoilt(rng, 400, [&] { return wideSample(rng); }); }},
@@ -115,12 +123,12 @@ TEST(TGuidedFilterSums, HaveTheBoxFiltersBitsWhateverTheSamplesAre)
 
 TEST(TGuidedFilterSums, HaveTheBoxFiltersBitsAtEveryRadius)
 {
-    for (const int r : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 13, 21, 40}) {
+    for (const int r : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 40, 63, 64}) {
         SCOPED_TRACE(r);
         const cv::Size size(1100 / (r + 1) + 3 * r, 5 * r + 3);
         std::vector<cv::Mat> guide;
         for (unsigned i = 0; i < 3; ++i)
-            guide.push_back(planeOfKind(kKinds[i % 2], size, i));
+            guide.push_back(planeOfKind(kKinds[i % 3], size, i));
         expectOrderedSums(guide, planeOfKind(kKinds[0], size, 3), r);
         guide[1].row(size.height / 2).setTo(1e-30f); // both ways within a picture, and back
         expectOrderedSums(guide, planeOfKind(kKinds[0], size, 3), r);

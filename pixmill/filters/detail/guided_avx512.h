@@ -20,45 +20,58 @@ PIXMILL_AVX512_STEP __m512d shifted(__m512d v, __m512d next)
     return _mm512_castsi512_pd(_mm512_alignr_epi64(_mm512_castpd_si512(next), _mm512_castpd_si512(v), by));
 }
 
-/// The mean of a sum, as ExactMean says.
+/// The mean of a sum, as ExactMean says. Where a product with the reciprocal does not do, it lies at most 3 units of a
+/// double away from the quotient, which is computed only where both may lie on different sides of the middle of two
+/// floats.
 struct Mean512 {
     __m512d count, reciprocal;
-    ExactMean::Form form;
+    bool product;
 
-    PIXMILL_AVX512_STEP Mean512(const ExactMean& mean, ExactMean::Form how)
-        : count(_mm512_set1_pd(mean.count())), reciprocal(_mm512_set1_pd(mean.reciprocal())), form(how)
+    PIXMILL_AVX512_STEP Mean512(const ExactMean& mean, ExactMean::Form form)
+        : count(_mm512_set1_pd(mean.count())), reciprocal(_mm512_set1_pd(mean.reciprocal())),
+          product(form == ExactMean::Form::kProduct)
     {
     }
 
     PIXMILL_AVX512_STEP __m256 operator()(__m512d sum) const
     {
-        __m512d mean = _mm512_mul_pd(sum, reciprocal);
-        const __m512i bits = _mm512_castpd_si512(mean);
-        if (form == ExactMean::Form::kRoundedProduct) {
-            mean = _mm512_castsi512_pd(
-                _mm512_and_si512(_mm512_add_epi64(bits, _mm512_set1_epi64(2)), _mm512_set1_epi64(~3LL)));
-        } else if (form == ExactMean::Form::kQuotient) {
-            const __m512d head = _mm512_castsi512_pd(_mm512_and_si512(bits, _mm512_set1_epi64(~0x7fffffLL)));
-            const __m512d rest = _mm512_sub_pd(sum, _mm512_mul_pd(head, count));
-            mean = _mm512_add_pd(head, _mm512_mul_pd(rest, reciprocal));
-        }
+        const __m512d mean = _mm512_mul_pd(sum, reciprocal);
+        if (!product && nearTie(mean))
+            return _mm512_cvtpd_ps(_mm512_div_pd(sum, count));
         return _mm512_cvtpd_ps(mean);
+    }
+
+private:
+    /// Whether one of the doubles is within 4 units of the middle of two floats.
+    PIXMILL_AVX512_STEP static bool nearTie(__m512d v)
+    {
+        constexpr long long kHalfway = 1 << 28, kUnits = 4;
+        const __m512i from = _mm512_add_epi64(_mm512_castpd_si512(v), _mm512_set1_epi64(kUnits - kHalfway));
+        return _mm512_testn_epi64_mask(from, _mm512_set1_epi64(2 * (kHalfway - kUnits))) != 0;
     }
 };
 
+/// Rows of eight sums, of which the last ones are kept: `mask` + 1 of them, or all.
+struct Eights512 {
+    double* rows;
+    unsigned mask;
+
+    PIXMILL_AVX512_STEP double* row(unsigned i) const { return rows + 8 * std::size_t(i & mask); }
+};
+
 /// Sums of 8 * eights + kRest columns, of columns that arrive by eight. kEights tells how many eights; with kMany they
-/// are more than two, and `m_eights` holds a row of them behind as many zeros.
+/// are more than two, and `kept` holds more than `eights` of them.
 template <int kRest, int kEights>
 class Windows512 {
 public:
     static constexpr int kMany = 3;
 
-    PIXMILL_AVX512_STEP Windows512(double* scratch, int eights) : m_eights(scratch), m_count(eights)
+    PIXMILL_AVX512_STEP Windows512(Eights512 kept, int eights) : m_kept(kept), m_count(unsigned(eights)), m_taken(0)
     {
         const __m512d zero = _mm512_setzero_pd();
         m_v[0] = m_v[1] = m_two = m_four = m_eight = m_sum = zero;
         if (kEights == kMany)
-            std::fill_n(scratch, 8 * (eights + kDelay + 1), 0.0);
+            std::fill_n(kept.rows, 8 * eights, 0.0);
     }
 
     /// Takes eight more columns, and gives the eight windows that begin kDelay + eights times as many columns before.
@@ -104,15 +117,14 @@ private:
             return eight;
         if (kEights == 2)
             return _mm512_add_pd(m_eight, eight);
-        _mm512_store_pd(m_eights + 8 * m_count, eight);
-        m_sum = _mm512_add_pd(m_sum, _mm512_sub_pd(eight, _mm512_load_pd(m_eights)));
-        m_eights += 8;
+        _mm512_store_pd(m_kept.row(m_taken + m_count), eight);
+        m_sum = _mm512_add_pd(m_sum, _mm512_sub_pd(eight, _mm512_load_pd(m_kept.row(m_taken++))));
         return m_sum;
     }
 
     __m512d m_v[2], m_two, m_four, m_eight, m_sum;
-    double* m_eights;
-    int m_count;
+    Eights512 m_kept;
+    unsigned m_count, m_taken;
 };
 
 /// Eight samples of a moment, fewer under a mask.
@@ -140,7 +152,7 @@ PIXMILL_AVX512_KERNEL void slideMeans512(SlideRow row, Mean512 mean)
 {
     using Windows = Windows512<kRest, kEights>;
     const int eights = row.side / 8, delay = 8 * (Windows::kDelay + eights), columns = row.n + row.side - 1;
-    Windows windows(row.scratch, eights);
+    Windows windows({row.scratch, ~0u}, eights);
     int x = 0;
     for (; x < delay && x + 8 <= columns; x += 8)
         windows.push(slide512<kProduct>(row, x));

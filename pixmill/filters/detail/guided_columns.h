@@ -121,7 +121,7 @@ struct SlideRows {
     ExactMean::Form form[kMoments];
 };
 
-constexpr int kWidestTogether = 17;
+constexpr int kWidestTogether = 127;
 
 /// Values that rows of column sums and of means have room for beyond their windows' columns.
 constexpr int kBeyondColumns = 48;

@@ -40,7 +40,7 @@ struct EdgedRow {
 template <int kPlanes>
 class RowEdges {
 public:
-    static constexpr int kMostDelay = 32;
+    static constexpr int kMostDelay = 144;
 
     RowEdges(const EdgedRow (&rows)[kPlanes], int delay, int end)
         : m_tail(std::max(std::min(rows[0].width - rows[0].first, end) / 8 * 8, delay))

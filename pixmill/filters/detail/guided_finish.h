@@ -7,14 +7,15 @@
 #include <cstddef>
 
 /// What becomes of a row of means. Each is called with whole rows of them, or at its put512 with eight of each in
-/// registers: of the columns from x on, the first `count`.
+/// registers: of the columns from x on, the first `count`. Where kWaits, it reckons so long with them that it had
+/// better be given those of eight columns while the next ones are summed.
 namespace pixmill::filters {
 
 using namespace rows;
 
 /// Models of one guide: a = cov / (var + eps), b = mean of the source - a * mean of the guide.
 struct OneGuideModels {
-    static constexpr bool kTakesRegisters = true;
+    static constexpr bool kTakesRegisters = true, kWaits = true;
 
     float eps, *a, *b;
     std::ptrdiff_t next; ///< How far after a and b lies what is fetched.
@@ -49,7 +50,7 @@ struct OneGuideModels {
 
 /// Averaged models of one guide, applied: out = offset + slope * guide.
 struct AppliedAverages {
-    static constexpr bool kTakesRegisters = true;
+    static constexpr bool kTakesRegisters = true, kWaits = true;
 
     const float* guide;
     float* out;
@@ -74,7 +75,7 @@ struct AppliedAverages {
 /// Rows of means, kept.
 template <int kRows>
 struct StoredMeans {
-    static constexpr bool kTakesRegisters = true;
+    static constexpr bool kTakesRegisters = true, kWaits = false;
 
     float* to[kRows];
     std::ptrdiff_t next;

@@ -132,11 +132,11 @@ private:
     }
 };
 
-/// Columns worked on at a time. Rows in long pieces come from memory faster; only where a column keeps many `bytes` it
-/// pays to have them in the second-level cache.
+/// Columns worked on at a time. Rows in long pieces come from memory faster; only where a column keeps many `bytes`, of
+/// models too, it pays to have them in the second-level cache, and fewer sums to form in the box filter's order.
 inline int stripWidth(long bytes, int r, int width)
 {
-    constexpr long kFewBytes = 400, kMost = 8192;
+    constexpr long kFewBytes = 600, kMost = 8192;
     const long fitting = bytes <= kFewBytes ? kMost : limit(400000 / bytes, 1024L, kMost);
     const long most = std::max<long>(fitting, 4L * r); // wide windows: margins cost columns twice
     const long strips = std::max((width + most - 1) / most, 1L);
@@ -161,7 +161,7 @@ inline std::ptrdiff_t fetchedAhead(const cv::Mat& results, int y)
 inline void writeModels(const cv::Mat* planes, int r, float eps, int first, int end, cv::Mat& slopes, cv::Mat& offsets)
 {
     const PaddedRows rows(planes, r);
-    const int strip = stripWidth(stripBytes(OneGuide::kPlanes, OneGuide::kMoments, r), r, slopes.cols);
+    const int strip = stripWidth(0, r, slopes.cols);
     OneGuide::Moments moments(r, strip);
     for (int left = 0; left < slopes.cols; left += strip) {
         const int n = std::min(strip, slopes.cols - left);

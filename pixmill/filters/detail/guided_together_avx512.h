@@ -49,18 +49,22 @@ struct Eight512 {
     }
 };
 
-/// The windows of the table's moments, side by side.
-template <class Samples, class Windows, const auto& kTable, class Moments>
+constexpr unsigned kEightsKept = 16; ///< More than windows of kWidestTogether columns have.
+
+/// The windows of the table's moments, side by side. Where kWaits, they take columns' sums when the next ones are
+/// formed.
+template <class Samples, class Windows, bool kWaits, const auto& kTable, class Moments>
 class Lanes512;
 
-template <class Samples, class Windows, const auto& kTable, std::size_t... m>
-class Lanes512<Samples, Windows, kTable, std::index_sequence<m...>> {
+template <class Samples, class Windows, bool kWaits, const auto& kTable, std::size_t... m>
+class Lanes512<Samples, Windows, kWaits, kTable, std::index_sequence<m...>> {
 public:
     static constexpr int kMoments = sizeof...(m);
 
     template <class Row>
-    PIXMILL_AVX512_STEP Lanes512(const Row& row, const ExactMean& mean)
-        : m_windows{((void)m, Windows(nullptr, 0))...}, m_sums(row.sums),
+    PIXMILL_AVX512_STEP Lanes512(const Row& row, const ExactMean& mean, double* eights)
+        : m_windows{Windows({eights + 8 * kEightsKept * m, kEightsKept - 1}, row.side / 8)...},
+          m_before{((void)m, _mm512_setzero_pd())...}, m_sums(row.sums),
           m_stride(row.stride), m_mean{Mean512(mean, row.form[m])...}
     {
     }
@@ -77,10 +81,13 @@ private:
         const __m512d change = samples.template change<kTable[moment].i, kTable[moment].k>();
         const __m512d sums = _mm512_add_pd(_mm512_load_pd(at), change);
         _mm512_store_pd(at, sums);
-        return m_mean[moment](m_windows[moment].push(sums));
+        const __m512d before = kWaits ? m_before[moment] : sums;
+        m_before[moment] = sums;
+        return m_mean[moment](m_windows[moment].push(before));
     }
 
     Windows m_windows[kMoments];
+    __m512d m_before[kMoments];
     double* m_sums;
     int m_stride;
     Mean512 m_mean[kMoments];
@@ -99,21 +106,51 @@ PIXMILL_AVX512_KERNEL void slideTogether512(const SlideRows<kPlanes, int(std::si
                                             const ExactMean& mean, const Finish& finish)
 {
     constexpr auto kEach = std::make_index_sequence<kPlanes>();
-    const int delay = 8 * (Windows::kDelay + row.side / 8), end = row.n + delay;
+    constexpr bool kWaits = Finish::kWaits;
+    const int delay = 8 * (Windows::kDelay + kWaits + row.side / 8), end = row.n + delay;
+    alignas(64) double eights[8 * kEightsKept * std::size(kTable)];
     const RowEdges<kPlanes> in(row.in, delay, end), out(row.out, delay, end);
-    Lanes512<Eight512<kPlanes>, Windows, kTable, std::make_index_sequence<std::size(kTable)>> lanes(row, mean);
-    __m256 means[std::size(kTable)];
-    for (int x = 0; x < end; x += 8) {
+    using Moments = std::make_index_sequence<std::size(kTable)>;
+    Lanes512<Eight512<kPlanes>, Windows, kWaits, kTable, Moments> lanes(row, mean, eights);
+    struct Means {
+        __m256 of[std::size(kTable)];
+    } means, before;
+    int x = 0;
+    for (; x < end; x += 8) {
         const bool head = x < delay;
         if (head || x >= in.m_tail) {
             const int at = head ? x : x - in.m_tail;
-            lanes.push({head ? in.m_left : in.m_right, head ? out.m_left : out.m_right, at, kEach}, x, means);
+            lanes.push({head ? in.m_left : in.m_right, head ? out.m_left : out.m_right, at, kEach}, x, means.of);
         } else {
             fetch512(row.ahead, x);
-            lanes.push({in.m_middle, out.m_middle, x, kEach}, x, means);
+            lanes.push({in.m_middle, out.m_middle, x, kEach}, x, means.of);
         }
-        if (!head)
-            finish.put512(means, x - delay, std::min(end - x, 8));
+        if constexpr (kWaits) {
+            if (x > delay)
+                finish.put512(before.of, x - delay - 8, 8);
+            before = means;
+        } else if (!head) {
+            finish.put512(means.of, x - delay, std::min(end - x, 8));
+        }
+    }
+    if constexpr (kWaits)
+        finish.put512(before.of, x - delay - 8, end - x + 8);
+}
+
+/// The same for windows of more than two eights.
+template <const auto& kTable, int kPlanes, class Finish>
+PIXMILL_AVX512_KERNEL void slideMany512(const SlideRows<kPlanes, int(std::size(kTable))>& row, const ExactMean& mean,
+                                        const Finish& finish)
+{
+    switch (row.side % 8) {
+    case 1:
+        return slideTogether512<Windows512<1, 3>, kTable>(row, mean, finish);
+    case 3:
+        return slideTogether512<Windows512<3, 3>, kTable>(row, mean, finish);
+    case 5:
+        return slideTogether512<Windows512<5, 3>, kTable>(row, mean, finish);
+    default:
+        return slideTogether512<Windows512<7, 3>, kTable>(row, mean, finish);
     }
 }
 
@@ -122,6 +159,8 @@ template <const auto& kTable, int kPlanes, class Finish>
 PIXMILL_AVX512_KERNEL void slideTogether512(const SlideRows<kPlanes, int(std::size(kTable))>& row,
                                             const ExactMean& mean, const Finish& finish)
 {
+    if (row.side > 17)
+        return slideMany512<kTable>(row, mean, finish);
     switch (row.side) {
     case 3:
         return slideTogether512<Windows512<3, 0>, kTable>(row, mean, finish);
