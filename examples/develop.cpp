@@ -166,11 +166,12 @@ struct Purpose {
     double x, y; ///< The middle of the part, as shares of the picture.
     int scale;
     Recipe recipe;
+    int enlarged = 1; ///< So many times, to be seen.
 };
 
 std::vector<Purpose> purposes()
 {
-    Recipe bridge, subject, haze, fur;
+    Recipe bridge, subject, haze, skin, fur;
     bridge.light.contrast = 0.2f;
     bridge.detail.coarse.base.slope = 0.5f;
     bridge.detail.medium.base.slope = 0.3f;
@@ -181,34 +182,49 @@ std::vector<Purpose> purposes()
     haze.light.shadows = 0.4f;
     haze.detail.coarse.base.slope = 0.5f;
     haze.detail.medium.base.slope = 0.3f;
+    skin.detail.fine.base.threshold = -0.3f;
+    skin.detail.medium.base.threshold = -0.5f;
     fur.detail.fine.base.slope = 0.5f;
     fur.color.saturation = 0.3f;
     return {{"bridge", "Bridge_by_Sander_Klootwijk.jpg", "coarse and medium detail: cables without halos", 0.65, 0.62,
              1, bridge},
             {"subject", "Dragonfly_by_Bolly.jpg", "fine detail before a blur; shadows", 0.56, 0.42, 1, subject},
             {"haze", "aitzgorri_by_Aitzol_Berasategi.jpg", "clarity through haze; light", 0.62, 0.28, 2, haze},
+            {"skin", "", "weak detail softened; eyes, hair, edges stay", 0.44, 0.25, 1, skin, 3},
             {"fur", "friends_by_Aitzol_Berasategi.jpg", "fine detail and saturation", 0.46, 0.4, 2, fur}};
 }
 
-/// What lies beside the chosen photograph of these: before and after, side by side.
+cv::Mat enlarged(const cv::Mat& picture, int times)
+{
+    cv::Mat out = picture;
+    if (times > 1)
+        cv::resize(picture, out, {}, times, times, cv::INTER_CUBIC);
+    return out;
+}
+
+/// The portrait, and what lies beside the chosen photograph of these: before and after, side by side.
 void showPurposes(const Options& options)
 {
     const std::filesystem::path folder = std::filesystem::path(options.photo).parent_path();
     for (const Purpose& purpose : purposes()) {
-        const std::string path = (folder / purpose.file).string();
+        const bool portrait = purpose.file[0] == 0;
+        const std::string path = portrait ? options.portrait : (folder / purpose.file).string();
         if (!std::filesystem::exists(path))
             continue;
         Developer developer;
         if (!open(developer, loadPhoto(path)))
             return;
         const cv::Size size = developer.size(purpose.scale);
-        const cv::Size part(std::min(900, size.width), std::min(600, size.height));
+        const cv::Size part(std::min(900 / purpose.enlarged, size.width),
+                            std::min(600 / purpose.enlarged, size.height));
         const cv::Rect at({std::clamp(int(purpose.x * size.width) - part.width / 2, 0, size.width - part.width),
                            std::clamp(int(purpose.y * size.height) - part.height / 2, 0, size.height - part.height)},
                           part);
-        cv::Mat before = rendered(developer, at, purpose.scale, Recipe()),
-                after = rendered(developer, at, purpose.scale, purpose.recipe);
-        label(before, "before");
+        const auto shown = [&](const Recipe& recipe) {
+            return enlarged(rendered(developer, at, purpose.scale, recipe), purpose.enlarged);
+        };
+        cv::Mat before = shown(Recipe()), after = shown(purpose.recipe);
+        label(before, portrait ? "before. Portrait: NASA, public domain" : "before");
         label(after, purpose.text);
         save(options.out, std::string("purpose-") + purpose.name + ".jpg", sideBySide({before, after}));
     }

@@ -112,6 +112,7 @@ int main(int argc, char** argv)
         ->allow_extra_args(false)
         ->delimiter(',');
     app.add_option("--strokes", options.strokes, "brush strokes to paint, a text file");
+    app.add_option("--portrait", options.portrait, "a picture of a person, for what is done to skin");
     std::vector<int> region;
     app.add_option("--region", region, "part of the photograph to show: x,y,width,height in its pixels")
         ->delimiter(',')

@@ -15,6 +15,7 @@ struct Options {
     std::string out = "out";
     std::vector<std::string> chapters; ///< Empty: all.
     std::string strokes;               ///< Brush script; empty: none.
+    std::string portrait; ///< A person's picture, for what is done to skin; none where there is no such file.
 
     /// Brightness, contrast, highlights, shadows, whites, blacks.
     std::array<float, 6> light{0.2f, 0.25f, -0.3f, 0.35f, 0.1f, 0.05f};

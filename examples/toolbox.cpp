@@ -50,10 +50,12 @@ struct Place {
     const char *name, *file, *words;
     double x, y;   ///< The middle of the part, as shares of the photograph.
     int reduction; ///< The part is taken from the photograph made so many times smaller.
+    int width = 960;
 };
 
 const Place kPlaces[] = {
     {"spaniel", "friends_by_Aitzol_Berasategi.jpg", "a spaniel's fur", 0.43, 0.32, 1},
+    {"portrait", "", "hair, skin and eyes. Portrait: NASA, public domain", 0.44, 0.27, 1, 480},
     {"haze", "aitzgorri_by_Aitzol_Berasategi.jpg", "a mountain in haze", 0.62, 0.3, 2},
     {"bridge", "Bridge_by_Sander_Klootwijk.jpg", "a bridge's cables against the sky", 0.65, 0.62, 1},
     {"brushes", "Picture_1A_by_freespace.jpg", "bristles in strong colours", 0.4, 0.45, 1},
@@ -77,11 +79,11 @@ const Place& placeOf(const std::string& name)
     throw std::logic_error("no such scene: " + name);
 }
 
-/// About 960 x 640 pixels; even, where the picture is large enough, as the half-size planes have it.
-cv::Size partOf(const cv::Mat& photo)
+/// About so wide, and two thirds as high; even, where the picture is large enough, as the half-size planes have it.
+cv::Size partOf(const cv::Mat& photo, int width)
 {
     const auto side = [](int wanted, int there) { return there > 1 ? std::min(wanted, there) / 2 * 2 : there; };
-    return {side(960, photo.cols), side(640, photo.rows)};
+    return {side(width, photo.cols), side(width * 2 / 3, photo.rows)};
 }
 
 std::unique_ptr<Scene> chosenScene(const Place& place, const std::string& file)
@@ -89,16 +91,17 @@ std::unique_ptr<Scene> chosenScene(const Place& place, const std::string& file)
     cv::Mat photo = as16Bit(loadPhoto(file));
     if (place.reduction > 1)
         cv::resize(photo, photo, {}, 1.0 / place.reduction, 1.0 / place.reduction, cv::INTER_AREA);
-    const cv::Size part = partOf(photo);
+    const cv::Size part = partOf(photo, place.width);
     const int x = std::clamp(int(place.x * photo.cols) - part.width / 2, 0, photo.cols - part.width);
     const int y = std::clamp(int(place.y * photo.rows) - part.height / 2, 0, photo.rows - part.height);
-    return std::make_unique<Scene>(photo(cv::Rect({x, y}, part)).clone(), std::string(place.words) + ", " + place.file);
+    const std::string from = place.file[0] ? std::string(", ") + place.file : "";
+    return std::make_unique<Scene>(photo(cv::Rect({x, y}, part)).clone(), place.words + from);
 }
 
 std::unique_ptr<Scene> detailedScene(const std::string& file)
 {
     const cv::Mat photo = as16Bit(loadPhoto(file));
-    const cv::Rect part = mostDetailed(photo, partOf(photo));
+    const cv::Rect part = mostDetailed(photo, partOf(photo, 960));
     return std::make_unique<Scene>(photo(part).clone(), "the part with the most detail of " +
                                                             std::filesystem::path(file).filename().string());
 }
@@ -108,7 +111,11 @@ std::unique_ptr<Scene> detailedScene(const std::string& file)
 const Scene& Scenes::of(const std::string& name)
 {
     const Place& place = placeOf(name);
-    const std::string beside = (std::filesystem::path(m_photo).parent_path() / place.file).string();
+    const bool portrait = !place.file[0];
+    if (portrait && m_chosen && !std::filesystem::exists(m_portrait))
+        return of("spaniel");
+    const std::string beside =
+        portrait ? m_portrait : (std::filesystem::path(m_photo).parent_path() / place.file).string();
     const bool chosen = m_chosen && std::filesystem::exists(beside);
     std::unique_ptr<Scene>& scene = m_scenes[chosen ? name : ""];
     if (!scene)
@@ -162,7 +169,7 @@ EdgeTables::~EdgeTables()
 int runToolbox(const Options& options)
 {
     heading("The toolbox");
-    Scenes scenes(options.photo, options.photo == kPackagedPhoto);
+    Scenes scenes(options.photo, options.photo == kPackagedPhoto, options.portrait);
     const std::vector<Entry> entries = runFilters(scenes);
     writePage(options.out, entries, plotCurves());
     return 0;

@@ -33,15 +33,20 @@ struct Scene {
 /// The scenes by name, each read when it is first asked for.
 class Scenes {
 public:
-    /// @param photo   The person's photograph.
-    /// @param chosen  Whether scenes come from the photographs beside it; else all are its part with the most detail.
-    Scenes(std::string photo, bool chosen) : m_photo(std::move(photo)), m_chosen(chosen) {}
+    /// @param photo     The person's photograph.
+    /// @param chosen    Whether scenes come from the photographs beside it; else all are its part with the most detail.
+    /// @param portrait  Where the scene of this name comes from; without it, fur stands in.
+    Scenes(std::string photo, bool chosen, std::string portrait)
+        : m_photo(std::move(photo)), m_chosen(chosen), m_portrait(std::move(portrait))
+    {
+    }
 
     const Scene& of(const std::string& name);
 
 private:
     std::string m_photo;
     bool m_chosen;
+    std::string m_portrait;
     std::map<std::string, std::unique_ptr<Scene>> m_scenes;
 };
 

@@ -22,11 +22,15 @@ void domainTransform(Toolbox& box)
         const char *on, *name;
         int (DomainTransform::*run)(const cv::Mat&, cv::Mat&, float, float);
         const char* purpose;
+        Pair settings[2] = {{8, 0.15f}, {40, 0.5f}};
     };
     const Form forms[] = {
-        {"spaniel", "RecursiveFilter", &DomainTransform::RecursiveFilter,
-         "Smooths texture at a cost that does not grow with the radius, and stops at edges; the detail planes of the "
-         "developer are made with it."},
+        {"portrait",
+         "RecursiveFilter",
+         &DomainTransform::RecursiveFilter,
+         "Smooths texture such as skin's at a cost that does not grow with the radius, and stops at edges; the detail "
+         "planes of the developer are made with a near relation.",
+         {{6, 0.08f}, {20, 0.25f}}},
         {"dragonfly", "NormalizedConvolutionFilter", &DomainTransform::NormalizedConvolutionFilter,
          "Averages what is near both in place and in colour: flatter areas than the recursive form, sharper corners."},
         {"bird", "InterpolatedConvolutionFilter", &DomainTransform::InterpolatedConvolutionFilter,
@@ -36,7 +40,7 @@ void domainTransform(Toolbox& box)
         DomainTransform filter;
         cv::Mat in, out;
         box.filter(form.on, std::string("DomainTransform::") + form.name, form.purpose);
-        for (const Pair s : {Pair{8, 0.15f}, Pair{40, 0.5f}})
+        for (const Pair& s : form.settings)
             box.shot(
                 cv::format("DomainTransform().%s(luma, out, %g, %gf)", form.name, s.first, s.second),
                 cv::format("sigmaS %g px, sigmaR %g", s.first, s.second), [&] { in = box.scene().luma.clone(); },

@@ -206,6 +206,7 @@ std::string reportOf(const std::vector<Task>& tasks, int jobs, double seconds)
 int runDevelop(Terminal& terminal, const DevelopOptions& options)
 {
     const double begun = now();
+    keepMemory();
     const Recipe recipe = recipeFor(options);
     keepInputs(options.json, options.in);
     std::vector<Task> tasks = planTasks(options);
@@ -213,7 +214,6 @@ int runDevelop(Terminal& terminal, const DevelopOptions& options)
     const int processors = ::processors();
     const int jobs = std::min(options.jobs ? options.jobs : processors, int(tasks.size()));
     const int threads = options.threads ? options.threads : std::max(1, processors / jobs);
-    keepMemory();
     Batch(terminal, options, recipe, tasks).run(jobs, threads);
 
     const int failed = count(tasks, Task::State::Failed), skipped = count(tasks, Task::State::Skipped);

@@ -32,6 +32,24 @@ install_packages() {
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
 
+# fetch_portrait FILE: one picture of a person, in the public domain, out of a Debian package that is not installed. Where
+# it cannot be had, says so, and what comes after goes on without.
+fetch_portrait() {
+    local file=$1 folder
+    [[ ! -f $file ]] || return 0
+    mkdir -p "$(dirname "$file")" || return 0
+    folder=$(mktemp -d "$(dirname "$file")/fetching.XXXXXX") || return 0
+    chmod 755 "$folder" # apt fetches as another user
+    if (cd "$folder" && apt-get download -qq python3-skimage) >/dev/null 2>&1 &&
+        dpkg-deb --fsys-tarfile "$folder"/*.deb |
+        tar -xO ./usr/lib/python3/dist-packages/skimage/data/astronaut.png >"$folder/portrait" 2>/dev/null; then
+        mv "$folder/portrait" "$file"
+    else
+        echo "The portrait could not be fetched (Debian's python3-skimage): the pictures of skin are left out." >&2
+    fi
+    rm -rf "$folder"
+}
+
 # configure PRESET: once.
 configure() {
     [[ -f build/$1/build.ninja ]] || cmake --preset "$1"

@@ -76,6 +76,8 @@ TEST(DeveloperOpening, DetailTakenOutLateGivesTheSameBits)
         EXPECT_EQ(reportsOf(fresh, Recipe()), 0);
         EXPECT_EQ(reportsOf(fresh, fullRecipe()) == 0, c.detail);
         EXPECT_EQ(reportsOf(viewed, recipe), 0);
+        EXPECT_TRUE(same(view(all, at, 1, recipe), view(fresh, at, 1, recipe))); // planes after bands
+        EXPECT_TRUE(same(expected, whole(fresh, recipe, Depth::Bits16)));
         EXPECT_TRUE(same(view(all, at, 1, recipe), view(viewed, at, 1, recipe))); // a ring from before
     }
     EXPECT_TRUE(same(whole(all, colours()), whole(session, colours())));
