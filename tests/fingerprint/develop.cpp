@@ -5,6 +5,7 @@
 #include <pixmill/develop/Developer.h>
 #include <pixmill/develop/Tiles.h>
 #include <pixmill/develop/filter_table.h>
+#include <pixmill/develop/recipe_table.h>
 
 namespace pixmill::fingerprint {
 
@@ -119,6 +120,15 @@ Operations develop()
                  developer.render({5, 3, 210 / scale, 170 / scale}, scale, recipe, Order::RGB, out);
                  h.add(out);
              }
+         }},
+        {"Recipe to JSON and back",
+         [](Source& s, Hash& h) {
+             Recipe recipe = recipeOf();
+             for (float* v : {&recipe.light.contrast, &recipe.color.tint, &recipe.detail.coarse.base.slope})
+                 *v = s.floats(1, 1, true)[0];
+             const std::string text = recipeToJson(recipe);
+             h.bytes(text.data(), text.size());
+             h.add(recipeFromJson(text) == recipe);
          }},
         {"tilingOf and mapTiles",
          [](Source& s, Hash& h) {

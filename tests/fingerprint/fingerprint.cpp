@@ -109,8 +109,9 @@ bool leftOut([[maybe_unused]] const std::string& name)
         return true;
 #endif
 #ifndef FINGERPRINT_DEVELOP
-    if (name.rfind("Developer::", 0) == 0 || name == "tilingOf and mapTiles")
-        return true;
+    for (const char* part : {"Developer::", "Recipe ", "tilingOf "})
+        if (name.rfind(part, 0) == 0)
+            return true;
 #endif
     return false;
 }
