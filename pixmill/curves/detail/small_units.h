@@ -27,7 +27,8 @@ struct ZeroEnds {
     static ZeroEnds of(const T* table, int n, float nu)
     {
         // From 1 to 2^-90: kTiny comes later, however this rounds.
-        const int deep = int(std::min(-62.4f / rows::logarithm(nu), 1e6f));
+        const float samples = -62.4f / rows::logarithm(nu); // of what never dies away infinite, negative or none
+        const int deep = samples >= 0 && samples < 1e6f ? int(samples) : 1'000'000;
         const auto zeros = [n](auto end) {
             return *end != 0 ? 0 : int(std::partition_point(end, end + n, [](T v) { return v == 0; }) - end);
         };
