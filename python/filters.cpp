@@ -101,8 +101,12 @@ bool guided(const Job& job)
         return true;
     }
     const cv::Mat& guide = job.guide.empty() ? job.p : job.guide;
-    filter.gFc1_estimate(asFloat(guide), asFloat(job.p), int(job.values[0]), float(job.values[1]));
-    return guide.depth() == CV_32F ? filter.gFc1_apply(guide, job.out) : filter.gFc1_applyLoop(guide, job.out);
+    const int r = int(job.values[0]);
+    const float eps = float(job.values[1]);
+    if (guide.depth() == CV_32F)
+        return TGuidedFilter::gFc1_oneMean(guide, asFloat(job.p), job.out, r, eps);
+    filter.gFc1_estimate(asFloat(guide), asFloat(job.p), r, eps);
+    return filter.gFc1_applyLoop(guide, job.out);
 }
 
 bool bilateral(const Job& job)

@@ -50,6 +50,16 @@ void TGuidedFilter_oneMean(benchmark::State& state)
 }
 BENCHMARK(TGuidedFilter_oneMean)->Apply(radii);
 
+/// The same in one walk, without an estimate that is kept.
+void TGuidedFilter_oneMeanInOneWalk(benchmark::State& state)
+{
+    Planes p(state, 1);
+    for (auto _ : state)
+        TGuidedFilter::gFc1_oneMean(p.guide[0], p.src, p.out, int(state.range(2)), kEps);
+    report(state, p.pixels(), p.pixels() * 4 * 3);
+}
+BENCHMARK(TGuidedFilter_oneMeanInOneWalk)->Apply(radii);
+
 /// The same one mean by whole planes.
 void oneMeanByBlur(benchmark::State& state)
 {

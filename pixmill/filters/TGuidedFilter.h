@@ -79,6 +79,11 @@ public:
     /// @param out    CV_32FC1, the size of guide[0]; created unless it fits. May be one of the guides.
     int gFc3_apply(const std::vector<cv::Mat>& guide, cv::Mat& out) const;
 
+    /// gFc1_estimate, and gFc1_apply to the same guide, in one walk: the same bits, and no estimate is kept.
+    ///
+    /// @param out  CV_32FC1, the size of `src`; created unless it fits. May be `src` or `guide`.
+    static int gFc1_oneMean(const cv::Mat& guide, const cv::Mat& src, cv::Mat& out, int r, float eps);
+
     /// The whole filter, both means of He, Sun, Tang, in strips of 600 rows where the picture has 2,250,000 pixels or
     /// more and at least 600 rows, else in one. See gFc1_stripproc.
     static int stripProc(const cv::Mat& guide, const cv::Mat& src, cv::Mat& out, int r, float eps);

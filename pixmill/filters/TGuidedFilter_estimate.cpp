@@ -56,8 +56,30 @@ int TGuidedFilter::estimate1(const char* call, const cv::Mat& guide, const cv::M
     checkReach(call, r, size, OneGuide::kMoments);
     for (cv::Mat* m : members)
         ensureLarge(*m, size, CV_32FC1);
-    forEachSpan(size.height, long(size.area()),
-                [&](int first, int end) { writeModels(planes, r, eps, first, end, m_a0, m_b); });
+    forEachSpan(size.height, long(size.area()), [&](int first, int end) {
+        forEachModelRow(planes, r, first, end, size.width, [&](int y, int left) {
+            return OneGuideModels{eps, m_a0.ptr<float>(y) + left, m_b.ptr<float>(y) + left, fetchedAhead(m_b, y)};
+        });
+    });
+    return 1;
+}
+
+int TGuidedFilter::gFc1_oneMean(const cv::Mat& guide, const cv::Mat& src, cv::Mat& out, int r, float eps)
+{
+    constexpr const char* kCall = "TGuidedFilter::gFc1_oneMean";
+    checkPlane(src, kCall, "src");
+    const cv::Size size = src.size();
+    checkRadius(r, size, kCall);
+    cv::Mat* const results[] = {&out};
+    const cv::Mat planes[] = {readable(kCall, "guide", guide, size, results),
+                              readable(kCall, "src", src, size, results)};
+    checkReach(kCall, r, size, OneGuide::kMoments);
+    ensureLarge(out, size, CV_32FC1);
+    forEachSpan(size.height, long(size.area()), [&](int first, int end) {
+        forEachModelRow(planes, r, first, end, size.width, [&](int y, int left) {
+            return AppliedModels{eps, planes[0].ptr<float>(y) + left, out.ptr<float>(y) + left, fetchedAhead(out, y)};
+        });
+    });
     return 1;
 }
 

@@ -116,6 +116,27 @@ TEST(TGuidedFilterEstimate, TallPlanesHaveNoSeamsBetweenThreads)
     });
 }
 
+TEST(TGuidedFilterOneMean, OneWalkHasTheBitsOfBothSteps)
+{
+    for (const auto& [size, r] : {std::pair(cv::Size(301, 77), 1), {{203, 61}, 8}, {{90, 130}, 40}, {{8250, 9}, 3}}) {
+        SCOPED_TRACE(r);
+        const Planes p = scene(size);
+        TGuidedFilter steps;
+        cv::Mat expected;
+        steps.gFc1_estimate(p.guide[0], p.src, r, kEps);
+        steps.gFc1_apply(p.guide[0], expected);
+        everyWay([&, radius = r] {
+            cv::Mat out, overSource = p.src.clone(), overGuide = p.guide[0].clone();
+            TGuidedFilter::gFc1_oneMean(p.guide[0], p.src, out, radius, kEps);
+            TGuidedFilter::gFc1_oneMean(p.guide[0], overSource, overSource, radius, kEps);
+            TGuidedFilter::gFc1_oneMean(overGuide, p.src, overGuide, radius, kEps);
+            EXPECT_TRUE(samePixels<float>(expected, out));
+            EXPECT_TRUE(samePixels<float>(expected, overSource));
+            EXPECT_TRUE(samePixels<float>(expected, overGuide));
+        });
+    }
+}
+
 TEST(TGuidedFilterEstimate, RadiusZeroKeepsTheSource)
 {
     const Planes p = scene({33, 21});

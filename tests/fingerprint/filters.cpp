@@ -71,6 +71,12 @@ void addGuided(Operations& all)
                                h.add(out);
                            }
                        }});
+    all.push_back({"TGuidedFilter, one mean in one walk", [](Source& s, Hash& h) {
+                       const cv::Mat guide = s.plane(kSize, CV_32FC1) / 256, src = s.plane(kSize, CV_32FC1) / 256;
+                       cv::Mat out;
+                       TGuidedFilter::gFc1_oneMean(guide, src, out, 5, 0.01f);
+                       h.add(out);
+                   }});
     all.push_back({"TGuidedFilter in strips and blocks", [](Source& s, Hash& h) {
                        const cv::Mat guide = s.plane(kSize, CV_32FC1) / 256, src = s.plane(kSize, CV_32FC1) / 256;
                        cv::Mat out;

@@ -66,6 +66,7 @@ std::vector<Row> filterRows()
         HOSTILE("TGuidedFilter::proc", (const Mats& guide, Mat& out, const Mat& a, const Mat& b) { TGuidedFilter f; f.m_a0 = f.m_a1 = f.m_a2 = a; f.m_b = b; f.proc(guide, out); }),
         HOSTILE("TGuidedFilter::gFc1", (const Mat& guide, const Mat& src, int r, float eps, Mat& out) { TGuidedFilter f; f.gFc1_estimate(guide, src, r, eps); f.gFc1_apply(guide, out); f.gFc1_applyLoop(guide, out); }),
         HOSTILE("TGuidedFilter::gFc3", (const Mats& guide, const Mat& src, int r, float eps, Mat& out) { TGuidedFilter f; f.gFc3_estimate(guide, src, r, eps); f.gFc3_apply(guide, out); }),
+        HOSTILE("TGuidedFilter::gFc1_oneMean", (const Mat& guide, const Mat& src, Mat& out, int r, float eps) { TGuidedFilter::gFc1_oneMean(guide, src, out, r, eps); }),
         HOSTILE("TGuidedFilter::stripProc", (const Mat& guide, const Mat& src, Mat& out, int r, float eps) { TGuidedFilter::stripProc(guide, src, out, r, eps); }),
         HOSTILE("TGuidedFilter::gFc1_stripproc", (const Mat& guide, const Mat& src, Mat& out, int r, float eps, int h) { TGuidedFilter::gFc1_stripproc(guide, src, out, r, eps, h); }),
         HOSTILE("TGuidedFilter::gFc1_blkGuide", (const Mat& guide, const Mat& src, Mat& out, int r, float eps) { TGuidedFilter::gFc1_blkGuide(guide, src, out, r, eps); }),

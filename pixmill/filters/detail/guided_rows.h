@@ -156,21 +156,18 @@ inline std::ptrdiff_t fetchedAhead(const cv::Mat& results, int y)
     return y + kAhead < results.rows ? std::ptrdiff_t(results.step1() * kAhead) : 0;
 }
 
-/// Writes the models of one guide to the rows first..end-1 of `slopes` and `offsets`: of the windows around every
-/// pixel.
-inline void writeModels(const cv::Mat* planes, int r, float eps, int first, int end, cv::Mat& slopes, cv::Mat& offsets)
+/// Reckons the models of one guide for the rows first..end-1 of `cols` columns: of the windows around every pixel. What
+/// becomes of a row's from column `left` on is told by finish(y, left).
+template <class Finish>
+void forEachModelRow(const cv::Mat* planes, int r, int first, int end, int cols, const Finish& finish)
 {
     const PaddedRows rows(planes, r);
-    const int strip = stripWidth(0, r, slopes.cols);
+    const int strip = stripWidth(0, r, cols);
     OneGuide::Moments moments(r, strip);
-    for (int left = 0; left < slopes.cols; left += strip) {
-        const int n = std::min(strip, slopes.cols - left);
-        moments.begin(left, n, first);
+    for (int left = 0; left < cols; left += strip) {
+        moments.begin(left, std::min(strip, cols - left), first);
         for (int y = first; y < end;)
-            y += moments.push(rows, [&] {
-                float *const a = slopes.ptr<float>(y) + left, *const b = offsets.ptr<float>(y) + left;
-                return OneGuideModels{eps, a, b, fetchedAhead(slopes, y)};
-            });
+            y += moments.push(rows, [&] { return finish(y, left); });
     }
 }
 
