@@ -24,7 +24,8 @@ foreach(sister IN ITEMS develop photo)
     COMPONENT ${sister}-dev)
 endforeach()
 if(TARGET pixmill_photo)
-  install(FILES cmake/FindLcms2.cmake cmake/FindOIIO.cmake DESTINATION ${PIXMILL_CMAKE_DIR} COMPONENT photo-dev)
+  install(FILES cmake/FindLcms2.cmake cmake/FindOIIO.cmake cmake/FindTurboJPEG.cmake
+    DESTINATION ${PIXMILL_CMAKE_DIR} COMPONENT photo-dev)
 endif()
 
 configure_package_config_file(cmake/pixmillConfig.cmake.in ${PROJECT_BINARY_DIR}/pixmillConfig.cmake

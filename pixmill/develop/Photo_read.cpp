@@ -1,6 +1,7 @@
 #include <pixmill/develop/Photo.h>
 
 #include <pixmill/develop/Error.h>
+#include <pixmill/develop/detail/jpeg_inks.h>
 #include <pixmill/develop/detail/photo_colour.h>
 #include <pixmill/develop/detail/photo_errors.h>
 #include <pixmill/develop/detail/photo_open.h>
@@ -77,6 +78,16 @@ void addNote(std::string& note, const std::string& more)
     note += (note.empty() || more.empty() ? "" : "; ") + more;
 }
 
+/// Takes the inks in place of what the decoder made of them.
+bool takeInks(const std::string& path, cv::Mat& samples)
+{
+    const cv::Mat inks = jpegInks(path);
+    if (inks.size() != samples.size())
+        return false;
+    samples = inks;
+    return true;
+}
+
 Photo read(const std::string& path, const PhotoReading& how)
 {
     checkFile(kRead, path, how.maxPixels);
@@ -99,10 +110,11 @@ Photo read(const std::string& path, const PhotoReading& how)
         unmultiply(samples);
     if (samples.depth() == CV_32F)
         encodeFloats(cv::Mat(samples), channels.alpha, profileOf(spec).empty(), samples);
-    photo.pixels = toRgb(samples, channels.alpha, rawCmyk, profileOf(spec), photo);
+    const bool inks = rawCmyk || (cmyk && damage.empty() && takeInks(path, samples));
+    photo.pixels = toRgb(samples, channels.alpha, inks, profileOf(spec), photo);
     turnUpright(photo.pixels, orientationOf(spec));
     photo.metadata = metadataOf(spec, blocks);
-    if (cmyk && !rawCmyk) // by the decoder, that hands on no inks
+    if (cmyk && !inks) // by the decoder
         photo.note =
             photo.note.empty() ? "converted from CMYK without a profile" : "converted from CMYK without its profile";
     addNote(photo.note, damage);

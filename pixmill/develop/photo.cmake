@@ -1,6 +1,7 @@
 # Picture files: a library of its own, as OpenImageIO brings many packages along that the develop library does without.
 find_package(OIIO REQUIRED)
 find_package(Lcms2 REQUIRED)
+find_package(TurboJPEG REQUIRED)
 
 pixmill_add_sister(photo)
 target_sources(pixmill_photo
@@ -13,6 +14,7 @@ target_sources(pixmill_photo
     detail/exif_block.cpp
     detail/heif_blocks.cpp
     detail/image_resources.cpp
+    detail/jpeg_inks.cpp
     detail/photo_blocks.cpp
     detail/photo_colour.cpp
     detail/photo_errors.cpp
@@ -21,4 +23,4 @@ target_sources(pixmill_photo
     detail/temporary_file.cpp
     detail/tiff_blocks.cpp
     detail/tiff_tags.cpp)
-target_link_libraries(pixmill_photo PUBLIC pixmill::develop PRIVATE OIIO::OIIO Lcms2::Lcms2)
+target_link_libraries(pixmill_photo PUBLIC pixmill::develop PRIVATE OIIO::OIIO Lcms2::Lcms2 TurboJPEG::TurboJPEG)

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <lcms2.h>
+#include <turbojpeg.h>
 
 using namespace pixmill;
 
@@ -344,6 +345,62 @@ TEST(Photo, ScreenColoursFollowTheProfile)
     const cv::Mat before = broken.pixels.clone();
     EXPECT_FALSE(toScreenColours(broken));
     EXPECT_EQ(0, cv::norm(before, broken.pixels, cv::NORM_INF));
+}
+
+/// A profile for which every ink but black is white paper.
+std::vector<unsigned char> blackInkProfile()
+{
+    const cmsHPROFILE profile = cmsCreateProfilePlaceholder(nullptr);
+    cmsSetDeviceClass(profile, cmsSigOutputClass);
+    cmsSetColorSpace(profile, cmsSigCmykData);
+    cmsSetPCS(profile, cmsSigLabData);
+    cmsStage* const table = cmsStageAllocCLut16bit(nullptr, 2, 4, 3, nullptr);
+    const auto lightness = [](const cmsUInt16Number inks[], cmsUInt16Number lab[], void*) {
+        lab[0] = cmsUInt16Number(65535 - inks[3]);
+        lab[1] = lab[2] = 0x8080;
+        return 1;
+    };
+    cmsStageSampleCLut16bit(table, lightness, nullptr, 0);
+    cmsPipeline* const pipeline = cmsPipelineAlloc(nullptr, 4, 3);
+    cmsPipelineInsertStage(pipeline, cmsAT_END, table);
+    cmsWriteTag(profile, cmsSigAToB0Tag, pipeline);
+    cmsPipelineFree(pipeline);
+    return bytesOf(profile);
+}
+
+/// A JPEG of 24 x 16 pixels in these inks, which it holds as what they leave white.
+std::string jpegOfInks(cv::Scalar inks, const std::vector<unsigned char>& profile)
+{
+    const cv::Mat paper(16, 24, CV_8UC4, cv::Scalar::all(255) - inks);
+    unsigned char* bytes = nullptr;
+    unsigned long size = 0;
+    const tjhandle encoder = tjInitCompress();
+    tjCompress2(encoder, paper.data, paper.cols, 0, paper.rows, TJPF_CMYK, &bytes, &size, TJSAMP_444, 100, 0);
+    std::string file(bytes, bytes + size);
+    tjFree(bytes);
+    tjDestroy(encoder);
+    const std::string body = std::string("ICC_PROFILE\0\1\1", 14) + std::string(profile.begin(), profile.end());
+    const size_t length = body.size() + 2;
+    if (!profile.empty())
+        file.insert(2, std::string("\xff\xe2") + char(length >> 8) + char(length & 0xff) + body);
+    return file;
+}
+
+TEST(Photo, InksOfJpegGoThroughTheirProfile)
+{
+    const Folder folder;
+    const cv::Scalar cyanAndSomeBlack(255, 0, 0, 51);
+    put(folder / "plain.jpg", jpegOfInks(cyanAndSomeBlack, {}));
+    put(folder / "profile.jpg", jpegOfInks(cyanAndSomeBlack, blackInkProfile()));
+    const Photo plain = readPhoto(folder / "plain.jpg"), profiled = readPhoto(folder / "profile.jpg");
+    EXPECT_LE(cv::norm(plain.pixels, cv::Mat(16, 24, CV_8UC3, cv::Scalar(0, 204, 204)), cv::NORM_INF), 2);
+    EXPECT_EQ("converted from CMYK without a profile", plain.note);
+    const cv::Vec3b grey = profiled.pixels.at<cv::Vec3b>(8, 12); // L* of 80
+    EXPECT_NEAR(198, grey[0], 3);
+    EXPECT_NEAR(grey[0], grey[1], 2);
+    EXPECT_NEAR(grey[0], grey[2], 2);
+    EXPECT_EQ("converted from CMYK to sRGB by its profile", profiled.note);
+    EXPECT_TRUE(profiled.profile.empty());
 }
 
 TEST(Photo, CmykIsConvertedAndTold)

@@ -45,8 +45,9 @@ OIIO::TypeDesc typeOf(int depth)
 bool isCmyk(const OIIO::ImageSpec& spec)
 {
     const int separated = 5; // TIFF's number for inks
-    return spec.get_int_attribute("tiff:PhotometricInterpretation") == separated ||
-           spec.get_string_attribute("jpeg:ColorSpace") == "CMYK";
+    const std::string space = spec.get_string_attribute("jpeg:ColorSpace");
+    return spec.get_int_attribute("tiff:PhotometricInterpretation") == separated || space == "CMYK" ||
+           space == "YCbCrK";
 }
 
 bool isMultiplied(const OIIO::ImageInput& in)
