@@ -76,6 +76,7 @@ private:
         {
             plain.resize(std::size_t(kKept) * plainLength());
             differences = AlignedArray<short>(kKept * differencesLength());
+            std::fill(differences.begin(), differences.end(), short(0)); // vectors add up what stands behind a row
         }
 
         int plainLength() const { return size.width + 2; }
