@@ -224,13 +224,11 @@ bool Developer::renderAll(const Recipe& recipe, Depth depth, Order order, const 
     if (!rows)
         throw Error(call, "rows", "a sink", "none");
     std::vector<MaskPlane> masks;
-    Layers rings;
-    const Layers* layers = &m_impl->full;
+    Layers layers = m_impl->full; // the same pixels, which stay should the sink open or render something else
     translated(call, [&] {
         if (m_impl->needsDetail(recipe)) {
             m_impl->smooth({});
-            rings = ringsOf(m_impl->full, m_impl->smoothed, kRingRows);
-            layers = &rings;
+            layers = ringsOf(layers, m_impl->smoothed, kRingRows);
         }
         masks = m_impl->masksOf(recipe, 1);
     });
@@ -240,7 +238,7 @@ bool Developer::renderAll(const Recipe& recipe, Depth depth, Order order, const 
     for (int y = 0; y < size.height; y += kBandRows) {
         const int count = std::min(kBandRows, size.height - y);
         translated(call, [&] {
-            view.render(*layers, {0, y, size.width, count}, recipe, masks, {band.data(), stride, depth, order});
+            view.render(layers, {0, y, size.width, count}, recipe, masks, {band.data(), stride, depth, order});
         });
         if (!rows(y, count, band.data(), stride))
             return false;

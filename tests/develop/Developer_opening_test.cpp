@@ -83,6 +83,31 @@ TEST(DeveloperOpening, DetailTakenOutLateGivesTheSameBits)
     EXPECT_TRUE(same(whole(all, colours()), whole(session, colours())));
 }
 
+TEST(DeveloperOpening, ASinkMayRenderAndOpenWhatItLikes)
+{
+    const cv::Mat packed = photo({143, 201}), other = photo({20, 10});
+    Recipe recipe = fullRecipe();
+    recipe.locals.clear();
+    for (const Opening opening : {Opening::All, Opening::Needed}) {
+        Developer developer;
+        developer.open(pixelsOf(packed), {}, opening);
+        cv::Mat out(packed.size(), CV_8UC3);
+        developer.renderAll(recipe, Depth::Bits8, Order::RGB,
+                            [&](int y, int rows, const void* pixels, std::ptrdiff_t stride) {
+                                cv::Mat(rows, out.cols, CV_8UC3, const_cast<void*>(pixels), std::size_t(stride))
+                                    .copyTo(out.rowRange(y, y + rows));
+                                if (y == 0)
+                                    view(developer, {9, 6, 70, 51}, 1, recipe);
+                                else
+                                    developer.open(pixelsOf(other));
+                                return true;
+                            });
+        Developer undisturbed = opened(packed);
+        EXPECT_TRUE(same(whole(undisturbed, recipe), out));
+        EXPECT_EQ(developer.size(), other.size());
+    }
+}
+
 TEST(DeveloperOpening, ReducedViewsAndMasksAreTheSame)
 {
     const cv::Mat packed = photo({143, 97});

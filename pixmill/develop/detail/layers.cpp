@@ -241,7 +241,7 @@ Layers ringsOf(const Layers& luma, const Smoothed& smoothed, int rows)
     out.picture = luma.size();
     makePlanes({out.picture.width, std::min(rows, out.picture.height)}, out);
     Layers planes = out; // the same pixels
-    out.fill = [&luma, &smoothed, planes](int y, int end) mutable {
+    out.fill = [luma, smoothed, planes](int y, int end) mutable {
         rows::runSpan(
             [&](int from, int to) {
                 for (; from < to; ++from)

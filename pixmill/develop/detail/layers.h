@@ -45,8 +45,8 @@ bool takeDetailOut(Layers& layers, const Progress& progress);
 /// The same with what was smoothed before.
 void takeDetailOut(Layers& layers, const Smoothed& smoothed);
 
-/// The same as rings of `rows` rows, for one way from the first row to the last. They fill themselves in from both
-/// arguments, which must stay.
+/// The same as rings of `rows` rows, for one way from the first row to the last. They fill themselves in from the
+/// pixels of both arguments.
 Layers ringsOf(const Layers& luma, const Smoothed& smoothed, int rows);
 
 /// Each plane's means of factor x factor pixels; sides are divided and rounded up, and past the edge its pixels repeat.
